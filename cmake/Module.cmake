@@ -1,0 +1,63 @@
+# The shared module: what a print filter loads.
+
+# Compiled once, for the module and for the tests that look inside it.
+add_library(moxsupply-objects OBJECT
+  channel/MoxFilterComm.cc
+  npa/CommandList.cc
+  npa/CPDQuery.cc
+  npa/CPDTriplet.cc
+  npa/Exchange.cc
+  npa/KelvoRecords.cc
+  npa/LoopBack.cc
+  npa/NPAReply.cc
+  npa/PSSDQuery.cc
+  npa/SuppliesTable.cc
+  front/InkjetReport.cc
+  front/LaserReport.cc
+  front/MoxFilter.cc
+  front/SupplyNames.cc)
+target_include_directories(moxsupply-objects PUBLIC "${PROJECT_SOURCE_DIR}")
+target_link_libraries(moxsupply-objects
+  PUBLIC Cups::Cups
+  PRIVATE moxsupply-warnings utf8cpp)
+set_target_properties(moxsupply-objects PROPERTIES POSITION_INDEPENDENT_CODE ON)
+
+set(exports "${PROJECT_SOURCE_DIR}/cmake/exports.map")
+add_library(libmoxsupply SHARED)
+add_library(moxsupply::moxsupply ALIAS libmoxsupply)
+target_link_libraries(libmoxsupply PRIVATE moxsupply-objects)
+target_link_options(libmoxsupply PRIVATE
+  "LINKER:--version-script=${exports}" "LINKER:--as-needed")
+if(NOT MOXSUPPLY_SANITIZERS)  # their runtime is in the program, not in the module
+  target_link_options(libmoxsupply PRIVATE "LINKER:--no-undefined")
+endif()
+target_include_directories(libmoxsupply PUBLIC
+  $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
+  $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/moxsupply>)
+target_compile_features(libmoxsupply PUBLIC cxx_std_20)
+set_target_properties(libmoxsupply PROPERTIES
+  OUTPUT_NAME moxsupply
+  EXPORT_NAME moxsupply
+  VERSION "${PROJECT_VERSION}"
+  SOVERSION "${PROJECT_VERSION_MAJOR}"
+  LINK_DEPENDS "${exports}")
+
+install(TARGETS libmoxsupply EXPORT moxsupply
+  LIBRARY COMPONENT module NAMELINK_COMPONENT development)
+install(FILES channel/MoxFilterComm.h
+  DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/moxsupply/channel" COMPONENT development)
+install(FILES npa/MoxNPAUtilityCommand.h npa/CommandList.h npa/CPDTriplet.h
+  DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/moxsupply/npa" COMPONENT development)
+install(FILES front/MoxFilter.h
+  DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/moxsupply/front" COMPONENT development)
+install(FILES values/Dictionary.h values/Export.h values/Status.h
+  DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/moxsupply/values" COMPONENT development)
+
+install(EXPORT moxsupply NAMESPACE moxsupply:: FILE moxsupplyConfig.cmake
+  DESTINATION "${CMAKE_INSTALL_LIBDIR}/cmake/moxsupply" COMPONENT development)
+write_basic_package_version_file(moxsupplyConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+configure_file(cmake/moxsupply.pc.in moxsupply.pc @ONLY)
+install(FILES "${PROJECT_BINARY_DIR}/moxsupplyConfigVersion.cmake"
+  DESTINATION "${CMAKE_INSTALL_LIBDIR}/cmake/moxsupply" COMPONENT development)
+install(FILES "${PROJECT_BINARY_DIR}/moxsupply.pc"
+  DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT development)

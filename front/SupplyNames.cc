@@ -1,0 +1,50 @@
+#include "front/SupplyNames.h"
+
+#include <dlfcn.h>
+#include <libintl.h>
+
+#include <algorithm>
+#include <array>
+#include <clocale>
+#include <string_view>
+
+namespace moxsupply {
+
+namespace {
+
+constexpr const char* kCatalog = "moxsupply";
+
+// Below the module's own folder: moxsupply/locale/LANGUAGE/LC_MESSAGES/moxsupply.mo
+constexpr std::string_view kCatalogsBesideModule = "moxsupply/locale";
+
+// The folder of the file that this code was loaded from, with its slash; empty for the current one.
+std::string folderOfModule() {
+  Dl_info module{};
+  if (dladdr(kCatalogsBesideModule.data(), &module) == 0) return {};
+  const std::string_view file = module.dli_fname;
+  return std::string(file.substr(0, file.rfind('/') + 1));
+}
+
+// In these locales nobody asked for a language. gettext sees to "C" itself, but in C.UTF-8 it would
+// go by the environment variable LANGUAGE all the same.
+bool localeHasNoLanguage() {
+  constexpr std::array<std::string_view, 4> kWithout = {"C", "POSIX", "C.UTF-8", "C.utf8"};
+  return std::ranges::find(kWithout, std::string_view(std::setlocale(LC_MESSAGES, nullptr))) !=
+         kWithout.end();
+}
+
+}  // namespace
+
+SupplyNames::SupplyNames() : mTranslated(!localeHasNoLanguage()) {
+  if (!mTranslated) return;
+  bindtextdomain(kCatalog, (folderOfModule() + std::string(kCatalogsBesideModule)).c_str());
+  bind_textdomain_codeset(kCatalog, "UTF-8");
+}
+
+std::string SupplyNames::name(const char* key, const char* defaultText) const {
+  const char* text = mTranslated ? dgettext(kCatalog, key) : key;
+  const bool isMissing = text == key;  // gettext gives its argument back
+  return isMissing ? defaultText : text;
+}
+
+}  // namespace moxsupply

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <functional>
+#include <memory>
+#include <string>
+#include <utility>
+
+namespace moxsupply {
+
+// Each subcommand adds itself to `app`, and when it is the one given puts what it does into `run`,
+// which returns the exit status. Parsing arguments does nothing else.
+using RunCommand = std::function<int()>;
+
+// Exit statuses that all subcommands share; 0 is success.
+constexpr int kExitFailed = 1;  // the arguments were right, and still it did not work
+constexpr int kExitMisuse = 2;  // the arguments were wrong, or the set-up is
+
+// The help of a subcommand: its usage as it is given here, then what CLI11 makes of its options.
+class Help : public CLI::Formatter {
+ public:
+  explicit Help(std::string usage) : mUsage(std::move(usage)) { column_width(26); }
+
+  std::string make_usage(const CLI::App* /*app*/, std::string /*name*/) const override {
+    return "Usage: " + mUsage + '\n';
+  }
+
+ private:
+  std::string mUsage;
+};
+
+}  // namespace moxsupply

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+
+namespace moxsupply {
+
+// Picks big-endian numbers and runs of bytes out of bytes that came from a printer and that it does
+// not own. What does not lie whole before the end is not there: nothing is returned and nothing is
+// read. Every bounds check of the decoders stands here. Cheap to copy.
+class BigEndianReader {
+ public:
+  explicit BigEndianReader(std::span<const std::uint8_t> bytes) noexcept : mBytes(bytes) {}
+
+  [[nodiscard]] std::optional<std::uint8_t> u8(std::size_t offset) const noexcept {
+    return number<std::uint8_t>(offset);
+  }
+  [[nodiscard]] std::optional<std::uint16_t> u16(std::size_t offset) const noexcept {
+    return number<std::uint16_t>(offset);
+  }
+  [[nodiscard]] std::optional<std::uint32_t> u32(std::size_t offset) const noexcept {
+    return number<std::uint32_t>(offset);
+  }
+
+  [[nodiscard]] std::optional<std::span<const std::uint8_t>> bytes(
+      std::size_t offset, std::size_t count) const noexcept {
+    if (offset > mBytes.size() || count > mBytes.size() - offset) return std::nullopt;
+    return mBytes.subspan(offset, count);
+  }
+
+  // The bytes from `offset` on, at most `count` of them: what is there of a run that may be cut.
+  [[nodiscard]] std::span<const std::uint8_t> bytesAsFarAsTheyGo(std::size_t offset,
+                                                                 std::size_t count) const noexcept {
+    if (offset > mBytes.size()) return {};
+    return mBytes.subspan(offset, std::min(count, mBytes.size() - offset));
+  }
+
+ private:
+  template <typename Number>
+  [[nodiscard]] std::optional<Number> number(std::size_t offset) const noexcept {
+    const auto run = bytes(offset, sizeof(Number));
+    if (!run) return std::nullopt;
+    std::uint32_t value = 0;
+    for (const std::uint8_t byte : *run) value = value << 8 | byte;
+    return static_cast<Number>(value);
+  }
+
+  std::span<const std::uint8_t> mBytes;
+};
+
+}  // namespace moxsupply

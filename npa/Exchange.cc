@@ -1,0 +1,25 @@
+#include "npa/Exchange.h"
+
+#include <algorithm>
+
+#include "npa/Packet.h"
+
+namespace moxsupply {
+
+bool answers(std::span<const std::uint8_t> reply, const Echo& echo) noexcept {
+  return reply[0] == kPacketStart && std::ranges::equal(reply.subspan(4, echo.size()), echo);
+}
+
+Status awaitAnswer(const MoxNPAUtilityCommand& npa, const Echo& echo, std::uint32_t timeout,
+                   BufferBetweenAttempts buffer, std::span<std::uint8_t, kReplyBufferSize> reply,
+                   std::uint32_t& length) noexcept {
+  constexpr int kMostAttempts = 4;
+  for (int attempt = 1; attempt <= kMostAttempts; ++attempt) {
+    if (buffer == BufferBetweenAttempts::kCleared) std::ranges::fill(reply, std::uint8_t{0});
+    const Status status = npa.getNPAReply(reply, length, timeout);
+    if (answers(reply, echo)) return status;
+  }
+  return Status::kNothingReceived;
+}
+
+}  // namespace moxsupply

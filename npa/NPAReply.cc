@@ -1,0 +1,98 @@
+#include <algorithm>
+#include <array>
+
+#include "npa/BigEndianReader.h"
+#include "npa/MoxNPAUtilityCommand.h"
+#include "npa/Packet.h"
+
+using moxsupply::BigEndianReader;
+using moxsupply::PacketHead;
+using moxsupply::Status;
+
+namespace {
+
+constexpr std::uint32_t kReadBufferSize = 512;
+// Enough for the start byte, the length, the flags and the first byte of the body.
+constexpr std::uint32_t kWantedOfPacketStart = 5;
+// No stream of bytes, however well it begins packets, can hold the reader for ever.
+constexpr std::uint32_t kMostBytesOfReply = 65'536;
+constexpr std::size_t kShortestReply = 6;
+
+// The output of one reply: takes what fits.
+class StoredReply {
+ public:
+  explicit StoredReply(std::span<std::uint8_t> reply) noexcept : mReply(reply) {}
+
+  void append(std::span<const std::uint8_t> bytes) noexcept {
+    const auto room = mReply.subspan(mSize);
+    const auto fitting = bytes.first(std::min(bytes.size(), room.size()));
+    std::ranges::copy(fitting, room.begin());
+    mSize += fitting.size();
+  }
+
+  [[nodiscard]] std::size_t size() const noexcept { return mSize; }
+
+ private:
+  std::span<std::uint8_t> mReply;
+  std::size_t mSize = 0;
+};
+
+}  // namespace
+
+Status MoxNPAUtilityCommand::getNPAReply(std::span<std::uint8_t> reply,
+                                         std::uint32_t& lengthOfResponse,
+                                         std::uint32_t timeOut) const noexcept {
+  StoredReply stored(reply);
+  std::array<std::uint8_t, kReadBufferSize> readBuffer{};
+  std::uint32_t wanted = kWantedOfPacketStart;
+  std::uint16_t packetSize = 0;
+  std::uint32_t receivedOfPacket = 0;
+  bool morePackets = false;
+
+  for (std::uint32_t delivered = 0; delivered < kMostBytesOfReply;) {
+    // A start that comes in pieces is completed with zero bytes: its length and flags are taken
+    // from the piece that came first.
+    readBuffer.fill(0);
+    std::uint32_t count = wanted;
+    if (mFilterCom.readData(readBuffer, count, timeOut) != Status::kSuccess) break;
+    delivered += count;
+
+    if (readBuffer[0] == moxsupply::kPacketStart) {
+      // Any read that begins with A5 begins a packet, also in the middle of another.
+      const auto head = PacketHead::read(BigEndianReader(readBuffer), 0);
+      stored.append(std::span(readBuffer).first(count));
+      packetSize = static_cast<std::uint16_t>(head->size());  // 65,536 and more wraps to 0 to 2
+      receivedOfPacket = count;
+      morePackets = head->moreFollow();
+      if (count > packetSize) break;
+      // A packet that is whole at once does not end the reply, whatever its flags say.
+      wanted = count == packetSize ? kWantedOfPacketStart
+                                   : std::min<std::uint32_t>(packetSize - count, kReadBufferSize);
+      continue;
+    }
+
+    if (receivedOfPacket >= packetSize) {
+      // Between packets: dropped, and the next read asks for as many bytes as came now.
+      wanted = count;
+      continue;
+    }
+    count = std::min(count, packetSize - receivedOfPacket);
+    stored.append(std::span(readBuffer).first(count));
+    receivedOfPacket += count;
+    if (receivedOfPacket == packetSize) {
+      if (!morePackets) break;
+      wanted = kWantedOfPacketStart;
+    } else {
+      // Only this read is taken off, not all that came of the packet. So a read may ask for more
+      // than the packet still has; the surplus is cut off above.
+      wanted = std::min<std::uint32_t>(packetSize - count, kReadBufferSize);
+    }
+  }
+
+  if (stored.size() < kShortestReply) {
+    lengthOfResponse = 0;
+    return Status::kReadError;
+  }
+  lengthOfResponse = static_cast<std::uint32_t>(stored.size());
+  return Status::kSuccess;
+}

@@ -1,0 +1,203 @@
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "npa/BigEndianReader.h"
+#include "npa/CommandList.h"
+#include "npa/Exchange.h"
+#include "npa/MoxNPAUtilityCommand.h"
+#include "npa/Packet.h"
+
+using moxsupply::BigEndianReader;
+using moxsupply::BufferBetweenAttempts;
+using moxsupply::Dictionary;
+using moxsupply::Key;
+using moxsupply::PacketHead;
+using moxsupply::Status;
+
+namespace {
+
+constexpr std::size_t kQueryRequestSize = 27;
+constexpr std::uint32_t kDeviceRequestSize = 30;
+constexpr std::size_t kPayloadBufferSize = 4096;
+constexpr std::size_t kShortestReply = 8;
+
+struct ReplyKind {
+  moxsupply::Echo echo;
+  std::size_t headSize;      // of the first packet: its payload begins here
+  std::size_t positionWrap;  // further packets are read at their positions modulo this
+};
+
+constexpr ReplyKind kDeviceReply = {{0xE0, 0x21, 0x01}, 8, 65'536};
+
+// A further packet at position 256 or beyond is read at its position modulo 256: the decoder of
+// this reply keeps the position in 8 bits, and that is part of what it returns.
+constexpr ReplyKind kQueryReply = {{0xE0, 0x07, 0x02}, 7, 256};
+
+// The payloads of a reply's packets, joined.
+class Payload {
+ public:
+  // Takes what fits. Returns whether that was everything.
+  bool append(std::span<const std::uint8_t> bytes) noexcept {
+    const auto room = std::span(mBuffer).subspan(mCount);
+    const auto fitting = bytes.first(std::min(bytes.size(), room.size()));
+    std::ranges::copy(fitting, room.begin());
+    mCount = static_cast<std::uint16_t>(mCount + fitting.size());
+    return fitting.size() == bytes.size();
+  }
+
+  [[nodiscard]] std::span<std::uint8_t> bytes() noexcept {
+    return std::span(mBuffer).first(mCount);
+  }
+  [[nodiscard]] std::uint16_t count() const noexcept { return mCount; }
+
+ private:
+  std::array<std::uint8_t, kPayloadBufferSize> mBuffer{};
+  std::uint16_t mCount = 0;
+};
+
+// Adds the payload of the packet at `position`, which begins `headSize` bytes into it. Returns
+// whether the packet's head and payload were whole and found room.
+bool gatherPacket(const BigEndianReader& reply, std::size_t position, std::size_t headSize,
+                  std::uint32_t packetSize, Payload& payload) noexcept {
+  if (packetSize < headSize) return false;  // too short for its own head
+  const std::size_t size = packetSize - headSize;
+  const auto data = reply.bytesAsFarAsTheyGo(position + headSize, size);
+  return payload.append(data) && data.size() == size;
+}
+
+// Gathers the payload of a reply whose head was found right. What was gathered before the reply
+// breaks off or contradicts itself stands.
+void gatherPayload(std::span<const std::uint8_t> bytes, const ReplyKind& kind,
+                   Payload& payload) noexcept {
+  constexpr std::size_t kLaterHeadSize = 5;
+  const BigEndianReader reply(bytes);
+  auto head = PacketHead::read(reply, 0);
+  std::size_t position = 0;
+  bool whole = gatherPacket(reply, position, kind.headSize, head->size(), payload);
+  while (whole && head->moreFollow() && bytes.size() > payload.count()) {
+    position += head->size();
+    const std::size_t wrapped = position % kind.positionWrap;
+    if (!reply.bytes(wrapped, kLaterHeadSize)) return;
+    head = PacketHead::read(reply, wrapped);
+    whole = gatherPacket(reply, wrapped, kLaterHeadSize, head->size(), payload);
+  }
+}
+
+// The reply without what lies past `length`; nothing when it is refused.
+std::optional<std::span<const std::uint8_t>> replyOfKind(std::span<const std::uint8_t> reply,
+                                                         std::uint32_t length,
+                                                         const ReplyKind& kind) noexcept {
+  const auto bytes = reply.first(std::min<std::size_t>(length, reply.size()));
+  if (bytes.size() < kShortestReply || !moxsupply::answers(bytes, kind.echo)) return std::nullopt;
+  return bytes;
+}
+
+// Gives `supply` the levels of a model-family record; both or neither.
+void takeLevels(const Dictionary& kelvo, Dictionary& device, const Key& supply) {
+  const auto* maxLevel = kelvo.get<std::int32_t>("Kelvo Max Level");
+  const auto* currentLevel = kelvo.get<std::int32_t>("Kelvo Cur Level");
+  if (maxLevel == nullptr || currentLevel == nullptr) return;
+  if (!device.contains(supply)) device.set(supply, Dictionary());
+  auto& record = *device.get<Dictionary>(supply);
+  record.set("Max Level", *maxLevel);
+  record.set("Current Level", *currentLevel);
+}
+
+bool hasLevels(const Dictionary& device, const Key& supply) {
+  const auto* record = device.get<Dictionary>(supply);
+  return record != nullptr && record->contains("Max Level") && record->contains("Current Level");
+}
+
+// Fills the levels that the supplies table lacks from a model-family record.
+void mergeLevels(const Dictionary& query, Dictionary& device) {
+  if (query.number("Toner Prediction") == 1) {
+    const Key supply = {"Supply", query.number("Supply ID")};
+    if (!hasLevels(device, supply)) takeLevels(query, device, supply);
+    return;
+  }
+  const auto count = static_cast<std::uint16_t>(device.number("Supplies Count"));
+  for (std::int32_t i = 1; i <= count; ++i) {
+    const Key supply = {"Supply", i};
+    if (hasLevels(device, supply)) continue;
+    if (const auto* kelvo = query.get<Dictionary>(Key(i)); kelvo != nullptr) {
+      takeLevels(*kelvo, device, supply);
+    }
+  }
+}
+
+}  // namespace
+
+Status MoxNPAUtilityCommand::assemblePSSDquery(
+    std::span<std::uint8_t, kQueryRequestSize> query) const noexcept {
+  std::ranges::copy(std::span(CommandList[1].command).first<kQueryRequestSize>(), query.begin());
+  return Status::kSuccess;
+}
+
+Status MoxNPAUtilityCommand::pssdQueryAll(Dictionary& supplies,
+                                          std::uint32_t withTimeout) const noexcept try {
+  std::array<std::uint8_t, moxsupply::kReplyBufferSize> reply{};
+  std::uint32_t length = 0;
+
+  if (const Status status = mFilterCom.writeData(CommandList[2].command, kDeviceRequestSize);
+      status != Status::kSuccess) {
+    return status;
+  }
+  if (const Status status = awaitAnswer(*this, kDeviceReply.echo, withTimeout,
+                                        BufferBetweenAttempts::kKept, reply, length);
+      status != Status::kSuccess) {
+    return status;
+  }
+  Dictionary device = parsePSSDDeviceResponse(reply, length).value_or(Dictionary());
+
+  // From here on nothing fails the query: the record only fills in what the table lacks.
+  const auto query = [&]() -> std::optional<Dictionary> {
+    if (mFilterCom.writeData(CommandList[1].command, kQueryRequestSize) != Status::kSuccess ||
+        awaitAnswer(*this, kQueryReply.echo, withTimeout, BufferBetweenAttempts::kCleared, reply,
+                    length) != Status::kSuccess) {
+      return std::nullopt;
+    }
+    return parsePSSDQueryResponse(reply, length);
+  }();
+  if (query) mergeLevels(*query, device);
+
+  supplies = std::move(device);
+  return Status::kSuccess;
+} catch (...) {
+  return Status::kUndecodable;
+}
+
+std::optional<Dictionary> MoxNPAUtilityCommand::parsePSSDDeviceResponse(
+    std::span<const std::uint8_t> reply, std::uint32_t withLength) const noexcept try {
+  const auto bytes = replyOfKind(reply, withLength, kDeviceReply);
+  if (!bytes || (*bytes)[7] != 0x00) return std::nullopt;
+  Payload payload;
+  gatherPayload(*bytes, kDeviceReply, payload);
+  return extractSuppliesResponse(payload.bytes(), payload.count()).value_or(Dictionary());
+} catch (...) {
+  return std::nullopt;
+}
+
+std::optional<Dictionary> MoxNPAUtilityCommand::parsePSSDQueryResponse(
+    std::span<const std::uint8_t> reply, std::uint32_t withLength) const noexcept try {
+  const auto bytes = replyOfKind(reply, withLength, kQueryReply);
+  if (!bytes) return std::nullopt;
+  Payload payload;
+  gatherPayload(*bytes, kQueryReply, payload);
+
+  // The record begins with the length of a serial number; its type stands 4 bytes past that.
+  const BigEndianReader record(payload.bytes());
+  const std::size_t serialNumberLength = record.u8(0).value_or(0);
+  switch (record.u8(serialNumberLength + 4).value_or(0)) {
+    case 1:
+      return parseKelvoS(payload.bytes(), payload.count()).value_or(Dictionary());
+    case 2:
+      return parseKelvoSC(payload.bytes(), payload.count()).value_or(Dictionary());
+    case 3:
+      return parseKelvoColor(payload.bytes(), payload.count()).value_or(Dictionary());
+    default:
+      return std::nullopt;
+  }
+} catch (...) {
+  return std::nullopt;
+}

@@ -1,0 +1,200 @@
+#include "tests/support/FilterProcess.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <csignal>
+#include <cstring>
+#include <thread>
+
+// Writes the coverage counters out; present in coverage builds only.
+extern "C" __attribute__((weak)) void __gcov_dump();  // NOLINT(*-reserved-identifier,cert-*)
+
+namespace moxsupply::testing {
+
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+constexpr auto kPatience = std::chrono::seconds(10);
+
+struct Pair {
+  FileDescriptor readEnd;
+  FileDescriptor writeEnd;
+};
+
+Pair makePipe(int flags = 0) {
+  std::array<int, 2> ends{};
+  if (::pipe2(ends.data(), flags | O_CLOEXEC) != 0) std::abort();
+  return {aboveFilterDescriptors(FileDescriptor(ends[0])),
+          aboveFilterDescriptors(FileDescriptor(ends[1]))};
+}
+
+Pair makeBackChannel(BackChannel kind) {
+  if (kind == BackChannel::kClosed) return {};
+  if (kind == BackChannel::kNonBlockingPipe) return makePipe(O_NONBLOCK);
+  if (kind == BackChannel::kBlockingPipe) return makePipe();
+  std::array<int, 2> ends{};
+  if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) != 0) std::abort();
+  return {aboveFilterDescriptors(FileDescriptor(ends[0])),
+          aboveFilterDescriptors(FileDescriptor(ends[1]))};
+}
+
+// Reads until `count` bytes have come, the end, or patience runs out.
+Bytes readUpTo(int descriptor, std::size_t count) {
+  Bytes bytes;
+  const auto deadline = steady_clock::now() + kPatience;
+  while (bytes.size() < count) {
+    const auto left = std::chrono::duration_cast<milliseconds>(deadline - steady_clock::now());
+    pollfd readable = {.fd = descriptor, .events = POLLIN, .revents = 0};
+    if (left.count() <= 0 || ::poll(&readable, 1, static_cast<int>(left.count())) <= 0) {
+      ADD_FAILURE() << "waited in vain for " << count << " bytes, had " << bytes.size();
+      break;
+    }
+    std::array<std::uint8_t, 4096> buffer{};
+    const ssize_t got =
+        ::read(descriptor, buffer.data(), std::min(buffer.size(), count - bytes.size()));
+    if (got <= 0) break;
+    bytes.insert(bytes.end(), buffer.begin(), buffer.begin() + got);
+  }
+  return bytes;
+}
+
+constexpr std::size_t kUntilTheEnd = std::size_t{1} << 40;
+
+}  // namespace
+
+FilterProcess::FilterProcess(BackChannel backChannel, const std::function<std::string()>& body) {
+  start(backChannel, [&](int resultDescriptor) {
+    const std::string result = body();
+    static_cast<void>(writeAll(resultDescriptor, result));
+  });
+}
+
+FilterProcess::FilterProcess(BackChannel backChannel, const std::vector<std::string>& command,
+                             const std::vector<std::string>& environment) {
+  start(backChannel, [&](int resultDescriptor) {
+    ::dup2(resultDescriptor, STDERR_FILENO);
+    for (const std::string& variable : environment) {
+      const std::size_t equals = variable.find('=');
+      ::setenv(variable.substr(0, equals).c_str(), variable.substr(equals + 1).c_str(), 1);
+    }
+    std::vector<char*> arguments;
+    arguments.reserve(command.size() + 1);
+    for (const std::string& argument : command) {
+      arguments.push_back(const_cast<char*>(argument.c_str()));
+    }
+    arguments.push_back(nullptr);
+    ::execvp(arguments[0], arguments.data());
+    std::perror(arguments[0]);
+    ::_exit(127);
+  });
+}
+
+void FilterProcess::start(BackChannel backChannel, const std::function<void(int)>& inChild) {
+  Pair output = makePipe();
+  Pair result = makePipe();
+  Pair back = makeBackChannel(backChannel);
+  ::signal(SIGPIPE, SIG_IGN);
+  std::fflush(nullptr);
+  const pid_t parent = ::getpid();
+  mPid = ::fork();
+  if (mPid == 0) {
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (::getppid() != parent) ::_exit(126);
+    ::signal(SIGPIPE, SIG_DFL);
+    ::dup2(output.writeEnd.get(), STDOUT_FILENO);
+    if (back.readEnd) {
+      ::dup2(back.readEnd.get(), 3);
+    } else {
+      ::close(3);
+    }
+    // Only the child's own ends stay open, so that an end shows when this process lets go.
+    output = {};
+    back = {};
+    result.readEnd = {};
+    inChild(result.writeEnd.get());
+    if (__gcov_dump != nullptr) __gcov_dump();
+    ::_exit(0);
+  }
+  if (mPid < 0) std::abort();
+  mOutput = std::move(output.readEnd);
+  mResult = std::move(result.readEnd);
+  mBackChannel = std::move(back.writeEnd);
+}
+
+FilterProcess::~FilterProcess() {
+  if (mPid > 0) {
+    ::kill(mPid, SIGKILL);
+    ::waitpid(mPid, nullptr, 0);
+  }
+}
+
+void FilterProcess::send(std::span<const std::uint8_t> bytes) {
+  const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+  // A filter that has ended no longer reads; what it made of the bytes before shows in its ending.
+  const int error = writeAll(mBackChannel.get(), text);
+  EXPECT_TRUE(error == 0 || error == EPIPE) << std::strerror(error);
+}
+
+void FilterProcess::awaitRead() {
+  const auto deadline = steady_clock::now() + kPatience;
+  for (int unread = 1; isRunning();) {
+    // The bytes that wait in the pipe, or at the other end of the socket.
+    if (::ioctl(mBackChannel.get(), FIONREAD, &unread) != 0) std::abort();
+    int unsent = 0;
+    if (::ioctl(mBackChannel.get(), TIOCOUTQ, &unsent) == 0) unread = unsent;
+    if (unread == 0) return;
+    if (steady_clock::now() > deadline) {
+      ADD_FAILURE() << unread << " bytes on the back channel were not read";
+      return;
+    }
+    std::this_thread::sleep_for(std::chrono::microseconds(50));
+  }
+}
+
+void FilterProcess::sendInPieces(const std::vector<Bytes>& pieces) {
+  for (const Bytes& piece : pieces) {
+    awaitRead();
+    if (!isRunning()) return;
+    send(piece);
+  }
+}
+
+Bytes FilterProcess::receive(std::size_t count) { return readUpTo(mOutput.get(), count); }
+
+bool FilterProcess::isRunning() const {
+  siginfo_t info{};
+  return ::waitid(P_PID, static_cast<id_t>(mPid), &info, WEXITED | WNOHANG | WNOWAIT) == 0 &&
+         info.si_pid == 0;
+}
+
+FilterProcess::Ending FilterProcess::wait() {
+  Ending ending;
+  if (mOutput) ending.written = readUpTo(mOutput.get(), kUntilTheEnd);
+  const Bytes result = readUpTo(mResult.get(), kUntilTheEnd);
+  ending.result.assign(result.begin(), result.end());
+  if (::testing::Test::HasFailure()) ::kill(mPid, SIGKILL);
+  int status = 0;
+  rusage usage{};
+  ::wait4(mPid, &status, 0, &usage);
+  mPid = -1;
+  if (WIFEXITED(status)) ending.exitStatus = WEXITSTATUS(status);
+  if (WIFSIGNALED(status)) ending.signal = WTERMSIG(status);
+  const auto seconds = [](const timeval& time) {
+    return std::chrono::seconds(time.tv_sec) + std::chrono::microseconds(time.tv_usec);
+  };
+  ending.processorTime = seconds(usage.ru_utime) + seconds(usage.ru_stime);
+  return ending;
+}
+
+}  // namespace moxsupply::testing

@@ -1,0 +1,86 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <functional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "system/FileDescriptor.h"
+#include "tests/support/Hex.h"
+
+namespace moxsupply::testing {
+
+// What a filter's descriptor 3 is when it starts.
+enum class BackChannel {
+  kNonBlockingPipe,  // as the print server gives it
+  kBlockingPipe,
+  kSocketPair,  // blocking, both ways
+  kClosed,
+};
+
+// A child process that stands where a print filter stands: its standard output and its descriptor 3
+// are real descriptors whose other ends this object holds. It is killed when the object goes. No
+// call waits longer than ten seconds; one that would, fails the test.
+class FilterProcess {
+ public:
+  struct Ending {
+    int exitStatus = -1;  // -1 when it was ended by a signal
+    int signal = 0;       // that signal
+    std::string result;   // what the body returned, or what the program wrote to standard error
+    Bytes written;        // what came out of its standard output and was not yet received
+    std::chrono::duration<double> processorTime{};  // user and system
+  };
+
+  // Runs `body` in the child, on descriptors 1 and 3 like a filter.
+  FilterProcess(BackChannel backChannel, const std::function<std::string()>& body);
+
+  // Runs a program in the child. `environment`: further variables, NAME=VALUE.
+  FilterProcess(BackChannel backChannel, const std::vector<std::string>& command,
+                const std::vector<std::string>& environment = {});
+
+  ~FilterProcess();
+  FilterProcess(const FilterProcess&) = delete;
+  FilterProcess& operator=(const FilterProcess&) = delete;
+  FilterProcess(FilterProcess&&) = delete;
+  FilterProcess& operator=(FilterProcess&&) = delete;
+
+  // Puts bytes on the back channel. They may be read together with those that lie there.
+  void send(std::span<const std::uint8_t> bytes);
+
+  // Puts each piece on the back channel once those before it have been read, so that no read
+  // brings more than one piece.
+  void sendInPieces(const std::vector<Bytes>& pieces);
+
+  // Waits until all that was sent has been read.
+  void awaitRead();
+
+  // Ends the back channel: the filter finds the end after the bytes that still lie there.
+  void endBackChannel() { mBackChannel = FileDescriptor(); }
+
+  // Takes the printer's end of standard output away: the next write there fails.
+  void closeLink() { mOutput = FileDescriptor(); }
+
+  // The next `count` bytes that the filter writes to its standard output; fewer when it ends.
+  Bytes receive(std::size_t count);
+
+  // Whether the process is still running.
+  [[nodiscard]] bool isRunning() const;
+
+  // Waits for the end.
+  Ending wait();
+
+  [[nodiscard]] pid_t pid() const { return mPid; }
+
+ private:
+  void start(BackChannel backChannel, const std::function<void(int resultDescriptor)>& inChild);
+
+  pid_t mPid = -1;
+  FileDescriptor mOutput;
+  FileDescriptor mBackChannel;
+  FileDescriptor mResult;
+};
+
+}  // namespace moxsupply::testing

@@ -1,0 +1,48 @@
+#include "tests/support/Hex.h"
+
+#include <cctype>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+namespace moxsupply::testing {
+
+namespace {
+
+[[noreturn]] void refuse(std::string_view text, std::size_t at) {
+  std::fprintf(stderr, "no pair of hex digits at %zu: %.*s\n", at, static_cast<int>(text.size()),
+               text.data());
+  std::abort();
+}
+
+}  // namespace
+
+Bytes hex(std::string_view text) {
+  Bytes bytes;
+  for (std::size_t at = 0; at < text.size();) {
+    if (std::isspace(static_cast<unsigned char>(text[at])) != 0) {
+      ++at;
+    } else if (text[at] == '#') {
+      at = std::min(text.find('\n', at), text.size());
+    } else {
+      const std::string pair(text.substr(at, 2));
+      if (pair.size() != 2 || std::isxdigit(static_cast<unsigned char>(pair[0])) == 0 ||
+          std::isxdigit(static_cast<unsigned char>(pair[1])) == 0) {
+        refuse(text, at);
+      }
+      bytes.push_back(static_cast<std::uint8_t>(std::stoul(pair, nullptr, 16)));
+      at += 2;
+    }
+  }
+  return bytes;
+}
+
+Bytes joined(std::initializer_list<Bytes> parts) {
+  Bytes whole;
+  for (const Bytes& part : parts) whole.insert(whole.end(), part.begin(), part.end());
+  return whole;
+}
+
+Bytes bytesOf(std::string_view text) { return {text.begin(), text.end()}; }
+
+}  // namespace moxsupply::testing
