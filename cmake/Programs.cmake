@@ -1,18 +1,36 @@
 # What people run. The programs use the module through its public headers only.
 
+execute_process(COMMAND cups-config --serverbin
+  OUTPUT_VARIABLE cups_serverbin OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+set(MOXSUPPLY_CUPS_SERVERBIN "${cups_serverbin}" CACHE PATH
+  "Where CUPS has its backends and filters")
+
 # What every program needs of the operating system.
 add_library(moxsupply-system STATIC
-  system/FileDescriptor.cc)
+  system/ChildProcess.cc
+  system/FileDescriptor.cc
+  system/Pipe.cc)
 target_include_directories(moxsupply-system PUBLIC "${PROJECT_SOURCE_DIR}")
 target_link_libraries(moxsupply-system PRIVATE moxsupply-warnings)
 
 add_library(moxsupply-host STATIC
+  host/BackendLink.cc
+  host/DeviceUri.cc
+  host/LevelsCommand.cc
+  host/PrinterQuery.cc
+  host/ProgressLine.cc
   host/Query.cc
+  host/QueryWatch.cc
   host/ReportCommand.cc
-  host/ReportJson.cc)
+  host/ReportJson.cc
+  host/Supplies.cc
+  host/SupplyTable.cc
+  host/TcpLink.cc
+  host/TerminalText.cc)
 target_link_libraries(moxsupply-host
-  PUBLIC moxsupply::moxsupply moxsupply-system fmt::fmt nlohmann_json::nlohmann_json CLI11::CLI11
-  PRIVATE moxsupply-warnings)
+  PUBLIC moxsupply::moxsupply moxsupply-system fmt::fmt-header-only nlohmann_json::nlohmann_json CLI11::CLI11
+  PRIVATE Cups::Cups utf8cpp moxsupply-warnings)
+target_compile_definitions(moxsupply-host PRIVATE CUPS_SERVERBIN="${MOXSUPPLY_CUPS_SERVERBIN}")
 
 add_executable(moxsupply host/main.cc)
 target_link_libraries(moxsupply PRIVATE moxsupply-host moxsupply-warnings)

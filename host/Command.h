@@ -16,13 +16,26 @@ using RunCommand = std::function<int()>;
 constexpr int kExitFailed = 1;  // the arguments were right, and still it did not work
 constexpr int kExitMisuse = 2;  // the arguments were wrong, or the set-up is
 
-// The help of a subcommand: its usage as it is given here, then what CLI11 makes of its options.
+// The help of the program or a subcommand: its usage as it is given here, what it does, its
+// options.
 class Help : public CLI::Formatter {
  public:
   explicit Help(std::string usage) : mUsage(std::move(usage)) { column_width(26); }
 
   std::string make_usage(const CLI::App* /*app*/, std::string /*name*/) const override {
-    return "Usage: " + mUsage + '\n';
+    return {};
+  }
+
+  std::string make_description(const CLI::App* app) const override {
+    return "Usage: " + mUsage + "\n\n" + app->get_description() + '\n';
+  }
+
+  // In the list of subcommands, each with the first line of what it does.
+  std::string make_subcommand(const CLI::App* subcommand) const override {
+    const std::string description = subcommand->get_description();
+    std::string line = "  " + subcommand->get_name();
+    line.resize(get_column_width(), ' ');
+    return line + description.substr(0, description.find('\n')) + '\n';
   }
 
  private:

@@ -80,12 +80,19 @@ void addReportCommand(CLI::App& app, RunCommand& run) {
       "2 the arguments are wrong or FILE cannot be written.\n");
 
   const auto options = std::make_shared<ReportOptions>();
-  command->add_option("--printer-type", options->printerType, "Laser or Inkjet")->required();
-  command->add_option("--transport", options->transport, "usb, socket, mdns or dnssd")->required();
-  command->add_option("--timeout", options->timeout, "seconds to wait for each single read")
-      ->required();
-  const auto* output =
-      command->add_option("--output", options->output, "the file that the JSON is written to");
+  command->add_option("--printer-type", options->printerType, "Laser or Inkjet")
+      ->required()
+      ->option_text("TYPE");
+  command->add_option("--transport", options->transport, "usb, socket, mdns or dnssd")
+      ->required()
+      ->option_text("NAME");
+  command
+      ->add_option("--timeout", options->timeout,
+                   "longest wait for each single read, 0 to 4294967295")
+      ->required()
+      ->option_text("SECONDS");
+  const auto* output = command->add_option("--output", options->output, "where to write the JSON")
+                           ->option_text("FILE");
   command->callback(
       [&run, options, output] { run = [=] { return runReport(*options, output->count() > 0); }; });
 }

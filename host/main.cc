@@ -5,12 +5,19 @@
 #include <exception>
 
 #include "host/Command.h"
+#include "host/LevelsCommand.h"
 #include "host/ReportCommand.h"
+#include "host/TerminalText.h"
 
 namespace {
 
-int complainOfArguments(const CLI::App& app, const CLI::ParseError& error) {
+int complainOfArguments(const CLI::App& app, const CLI::ParseError& error, const char* first) {
   std::string command = "moxsupply";
+  if (app.get_subcommands().empty() && first != nullptr && *first != '-') {
+    fmt::print(stderr, "moxsupply: there is no command \"{}\" (see moxsupply --help)\n",
+               moxsupply::forTerminal(first));
+    return moxsupply::kExitMisuse;
+  }
   for (const CLI::App* chosen : app.get_subcommands()) command += ' ' + chosen->get_name();
   fmt::print(stderr, "{}: {} (see {} --help)\n", command, error.what(), command);
   return moxsupply::kExitMisuse;
@@ -19,12 +26,16 @@ int complainOfArguments(const CLI::App& app, const CLI::ParseError& error) {
 }  // namespace
 
 int main(int argc, char** argv) try {
-  std::setlocale(LC_ALL, "");
+  std::setlocale(LC_CTYPE, "");     // what the terminal can show
+  std::setlocale(LC_MESSAGES, "");  // the language of the supplies' names
 
   CLI::App app("Ask NPA printers for their supplies.", "moxsupply");
+  app.formatter(std::make_shared<moxsupply::Help>("moxsupply COMMAND [OPTION...]"));
+  app.footer("moxsupply COMMAND --help tells more about each.\n");
   app.require_subcommand(1);
   app.set_version_flag("--version", "moxsupply " MOXSUPPLY_VERSION);
   moxsupply::RunCommand run;
+  moxsupply::addLevelsCommand(app, run);
   moxsupply::addReportCommand(app, run);
 
   try {
@@ -32,7 +43,7 @@ int main(int argc, char** argv) try {
   } catch (const CLI::Success& help) {  // --help and --version
     return app.exit(help);
   } catch (const CLI::ParseError& error) {
-    return complainOfArguments(app, error);
+    return complainOfArguments(app, error, argc > 1 ? argv[1] : nullptr);
   }
   return run();
 } catch (const std::exception& error) {

@@ -1,0 +1,200 @@
+#include "host/LevelsCommand.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/Decimal.h"
+#include "host/PrinterQuery.h"
+#include "host/Supplies.h"
+#include "host/SupplyTable.h"
+#include "host/TerminalText.h"
+#include "system/FileDescriptor.h"
+#include "values/Status.h"
+
+namespace moxsupply {
+
+namespace {
+
+struct LevelsOptions {
+  std::string uri;
+  std::string type = "auto";
+  std::string format = "table";
+  std::string color = "auto";
+  std::string timeout = "2";
+  std::string deadline = "60";
+  bool throughBackend = false;
+};
+
+// How to ask: as which printer, and with which timeout for each read.
+struct Attempt {
+  std::string printerType;
+  std::uint32_t timeout;
+};
+
+// A printer that does not know the question stays silent, and silence costs four reads. So the
+// first attempt of "auto" is a short one.
+std::vector<Attempt> attemptsFor(const std::string& type, std::uint32_t timeout) {
+  if (type == "laser") return {{"Laser", timeout}};
+  if (type == "inkjet") return {{"Inkjet", timeout}};
+  return {{"Laser", std::min(timeout, 1U)}, {"Inkjet", timeout}};
+}
+
+int complain(const Problem& problem) {
+  fmt::print(stderr, "moxsupply levels: {}\n", problem.what);
+  if (!problem.advice.empty()) fmt::print(stderr, "{}\n", problem.advice);
+  return problem.isMisuse ? kExitMisuse : kExitFailed;
+}
+
+Problem misuse(std::string what) { return {std::move(what), {}, true}; }
+
+// Whether the printer understood the question: it sent supplies, or an answer that holds none.
+bool understood(Status status) {
+  return status == Status::kSuccess || status == Status::kUndecodable;
+}
+
+// Why a query failed, in words.
+Problem explain(const PrinterAnswer& answer, const LevelsOptions& options) {
+  const std::string printer = forTerminal(options.uri);
+  std::string advice;
+  if (!answer.backendMessage.empty()) {
+    advice = fmt::format("The CUPS backend says: {}\n", answer.backendMessage);
+  }
+  if (answer.status == Status::kWriteError) {
+    return {fmt::format("the link to {} went away before it was asked", printer),
+            advice + "Is another job printing? Many printers take one connection at a time."};
+  }
+  if (answer.status == Status::kReadError) {
+    return {fmt::format("{} began to answer and broke off", printer), advice + "Try again."};
+  }
+  if (answer.status == Status::kUndecodable) {
+    return {fmt::format("{} answered, but its supplies cannot be read", printer),
+            advice + "What it sent is not what printers of this protocol send."};
+  }
+  const bool isAuto = options.type == "auto";
+  return {fmt::format(
+              "{} did not answer as {} printer", printer,
+              isAuto ? "a laser or inkjet" : (options.type == "laser" ? "a laser" : "an inkjet")),
+          advice + fmt::format("Does it speak NPA, and is it awake? {}--timeout SECONDS waits "
+                               "longer for each reply.",
+                               isAuto ? "" : "Without --type both kinds are tried. ")};
+}
+
+std::string title(const Supplies& supplies) {
+  const std::string count =
+      fmt::format("{} {}", supplies.list.size(), supplies.list.size() == 1 ? "supply" : "supplies");
+  if (supplies.isLaser) return fmt::format("Laser printer, {}\n\n", count);
+  if (supplies.head.empty()) return fmt::format("Inkjet printer, {}\n\n", count);
+  return fmt::format("Inkjet printer, {} print head, {}\n\n", forTerminal(supplies.head), count);
+}
+
+bool wantsColor(const std::string& when) {
+  if (when != "auto") return when == "always";
+  const char* terminal = std::getenv("TERM");
+  return ::isatty(STDOUT_FILENO) == 1 && std::getenv("NO_COLOR") == nullptr &&
+         terminal != nullptr && std::string_view(terminal) != "dumb";
+}
+
+// Shows the answer as it was asked for. What a failed query left is shown too, and then why it
+// failed.
+int show(const PrinterAnswer& answer, const LevelsOptions& options) {
+  const bool hasFailed = answer.status != Status::kSuccess;
+  std::string text = answer.json;
+  if (options.format == "table") {
+    const Supplies supplies = suppliesFromReport(answer.json);
+    const bool hasNothing = hasFailed && supplies.list.empty();
+    text = hasNothing ? "" : title(supplies) + supplyTable(supplies, wantsColor(options.color));
+  }
+  if (const int error = writeAll(STDOUT_FILENO, text); error != 0) {
+    return complain(misuse(fmt::format("standard output: {}", std::strerror(error))));
+  }
+  return hasFailed ? complain(explain(answer, options)) : 0;
+}
+
+int runLevels(const LevelsOptions& options) {
+  const auto timeout = decimal(options.timeout);
+  if (!timeout) {
+    return complain(misuse(
+        fmt::format("--timeout: expected a whole number of seconds, not \"{}\"", options.timeout)));
+  }
+  const auto deadline = decimal(options.deadline);
+  if (!deadline || *deadline == 0) {
+    return complain(misuse(fmt::format(
+        "--deadline: expected a whole number of seconds from 1, not \"{}\"", options.deadline)));
+  }
+  const auto uri = parseDeviceUri(options.uri);
+  if (const auto* problem = std::get_if<Problem>(&uri)) return complain(*problem);
+
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(*deadline);
+  PrinterAnswer answer;
+  for (const Attempt& attempt : attemptsFor(options.type, *timeout)) {
+    auto result = askPrinter({.uri = std::get<DeviceUri>(uri),
+                              .printerType = attempt.printerType,
+                              .timeout = attempt.timeout,
+                              .throughBackend = options.throughBackend},
+                             end, [](const Problem& problem) { ::_exit(complain(problem)); });
+    if (const auto* problem = std::get_if<Problem>(&result)) return complain(*problem);
+    answer = std::get<PrinterAnswer>(std::move(result));
+    if (understood(answer.status)) break;
+  }
+  return show(answer, options);
+}
+
+}  // namespace
+
+void addLevelsCommand(CLI::App& app, RunCommand& run) {
+  CLI::App* command = app.add_subcommand(
+      "levels",
+      "Ask a printer for its supplies and show them.\n"
+      "\n"
+      "socket://HOST (port 9100) works for anyone. Every other device URI of CUPS, as lpinfo -v\n"
+      "and lpstat -v show them, goes through its installed CUPS backend; some of these only root\n"
+      "may run. No print queue is needed.");
+  command->formatter(std::make_shared<Help>(
+      "moxsupply levels DEVICE-URI [--type auto|laser|inkjet] [--format table|json]\n"
+      "                        [--timeout SECONDS] [--deadline SECONDS] [--backend]\n"
+      "                        [--color auto|always|never]"));
+  command->footer(
+      "A printer whose type is not given is asked as a laser printer first, with reads of at most\n"
+      "1 second, then as an inkjet printer: an inkjet printer is found after 4 seconds, and one\n"
+      "that stays silent is given up after 4 seconds and 4 times --timeout (12 seconds).\n"
+      "\n"
+      "Examples:\n"
+      "  moxsupply levels socket://192.0.2.7\n"
+      "  moxsupply levels socket://printer.example:9100 --type inkjet --format json\n"
+      "  sudo moxsupply levels 'usb://Example/Printer?serial=1'\n"
+      "\n"
+      "Exit status: 0 the supplies were shown; 1 the printer could not be reached or did not give\n"
+      "them; 2 the arguments or the set-up are wrong.\n");
+
+  const auto options = std::make_shared<LevelsOptions>();
+  command->add_option("device-uri", options->uri, "where the printer is")
+      ->required()
+      ->option_text("DEVICE-URI");
+  command->add_option("--type", options->type, "auto, laser or inkjet (auto)")
+      ->option_text("TYPE")
+      ->check(CLI::IsMember({"auto", "laser", "inkjet"}));
+  command->add_option("--format", options->format, "table, or json as `moxsupply report` (table)")
+      ->option_text("FORMAT")
+      ->check(CLI::IsMember({"table", "json"}));
+  command->add_option("--timeout", options->timeout, "longest wait for each single read (2)")
+      ->option_text("SECONDS");
+  command->add_option("--deadline", options->deadline, "longest time for everything (60)")
+      ->option_text("SECONDS");
+  command->add_flag("--backend", options->throughBackend,
+                    "use the CUPS backend for socket:// too, as a print job does");
+  command->add_option("--color", options->color, "auto, always or never (auto: on a terminal)")
+      ->option_text("WHEN")
+      ->check(CLI::IsMember({"auto", "always", "never"}));
+  command->callback([&run, options] { run = [=] { return runLevels(*options); }; });
+}
+
+}  // namespace moxsupply

@@ -1,0 +1,32 @@
+#include "system/Pipe.h"
+
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <array>
+
+namespace moxsupply {
+
+namespace {
+
+Pipe outOfTheWay(const std::array<int, 2>& ends) {
+  return {aboveFilterDescriptors(FileDescriptor(ends[0])),
+          aboveFilterDescriptors(FileDescriptor(ends[1]))};
+}
+
+}  // namespace
+
+Pipe makePipe(Blocking blocking) {
+  std::array<int, 2> ends{};
+  const int flags = O_CLOEXEC | (blocking == Blocking::kYes ? 0 : O_NONBLOCK);
+  return ::pipe2(ends.data(), flags) == 0 ? outOfTheWay(ends) : Pipe{};
+}
+
+Pipe makeSocketPair() {
+  std::array<int, 2> ends{};
+  const int type = SOCK_STREAM | SOCK_CLOEXEC;
+  return ::socketpair(AF_UNIX, type, 0, ends.data()) == 0 ? outOfTheWay(ends) : Pipe{};
+}
+
+}  // namespace moxsupply
