@@ -1,6 +1,6 @@
 // The floor under `moxsupply levels socket://`: a process that links libcups, connects to the
-// printer, sends the inkjet requests, reads one reply with cupsBackChannelRead, and ends. It decodes
-// and shows nothing.
+// printer, sends the inkjet requests, reads one reply with cupsBackChannelRead, and ends. It
+// decodes and shows nothing.
 //   bare-exchange PORT    the printer is on this machine; without PORT nothing is asked at all
 
 #include <arpa/inet.h>
@@ -33,8 +33,8 @@ bool exchange(const char* port) {
   if (::write(link, kLoopBack, sizeof(kLoopBack)) < 0) return false;
   if (::write(link, kInkjetQuery, sizeof(kInkjetQuery)) < 0) return false;
   if (cupsBackChannelRead(buffer, 5, 2.0) != 5) return false;
-  const long rest = static_cast<unsigned char>(buffer[1]) * 256L +
-                    static_cast<unsigned char>(buffer[2]) - 2;
+  const long rest =
+      static_cast<unsigned char>(buffer[1]) * 256L + static_cast<unsigned char>(buffer[2]) - 2;
   return cupsBackChannelRead(buffer, static_cast<std::size_t>(rest), 2.0) == rest;
 }
 

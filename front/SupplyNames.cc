@@ -3,8 +3,6 @@
 #include <dlfcn.h>
 #include <libintl.h>
 
-#include <algorithm>
-#include <array>
 #include <clocale>
 #include <string_view>
 
@@ -25,12 +23,11 @@ std::string folderOfModule() {
   return std::string(file.substr(0, file.rfind('/') + 1));
 }
 
-// In these locales nobody asked for a language. gettext sees to "C" itself, but in C.UTF-8 it would
-// go by the environment variable LANGUAGE all the same.
+// In these locales nobody asked for a language. gettext sees to "C" itself, but in C.UTF-8, however
+// that is spelled, it would go by the environment variable LANGUAGE all the same.
 bool localeHasNoLanguage() {
-  constexpr std::array<std::string_view, 4> kWithout = {"C", "POSIX", "C.UTF-8", "C.utf8"};
-  return std::ranges::find(kWithout, std::string_view(std::setlocale(LC_MESSAGES, nullptr))) !=
-         kWithout.end();
+  const std::string_view locale = std::setlocale(LC_MESSAGES, nullptr);
+  return locale == "C" || locale == "POSIX" || locale.starts_with("C.");
 }
 
 }  // namespace
@@ -43,7 +40,9 @@ SupplyNames::SupplyNames() : mTranslated(!localeHasNoLanguage()) {
 
 std::string SupplyNames::name(const char* key, const char* defaultText) const {
   const char* text = mTranslated ? dgettext(kCatalog, key) : key;
-  const bool isMissing = text == key;  // gettext gives its argument back
+  // gettext gives its argument back for what it does not have; a catalog that was cut short may
+  // give an empty text.
+  const bool isMissing = text == key || *text == '\0';
   return isMissing ? defaultText : text;
 }
 

@@ -1,17 +1,15 @@
 // `moxsupply report` as other programs use it: a process with a printer on standard output and a
 // back channel on descriptor 3, and one line of JSON as its result.
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
-#include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <sstream>
 
 #include "tests/support/FilterProcess.h"
 #include "tests/support/Hex.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace moxsupply::testing {
 namespace {
@@ -72,14 +70,7 @@ FilterProcess start(BackChannel backChannel, const std::vector<std::string>& com
 
 class OutputFile : public ::testing::Test {
  protected:
-  void SetUp() override {
-    std::string folder = (std::filesystem::temp_directory_path() / "report-XXXXXX").string();
-    ASSERT_NE(::mkdtemp(folder.data()), nullptr);
-    mFolder = folder;
-  }
-  void TearDown() override { std::filesystem::remove_all(mFolder); }
-
-  [[nodiscard]] std::string path() const { return mFolder / "report.json"; }
+  [[nodiscard]] std::string path() const { return mFolder.path() / "report.json"; }
 
   [[nodiscard]] std::string content() const {
     std::ostringstream text;
@@ -87,7 +78,8 @@ class OutputFile : public ::testing::Test {
     return text.str();
   }
 
-  std::filesystem::path mFolder;
+ private:
+  TemporaryFolder mFolder;
 };
 
 // The channel stays open: nothing but the reply itself tells the program that it may end.
