@@ -43,8 +43,9 @@ Pair makeBackChannel(BackChannel kind) {
   if (kind == BackChannel::kClosed) return {};
   if (kind == BackChannel::kNonBlockingPipe) return makePipe(O_NONBLOCK);
   if (kind == BackChannel::kBlockingPipe) return makePipe();
+  const int type = kind == BackChannel::kMessages ? SOCK_SEQPACKET : SOCK_STREAM;
   std::array<int, 2> ends{};
-  if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) != 0) std::abort();
+  if (::socketpair(AF_UNIX, type | SOCK_CLOEXEC, 0, ends.data()) != 0) std::abort();
   return {aboveFilterDescriptors(FileDescriptor(ends[0])),
           aboveFilterDescriptors(FileDescriptor(ends[1]))};
 }
@@ -72,6 +73,8 @@ Bytes readUpTo(int descriptor, std::size_t count) {
 constexpr std::size_t kUntilTheEnd = std::size_t{1} << 40;
 
 }  // namespace
+
+Bytes restOfBackChannel() { return readUpTo(3, kUntilTheEnd); }
 
 FilterProcess::FilterProcess(BackChannel backChannel, const std::function<std::string()>& body) {
   start(backChannel, [&](int resultDescriptor) {
