@@ -552,7 +552,7 @@ TEST(CPDQuery, ReceivesNothingOnAClosedChannel) {
 
 TEST(CPDQuery, ReadsNothingWhenTheRequestDoesNotGoOut) {
   FilterProcess filter(BackChannel::kNonBlockingPipe, [] {
-    std::this_thread::sleep_for(50ms);  // until the link is gone
+    awaitBackChannel();  // has bytes when the link is gone
     return queryInFilter();
   });
   filter.closeLink();

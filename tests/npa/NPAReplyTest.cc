@@ -576,12 +576,20 @@ TEST(NPAReplyInSilence, EndsAfterTheTimeout) {
 
 TEST(NPAReplyInSilence, TakesWhatIsThereWithATimeoutOfZero) {
   FilterProcess filter(BackChannel::kNonBlockingPipe, [] {
-    std::this_thread::sleep_for(50ms);  // until the bytes are there
+    awaitBackChannel();
     const Call call = getReply(4096, 0);
     return reading(signedNumber(call.status), call.length, call.stored, {});
   });
   filter.send(hex("A5 00 09 50 E0 81 00"));
   EXPECT_EQ(filter.wait().result, gathered(hex("A5 00 09 50 E0 81 00")));
+}
+
+TEST(NPAReplyFromASlowPrinter, IsWaitedForMoreThanASecondWithALongerTimeout) {
+  FilterProcess filter(BackChannel::kNonBlockingPipe, [] { return readInFilter(4096, 3); });
+  std::this_thread::sleep_for(1100ms);
+  filter.sendInPieces({kOnePacket});
+  filter.endBackChannel();
+  EXPECT_EQ(filter.wait().result, gathered(kOnePacket));
 }
 
 // The timeout is for each read: two pauses of 0.6 seconds do not add up to one above a second.

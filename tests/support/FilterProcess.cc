@@ -26,6 +26,7 @@ using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
 constexpr auto kPatience = std::chrono::seconds(10);
+constexpr int kBackChannel = 3;
 
 struct Pair {
   FileDescriptor readEnd;
@@ -74,7 +75,12 @@ constexpr std::size_t kUntilTheEnd = std::size_t{1} << 40;
 
 }  // namespace
 
-Bytes restOfBackChannel() { return readUpTo(3, kUntilTheEnd); }
+void awaitBackChannel() {
+  pollfd readable = {.fd = kBackChannel, .events = POLLIN, .revents = 0};
+  ::poll(&readable, 1, static_cast<int>(milliseconds(kPatience).count()));
+}
+
+Bytes restOfBackChannel() { return readUpTo(kBackChannel, kUntilTheEnd); }
 
 FilterProcess::FilterProcess(BackChannel backChannel, const std::function<std::string()>& body) {
   start(backChannel, [&](int resultDescriptor) {
@@ -117,9 +123,9 @@ void FilterProcess::start(BackChannel backChannel, const std::function<void(int)
     ::signal(SIGPIPE, SIG_DFL);
     ::dup2(output.writeEnd.get(), STDOUT_FILENO);
     if (back.readEnd) {
-      ::dup2(back.readEnd.get(), 3);
+      ::dup2(back.readEnd.get(), kBackChannel);
     } else {
-      ::close(3);
+      ::close(kBackChannel);
     }
     // Only the child's own ends stay open, so that an end shows when this process lets go.
     output = {};

@@ -23,6 +23,9 @@ enum class BackChannel {
   kClosed,
 };
 
+// To be called in the child: waits until the back channel has bytes to read, or its end.
+void awaitBackChannel();
+
 // To be called in the child: the bytes that nobody has read from the back channel, up to its end.
 Bytes restOfBackChannel();
 
