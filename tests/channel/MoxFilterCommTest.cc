@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <gtest/gtest.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <array>
@@ -65,6 +66,42 @@ TEST(WriteData, SendsTheBytesUnchangedAndAtOnce) {
   EXPECT_TRUE(ending.written.empty());
 }
 
+TEST(WriteData, SendsAfterWhatTheHostWroteBefore) {
+  FilterProcess filter(BackChannel::kClosed, [] {
+    std::fputs("job ", stdout);
+    return writeOnce(bytesOf("request"), 7);
+  });
+  const auto ending = filter.wait();
+  EXPECT_EQ(ending.result, "0");
+  EXPECT_EQ(ending.written, bytesOf("job request"));
+}
+
+TEST(WriteData, BlocksUntilTheLinkHasTakenAll) {
+  const Bytes request = repeated(0x11, 200000);  // more than a pipe holds
+  FilterProcess filter(BackChannel::kClosed, [&] { return writeOnce(request, 200000); });
+  std::this_thread::sleep_for(100ms);
+  EXPECT_TRUE(filter.isRunning());
+  const auto ending = filter.wait();
+  EXPECT_EQ(ending.result, "0");
+  EXPECT_EQ(ending.written, request);
+}
+
+TEST(WriteData, FailsWhenTheLinkTakesOnlyAPart) {
+  FilterProcess filter(BackChannel::kClosed, [] {
+    std::array<int, 2> link{};
+    if (::pipe2(link.data(), O_NONBLOCK) != 0) return std::string("no pipe");
+    const int room = ::fcntl(link[1], F_GETPIPE_SZ);
+    ::dup2(link[1], STDOUT_FILENO);
+    std::setvbuf(stdout, nullptr, _IONBF, 0);
+    const auto size = static_cast<std::uint32_t>(room) + 1;
+    std::string status = writeOnce(repeated(0x11, size), size);
+    int written = 0;
+    ::ioctl(link[0], FIONREAD, &written);
+    return status + (written == room ? " in part" : " otherwise");
+  });
+  EXPECT_EQ(filter.wait().result, "-2 in part");
+}
+
 TEST(WriteData, SendsNoMoreThanTheSize) {
   FilterProcess filter(BackChannel::kClosed, [] { return writeOnce(hex("01 02 03"), 2); });
   const auto ending = filter.wait();
@@ -120,6 +157,24 @@ TEST(WriteData, LeavesSigpipeAsTheHostHadIt) {
   EXPECT_EQ(filter.wait().signal, SIGPIPE);
 }
 
+TEST(WriteData, LeavesASigpipeThatWaitsAlready) {
+  FilterProcess filter(BackChannel::kNonBlockingPipe, [] {
+    std::setvbuf(stdout, nullptr, _IONBF, 0);
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGPIPE);
+    sigprocmask(SIG_BLOCK, &signals, nullptr);
+    std::raise(SIGPIPE);
+    readOnce(1, 5);
+    std::string status = writeOnce(hex("01"), 1);
+    sigpending(&signals);
+    return status + (sigismember(&signals, SIGPIPE) == 1 ? " pending" : " taken");
+  });
+  filter.closeLink();
+  filter.send(hex("00"));
+  EXPECT_EQ(filter.wait().result, "-2 pending");
+}
+
 // Only the write is judged, not the flush after it. Bytes that a buffered standard output took
 // count as written, also when the link refuses them a moment later.
 TEST(WriteData, DoesNotLookAtTheFlush) {
@@ -168,6 +223,19 @@ TEST_P(ReadData, BringsNoMoreThanWanted) {
   FilterProcess filter(GetParam(), [] { return readTimes(2, 2); });
   filter.send(hex("01 02 03"));
   EXPECT_EQ(filter.wait().result, "0 2 01 02, 0 1 03");
+}
+
+TEST_P(ReadData, TakesNothingWhenNothingIsWanted) {
+  FilterProcess filter(GetParam(), [] { return readOnce(0, 5) + ", " + readOnce(2, 5); });
+  filter.send(hex("01 02 03"));
+  EXPECT_EQ(filter.wait().result, "-6 0, 0 2 01 02");
+}
+
+TEST_P(ReadData, BringsTheLastBytesBeforeTheEnd) {
+  FilterProcess filter(GetParam(), [] { return readTimes(3, 2); });
+  filter.send(hex("01 02 03"));
+  filter.endBackChannel();
+  EXPECT_EQ(filter.wait().result, "0 2 01 02, 0 1 03, -6 2");
 }
 
 TEST_P(ReadData, WaitsForTheFirstByte) {
@@ -242,11 +310,19 @@ TEST_P(ReadData, EndsOnASignalThatTheHostHandles) {
 TEST_P(ReadData, LeavesTheDescriptorAsItWas) {
   FilterProcess filter(GetParam(), [] {
     const int before = ::fcntl(3, F_GETFL);
-    readOnce(5, 5);
-    return std::string(::fcntl(3, F_GETFL) == before ? "same" : "changed");
+    std::string lines;
+    for (const std::uint32_t timeout : {0U, 5U, 5U}) {
+      lines += readOnce(5, timeout);
+      lines += ::fcntl(3, F_GETFL) == before ? " same, " : " changed, ";
+      static_cast<void>(writeOnce(hex("00"), 1));
+    }
+    return lines;
   });
-  filter.send(hex("01"));
-  EXPECT_EQ(filter.wait().result, "same");
+  filter.receive(1);
+  filter.sendInPieces({hex("01")});
+  filter.receive(1);
+  filter.endBackChannel();
+  EXPECT_EQ(filter.wait().result, "-1 5 same, 0 1 01 same, -6 5 same, ");
 }
 
 TEST(ReadDataOnAClosedDescriptor, FailsAtOnceInsteadOfSpinning) {

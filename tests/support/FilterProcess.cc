@@ -26,6 +26,7 @@ using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
 constexpr auto kPatience = std::chrono::seconds(10);
+constexpr int kBackChannel = 3;
 
 struct Pair {
   FileDescriptor readEnd;
@@ -43,8 +44,9 @@ Pair makeBackChannel(BackChannel kind) {
   if (kind == BackChannel::kClosed) return {};
   if (kind == BackChannel::kNonBlockingPipe) return makePipe(O_NONBLOCK);
   if (kind == BackChannel::kBlockingPipe) return makePipe();
+  const int type = kind == BackChannel::kMessages ? SOCK_SEQPACKET : SOCK_STREAM;
   std::array<int, 2> ends{};
-  if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) != 0) std::abort();
+  if (::socketpair(AF_UNIX, type | SOCK_CLOEXEC, 0, ends.data()) != 0) std::abort();
   return {aboveFilterDescriptors(FileDescriptor(ends[0])),
           aboveFilterDescriptors(FileDescriptor(ends[1]))};
 }
@@ -72,6 +74,13 @@ Bytes readUpTo(int descriptor, std::size_t count) {
 constexpr std::size_t kUntilTheEnd = std::size_t{1} << 40;
 
 }  // namespace
+
+void awaitBackChannel() {
+  pollfd readable = {.fd = kBackChannel, .events = POLLIN, .revents = 0};
+  ::poll(&readable, 1, static_cast<int>(milliseconds(kPatience).count()));
+}
+
+Bytes restOfBackChannel() { return readUpTo(kBackChannel, kUntilTheEnd); }
 
 FilterProcess::FilterProcess(BackChannel backChannel, const std::function<std::string()>& body) {
   start(backChannel, [&](int resultDescriptor) {
@@ -114,9 +123,9 @@ void FilterProcess::start(BackChannel backChannel, const std::function<void(int)
     ::signal(SIGPIPE, SIG_DFL);
     ::dup2(output.writeEnd.get(), STDOUT_FILENO);
     if (back.readEnd) {
-      ::dup2(back.readEnd.get(), 3);
+      ::dup2(back.readEnd.get(), kBackChannel);
     } else {
-      ::close(3);
+      ::close(kBackChannel);
     }
     // Only the child's own ends stay open, so that an end shows when this process lets go.
     output = {};

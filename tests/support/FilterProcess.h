@@ -18,8 +18,16 @@ enum class BackChannel {
   kNonBlockingPipe,  // as the print server gives it
   kBlockingPipe,
   kSocketPair,  // blocking, both ways
+  kMessages,  // a socket that keeps what is sent apart: a read takes as much as it asks for of the
+              // front of one message, and the rest of that message is lost
   kClosed,
 };
+
+// To be called in the child: waits until the back channel has bytes to read, or its end.
+void awaitBackChannel();
+
+// To be called in the child: the bytes that nobody has read from the back channel, up to its end.
+Bytes restOfBackChannel();
 
 // A child process that stands where a print filter stands: its standard output and its descriptor 3
 // are real descriptors whose other ends this object holds. It is killed when the object goes. No

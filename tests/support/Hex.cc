@@ -43,6 +43,22 @@ Bytes joined(std::initializer_list<Bytes> parts) {
   return whole;
 }
 
+Bytes repeated(std::uint8_t byte, std::size_t count) {
+  Bytes bytes;
+  bytes.resize(count, byte);
+  return bytes;
+}
+
+std::string hexText(std::span<const std::uint8_t> bytes) {
+  constexpr std::string_view kDigits = "0123456789ABCDEF";
+  std::string text;
+  for (const std::uint8_t byte : bytes) {
+    if (!text.empty()) text += ' ';
+    text += {kDigits[byte >> 4], kDigits[byte & 0x0F]};
+  }
+  return text;
+}
+
 Bytes bytesOf(std::string_view text) { return {text.begin(), text.end()}; }
 
 }  // namespace moxsupply::testing

@@ -1,7 +1,10 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <initializer_list>
+#include <span>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -16,6 +19,12 @@ Bytes hex(std::string_view text);
 
 // The bytes one after the other.
 Bytes joined(std::initializer_list<Bytes> parts);
+
+// `count` times `byte`.
+Bytes repeated(std::uint8_t byte, std::size_t count);
+
+// The other way round: "A5 00 0C".
+std::string hexText(std::span<const std::uint8_t> bytes);
 
 // `text` as its bytes.
 Bytes bytesOf(std::string_view text);

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <cstdint>
+
+#include "tests/support/Hex.h"
+
+namespace moxsupply::testing {
+
+// A packet as a printer sends it: the start byte A5, the length of what follows the length, the
+// flags, the body.
+Bytes packet(std::uint8_t flags, const Bytes& body);
+
+}  // namespace moxsupply::testing
