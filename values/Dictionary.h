@@ -111,6 +111,12 @@ class Dictionary {
 };
 
 struct Dictionary::Entry {
+  // Makes the value where it stays: of a number that is moved in, g++ 12 warns that members which
+  // only a text has are not initialised.
+  template <typename Stored>
+  Entry(const Key& entryKey, Stored&& stored)
+      : key(entryKey), value(std::forward<Stored>(stored)) {}
+
   Key key;
   Value value;
 };
@@ -150,7 +156,7 @@ void Dictionary::set(const Key& key, Stored&& value) {
   if (Value* present = find(key); present != nullptr) {
     *present = std::forward<Stored>(value);
   } else {
-    mEntries.push_back({key, Value(std::forward<Stored>(value))});
+    mEntries.emplace_back(key, std::forward<Stored>(value));
   }
 }
 
