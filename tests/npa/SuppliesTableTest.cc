@@ -22,8 +22,6 @@ std::optional<Dictionary> extract(Bytes record) {
 
 Bytes cut(const Bytes& bytes, std::size_t size) { return {bytes.data(), bytes.data() + size}; }
 
-Bytes maxLevel(std::uint32_t level) { return field(15, u16(level)); }
-
 // One supply, all written out: the whole layout, with every field that is known.
 const Bytes& oneSupply() {
   static const Bytes record =

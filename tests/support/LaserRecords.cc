@@ -60,6 +60,9 @@ Bytes longField(std::uint8_t tag, const Bytes& value) {
 
 Bytes description(std::string_view text) { return field(3, bytesOf(text)); }
 
+Bytes maxLevel(std::uint32_t level) { return field(15, u16(level)); }
+Bytes currentLevel(std::uint32_t level) { return field(16, u16(level)); }
+
 Bytes supply(std::uint8_t number, const std::vector<Bytes>& fields) {
   const Bytes body = joined(fields);
   return joined({u8(number), hex("EE EE EE"),

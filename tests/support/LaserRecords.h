@@ -28,8 +28,10 @@ void put(Bytes& record, std::size_t offset, const Bytes& bytes);
 Bytes field(std::uint8_t tag, const Bytes& value);
 Bytes longField(std::uint8_t tag, const Bytes& value);
 
-// The description of a supply, field 3.
+// Known fields of a supply: 3, 15 and 16. Levels have two bytes.
 Bytes description(std::string_view text);
+Bytes maxLevel(std::uint32_t level);
+Bytes currentLevel(std::uint32_t level);
 
 // A supply of the table: a head of 12 bytes, then the fields. The field count is right, and the
 // seventh byte is 0.
