@@ -89,8 +89,7 @@ TEST(LaserReport, KeepsTheDescriptionAsItIs) {
 }
 
 TEST(LaserReport, NamesTheTypeByItsNumber) {
-  const std::pair<std::int32_t, const char*> types[] = {
-      // NOLINT(*-c-arrays)
+  const std::vector<std::pair<std::int32_t, const char*>> types = {
       {0, "other"},  {1, "toner"},      {2, "toner"},          {3, "toner"},   {4, "other"},
       {5, "fuser"},  {6, "ink"},        {7, "other"},          {255, "other"}, {257, "other"},
       {-1, "other"}, {65'537, "other"}, {-2147483647, "other"}};
@@ -100,8 +99,7 @@ TEST(LaserReport, NamesTheTypeByItsNumber) {
 }
 
 TEST(LaserReport, TakesTheColorFromTheDescription) {
-  const std::pair<const char*, const char*> colors[] = {
-      // NOLINT(*-c-arrays)
+  const std::vector<std::pair<const char*, const char*>> colors = {
       {"Cyan Toner", "Cyan"},
       {"Magenta Toner", "Magenta"},
       {"Yellow Toner", "Yellow"},
@@ -138,8 +136,7 @@ TEST(LaserReport, GivesThePercentageThatIsLeft) {
     std::optional<std::int32_t> current, max;
     std::int32_t percentage;
   };
-  const Levels levels[] = {
-      // NOLINT(*-c-arrays)
+  const std::vector<Levels> levels = {
       {37, 100, 37},
       {2, 3, 66},
       {29, 100, 28},  // 0.29 * 100.0 is just below 29
@@ -175,8 +172,8 @@ TEST(LaserReport, GivesThePercentageThatIsLeft) {
 
 // "SupplyCount" is the whole number; its low 8 bits say how many records there are.
 TEST(LaserReport, WritesAsManyRecordsAsTheLow8BitsOfTheCount) {
-  const std::pair<std::int32_t, std::size_t> counts[] = {
-      // NOLINT(*-c-arrays)
+  const std::vector<std::pair<std::int32_t, std::size_t>> counts = {
+
       {0, 0},   {1, 1},    {44, 44},      {255, 255},  {256, 0},
       {257, 1}, {300, 44}, {65'535, 255}, {65'536, 0}, {-1, 255}};
   for (const auto& [count, records] : counts) {

@@ -226,8 +226,7 @@ TEST(ParseGolden, NamesTheFileAndTheLineOfAMistake) {
   const std::string facts = "# Story.\nkind: laser\n";     // lines 1 and 2
   const std::string record = "# Story.\nkind: kelvo-1\n";  // the same
   const std::string report = "-- report --\n{\"status\": 0, \"report\": {}}\n";
-  const Mistake mistakes[] = {
-      // NOLINT(*-c-arrays)
+  const std::vector<Mistake> mistakes = {
       {"kind: laser\n", "x.golden:1: a file begins with its story"},
       {"# Story.\nkind: plotter\n", "x.golden:2: no kind \"plotter\""},
       {"# Story.\n-- reply --\n", "x.golden:2: a kind must be given"},

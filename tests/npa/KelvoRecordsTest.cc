@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <array>
 #include <optional>
 #include <string>
 #include <utility>
@@ -15,9 +16,9 @@ namespace {
 using Decoder = std::optional<Dictionary> (MoxNPAUtilityCommand::*)(std::span<const std::uint8_t>,
                                                                     std::uint32_t) const noexcept;
 
-constexpr Decoder kDecoders[] = {  // NOLINT(*-c-arrays)
-    &MoxNPAUtilityCommand::parseKelvoS, &MoxNPAUtilityCommand::parseKelvoSC,
-    &MoxNPAUtilityCommand::parseKelvoColor};
+constexpr std::array<Decoder, 3> kDecoders = {&MoxNPAUtilityCommand::parseKelvoS,
+                                              &MoxNPAUtilityCommand::parseKelvoSC,
+                                              &MoxNPAUtilityCommand::parseKelvoColor};
 
 std::optional<Dictionary> decode(Decoder decoder, const Bytes& record, std::uint32_t length) {
   return (MoxNPAUtilityCommand().*decoder)(record, length);
@@ -90,8 +91,7 @@ struct SerialNumber {
 // Judged up to the first zero byte, and left out when that is not UTF-8. What follows is read all
 // the same, at its place.
 TEST(KelvoRecords, MakeTextOfTheSerialNumber) {
-  const SerialNumber numbers[] = {
-      // NOLINT(*-c-arrays)
+  const std::vector<SerialNumber> numbers = {
       {"letters", hex("41 42"), R"("AB")"},
       {"ends at a zero byte", hex("41 00 42"), R"("A")"},
       {"begins with a zero byte", hex("00 41"), R"("")"},
@@ -224,8 +224,7 @@ TEST(KelvoS, EndsAPartNumberAtItsZeroByte) {
 
 // A key is there from the length on at which its last byte is.
 TEST(KelvoS, LeavesOutWhatIsCutOff) {
-  const std::pair<std::size_t, const char*> ends[] = {
-      // NOLINT(*-c-arrays)
+  const std::vector<std::pair<std::size_t, const char*>> ends = {
       {3, "Serial Number"},        {4, "Supplies Count"},      {5, "Record Length"},
       {6, "Supply Location"},      {7, "Toner Prediction"},    {8, "Supply ID"},
       {12, "Page Count First"},    {16, "Page Count Current"}, {20, "Page Level Current"},
@@ -339,18 +338,14 @@ TEST(KelvoTables, ReadAsManyEntriesAsTheyCount) {
 
 // An entry that is cut off is left out whole, and so is what would follow it.
 TEST(KelvoTables, LeaveOutWhatIsCutOff) {
-  const std::pair<std::size_t, const char*> ends[] = {// NOLINT(*-c-arrays)
-                                                      {3, "Serial Number"},
-                                                      {4, "Supplies Count"},
-                                                      {5, "Record Length"},
-                                                      {7, "Toner Prediction"}};
+  const std::vector<std::pair<std::size_t, const char*>> ends = {
+      {3, "Serial Number"}, {4, "Supplies Count"}, {5, "Record Length"}, {7, "Toner Prediction"}};
   struct Layout {
     Decoder decoder;
     Bytes record;
     std::size_t entrySize;
   };
-  const Layout layouts[] = {
-      // NOLINT(*-c-arrays)
+  const std::vector<Layout> layouts = {
       {kDecoders[1],
        hex("02 53 4E 02 21 EE 02 01 09 00 00 00 64 00 00 00 01 00 00 00 02"
            "02 08 00 00 00 C8 00 00 00 03 00 00 00 04"),

@@ -190,10 +190,10 @@ class GoldenReader {
       mJson.clear();
       return parsed;
     } catch (const Json::parse_error& error) {
-      const auto end = mJson.begin() + static_cast<std::ptrdiff_t>(
-                                           std::min(error.byte, mJson.size()) - (error.byte > 0));
-      refuseAt(mSectionLine + 1 + static_cast<std::size_t>(std::count(mJson.begin(), end, '\n')),
-               error.what());
+      // The byte at which it stopped is counted from 1.
+      const std::size_t read = std::min(error.byte == 0 ? 0 : error.byte - 1, mJson.size());
+      const auto lines = std::ranges::count(mJson.substr(0, read), '\n');
+      refuseAt(mSectionLine + 1 + static_cast<std::size_t>(lines), error.what());
     }
   }
 
@@ -205,7 +205,7 @@ class GoldenReader {
     const auto& report = mGolden.report;
     const bool hasBoth = report && report->is_object() && report->size() == 2 &&
                          report->contains("status") && report->contains("report");
-    if (!hasBoth) refuse("an exchange ends with {\"status\": N, \"report\": {...}}");
+    if (!hasBoth) refuse(R"(an exchange ends with {"status": N, "report": {...}})");
   }
 
   Golden mGolden;

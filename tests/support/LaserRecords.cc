@@ -42,7 +42,11 @@ Bytes joined(const std::vector<Bytes>& parts) {
   return whole;
 }
 
-Bytes filled(std::size_t count, std::uint8_t value) { return Bytes(count, value); }
+Bytes filled(std::size_t count, std::uint8_t value) {
+  Bytes bytes;
+  bytes.resize(count, value);
+  return bytes;
+}
 
 void put(Bytes& record, std::size_t offset, const Bytes& bytes) {
   if (offset + bytes.size() > record.size()) std::abort();
