@@ -262,22 +262,26 @@ TEST(PSSDQueryResponse, DoesNotLookBehindThePayload) {
                                    "Toner Prediction": 3})"));
 }
 
-// The payload buffer holds 4096 bytes, and the record is read as far as they go.
+// The payload buffer holds 4096 bytes, and the record is read as far as they go. A description of
+// 17 letters has the 223rd supply end there.
 TEST(PSSDDeviceResponse, Gathers4096Bytes) {
-  std::vector<Bytes> supplies;
-  for (std::uint8_t i = 1; i <= 250; ++i) supplies.push_back(supply(i, {maxLevel(i)}));
-  const Bytes record = suppliesRecord(supplies);
-  ASSERT_EQ(record.size(), 61U + 250 * 18);
-
-  Bytes gathered = cut(record, 4096);
-  const std::string expected =
-      shown(MoxNPAUtilityCommand().extractSuppliesResponse(gathered, 4096));
-  ASSERT_TRUE(Json::parse(expected).contains("Supply 224"));
-  ASSERT_FALSE(Json::parse(expected).contains("Supply 225"));
-
-  EXPECT_EQ(device(deviceReply(record)), expected);
+  const auto recordWithName = [](const std::string& name) {
+    std::vector<Bytes> supplies = {supply(1, {description(name), maxLevel(1)})};
+    for (std::uint8_t i = 2; i <= 250; ++i) supplies.push_back(supply(i, {maxLevel(i)}));
+    return suppliesRecord(supplies);
+  };
+  const auto lastSupplies = [](const Bytes& reply) {
+    const Json supplies = Json::parse(device(reply));
+    return Json({supplies.value("Supply 223", Json()), supplies.value("Supply 224", Json())})
+        .dump();
+  };
+  const Bytes fitting = recordWithName(std::string(17, 'x'));
+  const Bytes tooLong = recordWithName(std::string(18, 'x'));
+  EXPECT_EQ(lastSupplies(deviceReply(fitting)), R"([{"Max Level":223},null])");
+  EXPECT_EQ(lastSupplies(deviceReply(tooLong)), R"([{},null])");
   for (const std::size_t first : {100U, 4000U, 4095U, 4096U, 4097U}) {
-    EXPECT_EQ(device(deviceReplyInTwo(record, first)), expected) << first;
+    EXPECT_EQ(lastSupplies(deviceReplyInTwo(fitting, first)), R"([{"Max Level":223},null])");
+    EXPECT_EQ(lastSupplies(deviceReplyInTwo(tooLong, first)), R"([{},null])");
   }
 }
 
@@ -524,7 +528,7 @@ TEST(PSSDQueryAll, GivesUpAfterFourRepliesToTheFirstRequest) {
   Query query;
   query.expectRequest(deviceRequest());
   query.reply(othersThanDeviceReplies());
-  query.reply({blackDots()});  // the answer to the other request
+  query.reply({blackDots(), blackToner()});  // the answer to the other request, and the right one
   EXPECT_EQ(query.wait(), left(-6, kUntouched));
 }
 
@@ -534,7 +538,7 @@ TEST(PSSDQueryAll, KeepsTheTableAfterFourRepliesToTheSecondRequest) {
   query.reply({deviceReply(suppliesRecord({supply(1, {description("x")})}))});
   query.expectRequest(queryRequest());
   query.reply(othersThanQueryReplies());
-  query.reply({blackToner()});  // the answer to the other request
+  query.reply({blackToner(), blackDots()});  // the answer to the other request, and the right one
   EXPECT_EQ(query.wait(), left(0, R"({"Supplies Count": 1, "Supply 1": {"Description": "x"}})"));
 }
 

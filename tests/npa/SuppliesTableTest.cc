@@ -601,23 +601,38 @@ TEST(SuppliesTable, SkipsALastFieldWhoseHeadIsThere) {
   }
 }
 
-// A skipped field may lead back to the front: its length is 65,536 less than a walk of the record.
-// The position wraps to a place inside the record, and the reading goes on there.
+// A record whose fields begin at 73, its end, and may lead back to 44 in a step of 65,536 - 29: an
+// element stands there that reads as a field 15.
+std::string withALevelAt44(const Bytes& fields) {
+  Bytes entry = supply(1, {});
+  put(entry, 8, u16(9));  // so many fields may be skipped
+  const Bytes record = joined({recordHead(2), field(15, hex("25")), hex("02 00 00 01 EE EE"),
+                               hex("08 00 00 01 EE EE"), entry});
+  EXPECT_EQ(record.size(), kFieldsOfOneSupply);
+  return shown(*extract(joined({record, fields}))->get<Dictionary>({"Supply", 1}));
+}
+
+// Of a skipped field no more than its form and length must be there.
 TEST(SuppliesTable, FollowsASkippedFieldOfWhichOnlyTheHeadIsThere) {
-  // Fields begin at 73: a field 5 at 73 whose step of 65,536 - 29 leads to 44, where an element
-  // stands that reads as a field 15.
-  Bytes record = joined({recordHead(2), hex("0F 01 00 01 25"), hex("02 00 00 01 EE EE"),
-                         hex("08 00 00 01 EE EE"), supply(1, {})});
-  ASSERT_EQ(record.size(), kFieldsOfOneSupply);
-  put(record, kFirstSupply + 8, u16(1));
-  const Bytes shortForm = joined({record, hex("05 01"), u16(65536 - 29 - 4)});
-  const Bytes longForm = joined({record, hex("05 00 EE EE"), u16(65536 - 29 - 6)});
-  const std::string level = json(R"({"Supplies Count": 1, "Supply 1": {"Max Level": 37}})");
-  const std::string none = json(R"({"Supplies Count": 1, "Supply 1": {}})");
-  EXPECT_EQ(shown(extract(shortForm)), level);
-  EXPECT_EQ(shown(extract(cut(shortForm, shortForm.size() - 1))), none);
-  EXPECT_EQ(shown(extract(longForm)), level);
-  EXPECT_EQ(shown(extract(cut(longForm, longForm.size() - 1))), none);
+  const Bytes shortForm = joined({hex("05 01"), u16(65536 - 29 - 4)});
+  const Bytes longForm = joined({hex("05 00 EE EE"), u16(65536 - 29 - 6)});
+  const std::string level = json(R"({"Max Level": 37})");
+  EXPECT_EQ(withALevelAt44(shortForm), level);
+  EXPECT_EQ(withALevelAt44(cut(shortForm, 3)), "{}");
+  EXPECT_EQ(withALevelAt44(longForm), level);
+  EXPECT_EQ(withALevelAt44(cut(longForm, 5)), "{}");
+}
+
+// A known field that breaks off ends the reading of its supply. It is not skipped, nor passed by
+// its length, though that would lead to another field.
+TEST(SuppliesTable, DoesNotFollowAKnownFieldThatBreaksOff) {
+  for (const std::uint32_t tag : {1U, 2U, 3U, 7U}) {
+    const Bytes head = joined({u8(tag), hex("01"), u16(65536 - 29 - 4)});
+    EXPECT_EQ(withALevelAt44(head), "{}") << tag;
+    EXPECT_EQ(withALevelAt44(joined({head, hex("00 00 07")})), "{}") << tag;
+  }
+  const Bytes whole = joined({hex("01 01"), u16(65536 - 29 - 4), hex("00 00 00 07")});
+  EXPECT_EQ(withALevelAt44(whole), json(R"({"Fixed ID": 7, "Max Level": 37})"));
 }
 
 // --- Records of more than 65,536 bytes: a position that the walk holds wraps at 65,536, what is
@@ -776,9 +791,19 @@ TEST(LargeSuppliesTable, DoesNotWrapWhatItLooksAtFromAPosition) {
                                        leap(9, 65'532, 4),
                                        {4, joined({group(0), table(1), named("right")})}}))),
             json(kRight));
-  // Fields there.
-  EXPECT_EQ(shown(extract(recordWithFields({leap(5, 68, 65'533), {65'533, maxLevel(37)}}))),
-            json(R"({"Supplies Count": 1, "Supply 1": {"Max Level": 37}})"));
+  // Fields there, at each place where a part of their heads is behind 65,536.
+  for (const std::size_t place : {65'532U, 65'533U, 65'534U, 65'535U}) {
+    EXPECT_EQ(shown(extract(recordWithFields({leap(5, 68, place), {place, maxLevel(37)}}))),
+              json(R"({"Supplies Count": 1, "Supply 1": {"Max Level": 37}})"))
+        << place;
+  }
+  for (const std::size_t place : {65'532U, 65'533U, 65'534U, 65'535U}) {
+    // By way of a fixed id, since nothing is skipped before a description.
+    const Bytes id = joined({hex("01 01"), u16(static_cast<std::uint32_t>(place - 68 - 4))});
+    EXPECT_EQ(shown(extract(recordWithFields({{68, id}, {place, description("right")}}))),
+              json(R"({"Supplies Count": 1, "Supply 1": {"Fixed ID": 0, "Description": "right"}})"))
+        << place;
+  }
   EXPECT_EQ(shown(extract(recordWithFields({{68, hex("01 01 00 01 07")},
                                             leap(5, 73, 65'534),
                                             shortLeap(5, 65'534, 4),
