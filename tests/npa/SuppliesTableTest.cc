@@ -782,15 +782,19 @@ TEST(LargeSuppliesTable, DoesNotWrapWhatItLooksAtFromAPosition) {
   EXPECT_EQ(shown(extract(largeRecord(
                 {{44, group(1)}, leap(9, 50, 65'534), {65'534, table(1)}, {4, named("right")}}))),
             json(kRight));
-  // Elements there, with their lengths.
-  EXPECT_EQ(shown(extract(largeRecord({leap(9, 44, 65'534),
-                                       shortLeap(9, 65'534, 4),
-                                       {4, joined({group(0), table(1), named("right")})}}))),
-            json(kRight));
-  EXPECT_EQ(shown(extract(largeRecord({leap(9, 44, 65'532),
-                                       leap(9, 65'532, 4),
-                                       {4, joined({group(0), table(1), named("right")})}}))),
-            json(kRight));
+  // Elements and fields that are skipped there, with their forms and lengths.
+  for (std::size_t place = 65'530; place <= 65'535; ++place) {
+    for (const Piece& skipped : {leap(9, place, 4), shortLeap(9, place, 4)}) {
+      EXPECT_EQ(
+          shown(extract(largeRecord(
+              {leap(9, 44, place), skipped, {4, joined({group(0), table(1), named("right")})}}))),
+          json(kRight))
+          << place;
+      EXPECT_EQ(shown(extract(recordWithFields({leap(5, 68, place), skipped, {4, maxLevel(37)}}))),
+                json(R"({"Supplies Count": 1, "Supply 1": {"Max Level": 37}})"))
+          << place;
+    }
+  }
   // Fields there, at each place where a part of their heads is behind 65,536.
   for (const std::size_t place : {65'532U, 65'533U, 65'534U, 65'535U}) {
     EXPECT_EQ(shown(extract(recordWithFields({leap(5, 68, place), {place, maxLevel(37)}}))),
@@ -804,30 +808,27 @@ TEST(LargeSuppliesTable, DoesNotWrapWhatItLooksAtFromAPosition) {
               json(R"({"Supplies Count": 1, "Supply 1": {"Fixed ID": 0, "Description": "right"}})"))
         << place;
   }
-  EXPECT_EQ(shown(extract(recordWithFields({{68, hex("01 01 00 01 07")},
-                                            leap(5, 73, 65'534),
-                                            shortLeap(5, 65'534, 4),
-                                            {4, maxLevel(37)}}))),
-            json(R"({"Supplies Count": 1, "Supply 1": {"Fixed ID": 7, "Max Level": 37}})"));
 }
 
 TEST(LargeSuppliesTable, DoesNotWrapTheHeadOfASupply) {
-  Bytes head = supply(1, {});
-  put(head, 4, u16(kWrap + 22 - 65'531 - 6));  // leads to 22
-  put(head, 8, u16(1));                        // one field may be skipped
-  Bytes record = largeRecord({{44, group(1)},
-                              leap(9, 50, 65'525),
-                              {65'525, table(2)},
-                              {65'531, head},  // its fields begin at 65,543, which is 7
-                              {7, joined({field(5, {}), maxLevel(37)})},
-                              {22, supply(2, {})}});
-  const Bytes before = record;
-  EXPECT_EQ(shown(extract(record, 0)),
-            json(R"({"Supplies Count": 2, "Supply 1": {"Max Level": 37}, "Supply 2": {}})"));
-  Bytes marked = before;
-  marked[65'531 + 6] = 1;
-  marked[22 + 6] = 1;
-  EXPECT_EQ(record, marked);
+  for (std::size_t place = 65'526; place <= 65'535; ++place) {
+    Bytes head = supply(1, {});
+    put(head, 4, u16(static_cast<std::uint32_t>(kWrap + 22 - place - 6)));  // leads to 22
+    put(head, 8, u16(1));  // one field may be skipped
+    Bytes record = largeRecord({{44, group(1)},
+                                leap(9, 50, place - 6),
+                                {place - 6, table(2)},
+                                {place, head},
+                                {place + 12 - kWrap, joined({field(5, {}), maxLevel(37)})},
+                                {22, supply(2, {})}});
+    Bytes marked = record;
+    marked[place + 6] = 1;
+    marked[22 + 6] = 1;
+    EXPECT_EQ(shown(extract(record, 0)),
+              json(R"({"Supplies Count": 2, "Supply 1": {"Max Level": 37}, "Supply 2": {}})"))
+        << place;
+    EXPECT_EQ(record, marked) << place;
+  }
 }
 
 // --- Walks that would never end
