@@ -250,20 +250,6 @@ std::string left(std::int32_t status, const char* report) {
   return whole.dump(2);
 }
 
-// The two requests, with the packet that goes before each.
-const Bytes& deviceRequest() {
-  static const Bytes request =
-      hex("A5 00 10 80 A4 5B A4 5B 10 EF A4 5B 11 EE 00 FF 13 EC 2E"
-          "A5 00 08 50 E0 21 01 00 00 01 08");
-  return request;
-}
-const Bytes& queryRequest() {
-  static const Bytes request =
-      hex("A5 00 10 80 A4 5B A4 5B 10 EF A4 5B 11 EE 00 FF 13 EC 2E"
-          "A5 00 05 50 E0 07 02 00");
-  return request;
-}
-
 TEST(LaserQuery, AsksTheSameOnEveryTransport) {
   for (const char* transport : {"usb", "socket", "mdns", "dnssd"}) {
     FilterProcess filter(BackChannel::kNonBlockingPipe, [&] { return runQuery(transport); });

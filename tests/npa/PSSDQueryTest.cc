@@ -16,8 +16,6 @@
 namespace moxsupply::testing {
 namespace {
 
-Bytes cut(const Bytes& bytes, std::size_t size) { return {bytes.data(), bytes.data() + size}; }
-
 std::string device(const Bytes& reply, std::uint32_t length) {
   return shown(MoxNPAUtilityCommand().parsePSSDDeviceResponse(reply, length));
 }
@@ -416,19 +414,6 @@ TEST(PSSDQueryResponse, IsRefusedWithoutATypeInThePayload) {
 }
 
 // --- The two exchanges, over a filter's descriptors
-
-const Bytes& deviceRequest() {
-  static const Bytes request =
-      hex("A5 00 10 80 A4 5B A4 5B 10 EF A4 5B 11 EE 00 FF 13 EC 2E"  // the packet that goes before
-          "A5 00 08 50 E0 21 01 00 00 01 08");
-  return request;
-}
-const Bytes& queryRequest() {
-  static const Bytes request =
-      hex("A5 00 10 80 A4 5B A4 5B 10 EF A4 5B 11 EE 00 FF 13 EC 2E"  // the same
-          "A5 00 05 50 E0 07 02 00");
-  return request;
-}
 
 // What the filter process below reports: the status, and the dictionary that went in as
 // {"Before": "the query"}.

@@ -20,8 +20,6 @@ std::optional<Dictionary> extract(Bytes record) {
   return extract(record, static_cast<std::uint32_t>(record.size()));
 }
 
-Bytes cut(const Bytes& bytes, std::size_t size) { return {bytes.data(), bytes.data() + size}; }
-
 // One supply, all written out: the whole layout, with every field that is known.
 const Bytes& oneSupply() {
   static const Bytes record =

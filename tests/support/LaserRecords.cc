@@ -7,16 +7,12 @@ namespace moxsupply::testing {
 
 namespace {
 
-Bytes firstBytes(const Bytes& bytes, std::size_t count) {
-  return {bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(count)};
-}
-
 Bytes bytesFrom(const Bytes& bytes, std::size_t offset) {
   return {bytes.begin() + static_cast<std::ptrdiff_t>(offset), bytes.end()};
 }
 
 Bytes replyInTwo(const Bytes& head, const Bytes& record, std::size_t first) {
-  return joined({packet(kMoreFollow, joined({head, firstBytes(record, first)})),
+  return joined({packet(kMoreFollow, joined({head, cut(record, first)})),
                  packet(kLast, joined({hex("00"), bytesFrom(record, first)}))});
 }
 
@@ -41,6 +37,8 @@ Bytes joined(const std::vector<Bytes>& parts) {
   for (const Bytes& part : parts) whole.insert(whole.end(), part.begin(), part.end());
   return whole;
 }
+
+Bytes cut(const Bytes& bytes, std::size_t size) { return {bytes.data(), bytes.data() + size}; }
 
 Bytes filled(std::size_t count, std::uint8_t value) {
   Bytes bytes;
@@ -93,6 +91,20 @@ Bytes suppliesRecord(const std::vector<Bytes>& supplies) {
 
 Bytes packet(std::uint8_t flags, const Bytes& body) {
   return joined({hex("A5"), u16(static_cast<std::uint32_t>(body.size()) + 1), u8(flags), body});
+}
+
+const Bytes& deviceRequest() {
+  static const Bytes request =
+      hex("A5 00 10 80 A4 5B A4 5B 10 EF A4 5B 11 EE 00 FF 13 EC 2E"
+          "A5 00 08 50 E0 21 01 00 00 01 08");
+  return request;
+}
+
+const Bytes& queryRequest() {
+  static const Bytes request =
+      hex("A5 00 10 80 A4 5B A4 5B 10 EF A4 5B 11 EE 00 FF 13 EC 2E"
+          "A5 00 05 50 E0 07 02 00");
+  return request;
 }
 
 Bytes deviceReply(const Bytes& record) { return packet(kLast, joined({deviceHead(), record})); }

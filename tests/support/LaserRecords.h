@@ -16,6 +16,9 @@ Bytes u16(std::uint32_t number);
 Bytes u32(std::uint32_t number);
 Bytes joined(const std::vector<Bytes>& parts);
 
+// The first `size` bytes, in a heap block of just that size: a read past their end shows.
+Bytes cut(const Bytes& bytes, std::size_t size);
+
 // `value` repeated.
 Bytes filled(std::size_t count, std::uint8_t value = 0);
 
@@ -53,6 +56,10 @@ constexpr std::size_t kFirstSupply = 61;
 Bytes packet(std::uint8_t flags, const Bytes& body);
 constexpr std::uint8_t kLast = 0x50;
 constexpr std::uint8_t kMoreFollow = 0x70;
+
+// The two requests of a laser query, each with the packet that goes before it: 30 and 27 bytes.
+const Bytes& deviceRequest();  // asks for the supplies table
+const Bytes& queryRequest();   // asks for the model-family record
 
 // Replies of one packet.
 Bytes deviceReply(const Bytes& record);  // to the request for the supplies table
