@@ -27,15 +27,21 @@ void storeText(Dictionary& result, const Key& key, const BigEndianReader& in, st
 // offsets are counted from there.
 std::size_t serialNumberLength(const BigEndianReader& in) { return in.u8(0).value_or(0); }
 
-// What all three records begin with.
-Dictionary readHead(const BigEndianReader& in) {
+// What all three records begin with. `furtherEntries`: how many more the record will have.
+Dictionary readHead(const BigEndianReader& in, std::size_t furtherEntries) {
   const std::size_t n = serialNumberLength(in);
   Dictionary result;
+  result.reserve(4 + furtherEntries);
   storeText(result, "Serial Number", in, 1, n);
   store(result, "Supplies Count", in.u8(n + 1));
   store(result, "Record Length", in.u8(n + 2));
   store(result, "Toner Prediction", in.u8(n + 4));
   return result;
+}
+
+// How many supplies the table of types 2 and 3 is said to have.
+std::size_t suppliesCount(const BigEndianReader& in) {
+  return in.u8(serialNumberLength(in) + 1).value_or(0);
 }
 
 // Reads the table of types 2 and 3, which follows the head: as many entries as "Supplies Count"
@@ -45,7 +51,7 @@ template <typename ReadEntry>
 void readTable(Dictionary& result, const BigEndianReader& in, std::size_t entrySize,
                ReadEntry readEntry) {
   const std::size_t n = serialNumberLength(in);
-  const std::size_t count = in.u8(n + 1).value_or(0);
+  const std::size_t count = suppliesCount(in);
   for (std::size_t i = 0; i < count; ++i) {
     const auto entry = in.bytes(n + 5 + entrySize * i, entrySize);
     if (!entry) return;
@@ -64,7 +70,7 @@ std::optional<Dictionary> MoxNPAUtilityCommand::parseKelvoS(std::span<const std:
   if (isEmptyLength(withLength)) return std::nullopt;
   const BigEndianReader in(record);
   const std::size_t n = serialNumberLength(in);
-  Dictionary result = readHead(in);
+  Dictionary result = readHead(in, 18);
   store(result, "Supply Location", in.u8(n + 3));
   store(result, "Supply ID", in.u8(n + 5));
   store(result, "Page Count First", in.u32(n + 6));
@@ -96,9 +102,10 @@ std::optional<Dictionary> MoxNPAUtilityCommand::parseKelvoSC(
     std::span<const std::uint8_t> record, std::uint32_t withLength) const noexcept try {
   if (isEmptyLength(withLength)) return std::nullopt;
   const BigEndianReader in(record);
-  Dictionary result = readHead(in);
+  Dictionary result = readHead(in, suppliesCount(in));
   readTable(result, in, 14, [](const BigEndianReader& entry) {
     Dictionary supply;
+    supply.reserve(6);
     store(supply, "Supply Location", entry.u8(1));
     store(supply, "Kelvo Max Level", entry.u32(2));
     store(supply, "Supply Count", entry.u32(2));
@@ -116,9 +123,10 @@ std::optional<Dictionary> MoxNPAUtilityCommand::parseKelvoColor(
     std::span<const std::uint8_t> record, std::uint32_t withLength) const noexcept try {
   if (isEmptyLength(withLength)) return std::nullopt;
   const BigEndianReader in(record);
-  Dictionary result = readHead(in);
+  Dictionary result = readHead(in, suppliesCount(in));
   readTable(result, in, 9, [](const BigEndianReader& entry) {
     Dictionary supply;
+    supply.reserve(4);
     store(supply, "Kelvo Max Level", entry.u32(1));
     store(supply, "Max Dot Count", entry.u32(1));
     store(supply, "Kelvo Cur Level", entry.u32(5));

@@ -12,8 +12,8 @@
 #include <thread>
 
 #include "front/MoxFilter.h"
+#include "tests/support/Allocations.h"
 #include "tests/support/DictionaryText.h"
-#include "tests/support/FailingAllocation.h"
 #include "tests/support/FilterProcess.h"
 #include "tests/support/Hex.h"
 #include "tests/support/InkjetReply.h"

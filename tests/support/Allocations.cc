@@ -1,0 +1,48 @@
+#include "tests/support/Allocations.h"
+
+#include <atomic>
+#include <cstdlib>
+#include <new>
+
+namespace {
+
+std::atomic<std::size_t> gMade = 0;
+std::atomic<std::size_t> gReleased = 0;
+std::atomic<std::size_t> gUntilFailure = 0;  // 0: none fails
+
+}  // namespace
+
+// The array forms, those that do not throw and those with a size come down to these two. Memory
+// still comes from malloc, which the address sanitizer watches.
+void* operator new(std::size_t size) {
+  if (gUntilFailure > 0 && --gUntilFailure == 0) throw std::bad_alloc();
+  void* memory = std::malloc(size == 0 ? 1 : size);
+  if (memory == nullptr) throw std::bad_alloc();
+  ++gMade;
+  return memory;
+}
+
+void operator delete(void* memory) noexcept {
+  if (memory != nullptr) ++gReleased;
+  std::free(memory);
+}
+
+void operator delete(void* memory, std::size_t /*size*/) noexcept { ::operator delete(memory); }
+
+namespace moxsupply::testing {
+
+Allocations countAllocations(const std::function<void()>& action) {
+  const Allocations before = {gMade, gReleased};
+  action();
+  return {gMade - before.made, gReleased - before.released};
+}
+
+std::size_t blocksInUse() noexcept { return gMade - gReleased; }
+
+FailingAllocation::FailingAllocation(std::size_t nth) noexcept { gUntilFailure = nth; }
+
+FailingAllocation::~FailingAllocation() { gUntilFailure = 0; }
+
+bool FailingAllocation::hasFailed() const noexcept { return gUntilFailure == 0; }
+
+}  // namespace moxsupply::testing
