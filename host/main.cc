@@ -6,6 +6,7 @@
 
 #include "host/Command.h"
 #include "host/ReportCommand.h"
+#include "host/SimulateCommand.h"
 
 namespace {
 
@@ -26,6 +27,8 @@ int main(int argc, char** argv) try {
   app.set_version_flag("--version", "moxsupply " MOXSUPPLY_VERSION);
   moxsupply::RunCommand run;
   moxsupply::addReportCommand(app, run);
+  const moxsupply::CommandLine besides = moxsupply::takeCommandBesides(argc, argv);
+  moxsupply::addSimulateCommand(app, run, besides);
 
   try {
     app.parse(argc, argv);
