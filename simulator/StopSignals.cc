@@ -12,10 +12,7 @@ namespace moxsupply::simulator {
 StopSignals::StopSignals() {
   sigset_t signals;
   ::sigemptyset(&signals);
-  for (const int number : {SIGINT, SIGTERM}) {
-    ::sigaddset(&signals, number);
-    std::signal(number, SIG_DFL);
-  }
+  for (const int number : {SIGINT, SIGTERM}) ::sigaddset(&signals, number);
   ::sigprocmask(SIG_BLOCK, &signals, nullptr);
   mDescriptor = FileDescriptor(::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK));
   if (!mDescriptor) throw std::system_error(errno, std::generic_category(), "signalfd");

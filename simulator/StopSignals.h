@@ -4,8 +4,8 @@
 
 namespace moxsupply::simulator {
 
-// SIGINT and SIGTERM, read from a descriptor instead of ending the process. Also when the process
-// was started with them ignored, as shells start what runs in the background.
+// SIGINT and SIGTERM, read from a descriptor instead of ending the process. A signal that is
+// blocked is kept even when the process ignores it, as what shells start in the background does.
 class StopSignals {
  public:
   StopSignals();
