@@ -2,13 +2,11 @@
 
 #include <netinet/in.h>
 #include <netinet/tcp.h>
-#include <poll.h>
 #include <sys/socket.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <cstddef>
 #include <limits>
 #include <utility>
 #include <vector>
@@ -26,6 +24,8 @@ int timeoutUntil(Clock::time_point time, Clock::time_point now) {
   return static_cast<int>(std::clamp<decltype(left)>(left, 0, std::numeric_limits<int>::max()));
 }
 
+bool happened(const pollfd& polled) { return polled.revents != 0; }
+
 }  // namespace
 
 Server::Server(const Model& model, FileDescriptor listener, Printer::Complain complain)
@@ -33,34 +33,36 @@ Server::Server(const Model& model, FileDescriptor listener, Printer::Complain co
 
 void Server::serve(std::span<const int> until) {
   for (;;) {
-    auto now = Clock::now();
-    auto wakeUpTime = Clock::time_point::max();
-    std::vector<pollfd> polled;
-    polled.reserve(until.size() + 1 + mConnections.size());
-    for (const int descriptor : until) polled.push_back({descriptor, POLLIN, 0});
-    polled.push_back({mIsFull ? -1 : mListener.get(), POLLIN, 0});
-    for (const Connection& connection : mConnections) {
-      const Connection::Wait wait = connection.waitsFor(now);
-      polled.push_back({connection.socket(), wait.events, 0});
-      wakeUpTime = std::min(wakeUpTime, wait.until);
-    }
-
-    ::poll(polled.data(), polled.size(), timeoutUntil(wakeUpTime, now));
-
-    now = Clock::now();
-    const auto happened = [](const pollfd& one) { return one.revents != 0; };
-    if (std::any_of(polled.begin(), polled.begin() + static_cast<std::ptrdiff_t>(until.size()),
-                    happened)) {
-      return;
-    }
-    auto polledConnection = polled.begin() + static_cast<std::ptrdiff_t>(until.size()) + 1;
-    const bool somebodyWaits = happened(polledConnection[-1]);
-    const auto ended = mConnections.remove_if([&](Connection& connection) {
-      return !connection.proceed((polledConnection++)->revents, now);
-    });
-    if (ended > 0) mIsFull = false;
-    if (somebodyWaits) acceptAll();
+    const std::vector<pollfd> polled = poll(until);
+    const std::span<const pollfd> all(polled);
+    if (std::ranges::any_of(all.first(until.size()), happened)) return;
+    proceed(all.subspan(until.size() + 1));
+    if (happened(all[until.size()])) acceptAll();
   }
+}
+
+std::vector<pollfd> Server::poll(std::span<const int> until) const {
+  const auto now = Clock::now();
+  auto wakeUpTime = Clock::time_point::max();
+  std::vector<pollfd> polled;
+  polled.reserve(until.size() + 1 + mConnections.size());
+  for (const int descriptor : until) polled.push_back({descriptor, POLLIN, 0});
+  polled.push_back({mIsFull ? -1 : mListener.get(), POLLIN, 0});
+  for (const Connection& connection : mConnections) {
+    const Connection::Wait wait = connection.waitsFor(now);
+    polled.push_back({connection.socket(), wait.events, 0});
+    wakeUpTime = std::min(wakeUpTime, wait.until);
+  }
+  ::poll(polled.data(), polled.size(), timeoutUntil(wakeUpTime, now));
+  return polled;
+}
+
+void Server::proceed(std::span<const pollfd> polled) {
+  const auto now = Clock::now();
+  auto event = polled.begin();
+  const auto ended = mConnections.remove_if(
+      [&](Connection& connection) { return !connection.proceed((event++)->revents, now); });
+  if (ended > 0) mIsFull = false;
 }
 
 void Server::finish() {

@@ -1,7 +1,10 @@
 #pragma once
 
+#include <poll.h>
+
 #include <list>
 #include <span>
+#include <vector>
 
 #include "simulator/Connection.h"
 #include "simulator/Model.h"
@@ -25,6 +28,12 @@ class Server {
   void finish();
 
  private:
+  // Waits for something to happen to `until`, the listener and the connections, in this order.
+  [[nodiscard]] std::vector<pollfd> poll(std::span<const int> until) const;
+
+  // Goes on with the connections after that.
+  void proceed(std::span<const pollfd> polled);
+
   void acceptAll();
 
   const Model* mModel;
