@@ -7,6 +7,7 @@
 #include "host/Command.h"
 #include "host/LevelsCommand.h"
 #include "host/ReportCommand.h"
+#include "host/SimulateCommand.h"
 #include "host/TerminalText.h"
 
 namespace {
@@ -37,6 +38,8 @@ int main(int argc, char** argv) try {
   moxsupply::RunCommand run;
   moxsupply::addLevelsCommand(app, run);
   moxsupply::addReportCommand(app, run);
+  const moxsupply::CommandLine besides = moxsupply::takeCommandBesides(argc, argv);
+  moxsupply::addSimulateCommand(app, run, besides);
 
   try {
     app.parse(argc, argv);

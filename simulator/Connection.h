@@ -1,0 +1,50 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <deque>
+
+#include "simulator/Answer.h"
+#include "simulator/Printer.h"
+#include "system/FileDescriptor.h"
+
+namespace moxsupply::simulator {
+
+// A host's connection to the printer. It never blocks: the server polls it for what it waits for.
+//
+// While an answer is on its way the next requests wait in the socket, as they do at a printer.
+class Connection {
+ public:
+  using Clock = std::chrono::steady_clock;
+
+  Connection(FileDescriptor socket, Printer printer);
+
+  [[nodiscard]] int socket() const { return mSocket.get(); }
+
+  // What it waits for: events of poll, or a time at which to go on without one.
+  struct Wait {
+    short events = 0;
+    Clock::time_point until = Clock::time_point::max();
+  };
+  [[nodiscard]] Wait waitsFor(Clock::time_point now) const;
+
+  // Goes on after `events` of poll, or none. False once the host has hung up.
+  bool proceed(short events, Clock::time_point now);
+
+  // Takes note of what has arrived, and answers no more.
+  void finish();
+
+ private:
+  void send(Clock::time_point now);
+  bool receive(Clock::time_point now);
+  void enqueue(std::vector<Write> writes, Clock::time_point now);
+
+  FileDescriptor mSocket;
+  Printer mPrinter;
+  std::deque<Write> mOutgoing;
+  std::size_t mSent = 0;         // bytes of the first of these
+  Clock::time_point mDue;        // when its pause is over
+  Clock::time_point mLastHeard;  // when the last bytes arrived
+};
+
+}  // namespace moxsupply::simulator

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstddef>
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+namespace moxsupply::simulator {
+
+// What makes a text no JSON. Line and column, from 1, are where it was noticed.
+class JsonSyntaxMistake : public std::runtime_error {
+ public:
+  JsonSyntaxMistake(std::size_t line, std::size_t column, const std::string& what)
+      : std::runtime_error(what), mLine(line), mColumn(column) {}
+
+  [[nodiscard]] std::size_t line() const { return mLine; }
+  [[nodiscard]] std::size_t column() const { return mColumn; }
+
+ private:
+  std::size_t mLine;
+  std::size_t mColumn;
+};
+
+// Throws JsonSyntaxMistake; ModelMistake for a key that stands twice in an object, of which JSON
+// libraries keep one or the other.
+nlohmann::json parseJsonDocument(std::string_view text);
+
+}  // namespace moxsupply::simulator

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "simulator/Bytes.h"
+
+namespace moxsupply::simulator {
+
+// A value in a JSON document that knows its place there. What asks it for something else than it
+// is gets a ModelMistake: the place as a JSON pointer, what was expected, and what stands there.
+class JsonPlace {
+ public:
+  // The whole document, which must outlive its places.
+  explicit JsonPlace(const nlohmann::json& document) : mValue(&document) {}
+
+  // That it is an object, without other keys than these.
+  void expectKeys(std::span<const std::string_view> keys) const;
+
+  // A member of an object.
+  [[nodiscard]] std::optional<JsonPlace> find(std::string_view key) const;
+  [[nodiscard]] JsonPlace at(std::string_view key) const;
+
+  // The values of an array.
+  [[nodiscard]] std::vector<JsonPlace> elements() const;
+
+  [[nodiscard]] std::uint32_t number(std::uint32_t least, std::uint32_t most) const;
+  [[nodiscard]] bool truth() const;
+  [[nodiscard]] std::string text(std::size_t longest = std::string::npos) const;
+  [[nodiscard]] Bytes hex(std::size_t longest) const;  // pairs of hex digits in a text
+
+  [[nodiscard]] bool isNumber() const { return mValue->is_number(); }
+  [[nodiscard]] bool isText() const { return mValue->is_string(); }
+  [[nodiscard]] bool isObject() const { return mValue->is_object(); }
+
+  // Throws the mistake. `what` goes on after "expected ".
+  [[noreturn]] void expected(std::string_view what) const;
+
+ private:
+  JsonPlace(const nlohmann::json& value, nlohmann::json::json_pointer pointer)
+      : mValue(&value), mPointer(std::move(pointer)) {}
+  [[noreturn]] void complain(std::string_view mistake) const;
+
+  const nlohmann::json* mValue;
+  nlohmann::json::json_pointer mPointer;
+};
+
+// The text as one line that is safe on a terminal: what is not printable ASCII becomes "?".
+std::string asOneLine(std::string text);
+
+}  // namespace moxsupply::simulator

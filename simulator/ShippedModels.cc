@@ -1,0 +1,47 @@
+#include "simulator/ShippedModels.h"
+
+#include <fmt/core.h>
+
+#include <algorithm>
+#include <system_error>
+
+#include "simulator/ModelMistake.h"
+
+namespace moxsupply::simulator {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr std::string_view kExtension = ".json";
+
+}  // namespace
+
+fs::path modelsDirectory() {
+  const fs::path program = fs::read_symlink("/proc/self/exe");
+  return program.parent_path().parent_path() / "share" / "moxsupply" / "models";
+}
+
+std::vector<std::string> shippedModels() {
+  std::vector<std::string> names;
+  for (const auto& entry : fs::directory_iterator(modelsDirectory())) {
+    if (entry.path().extension() == kExtension) names.push_back(entry.path().stem());
+  }
+  std::ranges::sort(names);
+  return names;
+}
+
+fs::path findModel(const std::string& nameOrPath) {
+  if (nameOrPath.find('/') != std::string::npos || nameOrPath.ends_with(kExtension)) {
+    return nameOrPath;
+  }
+  fs::path file = modelsDirectory() / (nameOrPath + std::string(kExtension));
+  std::error_code ignored;
+  if (!fs::exists(file, ignored)) {
+    throw ModelMistake(fmt::format(
+        "there is no model \"{}\"; moxsupply simulate --list names all models", nameOrPath));
+  }
+  return file;
+}
+
+}  // namespace moxsupply::simulator

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+
+#include "system/FileDescriptor.h"
+#include "tests/support/Hex.h"
+
+namespace moxsupply::testing {
+
+// A host's connection to the printer at a device URI, socket://ADDRESS:PORT. No call waits longer
+// than ten seconds; one that would, fails the test.
+class Client {
+ public:
+  explicit Client(const std::string& uri);
+
+  void send(std::span<const std::uint8_t> bytes) const;
+
+  // Sends `bytes` over and over until no more fit into the connection.
+  void fill(std::span<const std::uint8_t> bytes) const;
+
+  // The next `count` bytes; fewer at the end.
+  [[nodiscard]] Bytes receive(std::size_t count) const;
+
+  // Says that no more comes, and stays to read.
+  void endSending() const;
+
+  // Hangs up without a farewell: the printer finds the connection reset.
+  void reset();
+
+ private:
+  FileDescriptor mSocket;
+};
+
+}  // namespace moxsupply::testing
