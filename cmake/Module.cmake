@@ -40,6 +40,7 @@ set_target_properties(libmoxsupply PROPERTIES
   EXPORT_NAME moxsupply
   VERSION "${PROJECT_VERSION}"
   SOVERSION "${PROJECT_VERSION_MAJOR}"
+  INSTALL_RPATH ""
   LINK_DEPENDS "${exports}")
 
 install(TARGETS libmoxsupply EXPORT moxsupply

@@ -176,9 +176,9 @@ void addLevelsCommand(CLI::App& app, RunCommand& run) {
       "them; 2 the arguments or the set-up are wrong.\n");
 
   const auto options = std::make_shared<LevelsOptions>();
-  command->add_option("device-uri", options->uri, "where the printer is")
+  command->add_option("DEVICE-URI", options->uri, "where the printer is")
       ->required()
-      ->option_text("DEVICE-URI");
+      ->option_text(" ");
   command->add_option("--type", options->type, "auto, laser or inkjet (auto)")
       ->option_text("TYPE")
       ->check(CLI::IsMember({"auto", "laser", "inkjet"}));

@@ -1,0 +1,396 @@
+// `moxsupply levels` as people use it, against simulated printers on TCP and through the real CUPS
+// socket backend.
+
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <thread>
+
+#include "tests/support/FilterProcess.h"
+#include "tests/support/Hex.h"
+#include "tests/support/SimulatedPrinter.h"
+#include "tests/support/TemporaryFolder.h"
+
+namespace moxsupply::testing {
+namespace {
+
+using namespace std::chrono_literals;
+using Json = nlohmann::json;
+
+struct Shown {
+  int exitStatus;
+  int signal;
+  std::string output;
+  std::string errors;
+  std::chrono::duration<double> time;
+};
+
+FilterProcess levels(std::vector<std::string> arguments,
+                     std::vector<std::string> environment = {}) {
+  arguments.insert(arguments.begin(), {MOXSUPPLY_PROGRAM, "levels"});
+  environment.insert(environment.begin(), {"LC_ALL=C.UTF-8", "TERM=xterm"});
+  return {BackChannel::kClosed, arguments, environment};
+}
+
+Shown finish(FilterProcess& process) {
+  const auto start = std::chrono::steady_clock::now();
+  const auto ending = process.wait();
+  return {ending.exitStatus, ending.signal,
+          std::string(ending.written.begin(), ending.written.end()), ending.result,
+          std::chrono::steady_clock::now() - start};
+}
+
+Shown show(std::vector<std::string> arguments, std::vector<std::string> environment = {}) {
+  FilterProcess process = levels(std::move(arguments), std::move(environment));
+  return finish(process);
+}
+
+// A TCP port of this machine on which somebody listens, and takes connections, and does no more;
+// or, closed, on which nobody does.
+class SilentPort {
+ public:
+  SilentPort() {
+    mSocket = FileDescriptor(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof(address);
+    if (::bind(mSocket.get(), reinterpret_cast<sockaddr*>(&address), size) != 0 ||
+        ::listen(mSocket.get(), 8) != 0 ||
+        ::getsockname(mSocket.get(), reinterpret_cast<sockaddr*>(&address), &size) != 0) {
+      std::abort();
+    }
+    mUri = fmt::format("socket://127.0.0.1:{}", ntohs(address.sin_port));
+  }
+
+  void close() { mSocket = FileDescriptor(); }
+
+  // Takes one connection.
+  [[nodiscard]] FileDescriptor accept() const {
+    return FileDescriptor(::accept4(mSocket.get(), nullptr, nullptr, SOCK_CLOEXEC));
+  }
+
+  [[nodiscard]] const std::string& uri() const { return mUri; }
+
+ private:
+  FileDescriptor mSocket;
+  std::string mUri;
+};
+
+// The processes that have `word` in their command line, but for this one.
+std::vector<int> processesWith(const std::string& word) {
+  std::vector<int> found;
+  for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
+    std::ifstream file(entry.path() / "cmdline");
+    std::string line((std::istreambuf_iterator<char>(file)), {});
+    const int pid = std::atoi(entry.path().filename().c_str());
+    if (pid > 0 && pid != ::getpid() && line.find(word) != std::string::npos) found.push_back(pid);
+  }
+  return found;
+}
+
+bool goneWithin(const std::string& word, std::chrono::milliseconds patience) {
+  const auto deadline = std::chrono::steady_clock::now() + patience;
+  while (!processesWith(word).empty()) {
+    if (std::chrono::steady_clock::now() > deadline) return false;
+    std::this_thread::sleep_for(10ms);
+  }
+  return true;
+}
+
+TEST(Levels, OfAnInkjetPrinterAreATable) {
+  const SimulatedPrinter printer("inkjet-lantern-four-cartridges");
+  const Shown shown = show({printer.uri(), "--type", "inkjet"});
+  EXPECT_EQ(shown.exitStatus, 0);
+  EXPECT_EQ(shown.errors, "");
+  EXPECT_EQ(shown.output,
+            "Inkjet printer, Lantern print head, 4 supplies\n"
+            "\n"
+            "SUPPLY             COLOUR   LEVEL                       STATUS\n"
+            "Cyan Cartridge     cyan     █████████████░░░░░░░  61 %  ok\n"
+            "Black Cartridge    black    ████████████████░░░░  80 %  ok\n"
+            "Magenta Cartridge  magenta  ██████████░░░░░░░░░░  47 %  ok\n"
+            "Yellow Cartridge   yellow   ███████████████████░  92 %  ok\n");
+}
+
+TEST(Levels, OfALaserPrinterAreATable) {
+  const SimulatedPrinter printer("laser-mono-toner");
+  const Shown shown = show({printer.uri(), "--type", "laser"});
+  EXPECT_EQ(shown.exitStatus, 0);
+  EXPECT_EQ(shown.errors, "");
+  EXPECT_EQ(shown.output.find("Laser printer, 1 supply\n\nSUPPLY"), 0U) << shown.output;
+}
+
+// The table is the same whichever way the printer is reached.
+TEST(Levels, ComeThroughTheRealSocketBackend) {
+  for (const char* model : {"inkjet-lantern-in-pieces", "laser-colour-several-packets"}) {
+    const SimulatedPrinter printer(model);
+    const Shown direct = show({printer.uri()});
+    const Shown backend = show({printer.uri(), "--backend"});
+    EXPECT_EQ(backend.exitStatus, 0) << backend.errors;
+    EXPECT_EQ(backend.output, direct.output);
+    EXPECT_TRUE(goneWithin(printer.uri(), 2s)) << "a backend is left";
+  }
+}
+
+TEST(Levels, AsJsonAreTheReport) {
+  const SimulatedPrinter printer("inkjet-lantern-three-colour");
+  const Shown shown = show({printer.uri(), "--type", "inkjet", "--format", "json"});
+  const Json answer = Json::parse(shown.output);
+  EXPECT_EQ(answer["status"], 0);
+  EXPECT_EQ(answer["report"]["PrintHeadType"], "Lantern");
+  EXPECT_EQ(answer["report"]["SupplyCount"], 2);
+  EXPECT_EQ(answer["report"]["Supply 1"]["SupplyColor"], "Color");
+}
+
+TEST(Levels, FindOutWhatKindOfPrinterItIs) {
+  const SimulatedPrinter laser("laser-colour-full");
+  const Shown laserShown = show({laser.uri()});
+  EXPECT_EQ(laserShown.output.find("Laser printer, 10 supplies\n"), 0U) << laserShown.output;
+  EXPECT_LT(laserShown.time, 4s);
+
+  const SimulatedPrinter inkjet("inkjet-quarry-colour-and-black");
+  const Shown inkjetShown = show({inkjet.uri()});
+  EXPECT_EQ(inkjetShown.output.find("Inkjet printer, Quarry print head, 2 supplies\n"), 0U)
+      << inkjetShown.output;
+  // Silence to the laser query costs four reads of a second.
+  EXPECT_LT(inkjetShown.time, 7s);
+}
+
+TEST(Levels, TellWhatIsNotKnown) {
+  const SimulatedPrinter printer("inkjet-lantern-cartridge-faults");
+  const Shown shown = show({printer.uri(), "--type", "inkjet"});
+  EXPECT_NE(shown.output.find("no cartridge                missing"), std::string::npos)
+      << shown.output;
+  EXPECT_NE(shown.output.find("not valid here"), std::string::npos) << shown.output;
+  EXPECT_NE(shown.output.find("wrong cartridge"), std::string::npos) << shown.output;
+}
+
+TEST(Levels, AreColouredOnlyWhenAsked) {
+  const SimulatedPrinter printer("laser-mono-toner");
+  EXPECT_EQ(show({printer.uri(), "--type", "laser"}).output.find('\x1B'), std::string::npos);
+  EXPECT_EQ(show({printer.uri(), "--type", "laser", "--color", "never"}).output.find('\x1B'),
+            std::string::npos);
+  EXPECT_NE(show({printer.uri(), "--type", "laser", "--color", "always"}).output.find('\x1B'),
+            std::string::npos);
+}
+
+TEST(Levels, AreAsciiInTheCLocale) {
+  const SimulatedPrinter printer("laser-mono-toner");
+  const Shown shown = show({printer.uri(), "--type", "laser"}, {"LC_ALL=C"});
+  EXPECT_TRUE(std::ranges::all_of(shown.output, [](char c) { return c >= 0; })) << shown.output;
+  EXPECT_NE(shown.output.find("###"), std::string::npos) << shown.output;
+}
+
+TEST(LevelsOfAPrinterThatIsSilent, FailAfterFourReads) {
+  const SilentPort port;
+  const Shown shown = show({port.uri(), "--type", "inkjet", "--timeout", "1"});
+  EXPECT_EQ(shown.exitStatus, 1);
+  EXPECT_EQ(shown.output, "");
+  EXPECT_EQ(shown.errors.find("moxsupply levels: " + port.uri() +
+                              " did not answer as an inkjet printer\n"),
+            0U)
+      << shown.errors;
+  EXPECT_GE(shown.time, 3s);
+  EXPECT_LT(shown.time, 7s);
+}
+
+TEST(LevelsOfAPrinterThatIsSilent, AsJsonHaveTheStatus) {
+  const SilentPort port;
+  const Shown shown = show({port.uri(), "--type", "laser", "--timeout", "0", "--format", "json"});
+  EXPECT_EQ(shown.exitStatus, 1);
+  EXPECT_EQ(Json::parse(shown.output), Json::parse(R"({"status": -6, "report": {}})"));
+}
+
+TEST(LevelsOfAPrinterThatIsSilent, EndAtTheDeadline) {
+  const SilentPort port;
+  const Shown shown = show({port.uri(), "--timeout", "100", "--deadline", "1"});
+  EXPECT_EQ(shown.exitStatus, 1);
+  EXPECT_NE(shown.errors.find("no answer from " + port.uri() + " by the deadline"),
+            std::string::npos)
+      << shown.errors;
+  EXPECT_GE(shown.time, 900ms);
+  EXPECT_LT(shown.time, 4s);
+}
+
+TEST(LevelsThroughABackend, EndAtTheDeadlineAndLeaveNoBackend) {
+  SilentPort port;
+  const Shown shown = show({port.uri(), "--backend", "--timeout", "100", "--deadline", "1"});
+  EXPECT_EQ(shown.exitStatus, 1);
+  EXPECT_LT(shown.time, 4s);
+  EXPECT_TRUE(goneWithin(port.uri(), 2s)) << "a backend is left";
+}
+
+TEST(LevelsThroughABackend, PassOnWhatTheBackendSays) {
+  SilentPort port;
+  port.close();
+  const Shown shown = show({port.uri(), "--backend", "--deadline", "2"});
+  EXPECT_EQ(shown.exitStatus, 1);
+  EXPECT_NE(shown.errors.find("The CUPS backend says: "), std::string::npos) << shown.errors;
+}
+
+TEST(LevelsOfAHostThatRefuses, FailAtOnceWithAdvice) {
+  SilentPort port;
+  port.close();
+  const Shown shown = show({port.uri()});
+  EXPECT_EQ(shown.exitStatus, 1);
+  EXPECT_NE(shown.errors.find("Connection refused"), std::string::npos) << shown.errors;
+  EXPECT_NE(shown.errors.find("is raw printing (port 9100) switched on?"), std::string::npos);
+  EXPECT_LT(shown.time, 3s);
+}
+
+TEST(LevelsOfAHostThatIsNot, SayThatItCannotBeFound) {
+  const Shown shown = show({"socket://printer.invalid", "--deadline", "20"});
+  EXPECT_EQ(shown.exitStatus, 1);
+  EXPECT_NE(shown.errors.find("cannot find the host \"printer.invalid\""), std::string::npos)
+      << shown.errors;
+}
+
+TEST(LevelsOfAPrinterThatHangsUp, FailAtOnce) {
+  const SilentPort port;
+  FilterProcess process = levels({port.uri(), "--type", "laser", "--timeout", "100"});
+  { const FileDescriptor connection = port.accept(); }
+  const Shown shown = finish(process);
+  EXPECT_EQ(shown.exitStatus, 1);
+  EXPECT_EQ(shown.signal, 0);
+  EXPECT_LT(shown.time, 5s);
+}
+
+// A reply that never ends is given up, long before the deadline.
+TEST(LevelsOfAPrinterThatFloods, FailInBoundedTime) {
+  const SilentPort port;
+  FilterProcess process = levels({port.uri(), "--type", "inkjet", "--timeout", "2"});
+  const FileDescriptor connection = port.accept();
+  std::thread flood([&] {
+    const std::string bytes(65536, '\xA5');
+    while (::send(connection.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL) > 0) {
+    }
+  });
+  const Shown shown = finish(process);
+  flood.join();
+  EXPECT_EQ(shown.exitStatus, 1);
+  EXPECT_LT(shown.time, 5s);
+}
+
+TEST(LevelsWhileTheyWait, EndAtOnceOnInterrupt) {
+  const SilentPort port;
+  FilterProcess process = levels({port.uri(), "--timeout", "100"});
+  const FileDescriptor connection = port.accept();
+  std::this_thread::sleep_for(50ms);
+  ::kill(process.pid(), SIGINT);
+  const Shown shown = finish(process);
+  EXPECT_EQ(shown.signal, SIGINT);
+  EXPECT_LT(shown.time, 1s);
+}
+
+TEST(LevelsWhileTheyWait, TakeTheirBackendWithThem) {
+  const SilentPort port;
+  FilterProcess process = levels({port.uri(), "--backend", "--timeout", "100"});
+  const FileDescriptor connection = port.accept();
+  ::kill(process.pid(), SIGTERM);
+  EXPECT_EQ(finish(process).signal, SIGTERM);
+  EXPECT_TRUE(goneWithin(port.uri(), 2s)) << "a backend is left";
+}
+
+TEST(LevelsWhileTheyWait, ShowNothingInAPipe) {
+  const SilentPort port;
+  const Shown shown = show({port.uri(), "--timeout", "100", "--deadline", "2"});
+  EXPECT_EQ(std::ranges::count(shown.errors, '\r'), 0) << shown.errors;
+  EXPECT_EQ(shown.errors.find("moxsupply levels: no answer"), 0U) << shown.errors;
+}
+
+TEST(LevelsWhileTheyWait, ShowThatSomethingGoesOnOnATerminal) {
+  const SilentPort port;
+  // `script` gives the program a terminal, and writes down what appears on it.
+  FilterProcess process(
+      BackChannel::kClosed,
+      {"script", "--quiet", "--return", "--command",
+       fmt::format("{} levels {} --timeout 100 --deadline 2", MOXSUPPLY_PROGRAM, port.uri()),
+       "/dev/null"},
+      {"LC_ALL=C.UTF-8", "TERM=xterm"});
+  const Shown shown = finish(process);
+  EXPECT_EQ(shown.exitStatus, 1);
+  EXPECT_NE(shown.output.find("Asking " + port.uri() + " (1 s)"), std::string::npos)
+      << shown.output;
+  // The line is gone before the last word.
+  EXPECT_NE(shown.output.find("\r\x1B[Kmoxsupply levels: no answer"), std::string::npos)
+      << shown.output;
+}
+
+struct Mistake {
+  const char* name;
+  std::vector<std::string> arguments;
+  const char* named;
+};
+
+class MistakeOfLevels : public ::testing::TestWithParam<Mistake> {};
+
+INSTANTIATE_TEST_SUITE_P(
+    Levels, MistakeOfLevels,
+    ::testing::Values(Mistake{"NoUri", {}, "DEVICE-URI"},
+                      Mistake{"NoUriButAWord", {"printer"}, "\"printer\" is no device URI"},
+                      Mistake{"NoHost", {"socket://"}, "\"socket://\" names no host"},
+                      Mistake{"UnknownScheme",
+                              {"carrier-pigeon://loft"},
+                              "no CUPS backend carries \"carrier-pigeon\""},
+                      Mistake{"SchemeThatIsAPath", {"../../bin/sh://x"}, "\"../../bin/sh://x\""},
+                      Mistake{"UnknownType", {"socket://h", "--type", "Laser"}, "--type"},
+                      Mistake{"UnknownFormat", {"socket://h", "--format", "xml"}, "--format"},
+                      Mistake{"UnknownColor", {"socket://h", "--color", "red"}, "--color"},
+                      Mistake{"TimeoutWithUnit", {"socket://h", "--timeout", "2s"}, "\"2s\""},
+                      Mistake{"DeadlineOfZero", {"socket://h", "--deadline", "0"}, "\"0\""},
+                      Mistake{"UnknownOption", {"socket://h", "--colour"}, "--colour"}),
+    [](const auto& mistake) { return mistake.param.name; });
+
+TEST_P(MistakeOfLevels, IsNamed) {
+  const Shown shown = show(GetParam().arguments);
+  EXPECT_EQ(shown.exitStatus, 2);
+  EXPECT_EQ(shown.output, "");
+  EXPECT_EQ(shown.errors.find("moxsupply levels: "), 0U) << shown.errors;
+  const std::string firstLine = shown.errors.substr(0, shown.errors.find('\n'));
+  EXPECT_NE(firstLine.find(GetParam().named), std::string::npos) << shown.errors;
+}
+
+TEST(LevelsThroughABackend, ThatOnlyRootMayRunSaySo) {
+  if (::geteuid() != 0) GTEST_SKIP() << "takes root, to become somebody else";
+  // Somebody else may not look into the folder of the build: a copy then, where everybody may.
+  namespace fs = std::filesystem;
+  const TemporaryFolder folder;
+  fs::permissions(folder.path(), fs::perms(0755));
+  fs::create_directory(folder.path() / "bin");
+  fs::create_directory(folder.path() / "lib");
+  fs::copy(MOXSUPPLY_PROGRAM, folder.path() / "bin/moxsupply");
+  fs::copy(MOXSUPPLY_MODULE, folder.path() / "lib");
+  FilterProcess process(BackChannel::kClosed,
+                        {"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups",
+                         folder.path() / "bin/moxsupply", "levels", "usb://Example/Printer"});
+  const Shown shown = finish(process);
+  EXPECT_EQ(shown.exitStatus, 2);
+  EXPECT_EQ(shown.errors,
+            "moxsupply levels: only root may run the CUPS backend \"usb\"\n"
+            "Run this command again with sudo.\n");
+}
+
+TEST(Levels, OnAFullDeviceSayThatTheyCouldNotBeWritten) {
+  const SimulatedPrinter printer("laser-mono-toner");
+  FilterProcess process(BackChannel::kClosed,
+                        {"sh", "-c", "exec \"$0\" levels \"$1\" --type laser >/dev/full",
+                         MOXSUPPLY_PROGRAM, printer.uri()});
+  const Shown shown = finish(process);
+  EXPECT_EQ(shown.exitStatus, 2);
+  EXPECT_EQ(shown.errors, "moxsupply levels: standard output: No space left on device\n");
+}
+
+}  // namespace
+}  // namespace moxsupply::testing
