@@ -9,14 +9,17 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <array>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 
 namespace {
 
-constexpr unsigned char kLoopBack[] = {0xA5, 0x00, 0x06, 0x40, 0x03, 0x04, 0x20, 0x20, 0x20};
-constexpr unsigned char kInkjetQuery[] = {0xA5, 0x00, 0x05, 0x50, 0xE0, 0x81, 0x00, 0xFF};
+constexpr std::array<std::uint8_t, 9> kLoopBack = {0xA5, 0x00, 0x06, 0x40, 0x03,
+                                                   0x04, 0x20, 0x20, 0x20};
+constexpr std::array<std::uint8_t, 8> kInkjetQuery = {0xA5, 0x00, 0x05, 0x50,
+                                                      0xE0, 0x81, 0x00, 0xFF};
 
 bool exchange(const char* port) {
   sockaddr_in printer{};
@@ -29,13 +32,14 @@ bool exchange(const char* port) {
   ::setsockopt(link, IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on));
   ::dup2(link, 3);
 
-  char buffer[512];
-  if (::write(link, kLoopBack, sizeof(kLoopBack)) < 0) return false;
-  if (::write(link, kInkjetQuery, sizeof(kInkjetQuery)) < 0) return false;
-  if (cupsBackChannelRead(buffer, 5, 2.0) != 5) return false;
+  std::array<char, 512> buffer{};
+  if (::write(link, kLoopBack.data(), kLoopBack.size()) < 0) return false;
+  if (::write(link, kInkjetQuery.data(), kInkjetQuery.size()) < 0) return false;
+  if (cupsBackChannelRead(buffer.data(), 5, 2.0) != 5) return false;
   const long rest =
       static_cast<unsigned char>(buffer[1]) * 256L + static_cast<unsigned char>(buffer[2]) - 2;
-  return cupsBackChannelRead(buffer, static_cast<std::size_t>(rest), 2.0) == rest;
+  if (rest < 0 || rest > static_cast<long>(buffer.size())) return false;
+  return cupsBackChannelRead(buffer.data(), static_cast<std::size_t>(rest), 2.0) == rest;
 }
 
 }  // namespace

@@ -36,3 +36,8 @@ add_executable(moxsupply host/main.cc)
 target_link_libraries(moxsupply PRIVATE moxsupply-host moxsupply-warnings)
 target_compile_definitions(moxsupply PRIVATE MOXSUPPLY_VERSION="${PROJECT_VERSION}")
 install(TARGETS moxsupply COMPONENT programs)
+
+# Not part of the ordinary build: a test builds it as strangers would. Here it is known to the tools
+# that read the list of compilations.
+add_executable(example-host EXCLUDE_FROM_ALL docs/examples/host.cc)
+target_link_libraries(example-host PRIVATE moxsupply::moxsupply moxsupply-warnings)

@@ -385,7 +385,7 @@ TEST(LevelsThroughABackend, ThatOnlyRootMayRunSaySo) {
 TEST(Levels, OnAFullDeviceSayThatTheyCouldNotBeWritten) {
   const SimulatedPrinter printer("laser-mono-toner");
   FilterProcess process(BackChannel::kClosed,
-                        {"sh", "-c", "exec \"$0\" levels \"$1\" --type laser >/dev/full",
+                        {"sh", "-c", R"(exec "$0" levels "$1" --type laser >/dev/full)",
                          MOXSUPPLY_PROGRAM, printer.uri()});
   const Shown shown = finish(process);
   EXPECT_EQ(shown.exitStatus, 2);

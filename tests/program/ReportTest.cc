@@ -139,7 +139,7 @@ TEST(Report, TakesATimeoutOfZero) {
 TEST(Report, OfALinkThatIsGoneIsAFailedWrite) {
   FilterProcess report(
       BackChannel::kNonBlockingPipe,
-      {"/bin/sh", "-c", "sleep 0.2; exec \"$0\" \"$@\"", MOXSUPPLY_PROGRAM, "report",
+      {"/bin/sh", "-c", R"(sleep 0.2; exec "$0" "$@")", MOXSUPPLY_PROGRAM, "report",
        "--printer-type", "Inkjet", "--transport", "usb", "--timeout", "5"},
       {"LC_ALL=C"});
   report.closeLink();
@@ -314,7 +314,7 @@ TEST_F(OutputFile, IsLeftAloneWhenTheArgumentsAreWrong) {
 // With descriptor 3 closed, the file would be opened there, and be taken for the back channel.
 TEST_F(OutputFile, NeverTakesThePlaceOfTheBackChannelOrThePrinter) {
   for (const char* closing : {"3>&-", "1>&-", "1>&- 3>&-", "0<&- 1>&- 3>&-"}) {
-    const std::string script = std::string("exec \"$0\" \"$@\" ") + closing;
+    const std::string script = std::string(R"(exec "$0" "$@" )") + closing;
     FilterProcess report(BackChannel::kClosed,
                          {"/bin/sh", "-c", script, MOXSUPPLY_PROGRAM, "report", "--printer-type",
                           "Inkjet", "--transport", "usb", "--timeout", "1", "--output", path()},
