@@ -12,7 +12,8 @@ namespace {
 using Json = nlohmann::json;
 
 // A laser supply's colour, which the report takes from its name and makes black for want of a word.
-// Only a toner or ink without a word is really black.
+// That is right for the toner of a mono printer, and the best guess for other toners; a fuser or a
+// container has no colour of its own.
 std::string colorOfLaserSupply(const Supply& supply, const std::string& reported) {
   if (supply.type == "fuser") return {};
   const bool isNamed = supply.name.find(reported) != std::string::npos;
@@ -29,9 +30,16 @@ std::optional<int> inkjetPercentage(std::int64_t reported) {
   return static_cast<int>(reported);
 }
 
+// Some printers leave a name empty; people still need one to point at.
+std::string nameOf(const Json& record, int number, bool isLaser) {
+  std::string name = record.value("SupplyName", "");
+  if (name.find_first_not_of(' ') != std::string::npos) return name;
+  return fmt::format("{} {}", isLaser ? "Supply" : "Cartridge", number);
+}
+
 Supply supplyFromRecord(const Json& record, int number, bool isLaser) {
   Supply supply;
-  supply.name = record.value("SupplyName", fmt::format("Cartridge {}", number));
+  supply.name = nameOf(record, number, isLaser);
   supply.type = record.value("SupplyType", isLaser ? "other" : "ink");
   supply.status = record.value("SupplyStatus", "");
   const std::string color = record.value("SupplyColor", "");

@@ -147,10 +147,6 @@ class Table {
     return color == nullptr ? "-" : std::string(color->word);
   }
 
-  static std::string noLevelWord(const Supply& supply) {
-    return supply.noLevel == NoLevel::kMissing ? "no cartridge" : "level not known";
-  }
-
   const Supplies& mSupplies;
   bool mColored;
   int mNameColumns = 6;

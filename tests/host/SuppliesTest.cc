@@ -44,6 +44,18 @@ TEST(Supplies, OfALaserPrinterHaveNoHead) {
   EXPECT_EQ(supplies.head, "");
 }
 
+TEST(Supplies, WithoutANameAreNumbered) {
+  Json blank = record(1);
+  blank["SupplyName"] = "  ";
+  Json nameless = record(2);
+  nameless.erase("SupplyName");
+  const Supplies laser = suppliesOf("LaserSupplies", {record(0), blank, nameless});
+  EXPECT_EQ(laser.list.at(0).name, "Name");
+  EXPECT_EQ(laser.list.at(1).name, "Supply 2");
+  EXPECT_EQ(laser.list.at(2).name, "Supply 3");
+  EXPECT_EQ(suppliesOf("Lantern", {blank}).list.at(0).name, "Cartridge 1");
+}
+
 TEST(LevelOfALaserSupply, IsShownFromZeroToHundred) {
   EXPECT_EQ(laserSupply(record(0)).percentage, 0);
   EXPECT_EQ(laserSupply(record(37)).percentage, 37);
