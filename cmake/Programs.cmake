@@ -15,14 +15,21 @@ target_link_libraries(moxsupply-system PRIVATE moxsupply-warnings)
 
 add_library(moxsupply-host STATIC
   host/BackendLink.cc
+  host/CommandFile.cc
   host/DeviceUri.cc
+  host/HarmlessText.cc
   host/LevelsCommand.cc
+  host/MarkerAttributes.cc
   host/PrinterQuery.cc
   host/ProgressLine.cc
+  host/PublishedMarkers.cc
   host/Query.cc
   host/QueryWatch.cc
+  host/QueueSettings.cc
   host/ReportCommand.cc
   host/ReportJson.cc
+  host/SchedulerMessage.cc
+  host/StateReasons.cc
   host/Supplies.cc
   host/SupplyTable.cc
   host/TcpLink.cc
@@ -36,6 +43,10 @@ add_executable(moxsupply host/main.cc)
 target_link_libraries(moxsupply PRIVATE moxsupply-host moxsupply-warnings)
 target_compile_definitions(moxsupply PRIVATE MOXSUPPLY_VERSION="${PROJECT_VERSION}")
 install(TARGETS moxsupply COMPONENT programs)
+
+add_executable(commandtomox host/commandtomox.cc)
+target_link_libraries(commandtomox PRIVATE moxsupply-host moxsupply-warnings)
+install(TARGETS commandtomox DESTINATION lib/cups/filter COMPONENT programs)
 
 # Not part of the ordinary build: a test builds it as strangers would. Here it is known to the tools
 # that read the list of compilations.

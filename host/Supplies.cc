@@ -55,6 +55,14 @@ Supply supplyFromRecord(const Json& record, int number, bool isLaser) {
 
 }  // namespace
 
+bool isCartridge(const Supply& supply) { return supply.type == "toner" || supply.type == "ink"; }
+
+bool isEmpty(const Supply& supply) { return supply.percentage == 0 || supply.status == "Empty"; }
+
+bool isLow(const Supply& supply) {
+  return supply.percentage && *supply.percentage <= kLowLevel && !isEmpty(supply);
+}
+
 Supplies suppliesFromReport(std::string_view json) {
   const Json answer = Json::parse(json);
   const Json& report = answer.at("report");

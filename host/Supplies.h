@@ -23,6 +23,14 @@ struct Supply {
   NoLevel noLevel = NoLevel::kUnknown;
 };
 
+// At this level and below a cartridge is low.
+constexpr int kLowLevel = 10;
+
+// What is replaced when it is used up, unlike a fuser or a container.
+[[nodiscard]] bool isCartridge(const Supply& supply);
+[[nodiscard]] bool isEmpty(const Supply& supply);
+[[nodiscard]] bool isLow(const Supply& supply);  // but not empty
+
 // What a report says, for people.
 struct Supplies {
   int status = 0;  // of the query; negative when it failed, and the report may be partial

@@ -8,20 +8,11 @@
 #include <cwchar>
 #include <iterator>
 
+#include "host/HarmlessText.h"
+
 namespace moxsupply {
 
 namespace {
-
-// Moves a terminal's cursor, ends a line, or is invisible and changes how what follows is read.
-bool isHarmful(char32_t c) {
-  const bool isControl = c < 0x20 || (c >= 0x7F && c < 0xA0);
-  const bool isSeparator = c == 0x2028 || c == 0x2029;
-  const bool turnsDirection = c == 0x061C || (c >= 0x200E && c <= 0x200F) ||
-                              (c >= 0x202A && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069);
-  const bool isInvisible =
-      c == 0x200B || (c >= 0x2060 && c <= 0x2064) || c == 0xFEFF || (c >= 0xE0000 && c <= 0xE007F);
-  return isControl || isSeparator || turnsDirection || isInvisible;
-}
 
 int columnsOf(char32_t c) { return std::max(0, ::wcwidth(static_cast<wchar_t>(c))); }
 

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace moxsupply {
+
+// What a queue's PPD file says of its supplies once the command filter is on it.
+struct PpdSettings {
+  std::string printerType;    // "Laser" or "Inkjet"
+  std::uint32_t timeout = 2;  // seconds for each single read
+};
+
+// Whether the command filter was put on this PPD by withSupplyReports.
+bool hasSupplyReports(const std::string& ppd);
+
+// The PPD with the command filter, the commands it takes, the settings, and the print server's own
+// way of asking for supplies switched off: a block of lines at the end. Lines that would contradict
+// it are set aside as comments; everything else stays to the byte. A block that is there already is
+// replaced.
+std::string withSupplyReports(const std::string& ppd, const PpdSettings& settings);
+
+// The PPD as it was before withSupplyReports, to the byte. Other changes made meanwhile stay.
+std::string withoutSupplyReports(const std::string& ppd);
+
+}  // namespace moxsupply

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace moxsupply {
+
+// What a queue's last report has published, so that it is not published again while it holds: every
+// publication makes the print server raise an event, write its printers to disk, and hold one more
+// copy of the descriptions. Remembered in the print server's cache folder; where that cannot be
+// read or written, everything counts as changed. What was remembered before the print server
+// started, or before the queue got its present PPD file, does not count.
+class PublishedMarkers {
+ public:
+  // `cacheFolder`: CUPS_CACHEDIR; `queue`: the queue's name; `ppdPath`: its PPD file.
+  PublishedMarkers(const std::string& cacheFolder, const std::string& queue,
+                   const std::string& ppdPath);
+
+  // Publish the six lists, or the message, if they are not what was published last.
+  void publishLists(const std::vector<std::string>& lines);
+  void publishMessage(const std::string& line);
+
+ private:
+  void save() const;
+
+  std::string mPath;
+  std::string mOrigin;  // of what is remembered: print server and PPD file
+  std::string mLists;
+  std::string mMessage;
+};
+
+}  // namespace moxsupply

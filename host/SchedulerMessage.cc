@@ -1,0 +1,24 @@
+#include "host/SchedulerMessage.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include "host/HarmlessText.h"
+#include "system/FileDescriptor.h"
+
+namespace moxsupply {
+
+void tellScheduler(std::string_view kind, std::string_view text) {
+  constexpr std::size_t kLongestText = 1000;
+  sendToScheduler(fmt::format("{}: {}\n", kind, harmlessLine(text, kLongestText)));
+}
+
+void sendToScheduler(std::string_view lines) {
+  while (!lines.empty()) {
+    const std::size_t end = lines.find('\n') + 1;
+    static_cast<void>(writeAll(STDERR_FILENO, lines.substr(0, end)));
+    lines.remove_prefix(end);
+  }
+}
+
+}  // namespace moxsupply
