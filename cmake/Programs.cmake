@@ -20,6 +20,8 @@ add_library(moxsupply-host STATIC
   host/HarmlessText.cc
   host/LevelsCommand.cc
   host/MarkerAttributes.cc
+  host/PpdEdit.cc
+  host/PrintServer.cc
   host/PrinterQuery.cc
   host/ProgressLine.cc
   host/PublishedMarkers.cc
@@ -29,6 +31,7 @@ add_library(moxsupply-host STATIC
   host/ReportCommand.cc
   host/ReportJson.cc
   host/SchedulerMessage.cc
+  host/ServedJob.cc
   host/StateReasons.cc
   host/Supplies.cc
   host/SupplyTable.cc

@@ -53,11 +53,11 @@ bool hasLine(const std::vector<std::string>& lines, std::string_view keyword) {
 std::vector<std::string> filterLines(const std::vector<std::string>& others) {
   // With a single line of the newer form in the file, the print server looks at these only.
   if (hasLine(others, "*cupsFilter2")) {
-    return {"*cupsFilter2: \"application/vnd.cups-command application/vnd.cups-command 0 "
-            "commandtomox\""};
+    return {
+        "*cupsFilter2: \"application/vnd.cups-command application/vnd.cups-command 0 "
+        "commandtomox\""};
   }
-  std::vector<std::string> lines = {
-      "*cupsFilter: \"application/vnd.cups-command 0 commandtomox\""};
+  std::vector<std::string> lines = {"*cupsFilter: \"application/vnd.cups-command 0 commandtomox\""};
   // A PPD without filters is that of a PostScript printer, which gets its data unfiltered. The
   // print server adds that by itself only where there is no filter line at all.
   if (!hasLine(others, "*cupsFilter")) {

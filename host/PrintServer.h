@@ -20,47 +20,56 @@ struct PrintQueue {
   bool isStopped = false;
   bool acceptsJobs = true;
   std::vector<std::string> stateReasons;
-  std::string stateMessage;
 
   std::vector<std::string> markerNames;
   std::vector<std::string> markerTypes;
   std::vector<std::string> markerColors;
   std::vector<int> markerLevels;
   std::string markerMessage;
+
+  [[nodiscard]] bool hasReason(std::string_view reason) const;
 };
 
 struct PrintJob {
   int id = 0;
+  std::string title;
   ipp_jstate_t state = IPP_JSTATE_PENDING;
-  std::string message;  // the print server's words on its state
 
-  [[nodiscard]] bool isOver() const { return state >= IPP_JSTATE_STOPPED; }
+  [[nodiscard]] bool isOver() const { return state > IPP_JSTATE_STOPPED; }
+  [[nodiscard]] bool isStuck() const { return state == IPP_JSTATE_STOPPED; }
 };
 
 // A connection to the print server: the one of CUPS_SERVER or client.conf, or of this machine. No
-// call waits longer than ten seconds.
+// call waits longer than ten seconds for an answer, but asking people for a password takes what it
+// takes.
 class PrintServer {
  public:
   static Result<PrintServer> connect();
 
-  // The queue, or why there is no such.
+  // The queue, or why there is none.
   Result<PrintQueue> queue(const std::string& name);
 
-  // The queue's PPD file as text; nothing when it has none, being a raw queue.
-  std::optional<std::string> ppd(const std::string& name);
+  // The names of all queues that take commands.
+  Result<std::vector<std::string>> queuesThatTakeCommands();
+
+  // The queue's PPD file as text; empty for a raw queue, which has none.
+  Result<std::string> ppd(const std::string& queue);
 
   // Gives the queue another PPD file; needs the rights of an administrator. Nothing on success.
-  std::optional<Problem> setPpd(const std::string& name, const std::string& ppd);
+  std::optional<Problem> setPpd(const std::string& queue, const std::string& ppd);
 
-  // Submits a command file with one command. Returns the job's number.
-  Result<int> submitCommand(const std::string& queue, const std::string& command);
+  // Submits a command file with one command, which the print server cancels when it is not done
+  // after so long. Returns the job's number.
+  Result<int> submitCommand(const std::string& queue, const std::string& command,
+                            std::chrono::seconds cancelAfter);
 
-  // The queue's jobs with this title that are not over.
-  std::vector<PrintJob> unfinishedJobs(const std::string& queue, const std::string& title);
+  // The queue's jobs that are not over.
+  Result<std::vector<PrintJob>> unfinishedJobs(const std::string& queue);
 
   Result<PrintJob> job(const std::string& queue, int id);
 
-  std::optional<Problem> cancelJob(const std::string& queue, int id);
+  // Cancels a job as the user whose job it is.
+  std::optional<Problem> cancelJob(const std::string& queue, int id, const std::string& user);
 
  private:
   struct Close {

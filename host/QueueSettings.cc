@@ -89,6 +89,9 @@ Result<QueueSettings> queueSettings(const std::string& ppdPath, const std::strin
     }
     *setting = *seconds;
   }
+  if (settings.deadline == 0) {
+    return Problem{"moxDeadline is 0; it must leave the printer at least a second", {}, true};
+  }
 
   settings.transport = deviceUri.substr(0, deviceUri.find(':'));
   return settings;

@@ -51,6 +51,8 @@ std::string stateLines(const std::set<std::string_view>& holding) {
   return lines;
 }
 
-std::string stateLineAdding(std::string_view reason) { return fmt::format("STATE: +{}\n", reason); }
+std::string stateLineForAnswering(bool doesAnswer) {
+  return fmt::format("STATE: {}{}\n", doesAnswer ? '-' : '+', kDoesNotAnswer);
+}
 
 }  // namespace moxsupply

@@ -19,7 +19,8 @@ constexpr std::string_view kDoesNotAnswer = "timed-out-report";
 // persist there until somebody clears them. Reasons of others stay.
 std::string stateLines(const std::set<std::string_view>& holding);
 
-// The line that adds one reason and leaves all others as they are.
-std::string stateLineAdding(std::string_view reason);
+// The lines that make it hold that the printer does not answer, or that it does, and leave all
+// other reasons as they are.
+std::string stateLineForAnswering(bool doesAnswer);
 
 }  // namespace moxsupply

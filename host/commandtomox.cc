@@ -17,9 +17,11 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <exception>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "front/MoxFilter.h"
@@ -30,6 +32,7 @@
 #include "host/QueryWatch.h"
 #include "host/QueueSettings.h"
 #include "host/SchedulerMessage.h"
+#include "host/ServedJob.h"
 #include "host/StateReasons.h"
 #include "host/Supplies.h"
 
@@ -37,6 +40,10 @@ namespace moxsupply {
 namespace {
 
 constexpr int kStopsTheJob = 1;
+
+// How long the CUPS backend may take to end by itself, once the query is over.
+constexpr std::chrono::milliseconds kPatience(5000);
+constexpr std::chrono::milliseconds kPatienceAfterFailure(500);
 
 std::string environment(const char* name) {
   const char* value = std::getenv(name);
@@ -80,14 +87,29 @@ void drainBackChannel() {
   }
 }
 
+// Why there are no new levels, in a sentence.
+std::string_view whyFailed(Status status) {
+  switch (status) {
+    case Status::kUndecodable:
+      return "The printer answered but its supplies cannot be read.";
+    case Status::kReadError:
+      return "The printer began to answer and broke off.";
+    case Status::kWriteError:
+      return "The link to the printer went away before it was asked.";
+    default:
+      return "The printer did not answer.";
+  }
+}
+
 // The levels stay as they were last reported: old ones are better than none, and the message says
 // that they are old.
-void publishSilence(PublishedMarkers& markers, bool withLevels) {
-  tellScheduler("WARNING", "The printer did not say what supplies it has.");
-  sendToScheduler(stateLineAdding(kDoesNotAnswer));
+void publishFailure(Status status, PublishedMarkers& markers, bool withLevels) {
+  const std::string why(whyFailed(status));
+  tellScheduler("WARNING", why);
+  sendToScheduler(stateLineForAnswering(status == Status::kUndecodable));
   if (withLevels) {
-    markers.publishMessage(markerMessageLine(
-        "The printer did not answer; the levels shown are those of its last report."));
+    markers.publishMessage(
+        markerMessageLine(why + " The levels shown are those of its last report."));
   }
 }
 
@@ -110,7 +132,22 @@ int misuse(const Problem& problem) {
   return kStopsTheJob;
 }
 
-int answer(const Commands& commands, const std::string& jobOptions) {
+// The last resort. Whatever hangs, the filter ends by its deadline, and not as a failure, which
+// would stop the job.
+void endAtTheLatestAfter(std::uint32_t seconds) {
+  ::signal(SIGALRM, [](int) { ::_exit(EXIT_SUCCESS); });
+  ::alarm(seconds);
+}
+
+// When to give the printer up: early enough to say so by the deadline.
+std::chrono::steady_clock::time_point queryDeadline(const QueueSettings& settings) {
+  using std::chrono::milliseconds;
+  const milliseconds all = std::chrono::seconds(settings.deadline);
+  return std::chrono::steady_clock::now() + all - std::min(milliseconds(2000), all / 2);
+}
+
+int answer(const Commands& commands, const std::optional<ServedJob>& job,
+           const std::string& jobOptions) {
   const std::string ppdPath = environment("PPD");
   const std::string deviceUri = environment("DEVICE_URI");
   const auto found = queueSettings(ppdPath, jobOptions, deviceUri);
@@ -124,23 +161,26 @@ int answer(const Commands& commands, const std::string& jobOptions) {
                    "Supplies can be asked over usb, socket, dnssd and mdns connections.", true});
   }
 
+  endAtTheLatestAfter(settings.deadline);
   PublishedMarkers markers(environment("CUPS_CACHEDIR"), environment("PRINTER"), ppdPath);
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(settings.deadline);
   const Answer answer = [&] {
-    const QueryWatch watch("", deadline, [&](const QueryWatch& /*watch*/) {
-      publishSilence(markers, commands.reportLevels);
+    const QueryWatch watch("", queryDeadline(settings), [&](const QueryWatch& /*watch*/) {
+      publishFailure(Status::kNothingReceived, markers, commands.reportLevels);
+      if (job) endJob(*job, kPatienceAfterFailure);
       ::_exit(EXIT_SUCCESS);
     });
     if (settings.transport == "usb") drainBackChannel();
     return askPrinterOnStandardOutput(*filter);
   }();
-  if (answer.status == Status::kSuccess) {
-    publish(suppliesFromReport(answer.json), markers, commands.reportLevels);
-  } else if (answer.status == Status::kUndecodable) {
-    tellScheduler("WARNING", "The printer answered, but its supplies cannot be read.");
+  const bool hasFailed = answer.status != Status::kSuccess;
+  if (hasFailed) {
+    publishFailure(answer.status, markers, commands.reportLevels);
   } else {
-    publishSilence(markers, commands.reportLevels);
+    publish(suppliesFromReport(answer.json), markers, commands.reportLevels);
   }
+  // A cable's backend ends by itself, but not without its printer.
+  const bool mayBeHeld = hasFailed || settings.transport != "usb";
+  if (job && mayBeHeld) endJob(*job, hasFailed ? kPatienceAfterFailure : kPatience);
   return EXIT_SUCCESS;
 }
 
@@ -151,6 +191,7 @@ int run(int argc, char** argv) {
     tellScheduler("ERROR", "usage: commandtomox JOB USER TITLE COPIES OPTIONS [FILE]");
     return kStopsTheJob;
   }
+  endAtTheLatestAfter(QueueSettings().deadline);  // the command file may come slowly, too
   const std::string file = argc == kWithFile ? argv[kWithFile - 1] : "";
   const auto names = readCommandFile(file);
   if (!names) {
@@ -160,7 +201,7 @@ int run(int argc, char** argv) {
   const Commands commands = recognise(*names);
   int exitStatus = commands.haveUnknown ? kStopsTheJob : EXIT_SUCCESS;
   if (commands.reportLevels || commands.reportStatus) {
-    exitStatus = std::max(exitStatus, answer(commands, argv[kWithoutFile - 1]));
+    exitStatus = std::max(exitStatus, answer(commands, servedJob(argv[1], argv[2]), argv[5]));
   }
   return exitStatus;
 }
