@@ -15,23 +15,34 @@ target_link_libraries(moxsupply-system PRIVATE moxsupply-warnings)
 
 add_library(moxsupply-host STATIC
   host/BackendLink.cc
+  host/Command.cc
   host/CommandFile.cc
   host/DeviceUri.cc
+  host/DisableCommand.cc
+  host/DoctorCommand.cc
+  host/EnableCommand.cc
   host/HarmlessText.cc
   host/LevelsCommand.cc
   host/MarkerAttributes.cc
+  host/OpenQueue.cc
   host/PpdEdit.cc
+  host/PpdFile.cc
   host/PrintServer.cc
   host/PrinterQuery.cc
   host/ProgressLine.cc
   host/PublishedMarkers.cc
   host/Query.cc
   host/QueryWatch.cc
+  host/QueueChecks.cc
   host/QueueSettings.cc
+  host/QueueSupplies.cc
+  host/Refresh.cc
+  host/RefreshCommand.cc
   host/ReportCommand.cc
   host/ReportJson.cc
   host/SchedulerMessage.cc
   host/ServedJob.cc
+  host/ServerFolder.cc
   host/StateReasons.cc
   host/Supplies.cc
   host/SupplyTable.cc

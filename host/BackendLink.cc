@@ -6,11 +6,11 @@
 
 #include <array>
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <set>
 
+#include "host/ServerFolder.h"
 #include "host/TerminalText.h"
 #include "system/Pipe.h"
 
@@ -18,11 +18,7 @@ namespace moxsupply {
 
 namespace {
 
-// Where CUPS has its backends; its own environment variable moves them.
-std::filesystem::path backendFolder() {
-  const char* serverBin = std::getenv("CUPS_SERVERBIN");
-  return std::filesystem::path(serverBin == nullptr ? CUPS_SERVERBIN : serverBin) / "backend";
-}
+std::filesystem::path backendFolder() { return std::filesystem::path(serverFolder()) / "backend"; }
 
 std::string installedBackends() {
   std::set<std::string> names;

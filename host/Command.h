@@ -4,7 +4,10 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <utility>
+
+#include "host/Problem.h"
 
 namespace moxsupply {
 
@@ -15,6 +18,15 @@ using RunCommand = std::function<int()>;
 // Exit statuses that all subcommands share; 0 is success.
 constexpr int kExitFailed = 1;  // the arguments were right, and still it did not work
 constexpr int kExitMisuse = 2;  // the arguments were wrong, or the set-up is
+
+// Says on standard error what `command` ran into, and what to try. Returns the exit status.
+int complain(std::string_view command, const Problem& problem);
+
+// Whether to colour standard output: "always", "never", or "auto": on a terminal that can.
+bool wantsColor(std::string_view when);
+
+// Writes to standard output; says so when that fails. Returns the exit status.
+int print(std::string_view command, std::string_view text);
 
 // The help of the program or a subcommand: its usage as it is given here, what it does, its
 // options.

@@ -17,6 +17,14 @@ std::string DeviceUri::transport() const {
   return scheme == "parallel" || scheme == "serial" ? "usb" : "socket";
 }
 
+bool bringsAnswersBack(std::string_view scheme) {
+  return scheme == "usb" || scheme == "socket" || scheme == "mdns" || scheme == "dnssd";
+}
+
+bool looksLikeDeviceUri(std::string_view text) {
+  return text.find_first_of(":/") != std::string_view::npos;
+}
+
 Result<DeviceUri> parseDeviceUri(const std::string& text) {
   constexpr int kSize = 1024;
   std::array<char, kSize> scheme{};

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "host/Problem.h"
 
@@ -18,6 +19,13 @@ struct DeviceUri {
   // a cable: "parallel" and "serial" count as "usb"; every other scheme is a network.
   [[nodiscard]] std::string transport() const;
 };
+
+// Whether the command filter can ask a printer over the connections of this scheme: only these
+// bring the printer's own answers back.
+bool bringsAnswersBack(std::string_view scheme);
+
+// Whether `text` is meant as a device URI, and not as the name of a print queue.
+bool looksLikeDeviceUri(std::string_view text);
 
 // Takes a device URI apart.
 Result<DeviceUri> parseDeviceUri(const std::string& text);

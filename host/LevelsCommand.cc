@@ -5,19 +5,19 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstdlib>
-#include <cstring>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "host/Decimal.h"
+#include "host/OpenQueue.h"
+#include "host/PpdFile.h"
 #include "host/PrinterQuery.h"
+#include "host/QueueSettings.h"
 #include "host/Supplies.h"
 #include "host/SupplyTable.h"
 #include "host/TerminalText.h"
-#include "system/FileDescriptor.h"
 #include "values/Status.h"
 
 namespace moxsupply {
@@ -48,11 +48,7 @@ std::vector<Attempt> attemptsFor(const std::string& type, std::uint32_t timeout)
   return {{"Laser", std::min(timeout, 1U)}, {"Inkjet", timeout}};
 }
 
-int complain(const Problem& problem) {
-  fmt::print(stderr, "moxsupply levels: {}\n", problem.what);
-  if (!problem.advice.empty()) fmt::print(stderr, "{}\n", problem.advice);
-  return problem.isMisuse ? kExitMisuse : kExitFailed;
-}
+constexpr std::string_view kCommand = "levels";
 
 Problem misuse(std::string what) { return {std::move(what), {}, true}; }
 
@@ -96,13 +92,6 @@ std::string title(const Supplies& supplies) {
   return fmt::format("Inkjet printer, {} print head, {}\n\n", forTerminal(supplies.head), count);
 }
 
-bool wantsColor(const std::string& when) {
-  if (when != "auto") return when == "always";
-  const char* terminal = std::getenv("TERM");
-  return ::isatty(STDOUT_FILENO) == 1 && std::getenv("NO_COLOR") == nullptr &&
-         terminal != nullptr && std::string_view(terminal) != "dumb";
-}
-
 // Shows the answer as it was asked for. What a failed query left is shown too, and then why it
 // failed.
 int show(const PrinterAnswer& answer, const LevelsOptions& options) {
@@ -113,35 +102,54 @@ int show(const PrinterAnswer& answer, const LevelsOptions& options) {
     const bool hasNothing = hasFailed && supplies.list.empty();
     text = hasNothing ? "" : title(supplies) + supplyTable(supplies, wantsColor(options.color));
   }
-  if (const int error = writeAll(STDOUT_FILENO, text); error != 0) {
-    return complain(misuse(fmt::format("standard output: {}", std::strerror(error))));
-  }
-  return hasFailed ? complain(explain(answer, options)) : 0;
+  if (const int exitStatus = print(kCommand, text); exitStatus != 0) return exitStatus;
+  return hasFailed ? complain(kCommand, explain(answer, options)) : 0;
 }
 
-int runLevels(const LevelsOptions& options) {
+// Puts the printer of a queue in the place of the queue's name, and what the queue knows of it.
+std::optional<Problem> followQueue(LevelsOptions& options) {
+  const auto opened = openQueue(options.uri);
+  if (const auto* problem = std::get_if<Problem>(&opened)) return *problem;
+  const auto& [server, queue, ppd] = std::get<OpenQueue>(opened);
+  options.uri = queue.deviceUri;
+  const auto settings = PpdFile::fromText(ppd);
+  const auto type = settings ? settings->value("moxPrinterType") : std::nullopt;
+  if (options.type == "auto" && type) {
+    options.type = printerTypeOf(*type) == "Inkjet" ? "inkjet" : "laser";
+  }
+  return std::nullopt;
+}
+
+int runLevels(LevelsOptions options) {
   const auto timeout = decimal(options.timeout);
   if (!timeout) {
-    return complain(misuse(
-        fmt::format("--timeout: expected a whole number of seconds, not \"{}\"", options.timeout)));
+    return complain(kCommand,
+                    misuse(fmt::format("--timeout: expected a whole number of seconds, not \"{}\"",
+                                       options.timeout)));
   }
   const auto deadline = decimal(options.deadline);
   if (!deadline || *deadline == 0) {
-    return complain(misuse(fmt::format(
-        "--deadline: expected a whole number of seconds from 1, not \"{}\"", options.deadline)));
+    return complain(
+        kCommand,
+        misuse(fmt::format("--deadline: expected a whole number of seconds from 1, not \"{}\"",
+                           options.deadline)));
+  }
+  if (!looksLikeDeviceUri(options.uri)) {
+    if (const auto problem = followQueue(options)) return complain(kCommand, *problem);
   }
   const auto uri = parseDeviceUri(options.uri);
-  if (const auto* problem = std::get_if<Problem>(&uri)) return complain(*problem);
+  if (const auto* problem = std::get_if<Problem>(&uri)) return complain(kCommand, *problem);
 
   const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(*deadline);
   PrinterAnswer answer;
   for (const Attempt& attempt : attemptsFor(options.type, *timeout)) {
-    auto result = askPrinter({.uri = std::get<DeviceUri>(uri),
-                              .printerType = attempt.printerType,
-                              .timeout = attempt.timeout,
-                              .throughBackend = options.throughBackend},
-                             end, [](const Problem& problem) { ::_exit(complain(problem)); });
-    if (const auto* problem = std::get_if<Problem>(&result)) return complain(*problem);
+    auto result =
+        askPrinter({.uri = std::get<DeviceUri>(uri),
+                    .printerType = attempt.printerType,
+                    .timeout = attempt.timeout,
+                    .throughBackend = options.throughBackend},
+                   end, [](const Problem& problem) { ::_exit(complain(kCommand, problem)); });
+    if (const auto* problem = std::get_if<Problem>(&result)) return complain(kCommand, *problem);
     answer = std::get<PrinterAnswer>(std::move(result));
     if (understood(answer.status)) break;
   }
@@ -155,11 +163,12 @@ void addLevelsCommand(CLI::App& app, RunCommand& run) {
       "levels",
       "Ask a printer for its supplies and show them.\n"
       "\n"
+      "PRINTER is a device URI or the name of a print queue, whose device URI is then taken.\n"
       "socket://HOST (port 9100) works for anyone. Every other device URI of CUPS, as lpinfo -v\n"
       "and lpstat -v show them, goes through its installed CUPS backend; some of these only root\n"
-      "may run. No print queue is needed.");
+      "may run. No print queue is needed, and none is touched.");
   command->formatter(std::make_shared<Help>(
-      "moxsupply levels DEVICE-URI [--type auto|laser|inkjet] [--format table|json]\n"
+      "moxsupply levels PRINTER [--type auto|laser|inkjet] [--format table|json]\n"
       "                        [--timeout SECONDS] [--deadline SECONDS] [--backend]\n"
       "                        [--color auto|always|never]"));
   command->footer(
@@ -169,6 +178,7 @@ void addLevelsCommand(CLI::App& app, RunCommand& run) {
       "\n"
       "Examples:\n"
       "  moxsupply levels socket://192.0.2.7\n"
+      "  moxsupply levels office\n"
       "  moxsupply levels socket://printer.example:9100 --type inkjet --format json\n"
       "  sudo moxsupply levels 'usb://Example/Printer?serial=1'\n"
       "\n"
@@ -176,7 +186,7 @@ void addLevelsCommand(CLI::App& app, RunCommand& run) {
       "them; 2 the arguments or the set-up are wrong.\n");
 
   const auto options = std::make_shared<LevelsOptions>();
-  command->add_option("DEVICE-URI", options->uri, "where the printer is")
+  command->add_option("PRINTER", options->uri, "device URI, or name of a print queue")
       ->required()
       ->option_text(" ");
   command->add_option("--type", options->type, "auto, laser or inkjet (auto)")

@@ -15,10 +15,6 @@ namespace {
 constexpr std::size_t kLongestLine = 2000;
 constexpr std::size_t kLongestName = 255;  // an IPP name holds no more
 
-constexpr int kFullLevel = 100;
-constexpr int kNoCartridge = -1;
-constexpr int kUnknownLevel = -2;
-
 struct ColorRow {
   std::string_view color;
   std::string_view published;
@@ -107,6 +103,11 @@ std::string markerName(const std::string& name, std::size_t mostBytes) {
   }
   marker = harmlessLine(marker, mostBytes);
   return marker.empty() ? "?" : marker;
+}
+
+std::string colorPublishedAs(const std::string& published) {
+  const auto* row = std::ranges::find(kColors, published, &ColorRow::published);
+  return std::string(row == kColors.end() ? "" : row->color);
 }
 
 MarkerAttributes markerAttributes(const Supplies& supplies) {

@@ -7,13 +7,19 @@
 
 namespace moxsupply {
 
+// Published levels that are not 0 to 100.
+constexpr int kNoCartridge = -1;
+constexpr int kUnknownLevel = -2;
+
+constexpr int kFullLevel = 100;
+
 // A printer's supplies in the words of the print server: the six marker lists, always of the same
 // length, and the message beside them.
 struct MarkerAttributes {
   std::vector<std::string> names;   // see markerName
   std::vector<std::string> types;   // "toner", "ink", "fuser", "other"
   std::vector<std::string> colors;  // "#RRGGBB", several of them joined, or "none"
-  std::vector<int> levels;          // 0 to 100 percent; -1 there is no cartridge, -2 unknown
+  std::vector<int> levels;          // 0 to 100 percent, kNoCartridge or kUnknownLevel
   std::vector<int> lowLevels;       // see kLowLevel
   std::vector<int> highLevels;      // a full one
   std::string message;              // what needs attention, in a sentence; empty: nothing does
@@ -22,6 +28,10 @@ struct MarkerAttributes {
 };
 
 MarkerAttributes markerAttributes(const Supplies& supplies);
+
+// The colour that is published so, as `Supply` names it; empty for none, and for one that is not
+// ours.
+std::string colorPublishedAs(const std::string& published);
 
 // A supply's name as it can be published: one line of harmless UTF-8 without blanks at its ends, of
 // at most `mostBytes`. The print server writes names joined with commas to a file of its own and

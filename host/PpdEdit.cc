@@ -99,8 +99,9 @@ std::string withSupplyReports(const std::string& ppd, const PpdSettings& setting
       "*cupsSNMPSupplies: False{0}"
       "*moxPrinterType: \"{1}\"{0}"
       "*moxTimeout: \"{2}\"{0}"
-      "{3}{0}",
-      lineEnd, settings.printerType, settings.timeout, kEnd);
+      "*moxDeadline: \"{3}\"{0}"
+      "{4}{0}",
+      lineEnd, settings.printerType, settings.timeout, settings.deadline, kEnd);
   return text;
 }
 

@@ -7,8 +7,9 @@ namespace moxsupply {
 
 // What a queue's PPD file says of its supplies once the command filter is on it.
 struct PpdSettings {
-  std::string printerType;    // "Laser" or "Inkjet"
-  std::uint32_t timeout = 2;  // seconds for each single read
+  std::string printerType;      // "Laser" or "Inkjet"
+  std::uint32_t timeout = 2;    // seconds for each single read
+  std::uint32_t deadline = 45;  // seconds for everything
 };
 
 // Whether the command filter was put on this PPD by withSupplyReports.

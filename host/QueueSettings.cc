@@ -1,31 +1,21 @@
 #include "host/QueueSettings.h"
 
 #include <cups/cups.h>
-#include <cups/ppd.h>
 #include <fmt/format.h>
 
-#include <memory>
 #include <optional>
 
 #include "host/Decimal.h"
-#include "host/DeviceUri.h"
-
-// The whole PPD interface is marked deprecated; CUPS 2 has no other.
-#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+#include "host/PpdFile.h"
 
 namespace moxsupply {
 
 namespace {
 
-struct ClosePpd {
-  void operator()(ppd_file_t* ppd) const { ppdClose(ppd); }
-};
-
 // Looks a setting up by its name: in the job's options, then in the PPD.
 class Lookup {
  public:
-  Lookup(const std::string& ppdPath, const std::string& jobOptions)
-      : mPpd(ppdOpenFile(ppdPath.c_str())) {
+  Lookup(const PpdFile& ppd, const std::string& jobOptions) : mPpd(ppd) {
     mOptionCount = cupsParseOptions(jobOptions.c_str(), 0, &mOptions);
   }
   ~Lookup() { cupsFreeOptions(mOptionCount, mOptions); }
@@ -34,36 +24,32 @@ class Lookup {
   Lookup(Lookup&&) = delete;
   Lookup& operator=(Lookup&&) = delete;
 
-  [[nodiscard]] bool hasPpd() const { return mPpd != nullptr; }
-
   [[nodiscard]] std::optional<std::string> find(const char* name) const {
     if (const char* option = cupsGetOption(name, mOptionCount, mOptions)) return option;
-    const ppd_attr_t* attribute = mPpd ? ppdFindAttr(mPpd.get(), name, nullptr) : nullptr;
-    if (attribute == nullptr || attribute->value == nullptr) return std::nullopt;
-    return attribute->value;
+    return mPpd.value(name);
   }
 
  private:
-  std::unique_ptr<ppd_file_t, ClosePpd> mPpd;
+  const PpdFile& mPpd;
   int mOptionCount = 0;
   cups_option_t* mOptions = nullptr;
 };
 
-// The type as the module takes it; people may write it in small letters.
+}  // namespace
+
 std::optional<std::string> printerTypeOf(const std::string& word) {
   if (word == "Laser" || word == "laser") return "Laser";
   if (word == "Inkjet" || word == "inkjet") return "Inkjet";
   return std::nullopt;
 }
 
-}  // namespace
-
 Result<QueueSettings> queueSettings(const std::string& ppdPath, const std::string& jobOptions,
                                     const std::string& deviceUri) {
-  const Lookup lookup(ppdPath, jobOptions);
-  if (!lookup.hasPpd()) {
+  const auto ppd = PpdFile::fromFile(ppdPath);
+  if (!ppd) {
     return Problem{fmt::format("cannot read the queue's PPD file \"{}\"", ppdPath), {}, true};
   }
+  const Lookup lookup(*ppd, jobOptions);
 
   QueueSettings settings;
   const auto type = lookup.find("moxPrinterType");

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "host/Problem.h"
@@ -14,6 +15,10 @@ struct QueueSettings {
   std::uint32_t timeout = 2;    // seconds for each single read
   std::uint32_t deadline = 45;  // seconds for everything
 };
+
+// The printer type as the module takes it, "Laser" or "Inkjet", which people may also write in
+// small letters. Nothing for any other word.
+std::optional<std::string> printerTypeOf(const std::string& word);
 
 // Gathers the settings for a job of the print server: from the queue's PPD file (*moxPrinterType,
 // *moxTimeout, *moxDeadline), then from the job's options of the same names without the star, which

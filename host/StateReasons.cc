@@ -51,8 +51,6 @@ std::string stateLines(const std::set<std::string_view>& holding) {
   return lines;
 }
 
-std::string stateLineForAnswering(bool doesAnswer) {
-  return fmt::format("STATE: {}{}\n", doesAnswer ? '-' : '+', kDoesNotAnswer);
-}
+std::string stateLineAdding(std::string_view reason) { return fmt::format("STATE: +{}\n", reason); }
 
 }  // namespace moxsupply

@@ -106,7 +106,7 @@ std::string_view whyFailed(Status status) {
 void publishFailure(Status status, PublishedMarkers& markers, bool withLevels) {
   const std::string why(whyFailed(status));
   tellScheduler("WARNING", why);
-  sendToScheduler(stateLineForAnswering(status == Status::kUndecodable));
+  sendToScheduler(stateLineAdding(kDoesNotAnswer));
   if (withLevels) {
     markers.publishMessage(
         markerMessageLine(why + " The levels shown are those of its last report."));

@@ -5,7 +5,11 @@
 #include <exception>
 
 #include "host/Command.h"
+#include "host/DisableCommand.h"
+#include "host/DoctorCommand.h"
+#include "host/EnableCommand.h"
 #include "host/LevelsCommand.h"
+#include "host/RefreshCommand.h"
 #include "host/ReportCommand.h"
 #include "host/SimulateCommand.h"
 #include "host/TerminalText.h"
@@ -37,6 +41,10 @@ int main(int argc, char** argv) try {
   app.set_version_flag("--version", "moxsupply " MOXSUPPLY_VERSION);
   moxsupply::RunCommand run;
   moxsupply::addLevelsCommand(app, run);
+  moxsupply::addRefreshCommand(app, run);
+  moxsupply::addEnableCommand(app, run);
+  moxsupply::addDisableCommand(app, run);
+  moxsupply::addDoctorCommand(app, run);
   moxsupply::addReportCommand(app, run);
   const moxsupply::CommandLine besides = moxsupply::takeCommandBesides(argc, argv);
   moxsupply::addSimulateCommand(app, run, besides);

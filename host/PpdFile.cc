@@ -1,0 +1,52 @@
+#include "host/PpdFile.h"
+
+#include <cups/ppd.h>
+
+#include <cstdio>
+
+// The whole PPD interface is marked deprecated; CUPS 2 has no other.
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+
+namespace moxsupply {
+
+void PpdFile::Close::operator()(ppd_file_s* ppd) const { ppdClose(ppd); }
+
+std::optional<PpdFile> PpdFile::fromFile(const std::string& path) {
+  ppd_file_t* ppd = ppdOpenFile(path.c_str());
+  if (ppd == nullptr) return std::nullopt;
+  return PpdFile(ppd);
+}
+
+std::optional<PpdFile> PpdFile::fromText(const std::string& text) {
+  struct CloseFile {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+  };
+  std::string buffer = text;  // read only, but the interface takes it so
+  const std::unique_ptr<std::FILE, CloseFile> file(
+      text.empty() ? nullptr : ::fmemopen(buffer.data(), buffer.size(), "r"));
+  ppd_file_t* ppd = file ? ppdOpen(file.get()) : nullptr;
+  if (ppd == nullptr) return std::nullopt;
+  return PpdFile(ppd);
+}
+
+std::optional<std::string> PpdFile::value(const char* keyword) const {
+  const ppd_attr_t* attribute = ppdFindAttr(mPpd.get(), keyword, nullptr);
+  if (attribute == nullptr || attribute->value == nullptr) return std::nullopt;
+  return attribute->value;
+}
+
+std::vector<std::string> PpdFile::filters() const {
+  return {mPpd->filters, mPpd->filters + mPpd->num_filters};
+}
+
+std::vector<std::string> PpdFile::filters2() const {
+  constexpr const char* kKeyword = "cupsFilter2";
+  std::vector<std::string> values;
+  for (const ppd_attr_t* attribute = ppdFindAttr(mPpd.get(), kKeyword, nullptr);
+       attribute != nullptr; attribute = ppdFindNextAttr(mPpd.get(), kKeyword, nullptr)) {
+    if (attribute->value != nullptr) values.emplace_back(attribute->value);
+  }
+  return values;
+}
+
+}  // namespace moxsupply
