@@ -140,7 +140,7 @@ const std::vector<Printer> kPrinters = {
          "青色トナー (Cyan) | cyan | 93 % | ok",
          "Magenta and Yellow Twin Pack | yellow | 24 % | ok",
          "Jednotka zapékače | - | 55 % | ok",
-         " | - | 86 % | ok",
+         "Supply 6 | - | 86 % | ok",
      }},
     // 1500, 3000 and 4500 of 6000 pages, 900 of 9000.
     {"laser-colour-pages-in-record",
