@@ -44,7 +44,7 @@ Json answerOf(const FilterProcess::Ending& ending) {
     return {{"status", nullptr}, {"report", Json::object()}};
   }
   EXPECT_EQ(ending.result, printed.dump() + '\n');
-  const Json answer = printed;
+  Json answer = printed;
   EXPECT_EQ(answer.size(), 2U) << ending.result;
   EXPECT_EQ(ending.exitStatus, answer.at("status") == 0 ? 0 : 1);
   EXPECT_EQ(ending.signal, 0);
