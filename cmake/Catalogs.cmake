@@ -4,7 +4,7 @@ file(GLOB catalogs CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/resources/*.po")
 set(compiled)
 foreach(catalog IN LISTS catalogs)
   cmake_path(GET catalog STEM language)
-  set(messages "${PROJECT_BINARY_DIR}/lib/moxsupply/locale/${language}/LC_MESSAGES")
+  set(messages "${PROJECT_BINARY_DIR}/${CMAKE_INSTALL_LIBDIR}/moxsupply/locale/${language}/LC_MESSAGES")
   add_custom_command(
     OUTPUT "${messages}/moxsupply.mo"
     COMMAND "${CMAKE_COMMAND}" -E make_directory "${messages}"
@@ -14,5 +14,5 @@ foreach(catalog IN LISTS catalogs)
 endforeach()
 add_custom_target(catalogs ALL DEPENDS ${compiled})
 
-install(DIRECTORY "${PROJECT_BINARY_DIR}/lib/moxsupply/locale"
+install(DIRECTORY "${PROJECT_BINARY_DIR}/${CMAKE_INSTALL_LIBDIR}/moxsupply/locale"
   DESTINATION "${CMAKE_INSTALL_LIBDIR}/moxsupply" COMPONENT module)

@@ -1,10 +1,5 @@
 # What people run. The programs use the module through its public headers only.
 
-execute_process(COMMAND cups-config --serverbin
-  OUTPUT_VARIABLE cups_serverbin OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
-set(MOXSUPPLY_CUPS_SERVERBIN "${cups_serverbin}" CACHE PATH
-  "Where CUPS has its backends and filters")
-
 # What every program needs of the operating system.
 add_library(moxsupply-system STATIC
   system/ChildProcess.cc
@@ -58,9 +53,14 @@ target_link_libraries(moxsupply PRIVATE moxsupply-host moxsupply-warnings)
 target_compile_definitions(moxsupply PRIVATE MOXSUPPLY_VERSION="${PROJECT_VERSION}")
 install(TARGETS moxsupply COMPONENT programs)
 
+set(filters "${installed_serverbin}/filter")
+file(RELATIVE_PATH module_from_filters "/${filters}" "/${CMAKE_INSTALL_LIBDIR}")
 add_executable(commandtomox host/commandtomox.cc)
 target_link_libraries(commandtomox PRIVATE moxsupply-host moxsupply-warnings)
-install(TARGETS commandtomox DESTINATION lib/cups/filter COMPONENT programs)
+set_target_properties(commandtomox PROPERTIES
+  RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/${filters}"
+  INSTALL_RPATH "$ORIGIN/${module_from_filters}")
+install(TARGETS commandtomox DESTINATION "${filters}" COMPONENT programs)
 
 # Not part of the ordinary build: a test builds it as strangers would. Here it is known to the tools
 # that read the list of compilations.
