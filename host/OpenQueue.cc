@@ -27,7 +27,7 @@ Problem queueIsRaw(const std::string& name) {
                       "printer would come out as paper",
                       queue),
           fmt::format("Give it a driver first, for example: lpadmin -p {} -m "
-                      "drv:///moxsupply.drv/passthrough.ppd",
+                      "drv:///moxsupply.drv/laser-passthrough.ppd (or inkjet-passthrough.ppd)",
                       queue),
           true};
 }
