@@ -1,13 +1,28 @@
 #include "host/PpdFile.h"
 
 #include <cups/ppd.h>
+#include <unistd.h>
 
-#include <cstdio>
+#include "system/MemoryFile.h"
 
 // The whole PPD interface is marked deprecated; CUPS 2 has no other.
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 
 namespace moxsupply {
+
+namespace {
+
+// The program that the first of these lines for command files names, without its folder.
+std::string commandProgram(const std::vector<std::string>& filters) {
+  for (const std::string& filter : filters) {
+    if (!filter.starts_with("application/vnd.cups-command")) continue;
+    const std::string program = filter.substr(filter.find_last_of(' ') + 1);
+    return program.substr(program.find_last_of('/') + 1);
+  }
+  return {};
+}
+
+}  // namespace
 
 void PpdFile::Close::operator()(ppd_file_s* ppd) const { ppdClose(ppd); }
 
@@ -18,13 +33,8 @@ std::optional<PpdFile> PpdFile::fromFile(const std::string& path) {
 }
 
 std::optional<PpdFile> PpdFile::fromText(const std::string& text) {
-  struct CloseFile {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-  };
-  std::string buffer = text;  // read only, but the interface takes it so
-  const std::unique_ptr<std::FILE, CloseFile> file(
-      text.empty() ? nullptr : ::fmemopen(buffer.data(), buffer.size(), "r"));
-  ppd_file_t* ppd = file ? ppdOpen(file.get()) : nullptr;
+  const FileDescriptor file = memoryFile(text);
+  ppd_file_t* ppd = ppdOpenFd(::dup(file.get()));  // which closes what it is given
   if (ppd == nullptr) return std::nullopt;
   return PpdFile(ppd);
 }
@@ -33,6 +43,15 @@ std::optional<std::string> PpdFile::value(const char* keyword) const {
   const ppd_attr_t* attribute = ppdFindAttr(mPpd.get(), keyword, nullptr);
   if (attribute == nullptr || attribute->value == nullptr) return std::nullopt;
   return attribute->value;
+}
+
+std::string PpdFile::commandFilter() const {
+  const auto newer = filters2();
+  return commandProgram(newer.empty() ? filters() : newer);
+}
+
+bool PpdFile::hidesCommandFilter(const std::string& program) const {
+  return !filters2().empty() && commandProgram(filters()) == program && commandFilter() != program;
 }
 
 std::vector<std::string> PpdFile::filters() const {

@@ -2,17 +2,14 @@
 
 #include <cups/http.h>
 #include <fmt/format.h>
-#include <sys/mman.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <string_view>
 #include <utility>
 
 #include "host/TerminalText.h"
-#include "system/FileDescriptor.h"
+#include "system/MemoryFile.h"
 
 namespace moxsupply {
 
@@ -120,24 +117,6 @@ int numberOf(ipp_t* answer, const char* name) {
   return numbers.empty() ? 0 : numbers.front();
 }
 
-// A file without a name, at its beginning.
-FileDescriptor fileWith(const std::string& text) {
-  FileDescriptor file(::memfd_create("moxsupply", MFD_CLOEXEC));
-  if (writeAll(file.get(), text) != 0 || ::lseek(file.get(), 0, SEEK_SET) != 0) return {};
-  return file;
-}
-
-std::string contentOf(int file) {
-  std::string text;
-  std::array<char, 4096> buffer{};
-  ssize_t count = 0;
-  while ((count = ::pread(file, buffer.data(), buffer.size(), static_cast<off_t>(text.size()))) >
-         0) {
-    text.append(buffer.data(), static_cast<std::size_t>(count));
-  }
-  return text;
-}
-
 // Keeps the connection from waiting for ever.
 int giveUp(http_t* /*http*/, void* /*data*/) { return 0; }
 
@@ -212,7 +191,7 @@ Result<std::vector<std::string>> PrintServer::queuesThatTakeCommands() {
 }
 
 Result<std::string> PrintServer::ppd(const std::string& queue) {
-  const FileDescriptor file(::memfd_create("moxsupply", MFD_CLOEXEC));
+  const FileDescriptor file = memoryFile("");
   const http_status_t status =
       cupsGetFd(mHttp.get(), resourceOf(queue, ".ppd").c_str(), file.get());
   if (status == HTTP_STATUS_NOT_FOUND) return std::string();
@@ -221,11 +200,11 @@ Result<std::string> PrintServer::ppd(const std::string& queue) {
                                httpStatus(status)),
                    {}};
   }
-  return contentOf(file.get());
+  return contentOf(file);
 }
 
 std::optional<Problem> PrintServer::setPpd(const std::string& queue, const std::string& ppd) {
-  const FileDescriptor file = fileWith(ppd);
+  const FileDescriptor file = memoryFile(ppd);
   Ipp request = requestAbout(queue, IPP_OP_CUPS_ADD_MODIFY_PRINTER);
   const Ipp answer(cupsDoIORequest(mHttp.get(), request.release(), "/admin/", file.get(), -1));
   if (succeeded()) return std::nullopt;
@@ -234,7 +213,7 @@ std::optional<Problem> PrintServer::setPpd(const std::string& queue, const std::
 
 Result<int> PrintServer::submitCommand(const std::string& queue, const std::string& command,
                                        std::chrono::seconds cancelAfter) {
-  const FileDescriptor file = fileWith(fmt::format("#CUPS-COMMAND\n{}\n", command));
+  const FileDescriptor file = memoryFile(fmt::format("#CUPS-COMMAND\n{}\n", command));
   Ipp request = requestAbout(queue, IPP_OP_PRINT_JOB);
   ippAddString(request.get(), IPP_TAG_OPERATION, IPP_TAG_NAME, "job-name", nullptr,
                command.c_str());
