@@ -23,11 +23,12 @@ std::string folderOfModule() {
   return std::string(file.substr(0, file.rfind('/') + 1));
 }
 
-// In these locales nobody asked for a language. gettext sees to "C" itself, but in C.UTF-8, however
-// that is spelled, it would go by the environment variable LANGUAGE all the same.
+// In these locales nobody asked for a language; the C library names POSIX "C" too. gettext sees to
+// "C" itself, but in C.UTF-8, however that is spelled, it would go by the environment variable
+// LANGUAGE all the same.
 bool localeHasNoLanguage() {
   const std::string_view locale = std::setlocale(LC_MESSAGES, nullptr);
-  return locale == "C" || locale == "POSIX" || locale.starts_with("C.");
+  return locale == "C" || locale.starts_with("C.");
 }
 
 }  // namespace

@@ -32,8 +32,8 @@ constexpr moxsupply::Echo kEcho = {0xE0, 0x81, 0x00};
 // Also the byte after the echo, which awaiting the answer does not look at.
 bool hasHeadOfQuery(const BigEndianReader& reply) noexcept {
   const std::span query(CommandList[0].command);
-  const auto body = reply.bytes(4, 4);
-  return reply.u8(0) == query[0] && body && std::ranges::equal(*body, query.subspan(4, 4));
+  const auto body = reply.bytesAsFarAsTheyGo(4, 4);
+  return reply.u8(0) == query[0] && std::ranges::equal(body, query.subspan(4, 4));
 }
 
 // The item data of all packets, joined. What is cut off or contradicts itself ends it.
@@ -74,7 +74,7 @@ Status MoxNPAUtilityCommand::assembleCPDquery(
 }
 
 Status MoxNPAUtilityCommand::cpdQueryAll(Dictionary& items,
-                                         std::uint32_t withTimeout) const noexcept try {
+                                         std::uint32_t withTimeout) const noexcept {
   std::array<std::uint8_t, kQuerySize> query{};
   static_cast<void>(assembleCPDquery(query));
   if (const Status status = mFilterCom.writeData(query, query.size()); status != Status::kSuccess) {
@@ -92,8 +92,6 @@ Status MoxNPAUtilityCommand::cpdQueryAll(Dictionary& items,
   if (!decoded) return Status::kUndecodable;
   items = *std::move(decoded);
   return Status::kSuccess;
-} catch (...) {
-  return Status::kUndecodable;
 }
 
 std::optional<Dictionary> MoxNPAUtilityCommand::parseCPDQueryResponse(

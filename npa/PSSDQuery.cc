@@ -168,18 +168,16 @@ Status MoxNPAUtilityCommand::pssdQueryAll(Dictionary& supplies,
 }
 
 std::optional<Dictionary> MoxNPAUtilityCommand::parsePSSDDeviceResponse(
-    std::span<const std::uint8_t> reply, std::uint32_t withLength) const noexcept try {
+    std::span<const std::uint8_t> reply, std::uint32_t withLength) const noexcept {
   const auto bytes = replyOfKind(reply, withLength, kDeviceReply);
   if (!bytes || (*bytes)[7] != 0x00) return std::nullopt;
   Payload payload;
   gatherPayload(*bytes, kDeviceReply, payload);
   return extractSuppliesResponse(payload.bytes(), payload.count()).value_or(Dictionary());
-} catch (...) {
-  return std::nullopt;
 }
 
 std::optional<Dictionary> MoxNPAUtilityCommand::parsePSSDQueryResponse(
-    std::span<const std::uint8_t> reply, std::uint32_t withLength) const noexcept try {
+    std::span<const std::uint8_t> reply, std::uint32_t withLength) const noexcept {
   const auto bytes = replyOfKind(reply, withLength, kQueryReply);
   if (!bytes) return std::nullopt;
   Payload payload;
@@ -198,6 +196,4 @@ std::optional<Dictionary> MoxNPAUtilityCommand::parsePSSDQueryResponse(
     default:
       return std::nullopt;
   }
-} catch (...) {
-  return std::nullopt;
 }

@@ -431,11 +431,15 @@ TEST(QueryWithoutMemory, OfALaserIsUndecodableOrWithoutTheModelFamilyRecord) {
   EXPECT_EQ(filter.wait().result, "-4\n" + reportOf("0") + "\n" + reportOf("50"));
 }
 
-TEST(MoxFilterCreation, FailsWithoutMemory) {
+class EveryPrinterType : public ::testing::TestWithParam<const char*> {};
+INSTANTIATE_TEST_SUITE_P(MoxFilter, EveryPrinterType, ::testing::Values("Laser", "Inkjet"),
+                         [](const auto& row) { return std::string(row.param); });
+
+TEST_P(EveryPrinterType, HasNoObjectWithoutMemory) {
   const std::size_t blocksBefore = blocksInUse();
   for (std::size_t nth = 1;; ++nth) {
     const FailingAllocation allocation(nth);
-    const auto object = MoxFilter::initWithPrinterType("Inkjet", "socket", 8);
+    const auto object = MoxFilter::initWithPrinterType(GetParam(), "socket", 8);
     if (!allocation.hasFailed()) {
       EXPECT_NE(object, nullptr);
       EXPECT_GT(nth, 1U);

@@ -87,7 +87,7 @@ TEST_F(SupplyTable, IsAsciiWhereTheLocaleIs) {
 
 TEST_F(SupplyTable, MakesTextFromThePrinterHarmless) {
   Supplies supplies;
-  supplies.list = {supply("Toner\x1B[2J\n\xE2\x80\xAE", "Black", 50, "\x1B[1A")};
+  supplies.list = {supply("Toner\x1B[2J\n\u202E\u202C", "Black", 50, "\x1B[1A")};
   const std::string table = supplyTable(supplies, true);
   EXPECT_NE(table.find("Toner\\u001b[2J\\u000a\\u202e"), std::string::npos);
   EXPECT_EQ(table.find("\x1B[2J"), std::string::npos);

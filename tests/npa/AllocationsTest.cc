@@ -12,6 +12,7 @@
 #include "tests/support/LaserRecords.h"
 
 // How much the module asks of the heap: a measure of its work that is the same on every machine.
+// And what it makes of a heap that has nothing to give.
 
 namespace moxsupply::testing {
 namespace {
@@ -104,6 +105,53 @@ TEST(Allocations, OfAModelFamilyRecordGrowWithItsSupplies) {
   }
 }
 
+// --- Without memory
+
+// Makes each allocation of `decode` fail, in a call of its own: it must give nothing then, and lose
+// no block. Returns how many allocations there were.
+template <typename Decode>
+std::size_t expectNothingWithoutMemory(Decode decode) {
+  for (std::size_t nth = 1;; ++nth) {
+    const std::size_t blocksBefore = blocksInUse();
+    const FailingAllocation allocation(nth);
+    const std::optional<Dictionary> result = decode();
+    if (!allocation.hasFailed()) {
+      EXPECT_TRUE(result);
+      return nth - 1;
+    }
+    EXPECT_FALSE(result) << "without allocation " << nth;
+    EXPECT_EQ(blocksInUse(), blocksBefore) << "without allocation " << nth;
+  }
+}
+
+TEST(WithoutMemory, TheSuppliesTableIsNotDecoded) {
+  Bytes record = suppliesRecord(fullSupplies(2));
+  const MoxNPAUtilityCommand npa;
+  EXPECT_EQ(expectNothingWithoutMemory([&] { return npa.extractSuppliesResponse(record, 0); }), 5U);
+}
+
+TEST(WithoutMemory, TheRecordOfOneSupplyIsNotDecoded) {
+  const Bytes record = joined({hex("18"), bytesOf(longName()),  // serial number
+                               hex("01 22 00 01"), filled(20),  // up to the part number
+                               hex("18"), bytesOf(longName())});
+  const MoxNPAUtilityCommand npa;
+  EXPECT_EQ(expectNothingWithoutMemory([&] { return npa.parseKelvoS(record, 1); }), 3U);
+}
+
+TEST(WithoutMemory, ATableOfPageCountsIsNotDecoded) {
+  const Bytes record = joined({hex("18"), bytesOf(longName()), hex("02 22 00 02"), hex("01"),
+                               filled(13),               // supply 1
+                               hex("02"), filled(13)});  // supply 2
+  const MoxNPAUtilityCommand npa;
+  EXPECT_EQ(expectNothingWithoutMemory([&] { return npa.parseKelvoSC(record, 1); }), 4U);
+}
+
+TEST(WithoutMemory, ATableOfDotCountsIsNotDecoded) {
+  const Bytes record = dotCountRecord({{1, 100, 37}, {2, 100, 38}});
+  const MoxNPAUtilityCommand npa;
+  EXPECT_EQ(expectNothingWithoutMemory([&] { return npa.parseKelvoColor(record, 1); }), 3U);
+}
+
 // --- Counted in the filter process
 
 std::string askForAllocations(const std::function<void()>& action) {
@@ -158,6 +206,33 @@ TEST(Allocations, OfAQueryOf8SuppliesWhoseLevelsAreFilledIn) {
   EXPECT_LE(allocationsOfAQuery(deviceReply(suppliesRecord(supplies)),
                                 queryReply(dotCountRecord(counts))),
             4U * 8 + 16);
+}
+
+// What a laser query leaves whose `nth` allocation fails. The supplies table is refused, so that
+// the supply of the model-family record needs room of its own.
+std::string queryWithoutAllocation(std::size_t nth) {
+  FilterProcess filter(BackChannel::kNonBlockingPipe, [nth] {
+    Dictionary supplies;
+    supplies.set("Before", std::int32_t{1});
+    Status status = Status::kSuccess;
+    {
+      const FailingAllocation allocation(nth);
+      status = MoxNPAUtilityCommand().pssdQueryAll(supplies, 8);
+    }
+    return std::to_string(signedNumber(status)) + ' ' + asJson(supplies).dump();
+  });
+  filter.receive(30);
+  filter.sendInPieces({deviceReply({})});
+  filter.receive(27);
+  filter.sendInPieces({queryReply(joined({hex("00 01 22 00 01"), hex("03"), filled(16),  // supply 3
+                                          hex("64 25"), filled(16)}))});  // 37 of 100
+  return filter.wait().result;
+}
+
+TEST(WithoutMemory, AQueryThatCannotFillInASupplyIsUndecodable) {
+  EXPECT_EQ(queryWithoutAllocation(1), "0 {}");  // the record is not decoded, and passed over
+  EXPECT_EQ(queryWithoutAllocation(2), R"(-4 {"Before":1})");
+  EXPECT_EQ(queryWithoutAllocation(100), R"(0 {"Supply 3":{"Current Level":37,"Max Level":100}})");
 }
 
 }  // namespace

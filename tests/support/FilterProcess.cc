@@ -15,7 +15,8 @@
 #include <cstring>
 #include <thread>
 
-// Writes the coverage counters out; present in coverage builds only.
+// Writes the coverage counters out. Present in coverage builds only: their preset has it linked in,
+// which a weak reference alone does not do.
 extern "C" __attribute__((weak)) void __gcov_dump();  // NOLINT(*-reserved-identifier,cert-*)
 
 namespace moxsupply::testing {
@@ -71,6 +72,10 @@ Bytes readUpTo(int descriptor, std::size_t count) {
   return bytes;
 }
 
+std::string_view textOf(std::span<const std::uint8_t> bytes) {
+  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
+
 constexpr std::size_t kUntilTheEnd = std::size_t{1} << 40;
 
 }  // namespace
@@ -90,8 +95,9 @@ FilterProcess::FilterProcess(BackChannel backChannel, const std::function<std::s
 }
 
 FilterProcess::FilterProcess(BackChannel backChannel, const std::vector<std::string>& command,
-                             const std::vector<std::string>& environment) {
-  start(backChannel, [&](int resultDescriptor) {
+                             const std::vector<std::string>& environment,
+                             std::span<const std::uint8_t> waiting) {
+  const auto inChild = [&](int resultDescriptor) {
     ::dup2(resultDescriptor, STDERR_FILENO);
     for (const std::string& variable : environment) {
       const std::size_t equals = variable.find('=');
@@ -106,13 +112,16 @@ FilterProcess::FilterProcess(BackChannel backChannel, const std::vector<std::str
     ::execvp(arguments[0], arguments.data());
     std::perror(arguments[0]);
     ::_exit(127);
-  });
+  };
+  start(backChannel, inChild, waiting);
 }
 
-void FilterProcess::start(BackChannel backChannel, const std::function<void(int)>& inChild) {
+void FilterProcess::start(BackChannel backChannel, const std::function<void(int)>& inChild,
+                          std::span<const std::uint8_t> waiting) {
   Pair output = makePipe();
   Pair result = makePipe();
   Pair back = makeBackChannel(backChannel);
+  if (writeAll(back.writeEnd.get(), textOf(waiting)) != 0) std::abort();
   ::signal(SIGPIPE, SIG_IGN);
   std::fflush(nullptr);
   const pid_t parent = ::getpid();
@@ -149,9 +158,8 @@ FilterProcess::~FilterProcess() {
 }
 
 void FilterProcess::send(std::span<const std::uint8_t> bytes) {
-  const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
   // A filter that has ended no longer reads; what it made of the bytes before shows in its ending.
-  const int error = writeAll(mBackChannel.get(), text);
+  const int error = writeAll(mBackChannel.get(), textOf(bytes));
   EXPECT_TRUE(error == 0 || error == EPIPE) << std::strerror(error);
 }
 

@@ -45,9 +45,11 @@ class FilterProcess {
   // Runs `body` in the child, on descriptors 1 and 3 like a filter.
   FilterProcess(BackChannel backChannel, const std::function<std::string()>& body);
 
-  // Runs a program in the child. `environment`: further variables, NAME=VALUE.
+  // Runs a program in the child. `environment`: further variables, NAME=VALUE. `waiting`: lies on
+  // the back channel before the program starts, at most 64 KiB.
   FilterProcess(BackChannel backChannel, const std::vector<std::string>& command,
-                const std::vector<std::string>& environment = {});
+                const std::vector<std::string>& environment = {},
+                std::span<const std::uint8_t> waiting = {});
 
   ~FilterProcess();
   FilterProcess(const FilterProcess&) = delete;
@@ -83,7 +85,8 @@ class FilterProcess {
   [[nodiscard]] pid_t pid() const { return mPid; }
 
  private:
-  void start(BackChannel backChannel, const std::function<void(int resultDescriptor)>& inChild);
+  void start(BackChannel backChannel, const std::function<void(int resultDescriptor)>& inChild,
+             std::span<const std::uint8_t> waiting = {});
 
   pid_t mPid = -1;
   FileDescriptor mOutput;
