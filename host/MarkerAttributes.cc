@@ -39,7 +39,7 @@ int publishedLevel(const Supply& supply) {
   return supply.noLevel == NoLevel::kMissing ? kNoCartridge : kUnknownLevel;
 }
 
-// Some of the characters of names have a meaning on the way to the print server or in its files.
+// Some characters have a meaning on the way to the print server or in its files.
 std::string_view standIn(char c) {
   switch (c) {
     case ',':
@@ -53,6 +53,16 @@ std::string_view standIn(char c) {
     default:
       return {};
   }
+}
+
+// One harmless line in which nothing has a meaning to the print server.
+std::string publishable(std::string_view text, std::size_t mostBytes) {
+  std::string line;
+  for (const char c : text) {
+    const std::string_view instead = standIn(c);
+    instead.empty() ? line.push_back(c) : static_cast<void>(line.append(instead));
+  }
+  return harmlessLine(line, mostBytes);
 }
 
 std::string attentionOf(const Supply& supply) {
@@ -96,12 +106,7 @@ std::string quoted(std::string_view value) {
 }  // namespace
 
 std::string markerName(const std::string& name, std::size_t mostBytes) {
-  std::string marker;
-  for (const char c : name) {
-    const std::string_view instead = standIn(c);
-    instead.empty() ? marker.push_back(c) : static_cast<void>(marker.append(instead));
-  }
-  marker = harmlessLine(marker, mostBytes);
+  const std::string marker = publishable(name, mostBytes);
   return marker.empty() ? "?" : marker;
 }
 
@@ -159,7 +164,7 @@ std::string markerMessageLine(const std::string& message) {
   constexpr std::size_t kLongestMessage = 255;  // for the print server; an IPP text holds 1023
   return message.empty() ? "ATTR: marker-message=\n"
                          : fmt::format("ATTR: marker-message={}\n",
-                                       quoted(harmlessLine(message, kLongestMessage)));
+                                       quoted(publishable(message, kLongestMessage)));
 }
 
 }  // namespace moxsupply
