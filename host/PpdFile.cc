@@ -1,8 +1,11 @@
 #include "host/PpdFile.h"
 
 #include <cups/ppd.h>
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
-#include <cstdio>
+#include "system/FileDescriptor.h"
 
 // The whole PPD interface is marked deprecated; CUPS 2 has no other.
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
@@ -18,13 +21,11 @@ std::optional<PpdFile> PpdFile::fromFile(const std::string& path) {
 }
 
 std::optional<PpdFile> PpdFile::fromText(const std::string& text) {
-  struct CloseFile {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-  };
-  std::string buffer = text;  // read only, but the interface takes it so
-  const std::unique_ptr<std::FILE, CloseFile> file(
-      text.empty() ? nullptr : ::fmemopen(buffer.data(), buffer.size(), "r"));
-  ppd_file_t* ppd = file ? ppdOpen(file.get()) : nullptr;
+  // The interface reads from descriptors only: a stream in memory would be an empty file to it.
+  const FileDescriptor file(::memfd_create("moxsupply", MFD_CLOEXEC));
+  if (writeAll(file.get(), text) != 0 || ::lseek(file.get(), 0, SEEK_SET) != 0) return std::nullopt;
+  const int copy = ::fcntl(file.get(), F_DUPFD_CLOEXEC, 0);
+  ppd_file_t* ppd = ppdOpenFd(copy);  // closes it
   if (ppd == nullptr) return std::nullopt;
   return PpdFile(ppd);
 }
