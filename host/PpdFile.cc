@@ -36,18 +36,19 @@ std::optional<std::string> PpdFile::value(const char* keyword) const {
   return attribute->value;
 }
 
-std::vector<std::string> PpdFile::filters() const {
-  return {mPpd->filters, mPpd->filters + mPpd->num_filters};
-}
-
-std::vector<std::string> PpdFile::filters2() const {
-  constexpr const char* kKeyword = "cupsFilter2";
+std::vector<std::string> PpdFile::values(const char* keyword) const {
   std::vector<std::string> values;
-  for (const ppd_attr_t* attribute = ppdFindAttr(mPpd.get(), kKeyword, nullptr);
-       attribute != nullptr; attribute = ppdFindNextAttr(mPpd.get(), kKeyword, nullptr)) {
+  for (const ppd_attr_t* attribute = ppdFindAttr(mPpd.get(), keyword, nullptr);
+       attribute != nullptr; attribute = ppdFindNextAttr(mPpd.get(), keyword, nullptr)) {
     if (attribute->value != nullptr) values.emplace_back(attribute->value);
   }
   return values;
 }
+
+// Not the list of filters that libcups keeps: as soon as there is a line of the newer form, that
+// list is made of those lines, and the others are no longer in it.
+std::vector<std::string> PpdFile::filters() const { return values("cupsFilter"); }
+
+std::vector<std::string> PpdFile::filters2() const { return values("cupsFilter2"); }
 
 }  // namespace moxsupply

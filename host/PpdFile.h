@@ -30,6 +30,8 @@ class PpdFile {
 
   explicit PpdFile(ppd_file_s* ppd) : mPpd(ppd) {}
 
+  [[nodiscard]] std::vector<std::string> values(const char* keyword) const;
+
   std::unique_ptr<ppd_file_s, Close> mPpd;
 };
 
