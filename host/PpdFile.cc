@@ -1,7 +1,7 @@
 #include "host/PpdFile.h"
 
 #include <cups/ppd.h>
-#include <unistd.h>
+#include <fcntl.h>
 
 #include "system/MemoryFile.h"
 
@@ -33,8 +33,9 @@ std::optional<PpdFile> PpdFile::fromFile(const std::string& path) {
 }
 
 std::optional<PpdFile> PpdFile::fromText(const std::string& text) {
+  // The interface reads from descriptors only: a stream in memory would be an empty file to it.
   const FileDescriptor file = memoryFile(text);
-  ppd_file_t* ppd = ppdOpenFd(::dup(file.get()));  // which closes what it is given
+  ppd_file_t* ppd = ppdOpenFd(::fcntl(file.get(), F_DUPFD_CLOEXEC, 0));  // closes its own
   if (ppd == nullptr) return std::nullopt;
   return PpdFile(ppd);
 }
@@ -45,24 +46,21 @@ std::optional<std::string> PpdFile::value(const char* keyword) const {
   return attribute->value;
 }
 
+// The lines themselves, and not the list of filters that libcups keeps: as soon as there is a line
+// of the newer form, that list is made of those, and the others are no longer in it.
 std::string PpdFile::commandFilter() const {
-  const auto newer = filters2();
-  return commandProgram(newer.empty() ? filters() : newer);
+  const auto newer = values("cupsFilter2");
+  return commandProgram(newer.empty() ? values("cupsFilter") : newer);
 }
 
 bool PpdFile::hidesCommandFilter(const std::string& program) const {
-  return !filters2().empty() && commandProgram(filters()) == program && commandFilter() != program;
+  return commandProgram(values("cupsFilter")) == program && commandFilter() != program;
 }
 
-std::vector<std::string> PpdFile::filters() const {
-  return {mPpd->filters, mPpd->filters + mPpd->num_filters};
-}
-
-std::vector<std::string> PpdFile::filters2() const {
-  constexpr const char* kKeyword = "cupsFilter2";
+std::vector<std::string> PpdFile::values(const char* keyword) const {
   std::vector<std::string> values;
-  for (const ppd_attr_t* attribute = ppdFindAttr(mPpd.get(), kKeyword, nullptr);
-       attribute != nullptr; attribute = ppdFindNextAttr(mPpd.get(), kKeyword, nullptr)) {
+  for (const ppd_attr_t* attribute = ppdFindAttr(mPpd.get(), keyword, nullptr);
+       attribute != nullptr; attribute = ppdFindNextAttr(mPpd.get(), keyword, nullptr)) {
     if (attribute->value != nullptr) values.emplace_back(attribute->value);
   }
   return values;

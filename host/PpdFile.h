@@ -37,8 +37,8 @@ class PpdFile {
 
   explicit PpdFile(ppd_file_s* ppd) : mPpd(ppd) {}
 
-  [[nodiscard]] std::vector<std::string> filters() const;   // values of *cupsFilter
-  [[nodiscard]] std::vector<std::string> filters2() const;  // values of *cupsFilter2
+  // Of all lines with this keyword, in their order.
+  [[nodiscard]] std::vector<std::string> values(const char* keyword) const;
 
   std::unique_ptr<ppd_file_s, Close> mPpd;
 };
