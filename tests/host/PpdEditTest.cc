@@ -346,6 +346,12 @@ TEST(PpdWithSupplyReports, LeavesAloneWhatOnlyLooksLikeAContradiction) {
               ElementsAre(kCommandFilter, "application/vnd.cups-postscript 0 -"));
 }
 
+TEST(PpdWithSupplyReports, CountsNoQuotesInComments) {
+  const ReadPpd ppd(
+      withSupplyReports(smallPpd("*% Note: a disk of 3.5\"\n*cupsSNMPSupplies: True\n"), kLaser));
+  EXPECT_THAT(ppd.values("cupsSNMPSupplies"), ElementsAre("False"));
+}
+
 // Others change the file too, as `lpadmin -o PageSize=Letter` does.
 TEST(PpdWithoutSupplyReports, KeepsWhatWasChangedMeanwhile) {
   std::string text = withSupplyReports(kContradicting, kLaser);
