@@ -1,4 +1,4 @@
-# What stands beside the programs: man pages, and pages to read.
+# What stands beside the programs: man pages, completion for shells, pages to read.
 
 # All that people run is one program, so the pages of its commands stand together in section 1,
 # whether or not a command needs an administrator. What the print server runs stands in section 8.
@@ -25,6 +25,15 @@ if(SCDOC)
 else()
   message(STATUS "scdoc was not found: no man pages are built")
 endif()
+
+set(MOXSUPPLY_ZSH_COMPLETIONS "${CMAKE_INSTALL_DATADIR}/zsh/site-functions" CACHE PATH
+  "Where zsh looks for completion functions of installed programs")
+install(FILES packaging/completion/moxsupply.bash RENAME moxsupply
+  DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions" COMPONENT programs)
+install(FILES packaging/completion/moxsupply.zsh RENAME _moxsupply
+  DESTINATION "${MOXSUPPLY_ZSH_COMPLETIONS}" COMPONENT programs)
+install(FILES packaging/completion/moxsupply.fish
+  DESTINATION "${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d" COMPONENT programs)
 
 install(FILES docs/levels-on-your-queue.md docs/simulator.md
   DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT programs)
