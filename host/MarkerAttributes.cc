@@ -93,6 +93,23 @@ std::size_t bytesOf(const std::vector<std::string>& values) {
   return bytes;
 }
 
+// What a name takes of the room that clients of the print server have for a list, which is no more
+// than that of a line here: they put a backslash before each blank.
+std::size_t roomOf(const std::string& name) {
+  return name.size() + static_cast<std::size_t>(std::ranges::count(name, ' '));
+}
+
+std::size_t roomOf(const std::vector<std::string>& names) {
+  std::size_t room = 0;
+  for (const std::string& name : names) room += roomOf(name) + 1;
+  return room;
+}
+
+std::string cutToRoom(std::string name, std::size_t room) {
+  while (roomOf(name) > room) name = markerName(name, name.size() - 1);
+  return name;
+}
+
 // Inside the quotes, as the print server takes a value apart.
 std::string quoted(std::string_view value) {
   std::string text = "'";
@@ -147,9 +164,9 @@ std::vector<std::string> markerLines(MarkerAttributes attributes) {
   cut(attributes.levels);
   cut(attributes.lowLevels);
   cut(attributes.highLevels);
-  if (bytesOf(attributes.names) > kRoom) {
+  if (roomOf(attributes.names) > kRoom) {
     const std::size_t share = kRoom / count - 1;
-    for (std::string& name : attributes.names) name = markerName(name, share);
+    for (std::string& name : attributes.names) name = cutToRoom(name, share);
   }
 
   return {line("marker-names", attributes.names),

@@ -220,6 +220,7 @@ TEST(PpdWithSupplyReports, HasABlockOfLinesAtItsEnd) {
                 "*cupsSNMPSupplies: False\n"
                 "*moxPrinterType: \"Laser\"\n"
                 "*moxTimeout: \"2\"\n"
+                "*moxDeadline: \"45\"\n"
                 "*% moxsupply: supply reports end\n");
 }
 
@@ -272,7 +273,7 @@ TEST(PpdWithSupplyReports, SetsAsideWhatContradictsIt) {
   EXPECT_THAT(ppd.values("cupsSNMPSupplies"), ElementsAre("False"));
   EXPECT_THAT(ppd.values("moxPrinterType"), ElementsAre("Laser"));
   EXPECT_THAT(ppd.values("moxTimeout"), ElementsAre("2"));
-  EXPECT_THAT(ppd.values("moxDeadline"), IsEmpty());
+  EXPECT_THAT(ppd.values("moxDeadline"), ElementsAre("45"));
   EXPECT_THAT(ppd.values("cupsModelNumber"), ElementsAre("7"));
 }
 

@@ -98,20 +98,18 @@ TEST(StateLines, ClearEachReasonThatCanHold) {
                                    supply("ink", 5, "Incorrect"),
                                    supply("ink", std::nullopt, "Missing")};
   ServerQueue queue;
-  queue.hear(stateLines(reasonsOf(all)) + stateLineForAnswering(false));
+  queue.hear(stateLines(reasonsOf(all)) + stateLineAdding(kDoesNotAnswer));
   EXPECT_EQ(queue.reasons().size(), 7U);
   queue.hear(stateLines(reasonsOf({supply("toner", 50)})));
   EXPECT_THAT(queue.reasons(), IsEmpty());
 }
 
-TEST(StateLineForAnswering, LeavesAllOtherReasons) {
+TEST(StateLineAdding, LeavesAllOtherReasons) {
   ServerQueue queue;
   queue.hear("STATE: +toner-low-report,offline-report\n");
-  queue.hear(stateLineForAnswering(false));
+  queue.hear(stateLineAdding(kDoesNotAnswer));
   EXPECT_THAT(queue.reasons(),
               ElementsAre("offline-report", "timed-out-report", "toner-low-report"));
-  queue.hear(stateLineForAnswering(true));
-  EXPECT_THAT(queue.reasons(), ElementsAre("offline-report", "toner-low-report"));
 }
 
 }  // namespace

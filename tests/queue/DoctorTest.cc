@@ -149,8 +149,9 @@ TEST_F(Doctor, NamesACommandFilterThatIsHidden) {
   changeDriver("*OpenUI *PageSize",
                "*cupsFilter2: \"application/vnd.cups-postscript application/postscript 0 -\"\n"
                "*OpenUI *PageSize");
-  follow(remedyOf(
-      "the driver's cupsFilter2 lines hide the command filter, which is on a cupsFilter line"));
+  follow(
+      remedyOf("the command filter is on a cupsFilter line of the driver, which its cupsFilter2 "
+               "lines hide"));
   expectNothingWrong();
 }
 

@@ -115,7 +115,7 @@ TEST_F(Enable, IsNothingToTakeBackFromAQueueWithoutIt) {
   addQueue(server(), queue(), port().deviceUri(), postScriptDriver());
   const Ran ran = disable();
   EXPECT_EQ(ran.exitStatus, 0);
-  EXPECT_EQ(ran.output, queue() + " does not report supplies; nothing was changed.\n");
+  EXPECT_EQ(ran.output, queue() + " was not set up by moxsupply enable; nothing was changed.\n");
 }
 
 TEST_F(Enable, TakenBackLeavesNoReasons) {
