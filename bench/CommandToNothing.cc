@@ -11,5 +11,5 @@ int main(int argc, char** argv) {
   char line[64];
   const int size = std::snprintf(line, sizeof line, "ATTR: marker-levels=%d\n", std::atoi(argv[1]));
   return ::write(STDERR_FILENO, line, static_cast<std::size_t>(size)) == size ? EXIT_SUCCESS
-                                                                             : EXIT_FAILURE;
+                                                                              : EXIT_FAILURE;
 }

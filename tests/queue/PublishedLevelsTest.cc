@@ -166,6 +166,24 @@ TEST_F(PublishedLists, OfAnInkjetPrinterHoldNoLevelAbove100) {
   EXPECT_EQ(attributes()["marker-levels"], (Values{"-2", "80", "47", "92"}));
 }
 
+// There is no way to publish an empty list.
+TEST_F(PublishedLists, StayWhenThePrinterReportsNoSupplies) {
+  addEnabledQueue("inkjet");
+  {
+    const ModelPrinter printer(port(), inkjetPrinter("B0", 5));
+    report();
+  }
+  const simulator::InkjetItem lanternHead = {.id = 0x0019, .value = {2}};
+  const simulator::InkjetItem unknownCartridge = {.id = 0x0110, .value = {1}};
+  const ModelPrinter printer(
+      port(), {.printer = simulator::InkjetModel{.items = {lanternHead, unknownCartridge}}});
+  const int job = report();
+  EXPECT_EQ(timesLogged(server(), job, "The printer reports no supplies."), 1);
+  EXPECT_EQ(attributes()["marker-levels"], (Values{"5", "80", "47", "92"}));
+  EXPECT_EQ(attributes()["marker-message"], Values{""});
+  EXPECT_EQ(attributes()["printer-state-reasons"], Values{"none"});
+}
+
 // Every publication makes the print server raise an event, and keep one more copy of the
 // descriptions.
 TEST_F(PublishedLists, AreSentOnceWhileTheyHold) {
