@@ -41,7 +41,7 @@ TEST(HarmfulCharacters, AreTheseAndNoOthers) {
 
 TEST(HarmlessLine, IsOrdinaryTextAsItStands) {
   for (const char* text :
-       {"Black Toner", "Cyan Cartridge 100 %, \"XL\" \\ 'y'", "Réceptacle à toner usagé",
+       {"Black Toner", R"(Cyan Cartridge 100 %, "XL" \ 'y')", "Réceptacle à toner usagé",
         "Schwarz für Größe", "トナー (Cyan)", "黑色墨盒", "\U0001F5A8", "e\u0301",
         "\u0645\u06CC\u200C\u062E\u0648\u0627\u0647\u0645",  // joined by a zero width non-joiner
         ""}) {
@@ -55,7 +55,7 @@ TEST(HarmlessLine, HasABlankForEachHarmfulCharacter) {
   EXPECT_EQ(harmless("a\x7F"
                      "b\u009Bc"),
             "a b c");
-  EXPECT_EQ(harmless("a\u2028b\u202Ec\u2066d\u200Be\uFEFFf\U000E0041g"), "a b c d e f g");
+  EXPECT_EQ(harmless("a\u2028b\u202Ec\u202Cd\u200Be\uFEFFf\U000E0041g"), "a b c d e f g");
   EXPECT_EQ(harmless(std::string_view("a\0b", 3)), "a b");
 }
 

@@ -83,7 +83,7 @@ ServerQueue expectSixListsOf(const std::vector<std::string>& lines, std::size_t 
     EXPECT_EQ(std::ranges::count(line, '\n'), 1) << line;
     EXPECT_LE(line.size(), kLongestLine);
   }
-  const ServerQueue queue = queueAfter(lines);
+  ServerQueue queue = queueAfter(lines);
   EXPECT_THAT(queue.messages(), SizeIs(kLists.size()));
   EXPECT_THAT(queue.messages("ATTR"), SizeIs(kLists.size()));
   for (const char* list : kLists) EXPECT_THAT(queue.values(list), SizeIs(count)) << list;
@@ -252,8 +252,7 @@ TEST(MarkerLines, OfOneSupplyAreListsOfOne) {
 TEST(MarkerLines, ShortenNamesOnlyWhereALineWouldBeTooLong) {
   // Seven names of 255 bytes, their commas, and one name more.
   const auto namesWithLast = [](std::size_t size) {
-    std::vector<Supply> list;
-    for (int i = 0; i < 7; ++i) list.push_back(toner(std::string(255, static_cast<char>('a' + i))));
+    std::vector<Supply> list(7, toner(std::string(255, 'n')));
     list.push_back(toner(std::string(size, 'z')));
     return list;
   };
@@ -267,15 +266,15 @@ TEST(MarkerLines, ShortenNamesOnlyWhereALineWouldBeTooLong) {
     if (isUncut) longestUncut = size;
     EXPECT_TRUE(isUncut || names.at(0).size() < 255);
   }
-  // A few bytes of the line may stay unused, since all six get the same room.
+  // A few bytes of the line may stay unused, since all six lists get the same room.
   EXPECT_GE(longestUncut, fits - 10);
   EXPECT_LE(longestUncut, fits);
 }
 
 TEST(MarkerLines, ShareTheRoomAmongLongNames) {
-  std::vector<Supply> list;
-  for (int i = 0; i < 60; ++i)
-    list.push_back(toner(std::to_string(10 + i) + std::string(253, 'n')));
+  std::vector<Supply> list(60, toner(""));
+  for (std::size_t i = 0; i < 60; ++i)
+    list[i].name = std::to_string(10 + i) + std::string(253, 'n');
   const ServerQueue queue = expectSixListsOf(linesOf(list), 60);
   const auto names = queue.values("marker-names");
   for (std::size_t i = 0; i < 60; ++i) {
@@ -286,16 +285,13 @@ TEST(MarkerLines, ShareTheRoomAmongLongNames) {
 TEST(MarkerLines, CutLongNamesBetweenCharacters) {
   for (const char* letter : {"ä", "黑", "\U0001F5A8", "\"", ",", "\\", "'"}) {
     for (int before = 0; before < 4; ++before) {
-      std::vector<Supply> list;
-      for (int i = 0; i < 60; ++i) {
-        list.push_back(toner(repeated("n", before) + repeated(letter, 255)));
-      }
+      const std::string whole = repeated("n", before) + repeated(letter, 255);
+      const std::vector<Supply> list(60, toner(whole));
       const ServerQueue queue = expectSixListsOf(linesOf(list), 60);
       for (const std::string& name : queue.values("marker-names")) {
         EXPECT_TRUE(utf8::is_valid(name)) << name;
         EXPECT_GE(name.size(), 20U) << name;
-        EXPECT_THAT(markerName(repeated("n", before) + repeated(letter, 255), 255),
-                    StartsWith(name));
+        EXPECT_THAT(nameOf(whole), StartsWith(name));
       }
     }
   }
@@ -402,9 +398,8 @@ TEST(HostileNames, ReachThePrintServerAsOneHarmlessNameAndOutliveIt) {
       "\t",
       "\x1B[31mred\x1B[0m",
       "\x1B]0;owned\x07",
-      "\xC2\x9B"
-      "2J",
-      "\u202Egnp.exe",
+      "\u009B[2J",
+      "\u202Egnp.exe\u202C",
       "\u2066\u2069",
       "\u200B",
       "\uFEFF",
@@ -443,7 +438,51 @@ TEST(HostileNames, ReachThePrintServerAsOneHarmlessNameAndOutliveIt) {
   }
 }
 
-// Random names of pieces that mean something to one reader or another.
+std::string character(char32_t c) {
+  std::string text;
+  utf8::append(c, text);
+  return text;
+}
+
+// What means something to one reader or another, or to several.
+const std::array<std::string, 34> kPieces = {
+    ",",
+    "\"",
+    "'",
+    "\\",
+    "\\,",
+    "\\\\'",
+    "' x='",
+    "#",
+    "{",
+    "}",
+    "=",
+    "%s",
+    "marker-names=",
+    "ATTR: ",
+    "STATE:",
+    "\nATTR:",
+    "\n+",
+    "\n",
+    "\r",
+    "\t",
+    " ",
+    "  ",
+    "\x1B[",
+    "\u200B",
+    character(0x202E),  // turns the direction of writing
+    character(0x2066),  // isolates a direction
+    "\u0301",
+    "ä",
+    "黑",
+    "\U0001F5A8",
+    "\xFF",
+    "\xC3",
+    "\xED\xA0\x80",
+    "Toner",
+};
+
+// Random names of such pieces.
 class NameMaker {
  public:
   std::string name() {
@@ -456,48 +495,11 @@ class NameMaker {
 
  private:
   std::string piece() {
-    static const std::vector<std::string> kPieces = {",",
-                                                     "\"",
-                                                     "'",
-                                                     "\\",
-                                                     "\\,",
-                                                     "\\\\'",
-                                                     "\n",
-                                                     "\r",
-                                                     "\t",
-                                                     " ",
-                                                     "  ",
-                                                     "#",
-                                                     "{",
-                                                     "}",
-                                                     "=",
-                                                     "ATTR: ",
-                                                     "STATE:",
-                                                     "\nATTR:",
-                                                     "\n+",
-                                                     "\x1B[",
-                                                     "\u202E",
-                                                     "\u2066",
-                                                     "\u200B",
-                                                     "ä",
-                                                     "黑",
-                                                     "\u0301",
-                                                     "\U0001F5A8",
-                                                     "%s",
-                                                     "\xFF",
-                                                     "\xC3",
-                                                     "\xED\xA0\x80",
-                                                     "Toner",
-                                                     "marker-names=",
-                                                     "' x='"};
     switch (below(4)) {
       case 0:
         return {static_cast<char>(below(256))};
-      case 1: {
-        std::string text;
-        utf8::append(character(), text);
-        return text;
-      }
+      case 1:
+        return character(anyCharacter());
       case 2:
         return repeated(kPieces[below(kPieces.size())], static_cast<int>(below(80)));
       default:
@@ -505,7 +507,7 @@ class NameMaker {
     }
   }
 
-  char32_t character() {
+  char32_t anyCharacter() {
     const auto c = static_cast<char32_t>(below(0x110000));
     return c >= 0xD800 && c < 0xE000 ? U'x' : c;
   }

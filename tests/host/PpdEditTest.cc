@@ -78,7 +78,7 @@ class ReadPpd {
 };
 
 struct Ppd {
-  const char* name;
+  std::string name;
   std::string text;
 };
 
@@ -147,11 +147,12 @@ std::vector<Ppd> ppds() {
       {"OneContradictingLine", "*cupsCommands: none\n"},
   };
   for (std::size_t i = 0, count = ppds.size(); i < count; ++i) {
-    ppds.push_back({ppds[i].name, withLineEnds(ppds[i].text, "\r\n")});
+    ppds.push_back({ppds[i].name + "WithReturns", withLineEnds(ppds[i].text, "\r\n")});
   }
   for (std::size_t i = 0, count = ppds.size(); i < count; ++i) {
     const std::string& text = ppds[i].text;
-    ppds.push_back({ppds[i].name, text.substr(0, text.find_last_not_of("\r\n") + 1)});
+    ppds.push_back(
+        {ppds[i].name + "Unfinished", text.substr(0, text.find_last_not_of("\r\n") + 1)});
   }
   const std::string small = smallPpd("*cupsSNMPSupplies: True");
   ppds.push_back({"MixedLineEnds", small + "\n*Other: 1\r\n*cupsCommands: none\r\n*Last: 1\n"});
@@ -165,33 +166,31 @@ std::vector<Ppd> ppds() {
   return ppds;
 }
 
-class EachPpd : public ::testing::TestWithParam<Ppd> {};
-
-INSTANTIATE_TEST_SUITE_P(PpdEdit, EachPpd, ::testing::ValuesIn(ppds()), [](const auto& ppd) {
-  return std::string(ppd.param.name) + '_' + std::to_string(ppd.index);
-});
-
-TEST_P(EachPpd, IsTheSameToTheByteWithoutWhatWasAdded) {
-  const std::string& ppd = GetParam().text;
-  for (const PpdSettings& settings : {kLaser, kInkjet}) {
-    const std::string edited = withSupplyReports(ppd, settings);
+TEST(EachPpd, IsTheSameToTheByteWithoutWhatWasAdded) {
+  for (const auto& [name, ppd] : ppds()) {
+    SCOPED_TRACE(name);
+    const std::string edited = withSupplyReports(ppd, kInkjet);
     EXPECT_NE(edited, ppd);
     EXPECT_TRUE(hasSupplyReports(edited));
     EXPECT_EQ(withoutSupplyReports(edited), ppd);
   }
 }
 
-TEST_P(EachPpd, TakesOtherSettingsInPlaceOfTheFormer) {
-  const std::string& ppd = GetParam().text;
-  const std::string once = withSupplyReports(ppd, kInkjet);
-  EXPECT_EQ(withSupplyReports(withSupplyReports(ppd, kLaser), kInkjet), once);
-  EXPECT_EQ(withSupplyReports(once, kInkjet), once);
-  EXPECT_EQ(withoutSupplyReports(withSupplyReports(once, kLaser)), ppd);
+TEST(EachPpd, TakesOtherSettingsInPlaceOfTheFormer) {
+  for (const auto& [name, ppd] : ppds()) {
+    SCOPED_TRACE(name);
+    const std::string once = withSupplyReports(ppd, kInkjet);
+    EXPECT_EQ(withSupplyReports(withSupplyReports(ppd, kLaser), kInkjet), once);
+    EXPECT_EQ(withSupplyReports(once, kInkjet), once);
+    EXPECT_EQ(withoutSupplyReports(withSupplyReports(once, kLaser)), ppd);
+  }
 }
 
-TEST_P(EachPpd, IsLeftAloneWhereNothingWasAdded) {
-  EXPECT_FALSE(hasSupplyReports(GetParam().text));
-  EXPECT_EQ(withoutSupplyReports(GetParam().text), GetParam().text);
+TEST(EachPpd, IsLeftAloneWhereNothingWasAdded) {
+  for (const auto& [name, ppd] : ppds()) {
+    EXPECT_FALSE(hasSupplyReports(ppd)) << name;
+    EXPECT_EQ(withoutSupplyReports(ppd), ppd) << name;
+  }
 }
 
 std::string lineEndOf(const std::string& text) {
@@ -200,15 +199,18 @@ std::string lineEndOf(const std::string& text) {
   return text.substr(end, text.compare(end, 2, "\r\n") == 0 ? 2 : 1);
 }
 
-TEST_P(EachPpd, GetsLinesThatEndAsItsFirstLine) {
-  const std::string edited = withSupplyReports(GetParam().text, kLaser);
-  std::string block = edited.substr(edited.find("*% moxsupply: supply reports begin"));
-  const std::string lineEnd = lineEndOf(GetParam().text);
-  EXPECT_TRUE(block.ends_with(lineEnd));
-  for (std::size_t at = 0; (at = block.find(lineEnd)) != std::string::npos;) {
-    block.erase(at, lineEnd.size());
+TEST(EachPpd, GetsLinesThatEndAsItsFirstLine) {
+  for (const auto& [name, ppd] : ppds()) {
+    SCOPED_TRACE(name);
+    const std::string edited = withSupplyReports(ppd, kLaser);
+    std::string block = edited.substr(edited.find("*% moxsupply: supply reports begin"));
+    const std::string lineEnd = lineEndOf(ppd);
+    EXPECT_TRUE(block.ends_with(lineEnd));
+    for (std::size_t at = 0; (at = block.find(lineEnd)) != std::string::npos;) {
+      block.erase(at, lineEnd.size());
+    }
+    EXPECT_EQ(block.find_first_of("\r\n"), std::string::npos);
   }
-  EXPECT_EQ(block.find_first_of("\r\n"), std::string::npos);
 }
 
 TEST(PpdWithSupplyReports, HasABlockOfLinesAtItsEnd) {

@@ -1,3 +1,4 @@
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -142,12 +143,13 @@ TEST_F(SettingsOfAQueue, NeedATypeThatThereIs) {
 }
 
 TEST_F(SettingsOfAQueue, NeedWholeSeconds) {
-  for (const std::string name : {"moxTimeout", "moxDeadline"}) {
-    for (const std::string value : {"soon", "5s", "-1", "1.5", "4294967296", "0x10", "+1"}) {
-      const std::string what = name + " is \"" + value + "\"; it must be a whole number of seconds";
-      const std::string type = "*moxPrinterType: \"Laser\"\n";
-      EXPECT_EQ(mistake(type + "*" + name + ": \"" + value + "\"\n"), what);
-      EXPECT_EQ(mistake(type, name + "=" + value), what);
+  const std::string type = "*moxPrinterType: \"Laser\"\n";
+  for (const char* name : {"moxTimeout", "moxDeadline"}) {
+    for (const char* value : {"soon", "5s", "-1", "1.5", "4294967296", "0x10", "+1"}) {
+      const auto what =
+          fmt::format("{} is \"{}\"; it must be a whole number of seconds", name, value);
+      EXPECT_EQ(mistake(fmt::format("{}*{}: \"{}\"\n", type, name, value)), what);
+      EXPECT_EQ(mistake(type, fmt::format("{}={}", name, value)), what);
     }
   }
 }

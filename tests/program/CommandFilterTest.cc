@@ -409,7 +409,7 @@ TEST_F(CommandFilter, PublishesHostileNamesAsHarmlessOnes) {
       {"Kit, 110V, \"XL\"", "Kit / 110V / \u201DXL\u201D"},
       {"'It\\'s'", "\u2019It/\u2019s\u2019"},
       {"\x1B[2J\x07Toner\x7F", "[2J Toner"},
-      {"\u202Ereno\u200BT\u2066", "reno T"},
+      {"\u202Ereno\u200BT\u202C", "reno T"},
       {"\n\n", "?"},
       {"   ", "Supply 8"},
       {std::string(255, '\\'), std::string(255, '/')},
