@@ -181,7 +181,7 @@ int answer(const Commands& commands, const std::optional<ServedJob>& job,
     const QueryWatch watch("", times.query, [&](const QueryWatch& /*watch*/) {
       publishFailure(Status::kNothingReceived, markers, commands.reportLevels);
       if (job) endJob(*job, times.patienceUntilBackend(kPatienceAfterFailure));
-      ::_exit(EXIT_SUCCESS);
+      ::_exit(commands.haveUnknown ? kStopsTheJob : EXIT_SUCCESS);
     });
     if (settings.transport == "usb") drainBackChannel();
     return askPrinterOnStandardOutput(*filter);
