@@ -8,7 +8,9 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -80,6 +82,7 @@ Round takeRound(PrintServer& server, const std::string& queue, LevelOf levelOf) 
 
 double median(const std::vector<Round>& rounds, Milliseconds Round::*time) {
   std::vector<double> times;
+  times.reserve(rounds.size());
   for (const Round& round : rounds) times.push_back((round.*time).count());
   std::ranges::sort(times);
   const std::size_t middle = times.size() / 2;
@@ -149,4 +152,9 @@ int run() {
 }  // namespace
 }  // namespace moxsupply
 
-int main() { return moxsupply::run(); }
+int main() try {
+  return moxsupply::run();
+} catch (const std::exception& error) {
+  std::fprintf(stderr, "queue-round: %s\n", error.what());
+  return EXIT_FAILURE;
+}
