@@ -152,9 +152,7 @@ int run() {
 }  // namespace
 }  // namespace moxsupply
 
-int main() try {
-  return moxsupply::run();
-} catch (const std::exception& error) {
+int main() try { return moxsupply::run(); } catch (const std::exception& error) {
   std::fprintf(stderr, "queue-round: %s\n", error.what());
   return EXIT_FAILURE;
 }
