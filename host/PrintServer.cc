@@ -101,9 +101,9 @@ std::vector<std::string> textsOf(ipp_t* answer, const char* name) {
 }
 
 std::vector<int> numbersOf(ipp_t* answer, const char* name) {
-  std::vector<int> numbers;
   ipp_attribute_t* attribute = ippFindAttribute(answer, name, IPP_TAG_ZERO);
-  for (int i = 0; i < ippGetCount(attribute); ++i) numbers.push_back(ippGetInteger(attribute, i));
+  std::vector<int> numbers(static_cast<std::size_t>(ippGetCount(attribute)));
+  for (int i = 0; int& number : numbers) number = ippGetInteger(attribute, i++);
   return numbers;
 }
 

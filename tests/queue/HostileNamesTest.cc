@@ -93,7 +93,7 @@ const std::array kPrinters = std::to_array<Names>({
       {"Tab\tbed", "Tab bed"},
       {"Black\0Hidden"s, "Black"}}},
     {"HiddenCharacters",
-     {{"\u202EkcalB", "kcalB"},
+     {{"\u202EkcalB", "kcalB"},  // NOLINT(*-bidirectional): written so, it misleads nobody
       {"a\u2066b\u2069c", "a b c"},
       {"\u200FRight to left", "Right to left"},
       {"\u061CArabic mark", "Arabic mark"},
@@ -159,10 +159,12 @@ class HostileNames : public QueueTest, public ::testing::WithParamInterface<Name
   // The first thing in a text that can do harm on a terminal, as hex digits; empty when there is
   // none.
   static std::string harmIn(std::string_view text) {
+    // NOLINTBEGIN(*-bidirectional): written so, they mislead nobody
     constexpr std::array kHidden = std::to_array<std::string_view>(
         {"\u061C", "\u200B", "\u200E", "\u200F", "\u2028", "\u2029", "\u202A", "\u202B", "\u202C",
          "\u202D", "\u202E", "\u2060", "\u2066", "\u2067", "\u2068", "\u2069", "\uFEFF",
          "\U000E0041", "\U000E0042"});
+    // NOLINTEND(*-bidirectional)
     for (std::size_t at = 0; at < text.size(); ++at) {
       const auto byte = static_cast<unsigned char>(text[at]);
       const bool isSecondOfC1 = at > 0 && text[at - 1] == '\xC2' && byte >= 0x80 && byte < 0xA0;

@@ -136,7 +136,7 @@ int jobOf(const Ran& lp, const std::string& queue) {
 std::string endOf(const PrivatePrintServer& server, const std::string& queue, int job) {
   const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
   while (std::chrono::steady_clock::now() < end) {
-    const std::string state = stateOf(server, queue, job);
+    std::string state = stateOf(server, queue, job);
     if (!state.empty()) return state;
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
   }
