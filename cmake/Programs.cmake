@@ -4,6 +4,7 @@
 add_library(moxsupply-system STATIC
   system/ChildProcess.cc
   system/FileDescriptor.cc
+  system/MemoryFile.cc
   system/Pipe.cc)
 target_include_directories(moxsupply-system PUBLIC "${PROJECT_SOURCE_DIR}")
 target_link_libraries(moxsupply-system PRIVATE moxsupply-warnings)

@@ -20,8 +20,9 @@ int runDisable(const std::string& name) {
   if (const auto* problem = std::get_if<Problem>(&opened)) return complain(kCommand, *problem);
   auto& open = std::get<OpenQueue>(opened);
   if (!hasSupplyReports(open.ppd)) {
-    return print(kCommand, fmt::format("{} does not report supplies; nothing was changed.\n",
-                                       forTerminal(name)));
+    return print(kCommand,
+                 fmt::format("{} was not set up by moxsupply enable; nothing was changed.\n",
+                             forTerminal(name)));
   }
   if (const auto problem = open.server.setPpd(name, withoutSupplyReports(open.ppd))) {
     return complain(kCommand, *problem);

@@ -114,9 +114,8 @@ std::optional<Problem> followQueue(LevelsOptions& options) {
   options.uri = queue.deviceUri;
   const auto settings = PpdFile::fromText(ppd);
   const auto type = settings ? settings->value("moxPrinterType") : std::nullopt;
-  if (options.type == "auto" && type) {
-    options.type = printerTypeOf(*type) == "Inkjet" ? "inkjet" : "laser";
-  }
+  const auto known = type ? printerTypeOf(*type) : std::nullopt;
+  if (options.type == "auto" && known) options.type = *known == "Inkjet" ? "inkjet" : "laser";
   return std::nullopt;
 }
 

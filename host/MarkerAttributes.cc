@@ -39,7 +39,7 @@ int publishedLevel(const Supply& supply) {
   return supply.noLevel == NoLevel::kMissing ? kNoCartridge : kUnknownLevel;
 }
 
-// Some of the characters of names have a meaning on the way to the print server or in its files.
+// Some characters have a meaning on the way to the print server or in its files.
 std::string_view standIn(char c) {
   switch (c) {
     case ',':
@@ -53,6 +53,16 @@ std::string_view standIn(char c) {
     default:
       return {};
   }
+}
+
+// One harmless line in which nothing has a meaning to the print server.
+std::string publishable(std::string_view text, std::size_t mostBytes) {
+  std::string line;
+  for (const char c : text) {
+    const std::string_view instead = standIn(c);
+    instead.empty() ? line.push_back(c) : static_cast<void>(line.append(instead));
+  }
+  return harmlessLine(line, mostBytes);
 }
 
 std::string attentionOf(const Supply& supply) {
@@ -83,6 +93,23 @@ std::size_t bytesOf(const std::vector<std::string>& values) {
   return bytes;
 }
 
+// What a name takes of the room that clients of the print server have for a list, which is no more
+// than that of a line here: they put a backslash before each blank.
+std::size_t roomOf(const std::string& name) {
+  return name.size() + static_cast<std::size_t>(std::ranges::count(name, ' '));
+}
+
+std::size_t roomOf(const std::vector<std::string>& names) {
+  std::size_t room = 0;
+  for (const std::string& name : names) room += roomOf(name) + 1;
+  return room;
+}
+
+std::string cutToRoom(std::string name, std::size_t room) {
+  while (roomOf(name) > room) name = markerName(name, name.size() - 1);
+  return name;
+}
+
 // Inside the quotes, as the print server takes a value apart.
 std::string quoted(std::string_view value) {
   std::string text = "'";
@@ -96,12 +123,7 @@ std::string quoted(std::string_view value) {
 }  // namespace
 
 std::string markerName(const std::string& name, std::size_t mostBytes) {
-  std::string marker;
-  for (const char c : name) {
-    const std::string_view instead = standIn(c);
-    instead.empty() ? marker.push_back(c) : static_cast<void>(marker.append(instead));
-  }
-  marker = harmlessLine(marker, mostBytes);
+  const std::string marker = publishable(name, mostBytes);
   return marker.empty() ? "?" : marker;
 }
 
@@ -142,9 +164,9 @@ std::vector<std::string> markerLines(MarkerAttributes attributes) {
   cut(attributes.levels);
   cut(attributes.lowLevels);
   cut(attributes.highLevels);
-  if (bytesOf(attributes.names) > kRoom) {
+  if (roomOf(attributes.names) > kRoom) {
     const std::size_t share = kRoom / count - 1;
-    for (std::string& name : attributes.names) name = markerName(name, share);
+    for (std::string& name : attributes.names) name = cutToRoom(name, share);
   }
 
   return {line("marker-names", attributes.names),
@@ -159,7 +181,7 @@ std::string markerMessageLine(const std::string& message) {
   constexpr std::size_t kLongestMessage = 255;  // for the print server; an IPP text holds 1023
   return message.empty() ? "ATTR: marker-message=\n"
                          : fmt::format("ATTR: marker-message={}\n",
-                                       quoted(harmlessLine(message, kLongestMessage)));
+                                       quoted(publishable(message, kLongestMessage)));
 }
 
 }  // namespace moxsupply

@@ -44,7 +44,8 @@ std::string markerName(const std::string& name, std::size_t mostBytes);
 // are left out of all six lists.
 std::vector<std::string> markerLines(MarkerAttributes attributes);
 
-// The line that publishes a message; an empty one takes the former away.
+// The line that publishes a message, made harmless as names are and cut to 255 bytes; an empty one
+// takes the former away.
 std::string markerMessageLine(const std::string& message);
 
 }  // namespace moxsupply

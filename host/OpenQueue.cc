@@ -4,7 +4,7 @@
 
 #include <utility>
 
-#include "host/PpdEdit.h"
+#include "host/PpdFile.h"
 #include "host/TerminalText.h"
 
 namespace moxsupply {
@@ -35,7 +35,8 @@ Problem queueIsRaw(const std::string& name) {
 std::optional<Problem> whyNoCommands(const OpenQueue& open) {
   const std::string queue = forTerminal(open.queue.name);
   if (open.ppd.empty()) return queueIsRaw(open.queue.name);
-  if (!open.queue.takesCommands || !hasSupplyReports(open.ppd)) {
+  const auto ppd = PpdFile::fromText(open.ppd);
+  if (!open.queue.takesCommands || !ppd || ppd->commandFilter() != kCommandFilter) {
     return Problem{fmt::format("nothing on \"{}\" asks its printer for its supplies", queue),
                    fmt::format("Run: moxsupply enable {} --type laser|inkjet", queue), true};
   }

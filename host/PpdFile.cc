@@ -1,13 +1,28 @@
 #include "host/PpdFile.h"
 
 #include <cups/ppd.h>
+#include <fcntl.h>
 
-#include <cstdio>
+#include "system/MemoryFile.h"
 
 // The whole PPD interface is marked deprecated; CUPS 2 has no other.
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 
 namespace moxsupply {
+
+namespace {
+
+// The program that the first of these lines for command files names, without its folder.
+std::string commandProgram(const std::vector<std::string>& filters) {
+  for (const std::string& filter : filters) {
+    if (!filter.starts_with("application/vnd.cups-command")) continue;
+    const std::string program = filter.substr(filter.find_last_of(' ') + 1);
+    return program.substr(program.find_last_of('/') + 1);
+  }
+  return {};
+}
+
+}  // namespace
 
 void PpdFile::Close::operator()(ppd_file_s* ppd) const { ppdClose(ppd); }
 
@@ -18,13 +33,9 @@ std::optional<PpdFile> PpdFile::fromFile(const std::string& path) {
 }
 
 std::optional<PpdFile> PpdFile::fromText(const std::string& text) {
-  struct CloseFile {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-  };
-  std::string buffer = text;  // read only, but the interface takes it so
-  const std::unique_ptr<std::FILE, CloseFile> file(
-      text.empty() ? nullptr : ::fmemopen(buffer.data(), buffer.size(), "r"));
-  ppd_file_t* ppd = file ? ppdOpen(file.get()) : nullptr;
+  // The interface reads from descriptors only: a stream in memory would be an empty file to it.
+  const FileDescriptor file = memoryFile(text);
+  ppd_file_t* ppd = ppdOpenFd(::fcntl(file.get(), F_DUPFD_CLOEXEC, 0));  // closes its own
   if (ppd == nullptr) return std::nullopt;
   return PpdFile(ppd);
 }
@@ -35,15 +46,21 @@ std::optional<std::string> PpdFile::value(const char* keyword) const {
   return attribute->value;
 }
 
-std::vector<std::string> PpdFile::filters() const {
-  return {mPpd->filters, mPpd->filters + mPpd->num_filters};
+// The lines themselves, and not the list of filters that libcups keeps: as soon as there is a line
+// of the newer form, that list is made of those, and the others are no longer in it.
+std::string PpdFile::commandFilter() const {
+  const auto newer = values("cupsFilter2");
+  return commandProgram(newer.empty() ? values("cupsFilter") : newer);
 }
 
-std::vector<std::string> PpdFile::filters2() const {
-  constexpr const char* kKeyword = "cupsFilter2";
+bool PpdFile::hidesCommandFilter(const std::string& program) const {
+  return commandProgram(values("cupsFilter")) == program && commandFilter() != program;
+}
+
+std::vector<std::string> PpdFile::values(const char* keyword) const {
   std::vector<std::string> values;
-  for (const ppd_attr_t* attribute = ppdFindAttr(mPpd.get(), kKeyword, nullptr);
-       attribute != nullptr; attribute = ppdFindNextAttr(mPpd.get(), kKeyword, nullptr)) {
+  for (const ppd_attr_t* attribute = ppdFindAttr(mPpd.get(), keyword, nullptr);
+       attribute != nullptr; attribute = ppdFindNextAttr(mPpd.get(), keyword, nullptr)) {
     if (attribute->value != nullptr) values.emplace_back(attribute->value);
   }
   return values;

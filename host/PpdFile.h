@@ -3,11 +3,15 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 struct ppd_file_s;
 
 namespace moxsupply {
+
+// The program of ours that answers command files.
+constexpr std::string_view kCommandFilter = "commandtomox";
 
 // A queue's PPD file, as far as the supplies are concerned.
 class PpdFile {
@@ -19,9 +23,12 @@ class PpdFile {
   // The value of the first line with this keyword (without its star).
   [[nodiscard]] std::optional<std::string> value(const char* keyword) const;
 
-  // The values of the lines that name filters: of *cupsFilter, or of *cupsFilter2.
-  [[nodiscard]] std::vector<std::string> filters() const;
-  [[nodiscard]] std::vector<std::string> filters2() const;
+  // The program that the print server runs for command files, without its folder; empty: none.
+  [[nodiscard]] std::string commandFilter() const;
+
+  // Whether a command filter of this name stands on a line that does not count, because the file
+  // has lines of the newer form *cupsFilter2 too.
+  [[nodiscard]] bool hidesCommandFilter(const std::string& program) const;
 
  private:
   struct Close {
@@ -29,6 +36,9 @@ class PpdFile {
   };
 
   explicit PpdFile(ppd_file_s* ppd) : mPpd(ppd) {}
+
+  // Of all lines with this keyword, in their order.
+  [[nodiscard]] std::vector<std::string> values(const char* keyword) const;
 
   std::unique_ptr<ppd_file_s, Close> mPpd;
 };

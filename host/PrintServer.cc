@@ -2,17 +2,14 @@
 
 #include <cups/http.h>
 #include <fmt/format.h>
-#include <sys/mman.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <string_view>
 #include <utility>
 
 #include "host/TerminalText.h"
-#include "system/FileDescriptor.h"
+#include "system/MemoryFile.h"
 
 namespace moxsupply {
 
@@ -104,9 +101,9 @@ std::vector<std::string> textsOf(ipp_t* answer, const char* name) {
 }
 
 std::vector<int> numbersOf(ipp_t* answer, const char* name) {
-  std::vector<int> numbers;
   ipp_attribute_t* attribute = ippFindAttribute(answer, name, IPP_TAG_ZERO);
-  for (int i = 0; i < ippGetCount(attribute); ++i) numbers.push_back(ippGetInteger(attribute, i));
+  std::vector<int> numbers(static_cast<std::size_t>(ippGetCount(attribute)));
+  for (int i = 0; int& number : numbers) number = ippGetInteger(attribute, i++);
   return numbers;
 }
 
@@ -118,24 +115,6 @@ std::string textOf(ipp_t* answer, const char* name) {
 int numberOf(ipp_t* answer, const char* name) {
   const auto numbers = numbersOf(answer, name);
   return numbers.empty() ? 0 : numbers.front();
-}
-
-// A file without a name, at its beginning.
-FileDescriptor fileWith(const std::string& text) {
-  FileDescriptor file(::memfd_create("moxsupply", MFD_CLOEXEC));
-  if (writeAll(file.get(), text) != 0 || ::lseek(file.get(), 0, SEEK_SET) != 0) return {};
-  return file;
-}
-
-std::string contentOf(int file) {
-  std::string text;
-  std::array<char, 4096> buffer{};
-  ssize_t count = 0;
-  while ((count = ::pread(file, buffer.data(), buffer.size(), static_cast<off_t>(text.size()))) >
-         0) {
-    text.append(buffer.data(), static_cast<std::size_t>(count));
-  }
-  return text;
 }
 
 // Keeps the connection from waiting for ever.
@@ -212,7 +191,7 @@ Result<std::vector<std::string>> PrintServer::queuesThatTakeCommands() {
 }
 
 Result<std::string> PrintServer::ppd(const std::string& queue) {
-  const FileDescriptor file(::memfd_create("moxsupply", MFD_CLOEXEC));
+  const FileDescriptor file = memoryFile("");
   const http_status_t status =
       cupsGetFd(mHttp.get(), resourceOf(queue, ".ppd").c_str(), file.get());
   if (status == HTTP_STATUS_NOT_FOUND) return std::string();
@@ -221,11 +200,11 @@ Result<std::string> PrintServer::ppd(const std::string& queue) {
                                httpStatus(status)),
                    {}};
   }
-  return contentOf(file.get());
+  return contentOf(file);
 }
 
 std::optional<Problem> PrintServer::setPpd(const std::string& queue, const std::string& ppd) {
-  const FileDescriptor file = fileWith(ppd);
+  const FileDescriptor file = memoryFile(ppd);
   Ipp request = requestAbout(queue, IPP_OP_CUPS_ADD_MODIFY_PRINTER);
   const Ipp answer(cupsDoIORequest(mHttp.get(), request.release(), "/admin/", file.get(), -1));
   if (succeeded()) return std::nullopt;
@@ -234,7 +213,7 @@ std::optional<Problem> PrintServer::setPpd(const std::string& queue, const std::
 
 Result<int> PrintServer::submitCommand(const std::string& queue, const std::string& command,
                                        std::chrono::seconds cancelAfter) {
-  const FileDescriptor file = fileWith(fmt::format("#CUPS-COMMAND\n{}\n", command));
+  const FileDescriptor file = memoryFile(fmt::format("#CUPS-COMMAND\n{}\n", command));
   Ipp request = requestAbout(queue, IPP_OP_PRINT_JOB);
   ippAddString(request.get(), IPP_TAG_OPERATION, IPP_TAG_NAME, "job-name", nullptr,
                command.c_str());

@@ -36,6 +36,20 @@ std::string originOf(const std::string& ppdPath) {
                      ppd.st_mtim.tv_nsec);
 }
 
+// What the file holds. Nothing where a link, a pipe or a device stands in its place, or where it is
+// longer than any that is written here: no such thing can keep the filter from its work.
+std::string contentOf(const std::string& path) {
+  constexpr std::size_t kLongest = 16384;  // six lists of 2000 bytes, and the rest
+  const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  struct stat about {};
+  const bool isFile = ::fstat(file.get(), &about) == 0 && S_ISREG(about.st_mode);
+  if (!isFile || about.st_size > static_cast<off_t>(kLongest)) return {};
+  std::string content(kLongest, '\0');
+  const ssize_t size = ::read(file.get(), content.data(), content.size());
+  content.resize(size < 0 ? 0 : static_cast<std::size_t>(size));
+  return content;
+}
+
 // A file name that stays inside the folder, whatever the queue is called.
 std::string fileNameFor(std::string queue) {
   std::ranges::replace(queue, '/', '%');
@@ -48,7 +62,7 @@ PublishedMarkers::PublishedMarkers(const std::string& cacheFolder, const std::st
                                    const std::string& ppdPath)
     : mPath(cacheFolder.empty() ? "" : cacheFolder + '/' + fileNameFor(queue)),
       mOrigin(originOf(ppdPath)) {
-  std::ifstream file(mPath);
+  std::istringstream file(contentOf(mPath));
   std::string origin;
   if (!std::getline(file, origin) || origin != mOrigin) return;
   std::getline(file, mMessage);

@@ -21,8 +21,6 @@ namespace moxsupply {
 
 namespace {
 
-constexpr std::string_view kFilter = "commandtomox";
-
 Finding good(std::string what) { return {true, std::move(what), {}}; }
 Finding bad(std::string what, std::string remedy) {
   return {false, std::move(what), std::move(remedy)};
@@ -34,17 +32,6 @@ std::string enableCommand(const std::string& queue) {
 
 std::string_view schemeOf(const std::string& uri) {
   return std::string_view(uri).substr(0, uri.find(':'));
-}
-
-// The program that these filter lines run for command files; empty when they name none.
-std::string commandProgram(const std::vector<std::string>& filters) {
-  for (const std::string& filter : filters) {
-    if (!filter.starts_with("application/vnd.cups-command")) continue;
-    const std::string_view line = filter;
-    const std::string_view program = line.substr(line.find_last_of(' ') + 1);
-    return std::string(program.substr(program.find_last_of('/') + 1));
-  }
-  return {};
 }
 
 Finding checkTransport(const PrintQueue& queue) {
@@ -59,19 +46,18 @@ Finding checkTransport(const PrintQueue& queue) {
 }
 
 Finding checkCommandFilter(const PrintQueue& queue, const PpdFile& ppd) {
-  const std::string first = commandProgram(ppd.filters());
-  const bool hasSecondForm = !ppd.filters2().empty();
-  const std::string counts = hasSecondForm ? commandProgram(ppd.filters2()) : first;
+  const std::string program = ppd.commandFilter();
   const std::string remedy = enableCommand(queue.name);
-  if (counts == kFilter) return good("the command filter commandtomox is on the queue");
-  if (hasSecondForm && first == kFilter) {
+  if (program == kCommandFilter) return good("the command filter commandtomox is on the queue");
+  if (ppd.hidesCommandFilter(std::string(kCommandFilter))) {
     return bad(
-        "the driver's cupsFilter2 lines hide the command filter, which is on a cupsFilter line",
+        "the command filter is on a cupsFilter line of the driver, which its cupsFilter2 lines "
+        "hide",
         remedy);
   }
-  if (!counts.empty()) {
+  if (!program.empty()) {
     return bad(fmt::format("the queue's command filter is {}, which cannot ask this printer",
-                           forTerminal(counts)),
+                           forTerminal(program)),
                remedy);
   }
   return bad("no command filter is on the queue", remedy);
@@ -141,17 +127,20 @@ std::vector<Finding> checkQueue(const PrintQueue& queue, const std::string& ppd)
     return {bad("the queue's driver (PPD file) cannot be read",
                 fmt::format("cupstestppd /etc/cups/ppd/{}.ppd", forTerminal(queue.name)))};
   }
-  return {good("the queue has a driver (PPD file)"),
-          checkTransport(queue),
-          checkCommandFilter(queue, *parsed),
-          checkCommands(queue, *parsed),
-          checkPrinterType(queue, *parsed),
-          checkSnmp(queue, *parsed),
-          checkService(queue)};
+  std::vector<Finding> findings = {good("the queue has a driver (PPD file)"), checkTransport(queue),
+                                   checkCommandFilter(queue, *parsed)};
+  // What puts the filter on the queue sees to these as well.
+  if (findings.back().isGood) {
+    findings.push_back(checkCommands(queue, *parsed));
+    findings.push_back(checkPrinterType(queue, *parsed));
+    findings.push_back(checkSnmp(queue, *parsed));
+  }
+  findings.push_back(checkService(queue));
+  return findings;
 }
 
 Finding checkFilterProgram(const std::string& folder) {
-  const std::string program = fmt::format("{}/{}", folder, kFilter);
+  const std::string program = fmt::format("{}/{}", folder, kCommandFilter);
   for (const std::string& path : {folder, program}) {
     struct stat status {};
     if (::stat(path.c_str(), &status) != 0) {

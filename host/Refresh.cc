@@ -44,16 +44,14 @@ Result<PrintJob> endOf(PrintServer& server, const std::string& queue, int id,
     if (seen->isStuck()) {
       return Problem{fmt::format("the job was stopped: the command filter of \"{}\" failed",
                                  forTerminal(queue)),
-                     fmt::format("Run: moxsupply doctor {}", forTerminal(queue))};
+                     "The print server's error_log has its reason."};
     }
     std::this_thread::sleep_for(pause);
     progress.refresh();
   }
   static_cast<void>(server.cancelJob(queue, id, cupsUser()));
   return Problem{fmt::format("\"{}\" did not come to it by the deadline", forTerminal(queue)),
-                 fmt::format("`lpstat -o {0}` shows what it is doing; `moxsupply doctor {0}` finds "
-                             "out why.",
-                             forTerminal(queue))};
+                 fmt::format("`lpstat -o {}` shows what it is doing.", forTerminal(queue))};
 }
 
 }  // namespace

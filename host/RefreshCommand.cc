@@ -35,8 +35,8 @@ std::string titleOf(const PrintQueue& queue) {
 }
 
 Problem didNotAnswer(const PrintQueue& queue) {
-  return {fmt::format("the printer of \"{}\" gave no levels; those shown are its last ones",
-                      forTerminal(queue.name)),
+  return {fmt::format("the printer of \"{}\" gave no levels; {}", forTerminal(queue.name),
+                      queue.markerNames.empty() ? "it never has" : "those shown are its last ones"),
           fmt::format("Is it switched on and awake? `moxsupply doctor {}` looks for the reason.",
                       forTerminal(queue.name))};
 }
@@ -47,11 +47,14 @@ int refreshOne(OpenQueue open, const RefreshOptions& options, std::chrono::secon
   if (const auto* problem = std::get_if<Problem>(&result)) return complain(kCommand, *problem);
 
   const PrintQueue& queue = std::get<Refreshed>(result).queue;
-  std::string text = titleOf(queue);
-  text += supplyTable(suppliesOf(queue), wantsColor(options.color));
   const bool isSilent = queue.hasReason(kDoesNotAnswer);
-  if (!queue.markerMessage.empty() && !isSilent)
-    text += '\n' + forTerminal(queue.markerMessage) + '\n';
+  std::string text;
+  if (!isSilent || !queue.markerNames.empty()) {
+    text = titleOf(queue) + supplyTable(suppliesOf(queue), wantsColor(options.color));
+  }
+  if (!isSilent && !queue.markerMessage.empty()) {
+    text += fmt::format("\n{}\n", forTerminal(queue.markerMessage));
+  }
   if (const int exitStatus = print(kCommand, text); exitStatus != 0) return exitStatus;
   return isSilent ? complain(kCommand, didNotAnswer(queue)) : 0;
 }

@@ -3,6 +3,8 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include <algorithm>
+
 #include "host/HarmlessText.h"
 #include "system/FileDescriptor.h"
 
@@ -15,7 +17,7 @@ void tellScheduler(std::string_view kind, std::string_view text) {
 
 void sendToScheduler(std::string_view lines) {
   while (!lines.empty()) {
-    const std::size_t end = lines.find('\n') + 1;
+    const std::size_t end = std::min(lines.find('\n'), lines.size() - 1) + 1;
     static_cast<void>(writeAll(STDERR_FILENO, lines.substr(0, end)));
     lines.remove_prefix(end);
   }

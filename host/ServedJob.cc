@@ -5,9 +5,15 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <sstream>
 #include <string_view>
 
 #include "host/Decimal.h"
@@ -35,6 +41,44 @@ bool backChannelEndsBy(Clock::time_point end) {
   return false;
 }
 
+std::string contentOf(const std::filesystem::path& path) {
+  std::ifstream file(path);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+// The process that started another one; 0 when there is no such process any more.
+pid_t parentOf(const std::filesystem::path& process) {
+  // The second field is a name in parentheses that may hold anything; the parent is two behind it.
+  const std::string stat = contentOf(process / "stat");
+  std::istringstream fields(stat.substr(std::min(stat.rfind(')') + 1, stat.size())));
+  char state = 0;
+  pid_t parent = 0;
+  fields >> state >> parent;
+  return parent;
+}
+
+// Whether a process is the backend of a job: like this one it was started by the print server; it
+// goes by a device URI, and its first argument is the job's number.
+bool isBackendOf(const ServedJob& job, const std::filesystem::path& process) {
+  if (parentOf(process) != ::getppid()) return false;
+  std::istringstream arguments(contentOf(process / "cmdline"));
+  std::string name;
+  std::string number;
+  std::getline(arguments, name, '\0');
+  std::getline(arguments, number, '\0');
+  return name.find("://") != std::string::npos && number == std::to_string(job.id);
+}
+
+// A cancelled job's backend gets SIGTERM, but ignores it while it prints what a filter sends: it is
+// to finish the page.
+void killBackend(const ServedJob& job) {
+  std::error_code ignored;
+  for (const auto& entry : std::filesystem::directory_iterator("/proc", ignored)) {
+    const auto process = decimal(entry.path().filename().string());
+    if (process && isBackendOf(job, entry.path())) ::kill(static_cast<pid_t>(*process), SIGKILL);
+  }
+}
+
 }  // namespace
 
 std::optional<ServedJob> servedJob(const std::string& id, const std::string& user) {
@@ -54,10 +98,16 @@ void endJob(const ServedJob& job, std::chrono::milliseconds patience) {
 
   tellScheduler("DEBUG", "The CUPS backend still waits for the printer; its job is cancelled.");
   auto server = PrintServer::connect();
-  auto problem = std::holds_alternative<Problem>(server)
-                     ? std::optional(std::get<Problem>(server))
-                     : std::get<PrintServer>(server).cancelJob(job.queue, job.id, job.user);
-  if (problem) tellScheduler("WARNING", problem->what);
+  ::signal(SIGTERM, SIG_IGN);
+  const auto problem = std::holds_alternative<Problem>(server)
+                           ? std::optional(std::get<Problem>(server))
+                           : std::get<PrintServer>(server).cancelJob(job.queue, job.id, job.user);
+  if (problem) {
+    tellScheduler("WARNING", problem->what);
+  } else {
+    // Of a job that is not cancelled, this would be a failure, which can stop the queue.
+    killBackend(job);
+  }
 }
 
 }  // namespace moxsupply

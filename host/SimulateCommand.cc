@@ -130,7 +130,7 @@ void addSimulateCommand(CLI::App& app, RunCommand& run, const CommandLine& besid
       "\n"
       "With a command, the printer runs it and ends with it. {} in its arguments, and the "
       "variable\n"
-      "DEVICE_URI, stand for the device URI, which then goes to standard error.\n");
+      "DEVICE_URI, stand for the device URI, which then goes to standard error.");
   command->formatter(
       std::make_shared<Help>("moxsupply simulate MODEL [--listen ADDRESS:PORT] [-- COMMAND...]\n"
                              "       moxsupply simulate --list"));
@@ -146,10 +146,13 @@ void addSimulateCommand(CLI::App& app, RunCommand& run, const CommandLine& besid
       "something that is no request.\n");
 
   const auto options = std::make_shared<SimulateOptions>();
-  const auto* model = command->add_option("MODEL", options->model, "name or file of a model");
-  command->add_option("--listen", options->listen,
-                      "where to listen; 127.0.0.1:0 when not given. Port 0 is any free one,\n"
-                      "IPv6 addresses stand in brackets: [::1]:9100");
+  const auto* model =
+      command->add_option("MODEL", options->model, "name or file of a model")->option_text(" ");
+  command
+      ->add_option("--listen", options->listen,
+                   "where to listen; 127.0.0.1:0 when not given. Port 0 is any free one,\n"
+                   "IPv6 addresses stand in brackets: [::1]:9100")
+      ->option_text("ADDRESS:PORT");
   command->add_flag("--list", options->list, "name the models, with a line about each");
   command->callback([&run, options, model, besides] {
     if (besides && besides->empty()) throw CLI::RequiredError("a command after --");

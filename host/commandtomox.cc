@@ -41,9 +41,12 @@ namespace {
 
 constexpr int kStopsTheJob = 1;
 
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+
 // How long the CUPS backend may take to end by itself, once the query is over.
-constexpr std::chrono::milliseconds kPatience(5000);
-constexpr std::chrono::milliseconds kPatienceAfterFailure(500);
+constexpr milliseconds kPatience(5000);
+constexpr milliseconds kPatienceAfterFailure(500);
 
 std::string environment(const char* name) {
   const char* value = std::getenv(name);
@@ -139,12 +142,22 @@ void endAtTheLatestAfter(std::uint32_t seconds) {
   ::alarm(seconds);
 }
 
-// When to give the printer up: early enough to say so by the deadline.
-std::chrono::steady_clock::time_point queryDeadline(const QueueSettings& settings) {
-  using std::chrono::milliseconds;
-  const milliseconds all = std::chrono::seconds(settings.deadline);
-  return std::chrono::steady_clock::now() + all - std::min(milliseconds(2000), all / 2);
-}
+// What must be given up when, so that all is done by the deadline.
+struct Timetable {
+  explicit Timetable(std::chrono::seconds deadline)
+      : query(start + deadline - std::min(milliseconds(2000), milliseconds(deadline) / 2)),
+        backend(start + deadline - std::min(milliseconds(1000), milliseconds(deadline) / 4)) {}
+
+  // How long to wait for the backend's end, if it may take `patience`.
+  [[nodiscard]] milliseconds patienceUntilBackend(milliseconds patience) const {
+    const auto left = std::chrono::duration_cast<milliseconds>(backend - Clock::now());
+    return std::clamp(left, milliseconds(0), patience);
+  }
+
+  Clock::time_point start = Clock::now();
+  Clock::time_point query;    // time is left to say that the printer gave no answer
+  Clock::time_point backend;  // time is left to cancel the job
+};
 
 int answer(const Commands& commands, const std::optional<ServedJob>& job,
            const std::string& jobOptions) {
@@ -162,12 +175,13 @@ int answer(const Commands& commands, const std::optional<ServedJob>& job,
   }
 
   endAtTheLatestAfter(settings.deadline);
+  const Timetable times{std::chrono::seconds(settings.deadline)};
   PublishedMarkers markers(environment("CUPS_CACHEDIR"), environment("PRINTER"), ppdPath);
   const Answer answer = [&] {
-    const QueryWatch watch("", queryDeadline(settings), [&](const QueryWatch& /*watch*/) {
+    const QueryWatch watch("", times.query, [&](const QueryWatch& /*watch*/) {
       publishFailure(Status::kNothingReceived, markers, commands.reportLevels);
-      if (job) endJob(*job, kPatienceAfterFailure);
-      ::_exit(EXIT_SUCCESS);
+      if (job) endJob(*job, times.patienceUntilBackend(kPatienceAfterFailure));
+      ::_exit(commands.haveUnknown ? kStopsTheJob : EXIT_SUCCESS);
     });
     if (settings.transport == "usb") drainBackChannel();
     return askPrinterOnStandardOutput(*filter);
@@ -180,7 +194,9 @@ int answer(const Commands& commands, const std::optional<ServedJob>& job,
   }
   // A cable's backend ends by itself, but not without its printer.
   const bool mayBeHeld = hasFailed || settings.transport != "usb";
-  if (job && mayBeHeld) endJob(*job, hasFailed ? kPatienceAfterFailure : kPatience);
+  if (job && mayBeHeld) {
+    endJob(*job, times.patienceUntilBackend(hasFailed ? kPatienceAfterFailure : kPatience));
+  }
   return EXIT_SUCCESS;
 }
 

@@ -127,5 +127,42 @@ TEST(ColorOfALaserSupply, IsTheNamedOneForAnImagingUnit) {
   EXPECT_EQ(laserSupplyNamed("Black Imaging Unit", "other", "Black").color, "Black");
 }
 
+Supply supplyOf(const char* type, std::optional<int> percentage, const char* status = "Correct") {
+  Supply supply;
+  supply.type = type;
+  supply.percentage = percentage;
+  supply.status = status;
+  return supply;
+}
+
+TEST(Cartridge, IsATonerOrAnInk) {
+  EXPECT_TRUE(isCartridge(supplyOf("toner", 50)));
+  EXPECT_TRUE(isCartridge(supplyOf("ink", 50)));
+  EXPECT_FALSE(isCartridge(supplyOf("fuser", 50)));
+  EXPECT_FALSE(isCartridge(supplyOf("other", 50)));
+}
+
+TEST(EmptySupply, HasNothingLeftOrSaysSo) {
+  EXPECT_TRUE(isEmpty(supplyOf("toner", 0)));
+  EXPECT_TRUE(isEmpty(supplyOf("ink", 0, "Empty")));
+  EXPECT_TRUE(isEmpty(supplyOf("ink", std::nullopt, "Empty")));
+  EXPECT_FALSE(isEmpty(supplyOf("toner", 1)));
+  EXPECT_FALSE(isEmpty(supplyOf("toner", std::nullopt)));
+  EXPECT_FALSE(isEmpty(supplyOf("ink", std::nullopt, "Missing")));
+}
+
+TEST(LowSupply, HasOneToTenPercentLeft) {
+  EXPECT_FALSE(isLow(supplyOf("toner", 0)));
+  EXPECT_TRUE(isLow(supplyOf("toner", 1)));
+  EXPECT_TRUE(isLow(supplyOf("toner", 10)));
+  EXPECT_FALSE(isLow(supplyOf("toner", 11)));
+  EXPECT_FALSE(isLow(supplyOf("toner", 100)));
+}
+
+TEST(LowSupply, IsNoneThatIsEmptyOrUnknown) {
+  EXPECT_FALSE(isLow(supplyOf("ink", 5, "Empty")));
+  EXPECT_FALSE(isLow(supplyOf("toner", std::nullopt)));
+}
+
 }  // namespace
 }  // namespace moxsupply::testing

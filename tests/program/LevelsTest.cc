@@ -338,8 +338,8 @@ class MistakeOfLevels : public ::testing::TestWithParam<Mistake> {};
 
 INSTANTIATE_TEST_SUITE_P(
     Levels, MistakeOfLevels,
-    ::testing::Values(Mistake{"NoUri", {}, "DEVICE-URI"},
-                      Mistake{"NoUriButAWord", {"printer"}, "\"printer\" is no device URI"},
+    ::testing::Values(Mistake{"NoPrinter", {}, "PRINTER"},
+                      Mistake{"NoScheme", {"://printer"}, "\"://printer\" is no device URI"},
                       Mistake{"NoHost", {"socket://"}, "\"socket://\" names no host"},
                       Mistake{"UnknownScheme",
                               {"carrier-pigeon://loft"},

@@ -59,6 +59,34 @@ const char* const kOneToner = R"({
 const Bytes kOneTonerReply =
     joined({hex("A5 00 58 50 E0 21 01 00"), kRecordHead, hex("00 01 00 00"), kToner});
 
+const Bytes kOneCartridgeReply = hex(R"(
+    A5 00 0F 50 E0 81 00 FF 00 02  # two items
+    00 19 01 00                    # print head 0: Quarry
+    01 10 01 30                    # first cartridge, of which nothing else is told
+)");
+
+const char* const kOneCartridge = R"({
+  "PrintHeadType": "Quarry", "SupplyCount": 1,
+  "Supply 1": {
+    "SupplyName": "Color", "SupplyType": "ink", "SupplyColor": "Color",
+    "SupplyPercentage": 0, "SupplyStatus": "Correct"
+  }
+})";
+
+// Each misses the head of an answer by one byte.
+const Bytes kThreeOtherLaserReplies = hex(R"(
+    A5 00 06 50 E1 21 01 00 FF
+    A5 00 06 50 E0 20 01 00 FF
+    A5 00 06 50 E0 21 02 00 FF
+)");
+const Bytes kThreeOtherInkjetReplies = hex(R"(
+    A5 00 06 50 E1 81 00 FF FF
+    A5 00 06 50 E0 80 00 FF FF
+    A5 00 06 50 E0 81 01 FF FF
+)");
+
+const Bytes kLoopBack = hex("A5 00 06 40 03 04 20 20 20");
+
 std::vector<std::string> reportOn(const char* printerType, const char* transport) {
   return {MOXSUPPLY_PROGRAM, "report",  "--printer-type", printerType,
           "--transport",     transport, "--timeout",      "5"};
@@ -71,6 +99,8 @@ struct Ending {
   int status;
   const char* report;
 };
+
+void PrintTo(const Ending& ending, std::ostream* out) { *out << ending.name; }
 
 class EndingOfAQuery : public ::testing::TestWithParam<Ending> {};
 
@@ -89,12 +119,9 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(
         Ending{"NothingComes", "Laser", {}, -6, "{}"},
         Ending{"FourOtherReplies", "Laser",
-               joined({hex("A5 00 06 50 E1 21 01 00 FF"),  // byte 4 is not E0
-                       hex("A5 00 06 50 E0 20 01 00 FF"),  // byte 5 is not 21
-                       hex("A5 00 06 50 E0 21 02 00 FF"),  // byte 6 is not 01
-                       hex("A5 00 06 40 03 04 20 20 20"),  // a loop-back
-                       kOneTonerReply}),                   // too late
-               -6, "{}"},
+               joined({kThreeOtherLaserReplies, kLoopBack, kOneTonerReply}), -6, "{}"},
+        Ending{"AnswerAfterThreeOtherReplies", "Laser",
+               joined({kThreeOtherLaserReplies, kOneTonerReply}), 0, kOneToner},
         // Its head is made whole by the reply before it, which is still in the buffer.
         Ending{"AnswerOfFiveBytes", "Laser", hex("A5 00 06 50 00 21 01 00 FF  A5 00 02 50 E0"), -1,
                "{}"},
@@ -123,13 +150,9 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(
         Ending{"NothingComes", "Inkjet", {}, -6, "{}"},
         Ending{"FourOtherReplies", "Inkjet",
-               joined({hex("A5 00 06 50 E1 81 00 FF FF"),   // byte 4 is not E0
-                       hex("A5 00 06 50 E0 80 00 FF FF"),   // byte 5 is not 81
-                       hex("A5 00 06 50 E0 81 01 FF FF"),   // byte 6 is not 00
-                       hex("A5 00 06 40 03 04 20 20 20"),   // a loop-back
-                       hex("A5 00 0B 50 E0 81 00 FF 00 01"  // too late
-                           "01 10 01 30")}),
-               -6, "{}"},
+               joined({kThreeOtherInkjetReplies, kLoopBack, kOneCartridgeReply}), -6, "{}"},
+        Ending{"AnswerAfterThreeOtherReplies", "Inkjet",
+               joined({kThreeOtherInkjetReplies, kOneCartridgeReply}), 0, kOneCartridge},
         // Its head is made whole by the reply before it, which is still in the buffer.
         Ending{"AnswerOfFiveBytes", "Inkjet", hex("A5 00 06 50 00 81 00 FF FF  A5 00 02 50 E0"), -1,
                "{}"},

@@ -200,6 +200,7 @@ FilterProcess::Ending FilterProcess::wait() {
   if (mOutput) ending.written = readUpTo(mOutput.get(), kUntilTheEnd);
   const Bytes result = readUpTo(mResult.get(), kUntilTheEnd);
   ending.result.assign(result.begin(), result.end());
+  if (mPid <= 0) return ending;  // it was waited for before
   if (::testing::Test::HasFailure()) ::kill(mPid, SIGKILL);
   int status = 0;
   rusage usage{};

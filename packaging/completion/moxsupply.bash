@@ -1,0 +1,133 @@
+# Completion of moxsupply's command line for bash.
+
+# Offers those of the words that begin with what stands at the cursor. (compgen -W would expand them
+# as the shell does, and a queue may be called anything.)
+_moxsupply_offer() {
+  local current=$1 word
+  shift
+  for word; do
+    [[ $word != "$current"* ]] || COMPREPLY+=("$(printf %q "$word")")
+  done
+}
+
+_moxsupply_offer_queues() {
+  local queues
+  mapfile -t queues < <(lpstat -e 2>/dev/null)
+  _moxsupply_offer "$1" "${queues[@]}"
+}
+
+_moxsupply_offer_files() {
+  compopt -o filenames 2>/dev/null
+  mapfile -t COMPREPLY < <(compgen -f -- "$1")
+}
+
+# Model files, and folders in which some may be; and the models that need no file.
+_moxsupply_offer_models() {
+  local current=$1 program=$2 models
+  compopt -o filenames 2>/dev/null
+  mapfile -t COMPREPLY < <(compgen -f -X '!*.json' -- "$current"; compgen -d -- "$current")
+  mapfile -t models < <("$program" simulate --list 2>/dev/null | cut -d' ' -f1)
+  _moxsupply_offer "$current" "${models[@]}"
+}
+
+# What may stand behind an option, for all commands. Returns 1 for an option without a value.
+_moxsupply_value() {
+  local command=$1 option=$2 current=$3
+  case $command/$option in
+    levels/--type) _moxsupply_offer "$current" auto laser inkjet ;;
+    enable/--type) _moxsupply_offer "$current" laser inkjet ;;
+    levels/--format) _moxsupply_offer "$current" table json ;;
+    */--color) _moxsupply_offer "$current" auto always never ;;
+    report/--printer-type) _moxsupply_offer "$current" Laser Inkjet ;;
+    report/--transport) _moxsupply_offer "$current" usb socket mdns dnssd ;;
+    report/--output) _moxsupply_offer_files "$current" ;;
+    */--timeout | */--deadline | simulate/--listen) COMPREPLY=() ;;
+    *) return 1 ;;
+  esac
+}
+
+# Whether the line has its printer, queue or model already, before the cursor.
+_moxsupply_has_argument() {
+  local i
+  for ((i = 2; i < COMP_CWORD; ++i)); do
+    case ${COMP_WORDS[i]} in
+      --help | --all | --backend | --list) ;;
+      -*)
+        [[ ${COMP_WORDS[i + 1]} != "=" ]] || ((++i))
+        ((++i))
+        ;;
+      *) return 0 ;;
+    esac
+  done
+  return 1
+}
+
+# What may stand on its own.
+_moxsupply_argument() {
+  local program=$1 command=$2 current=$3
+  case $command in
+    levels)
+      _moxsupply_offer_queues "$current"
+      _moxsupply_offer "$current" socket://
+      [[ ${COMPREPLY[*]} != socket:// ]] || compopt -o nospace 2>/dev/null
+      ;;
+    refresh | enable | disable | doctor) _moxsupply_offer_queues "$current" ;;
+    simulate) _moxsupply_offer_models "$current" "$program" ;;
+  esac
+}
+
+_moxsupply_offer_options() {
+  local command=$1 current=$2
+  case $command in
+    levels)
+      _moxsupply_offer "$current" \
+        --type --format --timeout --deadline --backend --color --help
+      ;;
+    refresh) _moxsupply_offer "$current" --all --deadline --color --help ;;
+    enable) _moxsupply_offer "$current" --type --timeout --deadline --help ;;
+    disable) _moxsupply_offer "$current" --help ;;
+    doctor) _moxsupply_offer "$current" --color --help ;;
+    report)
+      _moxsupply_offer "$current" --printer-type --transport --timeout --output --help
+      ;;
+    simulate) _moxsupply_offer "$current" --listen --list --help ;;
+  esac
+}
+
+_moxsupply() {
+  local program=$1 command=${COMP_WORDS[1]} current=${COMP_WORDS[COMP_CWORD]}
+  local before=$((COMP_CWORD - 1))
+  COMPREPLY=()
+  if ((COMP_CWORD == 1)); then
+    _moxsupply_offer "$current" \
+      levels refresh enable disable doctor report simulate --help --version
+    return
+  fi
+
+  # Behind the printer's -- stands a command line of its own.
+  if [[ $command == simulate && " ${COMP_WORDS[*]:2:COMP_CWORD-2} " == *" -- "* ]]; then
+    if [[ ${COMP_WORDS[before]} == -- ]]; then
+      mapfile -t COMPREPLY < <(compgen -c -- "$current")
+    else
+      _moxsupply_offer_files "$current"
+    fi
+    return
+  fi
+
+  # The equals sign of --type=laser is a word of its own.
+  if [[ $current == "=" ]]; then
+    current=
+  elif [[ ${COMP_WORDS[before]} == "=" ]]; then
+    ((--before))
+  fi
+  if _moxsupply_value "$command" "${COMP_WORDS[before]}" "$current"; then
+    return
+  fi
+  if [[ $current == -* ]]; then
+    _moxsupply_offer_options "$command" "$current"
+  elif ! _moxsupply_has_argument; then
+    _moxsupply_argument "$program" "$command" "$current"
+  fi
+}
+
+complete -F _moxsupply moxsupply

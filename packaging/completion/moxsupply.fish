@@ -1,0 +1,58 @@
+# Completion of moxsupply's command line for fish.
+
+function __moxsupply_queues
+    lpstat -e 2>/dev/null
+end
+
+function __moxsupply_models
+    moxsupply simulate --list 2>/dev/null | string replace -r ' +' '\t'
+end
+
+set -l first __fish_use_subcommand
+complete -c moxsupply -f
+complete -c moxsupply -n $first -s h -l help -d 'Print the help'
+complete -c moxsupply -n $first -l version -d 'Print the version'
+complete -c moxsupply -n $first -a levels -d 'Ask a printer for its supplies'
+complete -c moxsupply -n $first -a refresh -d 'Have a queue report its levels now'
+complete -c moxsupply -n $first -a enable -d 'Let a queue report its supplies'
+complete -c moxsupply -n $first -a disable -d 'Take away what enable added'
+complete -c moxsupply -n $first -a doctor -d 'Find out why a queue shows no levels'
+complete -c moxsupply -n $first -a report -d 'Ask from inside a filter pipeline'
+complete -c moxsupply -n $first -a simulate -d 'Be a printer on the network'
+
+function __moxsupply_option -a subcommand
+    complete -c moxsupply -n "__fish_seen_subcommand_from $subcommand" $argv[2..]
+end
+
+for queued in levels refresh enable disable doctor
+    __moxsupply_option $queued -a '(__moxsupply_queues)' -d 'Print queue'
+end
+for colored in levels refresh doctor
+    __moxsupply_option $colored -l color -x -a 'auto always never' -d 'Colour the output'
+end
+for any in levels refresh enable disable doctor report simulate
+    __moxsupply_option $any -s h -l help -d 'Print the help'
+end
+
+__moxsupply_option levels -l type -x -a 'auto laser inkjet' -d 'What kind of printer it is'
+__moxsupply_option levels -l format -x -a 'table json' -d 'How to show the supplies'
+__moxsupply_option levels -l timeout -x -d 'Longest wait for each read, in seconds'
+__moxsupply_option levels -l deadline -x -d 'Longest time for everything, in seconds'
+__moxsupply_option levels -l backend -d 'Use the CUPS backend for socket:// too'
+
+__moxsupply_option refresh -l all -d 'All queues that are set up for it'
+__moxsupply_option refresh -l deadline -x -d 'Longest wait for each queue, in seconds'
+
+__moxsupply_option enable -l type -x -a 'laser inkjet' -d 'What kind of printer it is'
+__moxsupply_option enable -l timeout -x -d 'Longest wait for each read, in seconds'
+__moxsupply_option enable -l deadline -x -d 'Longest time for one report, in seconds'
+
+__moxsupply_option report -l printer-type -x -a 'Laser Inkjet' -d 'What kind of printer it is'
+__moxsupply_option report -l transport -x -a 'usb socket mdns dnssd' -d 'How it is connected'
+__moxsupply_option report -l timeout -x -d 'Longest wait for each read, in seconds'
+__moxsupply_option report -l output -r -F -d 'Where to write the JSON'
+
+__moxsupply_option simulate -a '(__moxsupply_models)'
+__moxsupply_option simulate -F
+__moxsupply_option simulate -l listen -x -d 'ADDRESS:PORT to listen on'
+__moxsupply_option simulate -l list -d 'Name the models'

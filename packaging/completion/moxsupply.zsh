@@ -1,0 +1,62 @@
+#compdef moxsupply
+# Completion of moxsupply's command line for zsh.
+
+local -a commands help color queue
+commands=(
+  'levels:ask a printer for its supplies'
+  'refresh:have a queue report its levels now'
+  'enable:let a queue report its supplies'
+  'disable:take away what enable added'
+  'doctor:find out why a queue shows no levels'
+  'report:ask from inside a filter pipeline'
+  'simulate:be a printer on the network'
+)
+help=('(- *)'{-h,--help}'[print the help]')
+color='--color=[colour the output]:when:(auto always never)'
+queue='1:print queue:{compadd -- ${(f)"$(lpstat -e 2>/dev/null)"}}'
+
+if (( CURRENT == 2 )); then
+  _describe command commands
+  _arguments $help '(- *)--version[print the version]'
+  return
+fi
+
+words=("${(@)words[2,-1]}")
+(( CURRENT-- ))
+case $words[1] in
+  levels)
+    _arguments $help $color $queue \
+      '--type=[what kind of printer it is]:type:(auto laser inkjet)' \
+      '--format=[how to show the supplies]:format:(table json)' \
+      '--timeout=[longest wait for each read]:seconds' \
+      '--deadline=[longest time for everything]:seconds' \
+      '--backend[use the CUPS backend for socket\:// too]'
+    ;;
+  refresh)
+    _arguments $help $color $queue \
+      '--all[all queues that are set up for it]' \
+      '--deadline=[longest wait for each queue]:seconds'
+    ;;
+  enable)
+    _arguments $help $queue \
+      '--type=[what kind of printer it is]:type:(laser inkjet)' \
+      '--timeout=[longest wait for each read]:seconds' \
+      '--deadline=[longest time for one report]:seconds'
+    ;;
+  disable) _arguments $help $queue ;;
+  doctor) _arguments $help $color $queue ;;
+  report)
+    _arguments $help \
+      '--printer-type=[what kind of printer it is]:type:(Laser Inkjet)' \
+      '--transport=[how it is connected]:transport:(usb socket mdns dnssd)' \
+      '--timeout=[longest wait for each read]:seconds' \
+      '--output=[where to write the JSON]:file:_files'
+    ;;
+  simulate)
+    _arguments $help \
+      '1:model:{compadd -- ${${(f)"$(moxsupply simulate --list 2>/dev/null)"}%% *}; _files -g "*.json"}' \
+      '--listen=[where to listen]:address and port' \
+      '--list[name the models]' \
+      '*::command:_normal'
+    ;;
+esac

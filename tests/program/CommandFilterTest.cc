@@ -1,0 +1,801 @@
+// `commandtomox` as the print server runs it: a process with a printer on standard output and a
+// back channel on descriptor 3, whose messages on standard error are all that comes of it.
+
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <thread>
+
+#include "tests/support/FilterProcess.h"
+#include "tests/support/Golden.h"
+#include "tests/support/Hex.h"
+#include "tests/support/InkjetReply.h"
+#include "tests/support/LaserRecords.h"
+#include "tests/support/ServerQueue.h"
+#include "tests/support/SmallPpd.h"
+#include "tests/support/TemporaryFolder.h"
+
+namespace moxsupply::testing {
+namespace {
+
+using namespace std::chrono_literals;
+using ::testing::Each;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::SizeIs;
+using ::testing::StartsWith;
+using Texts = std::vector<std::string>;
+using Clock = std::chrono::steady_clock;
+
+const Bytes kLoopBack = hex("A5 00 06 40 03 04 20 20 20");
+const Bytes kInkjetQuery = hex("A5 00 05 50 E0 81 00 FF");
+
+constexpr const char* kReportLevels = "#CUPS-COMMAND\nReportLevels\n";
+constexpr const char* kReportStatus = "#CUPS-COMMAND\nReportStatus\n";
+// With a timeout that no test waits for.
+constexpr const char* kLaser = "*moxPrinterType: \"Laser\"\n*moxTimeout: \"1000\"\n";
+constexpr const char* kInkjet = "*moxPrinterType: \"Inkjet\"\n*moxTimeout: \"1000\"\n";
+constexpr const char* kNoPatience = "moxTimeout=0";
+
+constexpr const char* kSilence =
+    "The printer did not answer. The levels shown are those of its last report.";
+
+// A laser printer's answer: a toner.
+Bytes tonerAt(std::uint32_t percent) {
+  return deviceReply(suppliesRecord({supply(
+      1, {description("Cyan Toner"), field(7, hex("01")), maxLevel(100), currentLevel(percent)})}));
+}
+
+// An inkjet printer's answer: a Lantern head with a three-colour cartridge and a black one.
+Bytes cartridges(std::uint8_t black, std::uint8_t blackLevel) {
+  return inkjetReply({inkjetItem(0x0019, hex("02")), inkjetItem(0x0110, hex("A0")),
+                      inkjetItem(0x0120, {black}), inkjetItem(0x0428, hex("1E")),
+                      inkjetItem(0x0429, hex("28")), inkjetItem(0x042A, hex("14")),
+                      inkjetItem(0x0427, {blackLevel})});
+}
+
+// A queue and its printer. Each run of the filter is a job of its own.
+class CommandFilter : public ::testing::Test {
+ protected:
+  CommandFilter() {
+    std::filesystem::create_directory(pathOf("cache"));
+    setPpd(kLaser);
+  }
+
+  void setPpd(std::string_view lines) { writeFile("queue.ppd", smallPpd(lines)); }
+  void setUri(std::string uri) { mUri = std::move(uri); }
+  void setJobOptions(std::string options) { mJobOptions = std::move(options); }
+
+  // Starts the filter with these commands in a file.
+  FilterProcess start(std::string_view commands, BackChannel back = BackChannel::kNonBlockingPipe) {
+    return startWith(argumentsFor(commands), {}, back);
+  }
+
+  // The same after shell commands, of which the last is `exec "$@"`.
+  FilterProcess startAfter(const std::string& shellCommands, std::string_view commands) {
+    return startWith(argumentsFor(commands), {"/bin/sh", "-c", shellCommands, "sh"});
+  }
+
+  FilterProcess startWith(const Texts& arguments, const Texts& before = {},
+                          BackChannel back = BackChannel::kNonBlockingPipe) {
+    Texts command = before;
+    // Whatever print server may run these tests, it has no part in them.
+    command.insert(command.end(), {"env", "-u", "SOFTWARE", "-u", "CUPS_SERVER"});
+    command.emplace_back(MOXSUPPLY_COMMAND_FILTER);
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    mStart = Clock::now();
+    return {back,
+            command,
+            {"LC_ALL=C", "PRINTER=lobby", "DEVICE_URI=" + mUri, "PPD=" + pathOf("queue.ppd"),
+             "CUPS_CACHEDIR=" + pathOf("cache")}};
+  }
+
+  // Waits for the filter's end; the print server hears what it said.
+  FilterProcess::Ending finish(FilterProcess& filter) {
+    auto ending = filter.wait();
+    mTime = Clock::now() - mStart;
+    mQueue.hear(ending.result);
+    return ending;
+  }
+
+  // A job in which the printer, once it is asked, sends these bytes and hangs up.
+  FilterProcess::Ending finishWithReply(FilterProcess& filter, const Bytes& reply) {
+    filter.receive(1);
+    filter.send(reply);
+    filter.endBackChannel();
+    return finish(filter);
+  }
+  FilterProcess::Ending runWithReply(const Bytes& reply,
+                                     std::string_view commands = kReportLevels) {
+    FilterProcess filter = start(commands);
+    auto ending = finishWithReply(filter, reply);
+    EXPECT_EQ(ending.exitStatus, 0) << ending.result;
+    return ending;
+  }
+
+  // A job in which the printer says nothing.
+  FilterProcess::Ending runInSilence(std::string_view commands = kReportLevels,
+                                     const char* jobOptions = kNoPatience) {
+    setJobOptions(jobOptions);
+    FilterProcess filter = start(commands);
+    setJobOptions("");
+    auto ending = finish(filter);
+    EXPECT_EQ(ending.exitStatus, 0) << ending.result;
+    return ending;
+  }
+
+  void expectEqualLists() const {
+    const std::size_t count = mQueue.values("marker-names").size();
+    for (const char* list : {"marker-types", "marker-colors", "marker-levels", "marker-low-levels",
+                             "marker-high-levels"}) {
+      EXPECT_THAT(mQueue.values(list), SizeIs(count)) << list;
+    }
+  }
+
+  // One line that says what is wrong, perhaps one with advice; nothing is sent or published.
+  void expectMisuse(FilterProcess& filter, const char* named) {
+    const auto ending = finish(filter);
+    EXPECT_EQ(ending.exitStatus, 1);
+    EXPECT_TRUE(ending.written.empty());
+    EXPECT_THAT(mQueue.messages("ERROR"), ElementsAre(HasSubstr(named)));
+    EXPECT_EQ(mQueue.messages().size(), 1 + mQueue.messages("INFO").size());
+    EXPECT_LT(mTime, 5s);
+  }
+
+  // What the last job published, but for the reasons.
+  [[nodiscard]] Texts published() const { return mQueue.messages("ATTR"); }
+
+  std::string writeFile(const char* name, std::string_view text) const {
+    std::ofstream(pathOf(name)) << text;
+    return pathOf(name);
+  }
+  [[nodiscard]] std::string pathOf(const char* name) const { return mFolder.path() / name; }
+
+  ServerQueue mQueue;
+  std::chrono::duration<double> mTime{};  // that the last job took
+
+ private:
+  Texts argumentsFor(std::string_view commands) {
+    return {"17", "user", "title", "1", mJobOptions, writeFile("commands", commands)};
+  }
+
+  TemporaryFolder mFolder;
+  std::string mUri = "socket://printer/";
+  std::string mJobOptions;
+  Clock::time_point mStart;
+};
+
+// What the print server has of a printer whose replies are in a golden file.
+struct Published {
+  const char* golden;
+  Texts names;
+  Texts types;
+  Texts colors;
+  std::vector<int> levels;
+  std::string message;
+  std::set<std::string> reasons;
+};
+
+class GoldenPrinter : public CommandFilter, public ::testing::WithParamInterface<Published> {};
+
+INSTANTIATE_TEST_SUITE_P(
+    CommandFilter, GoldenPrinter,
+    ::testing::Values(
+        Published{"laser-mono-toner", {"Black Toner"}, {"toner"}, {"#000000"}, {37}, "", {}},
+        Published{"laser-several-packets",
+                  {"Cyan Toner", "Fuser"},
+                  {"toner", "other"},
+                  {"#00FFFF", "none"},
+                  {1, 50},
+                  "Cyan Toner is low (1 %)",
+                  {"toner-low-report"}},
+        Published{
+            "laser-colour-words",
+            {"cyan toner", "Yellow / Magenta and Cyan Drums", "HighYieldMagentaToner", "Supply 4"},
+            {"toner", "other", "toner", "other"},
+            {"#000000", "#FFFF00", "#FF00FF", "none"},
+            {-2, -2, -2, -2},
+            "",
+            {}},
+        Published{"laser-levels-out-of-range",
+                  {"Over 1", "None 2", "Less 3", "Many 4"},
+                  {"other", "other", "other", "other"},
+                  {"none", "none", "none", "none"},
+                  {100, -2, -2, 49},
+                  "",
+                  {}},
+        Published{"laser-accents",
+                  {"Réceptacle à toner usagé", "トナー (Cyan)", "\U0001F5A8"},
+                  {"other", "other", "other"},
+                  {"none", "#00FFFF", "none"},
+                  {-2, -2, -2},
+                  "",
+                  {}},
+        Published{"laser-no-second-answer",
+                  {"Black Toner", "Waste Bottle"},
+                  {"toner", "other"},
+                  {"#000000", "none"},
+                  {56, -2},
+                  "",
+                  {}},
+        Published{"inkjet-lantern",
+                  {"Cyan Cartridge", "Black Cartridge", "Magenta Cartridge", "Yellow Cartridge"},
+                  {"ink", "ink", "ink", "ink"},
+                  {"#00FFFF", "#000000", "#FF00FF", "#FFFF00"},
+                  {40, 0, 55, -2},
+                  "Black Cartridge is empty",
+                  {"marker-supply-empty-warning"}},
+        Published{"inkjet-lantern-three-colour",
+                  {"Color Cartridge", "Black Cartridge"},
+                  {"ink", "ink"},
+                  {"#00FFFF#FF00FF#FFFF00", "#000000"},
+                  {20, 0},
+                  "Black Cartridge is the wrong cartridge",
+                  {"subunit-recoverable-failure-warning"}},
+        Published{"inkjet-meadow-photo",
+                  {"Color", "Photo"},
+                  {"ink", "ink"},
+                  {"#00FFFF#FF00FF#FFFF00", "#000000#E0FFFF#FF77FF"},
+                  {100, 50},
+                  "Color is not valid in this printer",
+                  {"subunit-recoverable-failure-warning"}},
+        Published{"inkjet-quarry",
+                  {"Color", "Black"},
+                  {"ink", "ink"},
+                  {"#00FFFF#FF00FF#FFFF00", "#000000"},
+                  {74, 75},
+                  "",
+                  {}}),
+    [](const auto& printer) {
+      std::string name = printer.param.golden;
+      std::ranges::replace(name, '-', '_');
+      return name;
+    });
+
+TEST_P(GoldenPrinter, HasItsSuppliesPublished) {
+  const Golden golden = readGolden(GetParam().golden);
+  const char* type = golden.kind == Golden::Kind::kLaser ? "Laser" : "Inkjet";
+  setPpd(fmt::format("*moxPrinterType: \"{}\"\n*moxTimeout: \"5\"\n", type));
+  setUri(golden.transport + "://printer/");
+
+  FilterProcess filter = start(kReportLevels);
+  // No printer answers before it was asked, also where the file does not hold the requests.
+  if (golden.steps[0].what != Golden::What::kRequest) filter.receive(1);
+  for (const Golden::Step& step : golden.steps) {
+    if (step.what == Golden::What::kRequest) {
+      EXPECT_EQ(filter.receive(step.bytes().size()), step.bytes());
+    } else {
+      filter.sendInPieces(step.packets);
+    }
+  }
+  filter.endBackChannel();
+  EXPECT_EQ(finish(filter).exitStatus, 0);
+
+  EXPECT_EQ(mQueue.values("marker-names"), GetParam().names);
+  EXPECT_EQ(mQueue.values("marker-types"), GetParam().types);
+  EXPECT_EQ(mQueue.values("marker-colors"), GetParam().colors);
+  EXPECT_EQ(mQueue.numbers("marker-levels"), GetParam().levels);
+  EXPECT_THAT(mQueue.numbers("marker-low-levels"), Each(10));
+  EXPECT_THAT(mQueue.numbers("marker-high-levels"), Each(100));
+  expectEqualLists();
+  EXPECT_EQ(mQueue.message(), GetParam().message);
+  EXPECT_EQ(mQueue.reasons(), GetParam().reasons);
+  for (const auto& message : mQueue.messages()) {
+    EXPECT_TRUE(message.kind == "ATTR" || message.kind == "STATE") << message.text;
+  }
+}
+
+TEST_F(CommandFilter, WritesNothingButItsRequestsToThePrinter) {
+  FilterProcess filter = start(kReportLevels);
+  EXPECT_EQ(filter.receive(deviceRequest().size()), deviceRequest());
+  filter.send(tonerAt(37));
+  filter.endBackChannel();
+  EXPECT_EQ(finish(filter).written, queryRequest());
+}
+
+TEST_F(CommandFilter, ReadsItsCommandsFromStandardInputWithoutAFileArgument) {
+  FilterProcess filter =
+      startWith({"17", "user", "title", "1", ""},
+                {"/bin/sh", "-c", R"(exec "$@" <"$0")", writeFile("commands", kReportLevels)});
+  EXPECT_EQ(finishWithReply(filter, tonerAt(37)).exitStatus, 0);
+  EXPECT_THAT(mQueue.numbers("marker-levels"), ElementsAre(37));
+}
+
+TEST_F(CommandFilter, TakesCommandsInAnyLetters) {
+  runWithReply(tonerAt(37), "REPORTLEVELS\n");
+  EXPECT_THAT(mQueue.numbers("marker-levels"), ElementsAre(37));
+  runWithReply(tonerAt(0), "reportstatus\n");
+  EXPECT_THAT(mQueue.reasons(), ElementsAre("toner-empty-warning"));
+}
+
+TEST_F(CommandFilter, AsksThePrinterOnceForSeveralCommands) {
+  const auto ending = runWithReply(tonerAt(5), "ReportLevels\nReportStatus\nReportLevels\n");
+  EXPECT_EQ(1 + ending.written.size(), deviceRequest().size() + queryRequest().size());
+  EXPECT_THAT(mQueue.numbers("marker-levels"), ElementsAre(5));
+  EXPECT_THAT(mQueue.reasons(), ElementsAre("toner-low-report"));
+}
+
+TEST_F(CommandFilter, DoesNothingWithoutACommand) {
+  for (const char* commands : {"", "#CUPS-COMMAND\n", "\n\n# ReportLevels\n"}) {
+    const auto ending = runInSilence(commands);
+    EXPECT_EQ(ending.result, "");
+    EXPECT_TRUE(ending.written.empty());
+  }
+}
+
+TEST_F(CommandFilter, ReportsTheStatusByReasonsAlone) {
+  runWithReply(tonerAt(0), kReportStatus);
+  EXPECT_THAT(published(), IsEmpty());
+  EXPECT_THAT(mQueue.reasons(), ElementsAre("toner-empty-warning"));
+  // That does not count as a report of the levels.
+  runWithReply(tonerAt(0));
+  EXPECT_THAT(mQueue.numbers("marker-levels"), ElementsAre(0));
+}
+
+TEST_F(CommandFilter, PublishesNoListAgainWhileNothingChanges) {
+  runWithReply(tonerAt(5));
+  EXPECT_THAT(published(), SizeIs(7));
+  for (int i = 0; i < 2; ++i) {
+    runWithReply(tonerAt(5));
+    EXPECT_THAT(published(), IsEmpty());
+    EXPECT_THAT(mQueue.reasons(), ElementsAre("toner-low-report"));
+  }
+}
+
+TEST_F(CommandFilter, PublishesAllListsWhenALevelChanges) {
+  runWithReply(tonerAt(50));
+  runWithReply(tonerAt(49));
+  EXPECT_THAT(published(), SizeIs(6));  // the message is as it was
+  EXPECT_THAT(mQueue.numbers("marker-levels"), ElementsAre(49));
+  runWithReply(tonerAt(5));
+  EXPECT_THAT(published(), SizeIs(7));
+  EXPECT_EQ(mQueue.message(), "Cyan Toner is low (5 %)");
+}
+
+TEST_F(CommandFilter, PublishesShorterListsWhenThereAreFewerSupplies) {
+  runWithReply(
+      deviceReply(suppliesRecord({supply(1, {description("A")}), supply(2, {description("B")}),
+                                  supply(3, {description("C")})})));
+  EXPECT_THAT(mQueue.values("marker-names"), ElementsAre("A", "B", "C"));
+  runWithReply(tonerAt(50));
+  EXPECT_THAT(mQueue.values("marker-names"), ElementsAre("Cyan Toner"));
+  expectEqualLists();
+}
+
+TEST_F(CommandFilter, ClearsReasonsThatHoldNoLonger) {
+  mQueue.hear("STATE: +media-empty-error\n");
+  runWithReply(tonerAt(0));
+  EXPECT_THAT(mQueue.reasons(), ElementsAre("media-empty-error", "toner-empty-warning"));
+  runWithReply(tonerAt(4));
+  EXPECT_THAT(mQueue.reasons(), ElementsAre("media-empty-error", "toner-low-report"));
+  runWithReply(tonerAt(100));
+  EXPECT_THAT(mQueue.reasons(), ElementsAre("media-empty-error"));
+  EXPECT_EQ(mQueue.message(), "");
+}
+
+TEST_F(CommandFilter, ReportsACartridgeThatIsTakenOutAndPutBack) {
+  setPpd(kInkjet);
+  setUri("usb://Example/Small");
+  runWithReply(cartridges(0x20, 70));
+  EXPECT_THAT(mQueue.numbers("marker-levels"), ElementsAre(20, -1));
+  EXPECT_THAT(mQueue.reasons(), ElementsAre("marker-supply-missing-warning"));
+  EXPECT_EQ(mQueue.message(), "Black Cartridge is missing");
+  runWithReply(cartridges(0x50, 70));
+  EXPECT_THAT(mQueue.numbers("marker-levels"), ElementsAre(20, 70));
+  EXPECT_THAT(mQueue.reasons(), IsEmpty());
+  EXPECT_EQ(mQueue.message(), "");
+}
+
+TEST_F(CommandFilter, PublishesNoListsOfAPrinterWithoutSupplies) {
+  runWithReply(deviceReply(suppliesRecord(256, {})));  // only the low 8 bits count
+  EXPECT_THAT(mQueue.messages("WARNING"), ElementsAre("The printer reports no supplies."));
+  EXPECT_THAT(published(), ElementsAre("marker-message="));
+}
+
+// A printer may send each of these, since it is UTF-8.
+TEST_F(CommandFilter, PublishesHostileNamesAsHarmlessOnes) {
+  const std::vector<std::pair<std::string, std::string>> names = {
+      {"Toner\nSTATE: paused", "Toner STATE: paused"},
+      {"\r\nATTR: marker-levels=100", "ATTR: marker-levels=100"},
+      {"Kit, 110V, \"XL\"", "Kit / 110V / \u201DXL\u201D"},
+      {"'It\\'s'", "\u2019It/\u2019s\u2019"},
+      {"\x1B[2J\x07Toner\x7F", "[2J Toner"},
+      {"\u202Ereno\u200BT\u202C", "reno T"},
+      {"\n\n", "?"},
+      {"   ", "Supply 8"},
+      {std::string(255, '\\'), std::string(255, '/')},
+      {std::string(254, 'n') + "ä", std::string(254, 'n')},
+  };
+  std::vector<Bytes> supplies;
+  Texts harmlessNames;
+  for (const auto& [name, harmless] : names) {
+    supplies.push_back(supply(static_cast<std::uint8_t>(supplies.size() + 1), {description(name)}));
+    harmlessNames.push_back(harmless);
+  }
+  runWithReply(deviceReply(suppliesRecord(supplies)));
+  EXPECT_EQ(mQueue.values("marker-names"), harmlessNames);
+  expectEqualLists();
+  EXPECT_THAT(mQueue.reasons(), IsEmpty());
+  mQueue.restart();
+  EXPECT_EQ(mQueue.values("marker-names"), harmlessNames);
+}
+
+TEST_F(CommandFilter, TakesJobOptionsForThoseOfThePpdFile) {
+  setPpd("*moxPrinterType: \"Laser\"\n*moxTimeout: \"1000\"\n*moxDeadline: \"1000\"\n");
+  setUri("socket://printer:9100/?waiteof=false");
+  const auto ending = runInSilence(
+      kReportLevels, "job-uuid=urn:uuid:0 moxPrinterType=Inkjet moxTimeout=0 moxDeadline=20 n=1");
+  EXPECT_EQ(ending.written, joined({kLoopBack, kInkjetQuery}));
+  EXPECT_LT(mTime, 5s);
+}
+
+TEST_F(CommandFilter, SendsTheLoopBackRequestOnlyOverANetwork) {
+  setPpd(kInkjet);
+  for (const char* uri : {"dnssd://Small._pdl-datastream._tcp.local/", "socket://printer"}) {
+    setUri(uri);
+    EXPECT_EQ(runInSilence().written, joined({kLoopBack, kInkjetQuery})) << uri;
+  }
+  for (const char* uri : {"usb://Example/Small?serial=1", "mdns://Small/"}) {
+    setUri(uri);
+    EXPECT_EQ(runInSilence().written, kInkjetQuery) << uri;
+  }
+}
+
+// It may be what the printer said to an earlier job.
+TEST_F(CommandFilter, DropsWhatLiesOnACableBeforeItAsks) {
+  setUri("usb://Example/Small");
+  FilterProcess filter = startAfter(R"(sleep 0.3; exec "$@")", kReportLevels);
+  filter.send(tonerAt(99));
+  EXPECT_EQ(finishWithReply(filter, tonerAt(5)).exitStatus, 0);
+  EXPECT_THAT(mQueue.numbers("marker-levels"), ElementsAre(5));
+}
+
+TEST_F(CommandFilter, SaysThatAPrinterIsSilentAndLeavesItsLevels) {
+  runWithReply(tonerAt(5));
+  mQueue.hear("STATE: +media-empty-error\n");
+  runInSilence();
+  EXPECT_THAT(mQueue.messages("WARNING"), ElementsAre("The printer did not answer."));
+  EXPECT_THAT(published(), SizeIs(1));
+  EXPECT_EQ(mQueue.message(), kSilence);
+  EXPECT_THAT(mQueue.numbers("marker-levels"), ElementsAre(5));
+  EXPECT_THAT(mQueue.reasons(),
+              ElementsAre("media-empty-error", "timed-out-report", "toner-low-report"));
+
+  runInSilence();
+  EXPECT_THAT(published(), IsEmpty());
+
+  runWithReply(tonerAt(5));
+  EXPECT_THAT(published(), SizeIs(1));
+  EXPECT_EQ(mQueue.message(), "Cyan Toner is low (5 %)");
+  EXPECT_THAT(mQueue.reasons(), ElementsAre("media-empty-error", "toner-low-report"));
+}
+
+TEST_F(CommandFilter, SaysThatAPrinterIsSilentByAReasonAloneWhenAskedForTheStatus) {
+  runInSilence(kReportStatus);
+  EXPECT_THAT(published(), IsEmpty());
+  EXPECT_THAT(mQueue.messages("WARNING"), ElementsAre("The printer did not answer."));
+  EXPECT_THAT(mQueue.reasons(), ElementsAre("timed-out-report"));
+}
+
+TEST_F(CommandFilter, WaitsForASilentPrinterAsLongAsItsTimeoutsTake) {
+  runInSilence(kReportLevels, "moxTimeout=1");
+  EXPECT_GE(mTime, 4s);  // four times
+  EXPECT_LT(mTime, 6s);
+  EXPECT_EQ(mQueue.message(), kSilence);
+}
+
+TEST_F(CommandFilter, EndsAtOnceWhenThePrinterHangsUp) {
+  runWithReply({});
+  EXPECT_LT(mTime, 5s);
+  EXPECT_EQ(mQueue.message(), kSilence);
+}
+
+TEST_F(CommandFilter, EndsAtOnceWithoutABackChannel) {
+  FilterProcess filter = start(kReportLevels, BackChannel::kClosed);
+  EXPECT_EQ(finish(filter).exitStatus, 0);
+  EXPECT_LT(mTime, 5s);
+  EXPECT_EQ(mQueue.message(), kSilence);
+  EXPECT_THAT(mQueue.reasons(), ElementsAre("timed-out-report"));
+}
+
+TEST_F(CommandFilter, KeepsItsTimeoutsOnABlockingBackChannel) {
+  setJobOptions(kNoPatience);
+  for (const BackChannel back : {BackChannel::kBlockingPipe, BackChannel::kSocketPair}) {
+    for (const char* uri : {"socket://printer/", "usb://Example/Small"}) {
+      setUri(uri);
+      FilterProcess filter = start(kReportLevels, back);
+      EXPECT_EQ(finish(filter).exitStatus, 0);
+      EXPECT_LT(mTime, 5s);
+      EXPECT_EQ(mQueue.message(), kSilence);
+    }
+  }
+}
+
+TEST_F(CommandFilter, SaysThatTheLinkWentAway) {
+  FilterProcess filter = startAfter(R"(sleep 0.3; exec "$@")", kReportLevels);
+  filter.closeLink();
+  EXPECT_EQ(finish(filter).exitStatus, 0);
+  EXPECT_THAT(mQueue.messages("WARNING"),
+              ElementsAre("The link to the printer went away before it was asked."));
+  EXPECT_THAT(mQueue.reasons(), ElementsAre("timed-out-report"));
+}
+
+TEST_F(CommandFilter, SaysThatItCannotReadAnAnswer) {
+  setPpd(kInkjet);
+  runWithReply(inkjetReply({inkjetItem(0x0019, hex("05")),  // there is no print head 5
+                            inkjetItem(0x0110, hex("30"))}));
+  EXPECT_THAT(mQueue.messages("WARNING"),
+              ElementsAre("The printer answered but its supplies cannot be read."));
+  EXPECT_THAT(published(), SizeIs(1));
+  EXPECT_THAT(mQueue.message(), HasSubstr("The levels shown are those of its last report."));
+  EXPECT_THAT(mQueue.reasons(), ElementsAre("timed-out-report"));
+}
+
+// Wherever that is, the job ends well and the lists are whole.
+TEST_F(CommandFilter, OutlivesAPrinterThatHangsUpInItsReply) {
+  const Bytes reply = tonerAt(37);
+  for (std::size_t size = 0; size < reply.size(); size += 3) {
+    runWithReply(cut(reply, size));
+    EXPECT_LT(mTime, 5s);
+    expectEqualLists();
+    EXPECT_THAT(mQueue.values("marker-names"), Each(StartsWith("Cyan Toner")));
+    EXPECT_FALSE(mQueue.messages().empty()) << size;
+  }
+}
+
+TEST_F(CommandFilter, OutlivesGarbage) {
+  std::mt19937 random{20240229};  // the same garbage in every run
+  for (const char* ppd : {kLaser, kInkjet}) {
+    setPpd(ppd);
+    for (int round = 0; round < 40; ++round) {
+      // Every third is noise; the others are replies with some bytes that are wrong.
+      const bool isNoise = round % 3 == 0;
+      Bytes garbage = round % 2 == 0 ? tonerAt(37) : cartridges(0x50, 37);
+      if (isNoise) garbage.resize(1 + random() % 3000);
+      for (std::size_t i = isNoise ? 0 : 8; i < garbage.size(); ++i) {
+        if (isNoise || random() % 16 == 0) garbage[i] = static_cast<std::uint8_t>(random());
+      }
+      runWithReply(garbage);
+      EXPECT_LT(mTime, 5s);
+      expectEqualLists();
+    }
+  }
+}
+
+// Bytes without end, as fast as they are read.
+TEST_F(CommandFilter, OutlivesAFlood) {
+  const std::vector<Bytes> floods = {
+      repeated(0x00, 4096),
+      repeated(0xA5, 4096),
+      joined({hex("A5 FF F0 70"), repeated(0x20, 4092)}),  // one packet of 65,523 bytes
+      hex("A5 00 02 70 E0"),                               // packets without end
+      tonerAt(37),
+  };
+  for (const char* uri : {"socket://printer/", "usb://Example/Small"}) {
+    for (const char* ppd : {kLaser, kInkjet}) {
+      for (const Bytes& bytes : floods) {
+        setPpd(ppd);
+        setUri(uri);
+        FilterProcess filter = start(kReportLevels);
+        while (filter.isRunning()) filter.send(bytes);
+        EXPECT_EQ(finish(filter).exitStatus, 0);
+        EXPECT_LT(mTime, 5s) << uri << ' ' << hexText(std::span(bytes).first(4));
+        expectEqualLists();
+      }
+    }
+  }
+}
+
+// In seconds.
+class Deadline : public CommandFilter, public ::testing::WithParamInterface<int> {
+ protected:
+  void setPpdWithTimeout(std::uint32_t timeout) {
+    setPpd(fmt::format("*moxPrinterType: \"Laser\"\n*moxTimeout: \"{}\"\n*moxDeadline: \"{}\"\n",
+                       timeout, GetParam()));
+  }
+
+  void expectSilenceByThen(FilterProcess& filter) {
+    const auto ending = finish(filter);
+    EXPECT_EQ(ending.exitStatus, 0);
+    EXPECT_LE(mTime, std::chrono::seconds(GetParam()) + 500ms);  // with the start of the process
+    EXPECT_THAT(mQueue.messages("WARNING"), ElementsAre("The printer did not answer."));
+    EXPECT_EQ(mQueue.message(), kSilence);
+    EXPECT_THAT(mQueue.reasons(), ElementsAre("timed-out-report"));
+  }
+};
+
+INSTANTIATE_TEST_SUITE_P(CommandFilter, Deadline, ::testing::Values(1, 2, 3),
+                         ::testing::PrintToStringParamName());
+
+TEST_P(Deadline, HoldsAgainstALongTimeout) {
+  setPpdWithTimeout(100);
+  FilterProcess filter = start(kReportLevels);
+  expectSilenceByThen(filter);
+}
+
+TEST_P(Deadline, HoldsAgainstTheLongestTimeout) {
+  setPpdWithTimeout(4294967295U);
+  FilterProcess filter = start(kReportLevels);
+  expectSilenceByThen(filter);
+}
+
+// No timeout ever passes, since each byte begins another.
+TEST_P(Deadline, HoldsAgainstAPrinterThatDripsBytes) {
+  setPpdWithTimeout(10);
+  FilterProcess filter = start(kReportLevels);
+  for (const std::uint8_t byte : joined({hex("A5 10 00 50"), repeated(0xE0, 1000)})) {
+    if (!filter.isRunning()) break;
+    filter.send(Bytes{byte});
+    std::this_thread::sleep_for(20ms);
+  }
+  expectSilenceByThen(filter);
+}
+
+TEST_P(Deadline, LeavesAPrinterThatIsSlowItsTime) {
+  setPpdWithTimeout(100);
+  FilterProcess filter = start(kReportLevels);
+  std::this_thread::sleep_for(100ms * GetParam());
+  EXPECT_EQ(finishWithReply(filter, tonerAt(37)).exitStatus, 0);
+  EXPECT_THAT(mQueue.numbers("marker-levels"), ElementsAre(37));
+}
+
+// The filter hangs in its first message, as it would in anything else.
+TEST_F(CommandFilter, EndsByItsDeadlineWhenNobodyReadsItsMessages) {
+  setPpd("*moxPrinterType: \"Laser\"\n*moxTimeout: \"0\"\n*moxDeadline: \"1\"\n");
+  FilterProcess filter = startAfter(
+      fmt::format(R"(mkfifo {0}; exec 5<>{0}; head -c 65536 /dev/zero >&5; exec "$@" 2>&5)",
+                  pathOf("messages")),
+      kReportLevels);
+  const auto ending = finish(filter);
+  EXPECT_EQ(ending.exitStatus, 0);
+  EXPECT_EQ(ending.signal, 0);
+  EXPECT_GE(mTime, 1s);
+  EXPECT_LT(mTime, 5s);
+}
+
+TEST_F(CommandFilter, EndsAtOnceOnSigterm) {
+  FilterProcess filter = start(kReportLevels);
+  EXPECT_EQ(filter.receive(deviceRequest().size()), deviceRequest());
+  const auto sent = Clock::now();
+  ::kill(filter.pid(), SIGTERM);
+  const auto ending = finish(filter);
+  EXPECT_LT(Clock::now() - sent, 1s);
+  EXPECT_EQ(ending.signal, SIGTERM);
+  EXPECT_EQ(ending.result, "");
+}
+
+struct Refusal {
+  const char* name;
+  std::string commands;
+  Texts refused;  // as they are shown
+};
+
+class UnknownCommand : public CommandFilter, public ::testing::WithParamInterface<Refusal> {};
+
+INSTANTIATE_TEST_SUITE_P(
+    CommandFilter, UnknownCommand,
+    ::testing::Values(Refusal{"One", "#CUPS-COMMAND\nClean all\n", {"Clean"}},
+                      Refusal{"Several", "Clean\nAutoConfigure\n", {"Clean", "AutoConfigure"}},
+                      Refusal{"Longer", "ReportLevelsX\n", {"ReportLevelsX"}},
+                      Refusal{"Shorter", "ReportLevel\n", {"ReportLevel"}},
+                      Refusal{"WithEscapes", "\x1B[2JClean\x07\n", {" [2JClean "}},
+                      Refusal{"WithBidi", "\u202EnaelC\n", {" naelC"}},
+                      Refusal{"WithInvalidBytes", "Cl\xFF\xC3n\n", {"Cl\uFFFD\uFFFDn"}},
+                      Refusal{"WithQuotes", "\"Clean\"'\\\n", {"\"Clean\"'\\"}},
+                      Refusal{"WithPrefixes",
+                              "ATTR:marker-levels=1\nSTATE:paused\n",
+                              {"ATTR:marker-levels=1", "STATE:paused"}},
+                      Refusal{"WithFormats", "%s%n{}{0}\n", {"%s%n{}{0}"}}),
+    [](const auto& refusal) { return refusal.param.name; });
+
+TEST_P(UnknownCommand, IsRefusedInOneLineAndThePrinterNotAsked) {
+  FilterProcess filter = start(GetParam().commands);
+  const auto ending = finish(filter);
+  EXPECT_EQ(ending.exitStatus, 1);
+  EXPECT_TRUE(ending.written.empty());
+  std::string lines;
+  for (const std::string& name : GetParam().refused) {
+    lines += fmt::format(
+        "ERROR: \"{}\" is no command of this printer; it takes ReportLevels and ReportStatus\n",
+        name);
+  }
+  EXPECT_EQ(ending.result, lines);
+}
+
+TEST_F(CommandFilter, RefusesALongCommandInOneLineToo) {
+  FilterProcess filter = start(std::string(1023, 'x') + "\n");
+  const auto ending = finish(filter);
+  EXPECT_EQ(ending.exitStatus, 1);
+  EXPECT_EQ(std::ranges::count(ending.result, '\n'), 1);
+  EXPECT_LT(ending.result.size(), 2000U);
+}
+
+TEST_F(CommandFilter, ReportsTheLevelsBesideAnUnknownCommand) {
+  for (const char* commands : {"Clean\nReportLevels\n", "ReportLevels\nClean\n"}) {
+    FilterProcess filter = start(commands);
+    EXPECT_EQ(finishWithReply(filter, tonerAt(37)).exitStatus, 1);
+    EXPECT_THAT(mQueue.messages("ERROR"), SizeIs(1));
+    EXPECT_THAT(mQueue.numbers("marker-levels"), ElementsAre(37));
+  }
+}
+
+struct Misuse {
+  const char* name;
+  std::string ppdLines;
+  std::string uri;
+  std::string jobOptions;
+  const char* named;  // what the message must name
+};
+
+class MisuseOfAQueue : public CommandFilter, public ::testing::WithParamInterface<Misuse> {};
+
+INSTANTIATE_TEST_SUITE_P(
+    CommandFilter, MisuseOfAQueue,
+    ::testing::Values(
+        Misuse{"NoType", "", "usb://x", "", "moxPrinterType"},
+        Misuse{"WrongType", "*moxPrinterType: \"Plotter\"\n", "usb://x", "", "\"Plotter\""},
+        Misuse{"WrongTypeOfTheJob", kLaser, "usb://x", "moxPrinterType=Plotter", "\"Plotter\""},
+        Misuse{"WrongTimeout", "*moxPrinterType: \"Laser\"\n*moxTimeout: \"2s\"\n", "usb://x", "",
+               "moxTimeout is \"2s\""},
+        Misuse{"WrongTimeoutOfTheJob", kLaser, "usb://x", "moxTimeout=-1", "moxTimeout is \"-1\""},
+        Misuse{"WrongDeadline", kLaser, "usb://x", "moxDeadline=x", "moxDeadline is \"x\""},
+        Misuse{"NoDeadline", kLaser, "usb://x", "moxDeadline=0", "moxDeadline is 0"},
+        Misuse{"HostileType", "*moxPrinterType: \"x\n\x1B[2JSTATE: paused\"\n", "usb://x", "",
+               "\"x [2JSTATE: paused\""},
+        Misuse{"Ipp", kLaser, "ipp://printer/ipp/print", "", "\"ipp\" connection"},
+        Misuse{"Lpd", kLaser, "lpd://printer/queue", "", "\"lpd\" connection"},
+        Misuse{"UpperCaseTransport", kLaser, "USB://x", "", "\"USB\" connection"},
+        Misuse{"HostileTransport", kLaser, "a\nSTATE: paused://x", "", "\"a STATE\" connection"},
+        Misuse{"NoTransport", kLaser, "", "", "\"\" connection"}),
+    [](const auto& misuse) { return misuse.param.name; });
+
+TEST_P(MisuseOfAQueue, IsNamedAndThePrinterNotAsked) {
+  setPpd(GetParam().ppdLines);
+  setUri(GetParam().uri);
+  setJobOptions(GetParam().jobOptions);
+  FilterProcess filter = start(kReportLevels);
+  expectMisuse(filter, GetParam().named);
+}
+
+TEST_F(CommandFilter, NamesItsUsage) {
+  for (const unsigned count : {0U, 1U, 4U, 7U, 20U}) {
+    FilterProcess filter = startWith(Texts(count, "1"));
+    expectMisuse(filter, "usage: commandtomox JOB USER TITLE COPIES OPTIONS [FILE]");
+  }
+}
+
+TEST_F(CommandFilter, NamesACommandFileThatIsNotThere) {
+  FilterProcess filter = startWith({"17", "user", "title", "1", "", "/nonexistent/commands"});
+  expectMisuse(filter, "\"/nonexistent/commands\"");
+}
+
+TEST_F(CommandFilter, NamesAPpdFileThatIsNotThere) {
+  std::filesystem::remove(pathOf("queue.ppd"));
+  FilterProcess filter = start(kReportLevels);
+  expectMisuse(filter, "PPD file");
+}
+
+TEST_F(CommandFilter, NeedsAPpdFileAndADeviceUriInItsEnvironment) {
+  FilterProcess withoutPpd = startAfter(R"(unset PPD; exec "$@")", kReportLevels);
+  expectMisuse(withoutPpd, "PPD file");
+  FilterProcess withoutUri = startAfter(R"(unset DEVICE_URI; exec "$@")", kReportLevels);
+  expectMisuse(withoutUri, "connection");
+}
+
+TEST_F(CommandFilter, NeedsNothingElseInItsEnvironment) {
+  FilterProcess filter = startAfter(R"(unset PRINTER CUPS_CACHEDIR; exec "$@")", kReportLevels);
+  EXPECT_EQ(finishWithReply(filter, tonerAt(37)).exitStatus, 0);
+  EXPECT_THAT(mQueue.numbers("marker-levels"), ElementsAre(37));
+}
+
+}  // namespace
+}  // namespace moxsupply::testing

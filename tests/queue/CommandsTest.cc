@@ -1,0 +1,102 @@
+// Command files as people and desktops submit them, with plain `lp`.
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <thread>
+
+#include "tests/queue/BrokenPrinter.h"
+#include "tests/queue/ModelPrinter.h"
+#include "tests/queue/Models.h"
+#include "tests/queue/QueueTest.h"
+
+namespace moxsupply::testing {
+namespace {
+
+using namespace std::chrono_literals;
+
+class Commands : public QueueTest {
+ protected:
+  // Submits a command file and waits for its end.
+  std::string endAfter(const std::string& commands, const std::vector<std::string>& options = {}) {
+    mJob = submit(server(), queue(), commands, options);
+    return endOf(server(), queue(), mJob);
+  }
+
+  // How often the last one's job has said this.
+  [[nodiscard]] int timesLogged(const std::string& beginning) const {
+    return testing::timesLogged(server(), mJob, beginning);
+  }
+
+ private:
+  int mJob = 0;
+};
+
+TEST_F(Commands, AreKnownInSmallLettersAndBesideComments) {
+  const ModelPrinter printer(port(), laserPrinter({{"Black", 50}}));
+  addEnabledQueue("laser");
+  EXPECT_EQ(endAfter("# what desktops send\n  reportlevels   # now\n"), "completed");
+  EXPECT_EQ(attributes()["marker-levels"], Values{"50"});
+  EXPECT_EQ(printer.paper(), "");
+}
+
+TEST_F(Commands, ReportStatusBringsTheReasonsAlone) {
+  const ModelPrinter printer(port(), laserPrinter({{"Black", 4}}));
+  addEnabledQueue("laser");
+  EXPECT_EQ(endAfter("ReportStatus"), "completed");
+  EXPECT_EQ(attributes()["printer-state-reasons"], Values{"toner-low-report"});
+  EXPECT_EQ(attributes()["marker-names"], Values{});
+  EXPECT_EQ(timesLogged("ATTR: "), 0);
+}
+
+TEST_F(Commands, OfOthersAreRefusedInOneLine) {
+  const ModelPrinter printer(port(), laserPrinter({{"Black", 50}}));
+  addEnabledQueue("laser");
+  EXPECT_EQ(endAfter("Clean all"), "stopped");
+  EXPECT_EQ(timesLogged(R"(\"Clean\" is no command of this printer; it takes ReportLevels and )"
+                        "ReportStatus"),
+            1);
+  EXPECT_EQ(printer.paper(), "");
+  EXPECT_EQ(attributes()["marker-names"], Values{});
+
+  EXPECT_EQ(attributes()["printer-state"], Values{"3"});  // idle
+  report();
+  EXPECT_EQ(attributes()["marker-levels"], Values{"50"});
+}
+
+TEST_F(Commands, OfOthersDoNotKeepOursFromBeingDone) {
+  const ModelPrinter printer(port(), laserPrinter({{"Black", 50}}));
+  addEnabledQueue("laser");
+  EXPECT_EQ(endAfter("PrintSelfTestPage\nReportLevels"), "stopped");
+  EXPECT_EQ(attributes()["marker-levels"], Values{"50"});
+  EXPECT_EQ(printer.paper(), "");
+}
+
+TEST_F(Commands, TakeTheSettingsOfTheirJobBeforeThoseOfTheQueue) {
+  const ModelPrinter printer(port(), inkjetPrinter("B0", 50));
+  addEnabledQueue("laser");
+  EXPECT_EQ(endAfter("ReportLevels", {"-o", "moxPrinterType=Inkjet"}), "completed");
+  EXPECT_EQ(attributes()["marker-levels"].size(), 4U);
+}
+
+TEST_F(Commands, WithAWrongSettingAreRefusedInOneLine) {
+  const ModelPrinter printer(port(), laserPrinter({{"Black", 50}}));
+  addEnabledQueue("laser");
+  EXPECT_EQ(endAfter("ReportLevels", {"-o", "moxTimeout=soon"}), "stopped");
+  EXPECT_EQ(timesLogged(R"(moxTimeout is \"soon\"; it must be a whole number of seconds)"), 1);
+  EXPECT_EQ(attributes()["printer-state"], Values{"3"});  // idle
+}
+
+TEST_F(Commands, EndAtOnceWhenTheirJobIsCancelled) {
+  const BrokenPrinter printer(port(), Fault::kSilent, {});
+  addEnabledQueue("laser");
+  const int job = submit(server(), queue(), "ReportLevels");
+  std::this_thread::sleep_for(500ms);  // it is asking by now
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(server().run({"cancel", queue() + '-' + std::to_string(job)}).exitStatus, 0);
+  EXPECT_EQ(endOf(server(), queue(), job), "canceled");
+  EXPECT_LT(std::chrono::steady_clock::now() - start, 2s);
+}
+
+}  // namespace
+}  // namespace moxsupply::testing

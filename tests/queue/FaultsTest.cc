@@ -1,0 +1,108 @@
+// Printers that do not behave. Whatever they do, the job ends, the queue stays in service, the last
+// levels stay, and the next good report takes every trace of the fault away.
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <optional>
+#include <string>
+
+#include "tests/queue/BrokenPrinter.h"
+#include "tests/queue/ModelPrinter.h"
+#include "tests/queue/Models.h"
+#include "tests/queue/QueueTest.h"
+
+namespace moxsupply::testing {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using namespace std::chrono_literals;
+
+constexpr auto kDeadline = 3s;
+constexpr auto kSlack = 2s;  // for the print server, on a busy machine
+
+constexpr std::string_view kLastReport = " The levels shown are those of its last report.";
+
+struct Trouble {
+  const char* name;
+  std::optional<Fault> fault;  // none: the printer refuses connections
+  std::string why;
+};
+
+class FaultyPrinter : public QueueTest, public ::testing::WithParamInterface<Trouble> {};
+
+INSTANTIATE_TEST_SUITE_P(
+    Faults, FaultyPrinter,
+    ::testing::Values(
+        Trouble{"GoesSilent", Fault::kSilent, "The printer did not answer."},
+        Trouble{"HangsUpMidReply", Fault::kHangsUpMidReply, "The printer did not answer."},
+        Trouble{"Floods", Fault::kFloods, "The printer did not answer."},
+        Trouble{"FloodsPackets", Fault::kFloodsPackets, "The printer did not answer."},
+        Trouble{"RefusesConnections", std::nullopt, "The printer did not answer."}),
+    [](const auto& trouble) { return trouble.param.name; });
+
+TEST_P(FaultyPrinter, KeepsNeitherJobNorQueue) {
+  const auto good = laserPrinter({{"Cyan Toner", 8}, {"Black Toner", 70}});
+  addEnabledQueue("laser");
+  {
+    const ModelPrinter printer(port(), good);
+    report();
+  }
+  const Attributes before = attributes();
+  std::optional<BrokenPrinter> broken;
+  if (GetParam().fault) broken.emplace(port(), *GetParam().fault, good);
+  const auto start = Clock::now();
+  const int job =
+      submit(server(), queue(), "ReportLevels", {"-o", "moxTimeout=1", "-o", "moxDeadline=3"});
+  const std::string end = endOf(server(), queue(), job);
+  EXPECT_TRUE(end == "completed" || end == "canceled") << end;
+  EXPECT_TRUE(isIdleWithin(start + kDeadline + kSlack - Clock::now()));
+  EXPECT_EQ(timesLogged(server(), job, GetParam().why), 1);
+  const Attributes after = attributes();
+  for (const char* list : {"marker-names", "marker-types", "marker-colors", "marker-levels",
+                           "marker-low-levels", "marker-high-levels"}) {
+    EXPECT_EQ(after[list], before[list]) << list;
+  }
+  EXPECT_EQ(after["marker-message"], Values{GetParam().why + std::string(kLastReport)});
+  EXPECT_EQ(after["printer-is-accepting-jobs"], Values{"true"});
+  EXPECT_EQ(alertsOf(server(), queue()), (Values{"timed-out-report", "toner-low-report"}));
+
+  broken.reset();
+  const ModelPrinter printer(port(), good);
+  report();
+  EXPECT_EQ(attributes()["marker-levels"], before["marker-levels"]);
+  EXPECT_EQ(attributes()["marker-message"], Values{"Cyan Toner is low (8 %)"});
+  EXPECT_EQ(attributes()["printer-state-reasons"], Values{"toner-low-report"});
+}
+
+class PrinterThatNeverHangsUp : public QueueTest {};
+
+// The CUPS backend alone would stay for 90 seconds, whether the job is cancelled or not.
+TEST_F(PrinterThatNeverHangsUp, IsLeftByTheDeadline) {
+  const BrokenPrinter printer(port(), Fault::kNeverHangsUp, laserPrinter({{"Black", 50}}));
+  addEnabledQueue("laser");
+  for (const std::string deadline : {"3", "2"}) {
+    const auto start = Clock::now();
+    const int job = submit(server(), queue(), "ReportLevels", {"-o", "moxDeadline=" + deadline});
+    EXPECT_EQ(endOf(server(), queue(), job), "canceled");
+    EXPECT_TRUE(isIdleWithin(start + kDeadline + kSlack - Clock::now()));
+  }
+  EXPECT_EQ(attributes()["marker-levels"], Values{"50"});
+  EXPECT_EQ(attributes()["marker-message"], Values{""});
+  EXPECT_EQ(attributes()["printer-state-reasons"], Values{"none"});
+}
+
+class SilentPrinter : public QueueTest {};
+
+TEST_F(SilentPrinter, IsLeftByAShortDeadline) {
+  const BrokenPrinter printer(port(), Fault::kSilent, {});
+  addEnabledQueue("laser");
+  const auto start = Clock::now();
+  const int job = submit(server(), queue(), "ReportLevels", {"-o", "moxDeadline=2"});
+  EXPECT_EQ(endOf(server(), queue(), job), "canceled");
+  EXPECT_TRUE(isIdleWithin(start + 2s + kSlack - Clock::now()));
+  EXPECT_EQ(attributes()["printer-state-reasons"], Values{"timed-out-report"});
+}
+
+}  // namespace
+}  // namespace moxsupply::testing
