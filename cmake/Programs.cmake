@@ -9,6 +9,8 @@ add_library(moxsupply-system STATIC
 target_include_directories(moxsupply-system PUBLIC "${PROJECT_SOURCE_DIR}")
 target_link_libraries(moxsupply-system PRIVATE moxsupply-warnings)
 
+add_library(moxsupply-formatting STATIC system/Formatting.cc)
+
 add_library(moxsupply-host STATIC
   host/BackendLink.cc
   host/Command.cc
@@ -45,7 +47,7 @@ add_library(moxsupply-host STATIC
   host/TcpLink.cc
   host/TerminalText.cc)
 target_link_libraries(moxsupply-host
-  PUBLIC moxsupply::moxsupply moxsupply-system fmt::fmt-header-only nlohmann_json::nlohmann_json CLI11::CLI11
+  PUBLIC moxsupply::moxsupply moxsupply-system moxsupply-formatting nlohmann_json::nlohmann_json CLI11::CLI11
   PRIVATE Cups::Cups utf8cpp moxsupply-warnings)
 target_compile_definitions(moxsupply-host PRIVATE CUPS_SERVERBIN="${MOXSUPPLY_CUPS_SERVERBIN}")
 

@@ -20,7 +20,7 @@ add_library(moxsupply-simulator STATIC
   simulator/StopSignals.cc
   simulator/WireWriter.cc)
 target_link_libraries(moxsupply-simulator
-  PUBLIC moxsupply-system fmt::fmt-header-only nlohmann_json::nlohmann_json
+  PUBLIC moxsupply-system moxsupply-formatting nlohmann_json::nlohmann_json
   PRIVATE moxsupply-warnings)
 
 target_sources(moxsupply PRIVATE host/SimulateCommand.cc)
