@@ -113,7 +113,7 @@ void installFilter(const std::filesystem::path& program, const std::filesystem::
 
 int run() {
   const testing::PrivatePrintServer cups;
-  installFilter(COMMAND_TO_NOTHING, cups.folder() / "bin/filter");
+  installFilter(COMMAND_TO_NOTHING, cups.folder() / "lib/cups/filter");
   const testing::ReservedPort port;
   const auto driverWith = [](const std::string& filter, const std::string& snmp) {
     return testing::driver("*cupsFilter: \"application/vnd.cups-command 0 " + filter +

@@ -23,13 +23,14 @@ Result<OpenQueue> openQueue(const std::string& name) {
 
 Problem queueIsRaw(const std::string& name) {
   const std::string queue = forTerminal(name);
-  return {fmt::format("\"{}\" is a raw queue: it has no driver (PPD file), so a command for its "
-                      "printer would come out as paper",
-                      queue),
-          fmt::format("Give it a driver first, for example: lpadmin -p {} -m "
-                      "drv:///moxsupply.drv/laser-passthrough.ppd (or inkjet-passthrough.ppd)",
-                      queue),
-          true};
+  return {
+      fmt::format("\"{}\" is a raw queue: it has no driver (PPD file), so a command for its "
+                  "printer would come out as paper",
+                  queue),
+      fmt::format("Give it a driver first, laser-passthrough or inkjet-passthrough: lpadmin -p {} "
+                  "-m drv:///moxsupply.drv/laser-passthrough.ppd",
+                  queue),
+      true};
 }
 
 std::optional<Problem> whyNoCommands(const OpenQueue& open) {

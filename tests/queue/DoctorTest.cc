@@ -81,7 +81,9 @@ class Doctor : public QueueTest {
     addQueue(server(), queue(), port().deviceUri(), ppd.replace(at, from.size(), to));
   }
 
-  [[nodiscard]] fs::path filter() const { return server().folder() / "bin/filter/commandtomox"; }
+  [[nodiscard]] fs::path filter() const {
+    return server().folder() / "lib/cups/filter/commandtomox";
+  }
 };
 
 const auto kGoodPrinter = [] { return laserPrinter({{"Black", 50}}); };
@@ -112,8 +114,8 @@ TEST_F(Doctor, NamesARawQueue) {
   EXPECT_EQ(remedyOf("\"" + queue() +
                      "\" is a raw queue: it has no driver (PPD file), so a command for its printer "
                      "would come out as paper"),
-            "Give it a driver first, for example: lpadmin -p " + queue() +
-                " -m drv:///moxsupply.drv/passthrough.ppd");
+            "Give it a driver first, laser-passthrough or inkjet-passthrough: lpadmin -p " +
+                queue() + " -m drv:///moxsupply.drv/laser-passthrough.ppd");
 }
 
 TEST_F(Doctor, NamesAllThatAQueueLacksAndOneCommandMendsIt) {

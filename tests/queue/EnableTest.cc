@@ -18,7 +18,7 @@ namespace fs = std::filesystem;
 
 // A driver's own filter, which passes on what it gets.
 void installFilter(const PrivatePrintServer& server, const std::string& name) {
-  const fs::path file = server.folder() / "bin/filter" / name;
+  const fs::path file = server.folder() / "lib/cups/filter" / name;
   std::ofstream(file) << "#!/bin/sh\nexec cat $6\n";
   fs::permissions(file, fs::perms(0755));
 }

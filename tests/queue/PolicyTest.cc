@@ -24,7 +24,7 @@ class DebianPolicy : public QueueTest {
   // password would be asked for.
   [[nodiscard]] static Ran asNobody(const std::vector<std::string>& arguments) {
     // Nobody may look into the folder of the build.
-    const fs::path program = server().folder() / "bin/programs/moxsupply";
+    const fs::path program = server().folder() / "bin/moxsupply";
     if (!fs::exists(program)) fs::copy(MOXSUPPLY_PROGRAM, program);
     std::vector<std::string> command = {"setsid",        "--wait",        "setpriv",
                                         "--reuid=65534", "--regid=65534", "--clear-groups",

@@ -87,7 +87,8 @@ void copyProgram(const fs::path& program, const fs::path& folder) {
 
 PrivatePrintServer::PrivatePrintServer(Policy policy) {
   fs::permissions(folder(), fs::perms(0755));  // filters run as another user
-  for (const char* name : {"bin", "cache", "doc", "etc", "home", "log", "spool/temp", "state"}) {
+  for (const char* name :
+       {"bin", "cache", "doc", "etc", "home", "lib/cups/filter", "log", "spool/temp", "state"}) {
     fs::create_directories(folder() / name);
   }
   writeSettings(policy);
@@ -106,7 +107,7 @@ Ran PrivatePrintServer::run(const std::vector<std::string>& command,
                             std::vector<std::string> environment) const {
   const std::vector<std::string> ours = {
       "CUPS_SERVER=" + (folder() / "cups.sock").string(),
-      "CUPS_SERVERBIN=" + (folder() / "bin").string(),
+      "CUPS_SERVERBIN=" + (folder() / "lib/cups").string(),
       "HOME=" + (folder() / "home").string(),  // of no lpoptions of the user's own
       "LC_ALL=C.UTF-8"};
   environment.insert(environment.begin(), ours.begin(), ours.end());
@@ -150,7 +151,7 @@ void PrivatePrintServer::writeSettings(Policy policy) const {
       "Sandboxing Relaxed\n"  // "Off" is an error when root runs it
       "DataDir /usr/share/cups\n"
       "ServerRoot {0}/etc\n"
-      "ServerBin {0}/bin\n"
+      "ServerBin {0}/lib/cups\n"
       "StateDir {0}/state\n"
       "CacheDir {0}/cache\n"
       "DocumentRoot {0}/doc\n"
@@ -162,26 +163,25 @@ void PrivatePrintServer::writeSettings(Policy policy) const {
       folder().string());
 }
 
-// Our programs find the module in ../lib beside them.
+// As they are installed: our programs find the module from where they are.
 void PrivatePrintServer::layOutPrograms() const {
-  const fs::path bin = folder() / "bin";
-  for (const char* name : {"filter", "lib", "programs"}) fs::create_directory(bin / name);
+  const fs::path cups = folder() / "lib/cups";
   for (const char* name : {"backend", "cgi-bin", "daemon", "monitor", "notifier"}) {
-    fs::create_directory_symlink(fs::path(CUPS_SERVERBIN) / name, bin / name);
+    fs::create_directory_symlink(fs::path(CUPS_SERVERBIN) / name, cups / name);
   }
-  copyProgram(fs::path(CUPS_SERVERBIN) / "filter/commandtops", bin / "filter");
-  copyProgram(MOXSUPPLY_FILTER, bin / "filter");
-  fs::copy(MOXSUPPLY_MODULE, bin / "lib");
+  copyProgram(fs::path(CUPS_SERVERBIN) / "filter/commandtops", cups / "filter");
+  copyProgram(MOXSUPPLY_FILTER, cups / "filter");
+  fs::copy(MOXSUPPLY_MODULE, folder() / "lib");
   // AppArmor allows cupsd itself nothing but the system's folders; it knows it by its path.
-  copyProgram("/usr/sbin/cupsd", bin / "programs");
+  copyProgram("/usr/sbin/cupsd", folder() / "bin");
 }
 
 void PrivatePrintServer::start() {
   // SIGTERM, so that it ends its jobs, too, when this process goes.
-  mProcess.emplace(BackChannel::kClosed,
-                   std::vector<std::string>{
-                       "setpriv", "--pdeathsig", "TERM", folder() / "bin/programs/cupsd", "-f",
-                       "-c", folder() / "cupsd.conf", "-s", folder() / "cups-files.conf"});
+  mProcess.emplace(
+      BackChannel::kClosed,
+      std::vector<std::string>{"setpriv", "--pdeathsig", "TERM", folder() / "bin/cupsd", "-f", "-c",
+                               folder() / "cupsd.conf", "-s", folder() / "cups-files.conf"});
   const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
   while (!canConnect(folder() / "cups.sock")) {
     if (std::chrono::steady_clock::now() > end || !mProcess->isRunning()) {

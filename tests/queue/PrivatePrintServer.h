@@ -47,7 +47,8 @@ class PrivatePrintServer {
   // What the print server and its jobs have said.
   [[nodiscard]] std::string log() const;
 
-  // The files: etc/ppd/QUEUE.ppd, etc/printers.conf, bin/filter, which anybody may look at, ...
+  // The files: etc/ppd/QUEUE.ppd, etc/printers.conf, lib/cups/filter, which anybody may look at,
+  // ...
   [[nodiscard]] const std::filesystem::path& folder() const { return mFolder.path(); }
 
  private:
