@@ -93,21 +93,24 @@ std::size_t bytesOf(const std::vector<std::string>& values) {
   return bytes;
 }
 
-// What a name takes of the room that clients of the print server have for a list, which is no more
-// than that of a line here: they put a backslash before each blank.
-std::size_t roomOf(const std::string& name) {
-  return name.size() + static_cast<std::size_t>(std::ranges::count(name, ' '));
-}
+// What a character takes of the room that clients of the print server have for a list, which is no
+// more than that of a line here: they put a backslash before each blank.
+std::size_t roomOf(char c) { return c == ' ' ? 2 : 1; }
 
 std::size_t roomOf(const std::vector<std::string>& names) {
   std::size_t room = 0;
-  for (const std::string& name : names) room += roomOf(name) + 1;
+  for (const std::string& name : names) {
+    for (const char c : name) room += roomOf(c);
+    ++room;  // a comma
+  }
   return room;
 }
 
-std::string cutToRoom(std::string name, std::size_t room) {
-  while (roomOf(name) > room) name = markerName(name, name.size() - 1);
-  return name;
+std::string cutToRoom(const std::string& name, std::size_t room) {
+  std::size_t size = 0;
+  std::size_t taken = 0;
+  while (size < name.size() && taken + roomOf(name[size]) <= room) taken += roomOf(name[size++]);
+  return size == name.size() ? name : markerName(name, size);
 }
 
 // Inside the quotes, as the print server takes a value apart.
