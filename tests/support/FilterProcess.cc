@@ -15,6 +15,8 @@
 #include <cstring>
 #include <thread>
 
+#include "tests/support/BecomeProgram.h"
+
 // Writes the coverage counters out. Present in coverage builds only: their preset has it linked in,
 // which a weak reference alone does not do.
 extern "C" __attribute__((weak)) void __gcov_dump();  // NOLINT(*-reserved-identifier,cert-*)
@@ -99,19 +101,7 @@ FilterProcess::FilterProcess(BackChannel backChannel, const std::vector<std::str
                              std::span<const std::uint8_t> waiting) {
   const auto inChild = [&](int resultDescriptor) {
     ::dup2(resultDescriptor, STDERR_FILENO);
-    for (const std::string& variable : environment) {
-      const std::size_t equals = variable.find('=');
-      ::setenv(variable.substr(0, equals).c_str(), variable.substr(equals + 1).c_str(), 1);
-    }
-    std::vector<char*> arguments;
-    arguments.reserve(command.size() + 1);
-    for (const std::string& argument : command) {
-      arguments.push_back(const_cast<char*>(argument.c_str()));
-    }
-    arguments.push_back(nullptr);
-    ::execvp(arguments[0], arguments.data());
-    std::perror(arguments[0]);
-    ::_exit(127);
+    becomeProgram(command, environment);
   };
   start(backChannel, inChild, waiting);
 }

@@ -7,11 +7,10 @@
 #include <unistd.h>
 
 #include <array>
-#include <cstdio>
-#include <cstdlib>
 
 #include "system/ChildProcess.h"
 #include "system/FileDescriptor.h"
+#include "tests/support/BecomeProgram.h"
 
 namespace moxsupply::testing {
 
@@ -30,22 +29,6 @@ std::string contentOf(const FileDescriptor& file) {
   return text;
 }
 
-void become(const std::vector<std::string>& command, const std::vector<std::string>& environment) {
-  for (const std::string& variable : environment) {
-    const std::size_t equals = variable.find('=');
-    ::setenv(variable.substr(0, equals).c_str(), variable.substr(equals + 1).c_str(), 1);
-  }
-  std::vector<char*> arguments;
-  arguments.reserve(command.size() + 1);
-  for (const std::string& argument : command) {
-    arguments.push_back(const_cast<char*>(argument.c_str()));
-  }
-  arguments.push_back(nullptr);
-  ::execvp(arguments[0], arguments.data());
-  std::perror(arguments[0]);
-  ::_exit(127);
-}
-
 }  // namespace
 
 Ran run(const std::vector<std::string>& command, const std::vector<std::string>& environment,
@@ -58,7 +41,7 @@ Ran run(const std::vector<std::string>& command, const std::vector<std::string>&
     ::dup2(nothing.get(), STDIN_FILENO);
     ::dup2(output.get(), STDOUT_FILENO);
     ::dup2(errors.get(), STDERR_FILENO);
-    become(command, environment);
+    becomeProgram(command, environment);
   });
   const bool hasEnded = child.waitFor(patience);
   child.kill();
