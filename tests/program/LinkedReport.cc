@@ -116,7 +116,8 @@ void LinkedReport::fail() {
 
 LinkedReport::Ending LinkedReport::finish() {
   Ending ending;
-  ending.time = Clock::now() - mStart.value_or(Clock::now());
+  ending.life = Clock::now() - mBirth;
+  ending.time = mStart ? Clock::now() - *mStart : ending.life;
   if (!mProcess.waitFor(std::chrono::seconds(10))) ADD_FAILURE() << "it let go, but did not end";
   const int status = mProcess.waitStatus().value_or(-1);
   if (WIFEXITED(status)) ending.exitStatus = WEXITSTATUS(status);

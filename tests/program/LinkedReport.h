@@ -38,7 +38,8 @@ class LinkedReport {
   struct Ending {
     int exitStatus = -1;     // -1 when it was ended by a signal
     std::string result;      // what it wrote to standard error
-    Clock::duration time{};  // since its first request
+    Clock::duration time{};  // since this object saw its first request
+    Clock::duration life{};  // since it was started
   };
 
   // To be called once `end` is readable: the process has ended then, and whatever it started.
@@ -52,6 +53,7 @@ class LinkedReport {
   Fault mFault;
   std::size_t mAnswered = 0;  // requests
   std::size_t mReceived = 0;  // bytes of the request that is to be answered next
+  Clock::time_point mBirth = Clock::now();
   std::optional<Clock::time_point> mStart;
 
   FileDescriptor mRequests;

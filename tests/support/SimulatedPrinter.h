@@ -23,6 +23,8 @@ class SimulatedPrinter {
   // The device URI at which it answers, socket://127.0.0.1:PORT.
   [[nodiscard]] const std::string& uri() const { return mUri; }
 
+  [[nodiscard]] pid_t pid() const { return mProcess.pid(); }
+
  private:
   static std::vector<std::string> commandFor(const std::string& model,
                                              const std::vector<std::string>& faults) {
