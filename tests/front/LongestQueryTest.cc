@@ -63,13 +63,13 @@ TEST(LongestQuery, OfALaserHasFourTimes65536ReadsWhenItsFirstQueryIsNotAnswered)
   EXPECT_EQ(queryByteByByte("Laser", joined({bytes, repeated('x', kTooMany)})), "-6, 7 left");
 }
 
-// The fourth reply to the first query is its answer, if only just: it ends within its head, of which
-// the last byte still stands in the buffer from the third. So there is a second query.
+// The fourth reply to the first query is its answer, if only just: it ends within its head, of
+// which the last byte still stands in the buffer from the third. So there is a second query.
 TEST(LongestQuery, OfALaserHasEightTimes65536Reads) {
-  const Bytes bytes = joined({times(2, attemptThatEndsWith({})),
-                              attemptThatEndsWith(hex("A5 A5 A5 A5 A5 A5 01")),
-                              attemptThatEndsWith(hex("A5 A5 A5 A5 E0 21")),
-                              times(4, attemptThatEndsWith({})), repeated('x', kTooMany)});
+  const Bytes bytes =
+      joined({times(2, attemptThatEndsWith({})), attemptThatEndsWith(hex("A5 A5 A5 A5 A5 A5 01")),
+              attemptThatEndsWith(hex("A5 A5 A5 A5 E0 21")), times(4, attemptThatEndsWith({})),
+              repeated('x', kTooMany)});
   ASSERT_EQ(bytes.size(), 524'288 + kTooMany);
   EXPECT_EQ(queryByteByByte("Laser", bytes), "-4, 7 left");
 }
@@ -113,9 +113,9 @@ TEST(AThousandQueries, LeaveNoDescriptorAndNoProcess) {
     if (exchange.steps[0].what != Golden::What::kRequest) {
       const bool isLaser = exchange.kind == Golden::Kind::kLaser;
       ASSERT_FALSE(isLaser) << name << " does not list its requests";
-      exchange.steps.insert(exchange.steps.begin(), {Golden::What::kRequest,
-                                                     {hex("A5 00 05 50 E0 81 00 FF")},
-                                                     std::nullopt});
+      exchange.steps.insert(
+          exchange.steps.begin(),
+          {Golden::What::kRequest, {hex("A5 00 05 50 E0 81 00 FF")}, std::nullopt});
     }
     EXPECT_EQ(leftAfterQueries(exchange, 1000), "0 failed, 0 descriptors, no child") << name;
   }

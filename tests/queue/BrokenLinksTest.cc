@@ -96,8 +96,8 @@ class Lane {
   Lane(const PrivatePrintServer& server, int number, const char* type)
       : mName(fmt::format("{}{}", type, number)) {
     addQueue(server, mName, mPort.deviceUri(), postScriptDriver());
-    const Ran ran = server.moxsupply({"enable", mName, "--type", type, "--timeout", kTimeout,
-                                      "--deadline", kDeadline});
+    const Ran ran = server.moxsupply(
+        {"enable", mName, "--type", type, "--timeout", kTimeout, "--deadline", kDeadline});
     EXPECT_EQ(ran.exitStatus, 0) << ran.errors;
   }
 
@@ -138,7 +138,7 @@ class Lane {
 
   // A printer without a fault is reported, and its job is over.
   void expectGood(PrintServer& server, const PrivatePrintServer& tools,
-                       const simulator::Model& good, const std::vector<int>& levels) {
+                  const simulator::Model& good, const std::vector<int>& levels) {
     const ModelPrinter printer(mPort, good);
     const auto job = server.submitCommand(mName, "ReportLevels", 300s);
     EXPECT_EQ(endOf(tools, mName, std::get<int>(job)), "completed");
@@ -235,8 +235,7 @@ TEST(BrokenLinks, KeepNeitherJobNorQueueNorProcess) {
   Work laser = {.type = "laser",
                 .goodLevels = {8, 70},
                 .good = laserPrinter({{"Cyan Toner", 8}, {"Black Toner", 70}})};
-  Work inkjet = {
-      .type = "inkjet", .goodLevels = {61, 80, 47, 92}, .good = inkjetPrinter("B0", 61)};
+  Work inkjet = {.type = "inkjet", .goodLevels = {61, 80, 47, 92}, .good = inkjetPrinter("B0", 61)};
   std::list<Golden> exchanges;
   std::size_t offset = 0;
   for (const std::string& name : goldenNames()) {
