@@ -36,7 +36,7 @@ INSTANTIATE_TEST_SUITE_P(
         Trouble{"IsSilent", silence(), "The printer did not answer."},
         Trouble{"HangsUpMidReply", simulator::Faults{.cut = 60}, "The printer did not answer."},
         Trouble{"ResetsTheConnectionMidReply", simulator::Faults{.reset = 60},
-                "The printer did not answer."},
+                "The printer answered but its supplies cannot be read."},
         Trouble{"Drips", simulator::Faults{.drip = 100ms}, "The printer did not answer."},
         Trouble{"Floods", simulator::Faults{.flood = simulator::Faults::Flood::kBytes},
                 "The printer did not answer."},
