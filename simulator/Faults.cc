@@ -135,6 +135,7 @@ void Faults::add(std::string_view text) {
   const auto* row = std::ranges::find(kVerbs, verb, &VerbRow::verb);
   if (row == kVerbs.end()) {
     std::vector<std::string_view> usages;
+    usages.reserve(kVerbs.size());
     for (const VerbRow& known : kVerbs) usages.push_back(known.usage);
     throw std::invalid_argument(fmt::format("--fault: there is no fault \"{}\"; there are {}", verb,
                                             fmt::join(usages, ", ")));
