@@ -92,11 +92,16 @@ std::optional<ServedJob> servedJob(const std::string& id, const std::string& use
 }
 
 void endJob(const ServedJob& job, std::chrono::milliseconds patience) {
+  // A backend that ends before it is told that nothing more comes has failed: the printer has reset
+  // the connection, say. The print server would hold its job back and try it again in five minutes.
+  const bool hasFailed = backChannelEndsBy(Clock::now() + std::chrono::milliseconds(1));
   const FileDescriptor nowhere(::open("/dev/null", O_WRONLY | O_CLOEXEC));
   ::dup2(nowhere.get(), STDOUT_FILENO);
-  if (backChannelEndsBy(Clock::now() + patience)) return;
+  if (!hasFailed && backChannelEndsBy(Clock::now() + patience)) return;
 
-  tellScheduler("DEBUG", "The CUPS backend still waits for the printer; its job is cancelled.");
+  tellScheduler("DEBUG",
+                hasFailed ? "The CUPS backend has failed; its job is cancelled."
+                          : "The CUPS backend still waits for the printer; its job is cancelled.");
   auto server = PrintServer::connect();
   ::signal(SIGTERM, SIG_IGN);
   const auto problem = std::holds_alternative<Problem>(server)

@@ -21,8 +21,9 @@ std::optional<ServedJob> servedJob(const std::string& id, const std::string& use
 // stays with its job until a printer that it cannot reach is there (seven days), or until a printer
 // that does not hang up has been quiet for 90 seconds; every later job of the queue would wait for
 // that. So this closes standard output, waits up to `patience` for the end of the back channel,
-// which is the backend's end, and after that cancels the job and kills the backend. From the cancel
-// on this process ignores SIGTERM, which it brings.
+// which is the backend's end, and after that cancels the job and kills the backend. It does so at
+// once when the backend has ended before: the print server would keep the job, to try it again.
+// From the cancel on this process ignores SIGTERM, which it brings.
 void endJob(const ServedJob& job, std::chrono::milliseconds patience);
 
 }  // namespace moxsupply

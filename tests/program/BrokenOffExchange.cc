@@ -2,8 +2,14 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <map>
+#include <optional>
 #include <span>
+
+#include "simulator/Model.h"
+#include "tests/property/InkjetExpectation.h"
+#include "tests/property/LaserExpectation.h"
 
 namespace moxsupply::testing {
 
@@ -13,6 +19,12 @@ constexpr std::size_t kAttempts = 4;       // replies that are read until one is
 constexpr std::size_t kShortestReply = 6;  // fewer bytes are no reply: -1
 constexpr std::size_t kReplyHead = 8;      // fewer cannot be decoded
 constexpr std::size_t kLaterHead = 5;      // of a further packet
+
+// Bytes of the requests.
+constexpr std::size_t kLoopBackSize = 9;
+constexpr std::size_t kInkjetQuerySize = 8;
+constexpr std::size_t kDeviceQuerySize = 30;
+constexpr std::size_t kSuppliesQuerySize = 27;
 
 // A reply's packets, each as far as it has come.
 using Packets = std::vector<Bytes>;
@@ -50,71 +62,170 @@ Bytes payloadOf(const Packets& packets) {
   return payload;
 }
 
+using Echo = std::array<std::uint8_t, 3>;
+constexpr Echo kDeviceEcho = {0xE0, 0x21, 0x01};
+constexpr Echo kSuppliesEcho = {0xE0, 0x07, 0x02};
+constexpr Echo kInkjetEcho = {0xE0, 0x81, 0x00};
+
 struct Answer {
-  int status = 0;
+  int status = -6;
+  std::size_t attempts = kAttempts;  // replies that were read, the answer itself included
   Packets packets;
 };
 
-// The reply that is taken for the answer. Replies are read into one buffer that nobody clears, and
-// each is judged by the head that stands there then: its own bytes, and behind them those of the
-// replies before it.
-Answer answerAmong(const std::vector<Packets>& replies, const std::array<std::uint8_t, 3>& echo) {
+// The reply that is taken for the answer. Replies are read into one buffer and each is judged by
+// the head that stands there then: its own bytes and, where nobody clears the buffer in between,
+// behind them those of the replies before it.
+Answer answerAmong(std::span<const Packets> replies, const Echo& echo, bool isCleared) {
   Bytes head(4 + echo.size());
   for (std::size_t i = 0; i < std::min(kAttempts, replies.size()); ++i) {
     const Bytes reply = joined(replies[i]);
+    if (isCleared) head.assign(head.size(), 0);
     std::copy_n(reply.begin(), std::min(reply.size(), head.size()), head.begin());
     if (head[0] != 0xA5 || !std::ranges::equal(std::span(head).subspan(4), echo)) continue;
-    return {reply.size() < kShortestReply ? -1 : 0, replies[i]};
+    return {reply.size() < kShortestReply ? -1 : 0, i + 1, replies[i]};
   }
-  return {-6, {}};
+  return {};
 }
 
-// A supplies table, as far as where things end in it.
-struct TableEnds {
-  std::size_t suppliesCount;                        // offset behind the count of supplies
-  std::map<std::size_t, std::size_t> descriptions;  // offsets behind them, by supply number
-};
-
-// Looks at the table of a whole reply.
-class TableWalk {
+// A record, of which only the first bytes have come. Past the end of the whole record everything is
+// 0.
+class Record {
  public:
-  explicit TableWalk(const Bytes& record) : mRecord(record) {}
+  explicit Record(const Bytes& whole) : mBytes(whole) {}
 
-  [[nodiscard]] TableEnds ends() const {
-    const std::size_t group = elementWithTag(2, 44);
-    const std::size_t table = elementWithTag(8, group + 6);
-    TableEnds ends = {.suppliesCount = table + 4, .descriptions = {}};
-    for (std::size_t entry = table + 6; entry < mRecord.size(); entry += u16(entry + 4) + 6) {
-      std::size_t field = entry + 12;
-      for (const unsigned idTag : {1U, 2U}) {
-        if (u8(field) == idTag) field += 4 + u16(field + 2);
-      }
-      if (u8(field) == 3) ends.descriptions.emplace(u8(entry), field + 4 + u16(field + 2));
-    }
-    return ends;
-  }
-
- private:
-  // Past the end of the record everything is 0.
+  [[nodiscard]] std::size_t size() const { return mBytes.size(); }
   [[nodiscard]] std::size_t u8(std::size_t offset) const {
-    return offset < mRecord.size() ? mRecord[offset] : 0;
+    return offset < mBytes.size() ? mBytes[offset] : 0;
   }
   [[nodiscard]] std::size_t u16(std::size_t offset) const {
     return u8(offset) << 8 | u8(offset + 1);
   }
+  [[nodiscard]] std::uint32_t number(std::size_t offset, std::size_t bytes) const {
+    std::uint32_t value = 0;
+    for (std::size_t i = 0; i < bytes; ++i) {
+      value = value << 8 | static_cast<std::uint32_t>(u8(offset + i));
+    }
+    return value;
+  }
+  [[nodiscard]] std::string text(std::size_t offset, std::size_t bytes) const {
+    std::string text;
+    for (std::size_t i = 0; i < bytes; ++i) text.push_back(static_cast<char>(u8(offset + i)));
+    return text;
+  }
 
+ private:
+  const Bytes& mBytes;
+};
+
+// The supplies table of a whole reply, and what of it lies within its first bytes.
+class SuppliesTable {
+ public:
+  explicit SuppliesTable(const Bytes& record) : mRecord(record) {
+    const std::size_t group = elementWithTag(2, 44);
+    mTable = elementWithTag(8, group + 6);
+  }
+
+  // Whether the count of supplies is there.
+  [[nodiscard]] bool isCountedWithin(std::size_t come) const { return come >= mTable + 4; }
+
+  [[nodiscard]] std::vector<simulator::LaserSupply> suppliesWithin(std::size_t come) const {
+    std::vector<simulator::LaserSupply> supplies;
+    std::size_t entry = mTable + 6;
+    for (; entry + 12 <= come; entry += mRecord.u16(entry + 4) + 6) {
+      supplies.push_back(supplyWithin(entry, come));
+    }
+    return supplies;
+  }
+
+ private:
   // The long form has its length two bytes further back. Past the end of the record, an element
   // has no length, and the search goes on in vain.
   [[nodiscard]] std::size_t elementWithTag(std::uint8_t tag, std::size_t element) const {
-    while (element < mRecord.size() && u8(element) != tag) {
-      const bool isLong = u8(element + 1) == 0;
-      element += isLong ? 6 + u16(element + 4) : 4 + u16(element + 2);
+    while (element < mRecord.size() && mRecord.u8(element) != tag) {
+      element += mRecord.u8(element + 1) == 0 ? 6 + mRecord.u16(element + 4)
+                                              : 4 + mRecord.u16(element + 2);
     }
     return element;
   }
 
-  const Bytes& mRecord;
+  [[nodiscard]] simulator::LaserSupply supplyWithin(std::size_t entry, std::size_t come) const {
+    simulator::LaserSupply supply;
+    supply.number = static_cast<std::uint8_t>(mRecord.u8(entry));
+    const std::size_t end = entry + 6 + mRecord.u16(entry + 4);
+    for (std::size_t field = entry + 12; field < end;) {
+      const std::size_t tag = mRecord.u8(field);
+      const bool isKnown = tag == 1 || tag == 2 || tag == 3 || tag == 7 || tag == 15 || tag == 16;
+      const bool isLong = !isKnown && mRecord.u8(field + 1) == 0;
+      const std::size_t size = mRecord.u16(field + (isLong ? 4 : 2));
+      const std::size_t value = field + (isLong ? 6 : 4);
+      field = value + size;
+      if (field > come) break;
+      const simulator::Number number = {.value = mRecord.number(value, size)};
+      if (tag == 3) supply.description = mRecord.text(value, size);
+      if (tag == 7) supply.type = number;
+      if (tag == 15) supply.maxLevel = number;
+      if (tag == 16) supply.level = number;
+    }
+    return supply;
+  }
+
+  Record mRecord;
+  std::size_t mTable = 0;
 };
+
+// What the packets of the answer to the supplies query carry. A further packet is looked for at its
+// offset modulo 256, wherever that may be.
+Bytes familyRecordIn(const Bytes& reply) {
+  const Record bytes(reply);
+  Bytes payload;
+  for (std::size_t packet = 0, head = 7;;) {
+    const std::size_t begin = std::min(packet + head, reply.size());
+    const std::size_t end = std::min(packet + 3 + bytes.u16(packet + 1), reply.size());
+    if (end <= begin) return payload;
+    payload.insert(payload.end(), reply.begin() + static_cast<std::ptrdiff_t>(begin),
+                   reply.begin() + static_cast<std::ptrdiff_t>(end));
+    const bool isWhole = end == packet + 3 + bytes.u16(packet + 1);
+    const bool moreFollow = (bytes.u8(packet + 3) & 0x20) != 0;
+    packet = end % 256;
+    head = kLaterHead;
+    if (!isWhole || !moreFollow || packet + kLaterHead > reply.size()) return payload;
+  }
+}
+
+simulator::FamilyRecord familyRecordWithin(const Bytes& payload) {
+  const Record record(payload);
+  const std::size_t behindHead = record.u8(0) + 5;
+  const auto fits = [&](std::size_t end) { return end <= payload.size(); };
+  if (!fits(behindHead)) return {};
+  const std::size_t type = record.u8(behindHead - 1);
+  const std::size_t count = record.u8(behindHead - 4);
+  if (type == 1 && fits(behindHead + 19)) {
+    return simulator::SingleSupplyRecord{
+        .supply = static_cast<std::uint8_t>(record.u8(behindHead)),
+        .maxLevel = static_cast<std::uint8_t>(record.u8(behindHead + 17)),
+        .level = static_cast<std::uint8_t>(record.u8(behindHead + 18))};
+  }
+  simulator::PagesRecord pages;
+  simulator::DotsRecord dots;
+  for (std::size_t i = 0; i < count; ++i) {
+    const std::size_t page = behindHead + 14 * i;
+    if (type == 2 && fits(page + 14)) {
+      pages.supplies.push_back({.number = static_cast<std::uint8_t>(record.u8(page)),
+                                .maxLevel = record.number(page + 2, 4),
+                                .level = record.number(page + 6, 4)});
+    }
+    const std::size_t dot = behindHead + 9 * i;
+    if (type == 3 && fits(dot + 9)) {
+      dots.supplies.push_back({.number = static_cast<std::uint8_t>(record.u8(dot)),
+                               .maxLevel = record.number(dot + 1, 4),
+                               .level = record.number(dot + 5, 4)});
+    }
+  }
+  if (type == 2) return pages;
+  if (type == 3) return dots;
+  return {};
+}
 
 std::size_t suppliesIn(const Json& report) {
   std::size_t supplies = 0;
@@ -124,59 +235,52 @@ std::size_t suppliesIn(const Json& report) {
 
 // A laser printer's supplies have come when their count and their descriptions have. The second
 // answer only fills levels in.
-Remains remainsOfLaser(const Golden& exchange, std::size_t size) {
-  const Answer answer = answerAmong(repliesWithin(exchange, size), {0xE0, 0x21, 0x01});
-  if (answer.status != 0) return {.status = answer.status};
+Json answerOfLaser(const Golden& exchange, std::size_t size) {
+  const auto replies = repliesWithin(exchange, size);
+  const Answer answer = answerAmong(replies, kDeviceEcho, false);
+  if (answer.status != 0) return {{"status", answer.status}, {"report", Json::object()}};
 
-  Remains remains = {.status = -4, .namesHead = true};
+  Json report = {{"PrintHeadType", "LaserSupplies"}};
   const Bytes reply = joined(answer.packets);
   const Json& wholeReport = exchange.report->at("report");
   const bool isReadable = reply.size() >= kReplyHead && reply[7] == 0x00;
-  if (!isReadable || !wholeReport.contains("SupplyCount")) return remains;
-
-  const Answer wholeAnswer =
-      answerAmong(repliesWithin(exchange, repliesOf(exchange).size()), {0xE0, 0x21, 0x01});
-  const TableEnds ends = TableWalk(payloadOf(wholeAnswer.packets)).ends();
+  if (!isReadable || !wholeReport.contains("SupplyCount")) {
+    return {{"status", -4}, {"report", report}};
+  }
+  const auto whole = repliesWithin(exchange, repliesOf(exchange).size());
+  const Bytes record = payloadOf(answerAmong(whole, kDeviceEcho, false).packets);
+  const SuppliesTable table(record);
   const std::size_t come = payloadOf(answer.packets).size();
-  if (come < ends.suppliesCount) return remains;
+  if (!table.isCountedWithin(come)) return {{"status", -4}, {"report", report}};
+  report["SupplyCount"] = wholeReport.at("SupplyCount");
 
-  remains.countsSupplies = true;
-  const std::size_t mostSupplies = suppliesIn(wholeReport);
-  while (remains.supplies < mostSupplies && come >= ends.descriptions.at(remains.supplies + 1)) {
-    ++remains.supplies;
+  simulator::LaserModel printer;
+  printer.supplies = table.suppliesWithin(come);
+  const auto later = std::span(replies).subspan(answer.attempts);
+  const Bytes secondReply = joined(answerAmong(later, kSuppliesEcho, true).packets);
+  if (secondReply.size() >= kReplyHead) {
+    printer.record = familyRecordWithin(familyRecordIn(secondReply));
+  }
+  const Json expected = asJson(reportOf(printer).report);
+  std::size_t supplies = 0;
+  for (; supplies < std::min(suppliesIn(expected), suppliesIn(wholeReport)); ++supplies) {
+    const std::string key = "Supply " + std::to_string(supplies + 1);
+    report[key] = expected.at(key);
   }
   const std::size_t announced = wholeReport.at("SupplyCount").get<std::size_t>() % 256;
-  if (remains.supplies == announced) remains.status = 0;
-  return remains;
+  return {{"status", supplies == announced ? 0 : -4}, {"report", report}};
 }
 
-constexpr std::size_t kPrintHead = 0x0019;
-constexpr std::array<std::size_t, 4> kCartridges = {0x0110, 0x0120, 0x0130, 0x0140};
-
-// The items that have come whole, by their ids. The first two cartridges have a second id each; of
-// two items for one thing the later one counts.
-std::map<std::size_t, Bytes> itemsIn(std::span<const std::uint8_t> data) {
-  const std::map<std::size_t, std::size_t> secondIds = {{0x0100, 0x0110}, {0x0200, 0x0120}};
-  std::map<std::size_t, Bytes> items;
+// The items that have come whole.
+std::vector<simulator::InkjetItem> itemsIn(std::span<const std::uint8_t> data) {
+  std::vector<simulator::InkjetItem> items;
   while (data.size() >= 3 && data.size() >= 3U + data[2]) {
-    const std::size_t id = std::size_t{data[0]} << 8 | data[1];
     const auto value = data.subspan(3, data[2]);
-    const auto secondId = secondIds.find(id);
-    items[secondId == secondIds.end() ? id : secondId->second] = {value.begin(), value.end()};
+    items.push_back({.id = static_cast<std::uint16_t>(data[0] << 8 | data[1]),
+                     .value = {value.begin(), value.end()}});
     data = data.subspan(3 + value.size());
   }
   return items;
-}
-
-bool isKnownCartridge(const Bytes& value) {
-  static const Bytes codes =
-      hex("10 20 21 30 31 32 3F 50 51 52 5F 70 71 72 7F 80 90 91 92"
-          "A0 A1 A2 B0 B1 B2 C0 C1 C2 D0 D1 D2");
-  return !value.empty() && std::ranges::find(codes, value[0]) != codes.end();
-}
-
-bool isThreeColourCartridge(const Bytes& value) {
-  return !value.empty() && value[0] >= 0xA0 && value[0] <= 0xA2;
 }
 
 // What the packets of an inkjet printer's answer carry: the items of all that are followed by
@@ -188,29 +292,34 @@ Bytes itemDataOf(Packets packets) {
   return payloadOf(packets);
 }
 
-// An inkjet printer's supplies have come when its first cartridge has, and are as many as known
-// cartridges. A three-colour cartridge leaves room for a black one only.
-Remains remainsOfInkjet(const Golden& exchange, std::size_t size) {
-  const Answer answer = answerAmong(repliesWithin(exchange, size), {0xE0, 0x81, 0x00});
-  if (answer.status != 0) return {.status = answer.status};
+Json answerOfInkjet(const Golden& exchange, std::size_t size) {
+  const Answer answer = answerAmong(repliesWithin(exchange, size), kInkjetEcho, false);
+  if (answer.status != 0) return {{"status", answer.status}, {"report", Json::object()}};
 
   const Bytes reply = joined(answer.packets);
   const Bytes data = itemDataOf(answer.packets);
   const bool hasItems =
       reply.size() >= kReplyHead && reply[7] == 0xFF && data.size() >= 2 && data[0] + data[1] != 0;
-  if (!hasItems) return {.status = -4};
-  const auto items = itemsIn(std::span(data).subspan(2));
-  if (!items.contains(kCartridges[0])) return {.status = -4};
+  if (!hasItems) return {{"status", -4}, {"report", Json::object()}};
+  const ExpectedReport expected =
+      reportOf(simulator::InkjetModel{.items = itemsIn(std::span(data).subspan(2))});
+  return {{"status", static_cast<std::int32_t>(expected.status)},
+          {"report", asJson(expected.report)}};
+}
 
-  Remains remains = {.countsSupplies = true};
-  const bool isThreeColour = isThreeColourCartridge(items.at(kCartridges[0]));
-  for (const std::size_t cartridge : std::span(kCartridges).first(isThreeColour ? 2 : 4)) {
-    if (items.contains(cartridge) && isKnownCartridge(items.at(cartridge))) ++remains.supplies;
+bool isLaser(const Golden& exchange) { return exchange.kind == Golden::Kind::kLaser; }
+
+// Bytes of the replies up to the answer to the first request.
+std::size_t firstAnswerEnd(const Golden& exchange) {
+  const std::size_t all = repliesOf(exchange).size();
+  if (!isLaser(exchange)) return all;
+  const auto replies = repliesWithin(exchange, all);
+  const Answer answer = answerAmong(replies, kDeviceEcho, false);
+  std::size_t end = 0;
+  for (std::size_t i = 0; i < std::min(answer.attempts, replies.size()); ++i) {
+    end += joined(replies[i]).size();
   }
-  const auto head = items.find(kPrintHead);
-  remains.namesHead = head == items.end() || (!head->second.empty() && head->second[0] <= 2);
-  if (!remains.namesHead && remains.supplies > 0) return {.status = -4, .countsSupplies = true};
-  return remains;
+  return end;
 }
 
 }  // namespace
@@ -225,9 +334,23 @@ Bytes repliesOf(const Golden& exchange) {
   return replies;
 }
 
-Remains remainsOf(const Golden& exchange, std::size_t size) {
-  return exchange.kind == Golden::Kind::kLaser ? remainsOfLaser(exchange, size)
-                                               : remainsOfInkjet(exchange, size);
+std::vector<Talk> talkWithin(const Golden& exchange, std::size_t size) {
+  const Bytes replies = repliesOf(exchange);
+  const auto part = [&](std::size_t begin, std::size_t end) {
+    const auto bytes = std::span(replies).first(std::min(end, size));
+    const auto from = bytes.subspan(std::min(begin, bytes.size()));
+    return Bytes(from.begin(), from.end());
+  };
+  if (!isLaser(exchange)) {
+    const bool isOnNetwork = exchange.transport == "socket" || exchange.transport == "dnssd";
+    return {{kInkjetQuerySize + (isOnNetwork ? kLoopBackSize : 0), part(0, replies.size())}};
+  }
+  const std::size_t first = firstAnswerEnd(exchange);
+  return {{kDeviceQuerySize, part(0, first)}, {kSuppliesQuerySize, part(first, replies.size())}};
+}
+
+Json answerTo(const Golden& exchange, std::size_t size) {
+  return isLaser(exchange) ? answerOfLaser(exchange, size) : answerOfInkjet(exchange, size);
 }
 
 }  // namespace moxsupply::testing

@@ -1,24 +1,29 @@
 #pragma once
 
 #include <cstddef>
+#include <vector>
 
 #include "tests/support/Golden.h"
 
 namespace moxsupply::testing {
 
-// What a query must leave when the printer sends only the first bytes of its replies.
-struct Remains {
-  int status = 0;
-  bool namesHead = false;       // the report has a "PrintHeadType"
-  bool countsSupplies = false;  // it has a "SupplyCount"
-  std::size_t supplies = 0;     // it has "Supply 1" and so on up to this one, and no further
-};
-
 // All that the printer of an exchange sends.
 Bytes repliesOf(const Golden& exchange);
 
-// Works out from the bytes themselves, without the module, what the first `size` bytes of the
-// replies of an exchange must leave.
-Remains remainsOf(const Golden& exchange, std::size_t size);
+// What it sends upon each request, as far as the first `size` bytes of it all go.
+struct Talk {
+  std::size_t requestSize;  // bytes of the request
+  Bytes replies;
+};
+std::vector<Talk> talkWithin(const Golden& exchange, std::size_t size);
+
+// Works out, without the module, what a query must leave when nothing comes after the first `size`
+// bytes of the replies: status and report, as `moxsupply report` prints them.
+//
+// It is told from the other end. The bytes are cut as the golden file cuts them, into replies and
+// packets; of the records in them, what lies whole within the first `size` bytes becomes a model of
+// a printer that has no more than that, and what a host is to report of a model is known. Whatever
+// is in the report and not among those bytes, a level above all, differs from this.
+Json answerTo(const Golden& exchange, std::size_t size);
 
 }  // namespace moxsupply::testing

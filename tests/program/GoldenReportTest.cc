@@ -1,15 +1,11 @@
-// `moxsupply report` on every exchange of tests/data: whole, and broken off anywhere.
+// `moxsupply report` on every exchange of tests/data: whole.
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cctype>
-#include <chrono>
-#include <list>
-#include <set>
 #include <span>
 
-#include "tests/program/BrokenOffExchange.h"
 #include "tests/support/FilterProcess.h"
 #include "tests/support/Golden.h"
 
@@ -65,6 +61,16 @@ Bytes requestsOf(const Golden& exchange) {
     requests.insert(requests.end(), request.begin(), request.end());
   }
   return requests;
+}
+
+Bytes repliesOf(const Golden& exchange) {
+  Bytes replies;
+  for (const Golden::Step& step : exchange.steps) {
+    if (step.what != Golden::What::kReply) continue;
+    const Bytes reply = step.bytes();
+    replies.insert(replies.end(), reply.begin(), reply.end());
+  }
+  return replies;
 }
 
 // What a printer has been asked before it sends this reply, where the file does not say it.
@@ -136,110 +142,6 @@ TEST_P(GoldenReport, IsPrintedWhenThePrinterAnswersRequestByRequest) {
   if (listsRequests(mGolden)) {
     EXPECT_EQ(hexText(ending.written), "");
   }
-}
-
-std::set<std::string> keysOf(const Json& object) {
-  std::set<std::string> keys;
-  for (const auto& entry : object.items()) keys.insert(entry.key());
-  return keys;
-}
-
-std::set<std::string> keysOf(const Remains& remains) {
-  std::set<std::string> keys;
-  if (remains.namesHead) keys.insert("PrintHeadType");
-  if (remains.countsSupplies) keys.insert("SupplyCount");
-  for (std::size_t i = 1; i <= remains.supplies; ++i) keys.insert("Supply " + std::to_string(i));
-  return keys;
-}
-
-const std::set<std::string> kKeysOfSupply = {"SupplyName", "SupplyType", "SupplyColor",
-                                             "SupplyPercentage", "SupplyStatus"};
-
-// A laser supply is in the report once its description has come. What has not come is "other", or
-// a level that says so: without a full level -2147483648, without a current one 0.
-void expectPartOfLaserSupply(const Json& part, const Json& whole) {
-  ASSERT_EQ(keysOf(part), kKeysOfSupply);
-  for (const char* key : {"SupplyName", "SupplyColor", "SupplyStatus"}) {
-    EXPECT_EQ(part.at(key), whole.at(key));
-  }
-  EXPECT_TRUE(part.at("SupplyType") == whole.at("SupplyType") || part.at("SupplyType") == "other");
-  const Json& level = part.at("SupplyPercentage");
-  EXPECT_TRUE(level == whole.at("SupplyPercentage") || level == -2147483648 || level == 0) << part;
-}
-
-// What has not come of a cartridge takes part in its level as 0, and the role of the first one
-// depends on whether there is a third; so it is judged by its form alone.
-void expectInkjetSupply(const Json& supply) {
-  ASSERT_EQ(keysOf(supply), kKeysOfSupply);
-  EXPECT_EQ(supply.at("SupplyType"), "ink");
-  const int level = supply.at("SupplyPercentage").get<int>();
-  EXPECT_TRUE(level >= 0 && level <= 255) << level;
-}
-
-void expectRemains(const Json& answer, const Remains& remains, const Golden& exchange) {
-  EXPECT_EQ(answer.at("status"), remains.status);
-  const Json& report = answer.at("report");
-  ASSERT_EQ(keysOf(report), keysOf(remains));
-  const Json& whole = exchange.report->at("report");
-  const bool isLaser = exchange.kind == Golden::Kind::kLaser;
-  if (remains.countsSupplies) {
-    EXPECT_EQ(report.at("SupplyCount"), isLaser ? whole.at("SupplyCount") : Json(remains.supplies));
-  }
-  for (std::size_t i = 1; i <= remains.supplies; ++i) {
-    const std::string key = "Supply " + std::to_string(i);
-    if (isLaser) {
-      expectPartOfLaserSupply(report.at(key), whole.at(key));
-    } else {
-      expectInkjetSupply(report.at(key));
-    }
-  }
-}
-
-Bytes firstOf(const Bytes& bytes, std::size_t size) {
-  return {bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(size)};
-}
-
-// From none of the replies' bytes to all but one. With sanitizers a process takes long; a sample
-// (MOXSUPPLY_CUT_EVERY) must do there, since the decoders are tested with every length by
-// themselves.
-TEST_P(GoldenReport, IsWhatHasComeWhenThePrinterGoesAway) {
-  constexpr std::size_t kAtATime = 8;
-  const Bytes replies = repliesOf(mGolden);
-  for (std::size_t next = 0; next < replies.size() && !HasFailure();) {
-    std::list<FilterProcess> reports;
-    std::vector<std::size_t> sizes;
-    for (; sizes.size() < kAtATime && next < replies.size(); next += MOXSUPPLY_CUT_EVERY) {
-      sizes.push_back(next);
-      reports.emplace_back(BackChannel::kNonBlockingPipe, reportOn(mGolden, "5"), kEnvironment,
-                           firstOf(replies, next));
-      reports.back().endBackChannel();
-    }
-    auto report = reports.begin();
-    for (const std::size_t size : sizes) {
-      SCOPED_TRACE(std::to_string(size) + " of " + std::to_string(replies.size()) + " bytes");
-      expectRemains(answerOf((report++)->wait()), remainsOf(mGolden, size), mGolden);
-    }
-  }
-}
-
-// A sample, since silence takes its time: of each exchange the first half of the bytes.
-TEST(GoldenReports, AreWhatHasComeWhenThePrinterFallsSilent) {
-  const auto start = std::chrono::steady_clock::now();
-  std::vector<Golden> exchanges;
-  std::list<FilterProcess> reports;
-  for (const std::string& name : namesOfExchanges()) {
-    const Golden& exchange = exchanges.emplace_back(readGolden(name));
-    const Bytes replies = repliesOf(exchange);
-    reports.emplace_back(BackChannel::kNonBlockingPipe, reportOn(exchange, "1"), kEnvironment,
-                         firstOf(replies, replies.size() / 2));
-  }
-  auto report = reports.begin();
-  for (const Golden& exchange : exchanges) {
-    SCOPED_TRACE(exchange.name);
-    const Remains remains = remainsOf(exchange, repliesOf(exchange).size() / 2);
-    expectRemains(answerOf((report++)->wait()), remains, exchange);
-  }
-  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::seconds(1)) << "not silence";
 }
 
 }  // namespace
