@@ -25,10 +25,19 @@ target_include_directories(moxsupply-transcript PUBLIC "${PROJECT_SOURCE_DIR}")
 target_link_libraries(moxsupply-transcript PRIVATE moxsupply-warnings)
 
 add_library(moxsupply-host STATIC
+  host/BackChannelPipe.cc
   host/BackendLink.cc
   host/CaughtOutput.cc
   host/Command.cc
   host/CommandFile.cc
+  host/DecodeCommand.cc
+  host/DecodedItems.cc
+  host/DecodedLevels.cc
+  host/DecodedQuery.cc
+  host/DecodedRecord.cc
+  host/DecodedReply.cc
+  host/DecodedTable.cc
+  host/DecodedText.cc
   host/DeviceUri.cc
   host/DisableCommand.cc
   host/DoctorCommand.cc
@@ -52,6 +61,7 @@ add_library(moxsupply-host STATIC
   host/Recording.cc
   host/Refresh.cc
   host/RefreshCommand.cc
+  host/ReplayedLink.cc
   host/ReportCommand.cc
   host/ReportJson.cc
   host/SchedulerMessage.cc

@@ -4,11 +4,9 @@
 #include <span>
 #include <thread>
 
+#include "host/BackChannelPipe.h"
 #include "host/CaughtOutput.h"
 #include "host/Recording.h"
-#include "host/Substitute.h"
-#include "system/FileDescriptor.h"
-#include "system/Pipe.h"
 
 namespace moxsupply {
 
@@ -32,13 +30,10 @@ class RecordedLink {
  private:
   bool passOn(std::span<const std::uint8_t> request);
   void relayAnswers();
-  bool deliver(std::span<const std::uint8_t> piece);
 
   Recording& mRecording;
   CaughtOutput mRequests;
-  Pipe mWake;  // its end: stop
-  Pipe mAnswers;
-  Substitute mBackChannel;
+  BackChannelPipe mAnswers;
   std::thread mThread;
 };
 

@@ -24,6 +24,9 @@ class ReplayPace {
   // Seconds for each single read.
   [[nodiscard]] std::uint32_t timeout() const { return mHasSilence ? 1 : kPatience; }
 
+  // Whether a read times out before the last operation.
+  [[nodiscard]] bool hasSilence() const { return mHasSilence; }
+
   // How long to wait before bytes come from the printer, or its end.
   [[nodiscard]] std::chrono::milliseconds pauseBefore(const Operation& operation) const {
     const auto reads = silentReads(operation);
