@@ -4,6 +4,8 @@ add_library(moxsupply-simulator STATIC
   simulator/Answer.cc
   simulator/ChildCommand.cc
   simulator/Connection.cc
+  simulator/Disturbance.cc
+  simulator/Faults.cc
   simulator/InkjetModelFile.cc
   simulator/InkjetReply.cc
   simulator/JsonDocument.cc

@@ -14,6 +14,7 @@
 #include <utility>
 
 #include "simulator/ChildCommand.h"
+#include "simulator/Faults.h"
 #include "simulator/Listener.h"
 #include "simulator/ModelFile.h"
 #include "simulator/Server.h"
@@ -30,6 +31,7 @@ constexpr int kExitNotStarted = 127;  // the command could not be started, as sh
 struct SimulateOptions {
   std::string model;
   std::string listen = "127.0.0.1:0";
+  std::vector<std::string> faults;
   bool list = false;
 };
 
@@ -49,6 +51,12 @@ void complainOfJunk(const simulator::Junk& junk) {
   const bool isWhole = junk.size == junk.head.size();
   say(fmt::format("no request: {:02X}{} ({} byte{})", fmt::join(junk.head, " "),
                   isWhole ? "" : " ...", junk.size, junk.size == 1 ? "" : "s"));
+}
+
+simulator::Faults faultsOf(const std::vector<std::string>& texts) {
+  simulator::Faults faults;
+  for (const std::string& text : texts) faults.add(text);
+  return faults;
 }
 
 // The command with the printer's URI for every "{}".
@@ -92,14 +100,16 @@ int serveCommand(simulator::Server& server, const simulator::StopSignals& signal
 int simulate(const SimulateOptions& options, const CommandLine& command) try {
   if (options.list) return listModels();
   const auto model = simulator::readModelFile(simulator::findModel(options.model));
+  const simulator::Faults faults = faultsOf(options.faults);
   const simulator::StopSignals signals;
   auto listener = simulator::listenOn(options.listen);
   const std::string uri = simulator::deviceUri(listener.get());
   bool wasSentJunk = false;
-  simulator::Server server(model, std::move(listener), [&](const simulator::Junk& junk) {
+  const auto complain = [&](const simulator::Junk& junk) {
     wasSentJunk = true;
     complainOfJunk(junk);
-  });
+  };
+  simulator::Server server(model, std::move(listener), complain, faults);
   if (!command) return serve(server, signals, uri);
   const int status = serveCommand(server, signals, uri, *command);
   return status == 0 && wasSentJunk ? kExitFailed : status;
@@ -132,12 +142,18 @@ void addSimulateCommand(CLI::App& app, RunCommand& run, const CommandLine& besid
       "variable\n"
       "DEVICE_URI, stand for the device URI, which then goes to standard error.");
   command->formatter(
-      std::make_shared<Help>("moxsupply simulate MODEL [--listen ADDRESS:PORT] [-- COMMAND...]\n"
+      std::make_shared<Help>("moxsupply simulate MODEL [--listen ADDRESS:PORT]\n"
+                             "                          [--fault VERB[=VALUE]]... [-- COMMAND...]\n"
                              "       moxsupply simulate --list"));
   command->footer(
+      "Faults, on each connection (bytes are counted over all that the printer sends there):\n" +
+      simulator::describeFaults() +
+      "Of cut, reset and silent the one that is reached first counts.\n"
+      "\n"
       "Examples:\n"
       "  moxsupply simulate laser-colour-full --listen 127.0.0.1:9100\n"
       "  moxsupply simulate inkjet-lantern-four-cartridges -- ./query-printer {}\n"
+      "  moxsupply simulate laser-mono-toner --fault drip=100 --fault silent=60\n"
       "\n"
       "Exit status: 0 after SIGINT or SIGTERM; 2 the arguments or the model file are wrong, or "
       "the\n"
@@ -153,6 +169,11 @@ void addSimulateCommand(CLI::App& app, RunCommand& run, const CommandLine& besid
                    "where to listen; 127.0.0.1:0 when not given. Port 0 is any free one,\n"
                    "IPv6 addresses stand in brackets: [::1]:9100")
       ->option_text("ADDRESS:PORT");
+  command
+      ->add_option("--fault", options->faults,
+                   "what is wrong with the printer; may be given several times, see below")
+      ->allow_extra_args(false)
+      ->option_text("VERB[=VALUE]");
   command->add_flag("--list", options->list, "name the models, with a line about each");
   command->callback([&run, options, model, besides] {
     if (besides && besides->empty()) throw CLI::RequiredError("a command after --");

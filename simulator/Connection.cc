@@ -1,6 +1,7 @@
 #include "simulator/Connection.h"
 
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 
 #include <array>
@@ -17,6 +18,9 @@ namespace {
 // Junk that pauses for this long has ended.
 constexpr std::chrono::milliseconds kQuiet{200};
 
+// How often to look whether all bytes have arrived.
+constexpr std::chrono::milliseconds kBetweenLooks{1};
+
 // What a host that is gone may have left behind and a finishing connection still looks at.
 constexpr int kLastReads = 1024;
 
@@ -24,12 +28,13 @@ using ReadBuffer = std::array<std::uint8_t, 4096>;
 
 }  // namespace
 
-Connection::Connection(FileDescriptor socket, Printer printer)
-    : mSocket(std::move(socket)), mPrinter(std::move(printer)) {}
+Connection::Connection(FileDescriptor socket, Printer printer, AtTheEnd atTheEnd)
+    : mSocket(std::move(socket)), mPrinter(std::move(printer)), mAtTheEnd(atTheEnd) {}
 
 Connection::Wait Connection::waitsFor(Clock::time_point now) const {
   if (!mOutgoing.empty() && now < mDue) return {.until = mDue};
   if (!mOutgoing.empty()) return {.events = POLLOUT};
+  if (mHostHasEnded) return {};
   if (mPrinter.holdsJunk()) return {.events = POLLIN, .until = mLastHeard + kQuiet};
   return {.events = POLLIN};
 }
@@ -37,10 +42,8 @@ Connection::Wait Connection::waitsFor(Clock::time_point now) const {
 bool Connection::proceed(short events, Clock::time_point now) {
   const bool isGone = (events & (POLLERR | POLLHUP)) != 0;
   if (isGone) mOutgoing.clear();
-  if (!mOutgoing.empty()) {
-    send(now);
-    return true;
-  }
+  if (!mOutgoing.empty()) return send(now);
+  if (mHostHasEnded) return !isGone;
   if (isGone || (events & POLLIN) != 0) return receive(now);
   if (now >= mLastHeard + kQuiet) mPrinter.hearNothing();
   return true;
@@ -56,22 +59,46 @@ void Connection::finish() {
   mPrinter.hearEnd();
 }
 
-void Connection::send(Clock::time_point now) {
+// False once it has hung up.
+bool Connection::send(Clock::time_point now) {
   while (!mOutgoing.empty() && mDue <= now) {
-    const auto rest = std::span(mOutgoing.front().bytes).subspan(mSent);
+    const Write& write = mOutgoing.front();
+    const auto rest = std::span(write.bytes).subspan(mSent);
     const ssize_t count = ::send(socket(), rest.data(), rest.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
-    if (count < 0 && (errno == EAGAIN || errno == EINTR)) return;
+    if (count < 0 && (errno == EAGAIN || errno == EINTR)) return true;
     if (count < 0) {  // nobody is left to answer
       mOutgoing.clear();
-      return;
+      return true;
     }
     mSent += static_cast<std::size_t>(count);
-    if (mSent == mOutgoing.front().bytes.size()) {
-      mOutgoing.pop_front();
-      mSent = 0;
-      if (!mOutgoing.empty()) mDue = now + mOutgoing.front().pause;
-    }
+    if (mSent < write.bytes.size()) continue;
+    if (write.then != Then::kNext) return finishWrite(now);
+    mOutgoing.pop_front();
+    mSent = 0;
+    if (!mOutgoing.empty()) mDue = now + mOutgoing.front().pause;
   }
+  return true;
+}
+
+// What a write says that comes after it, if not the next one. False once it has hung up.
+bool Connection::finishWrite(Clock::time_point now) {
+  const Then then = mOutgoing.front().then;
+  if (then == Then::kAgain) {  // but the other connections have their turn first
+    mSent = 0;
+    return true;
+  }
+  if (then == Then::kHangUp) {
+    finish();  // what is not read would turn the end into a reset
+    return false;
+  }
+  int onTheWay = 0;
+  if (::ioctl(socket(), TIOCOUTQ, &onTheWay) == 0 && onTheWay > 0) {  // a reset takes that back
+    mDue = now + kBetweenLooks;
+    return true;
+  }
+  const linger atOnce = {.l_onoff = 1, .l_linger = 0};
+  static_cast<void>(::setsockopt(socket(), SOL_SOCKET, SO_LINGER, &atOnce, sizeof atOnce));
+  return false;
 }
 
 bool Connection::receive(Clock::time_point now) {
@@ -80,7 +107,8 @@ bool Connection::receive(Clock::time_point now) {
   if (count < 0 && (errno == EAGAIN || errno == EINTR)) return true;
   if (count <= 0) {
     mPrinter.hearEnd();
-    return false;
+    mHostHasEnded = true;
+    return count == 0 && mAtTheEnd == AtTheEnd::kStay;
   }
   mLastHeard = now;
   enqueue(mPrinter.receive(std::span(buffer).first(static_cast<std::size_t>(count))), now);

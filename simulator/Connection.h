@@ -10,6 +10,9 @@
 
 namespace moxsupply::simulator {
 
+// What a printer does when the host has hung up.
+enum class AtTheEnd : bool { kHangUp, kStay };
+
 // A host's connection to the printer. It never blocks: the server polls it for what it waits for.
 //
 // While an answer is on its way the next requests wait in the socket, as they do at a printer.
@@ -17,7 +20,7 @@ class Connection {
  public:
   using Clock = std::chrono::steady_clock;
 
-  Connection(FileDescriptor socket, Printer printer);
+  Connection(FileDescriptor socket, Printer printer, AtTheEnd atTheEnd = AtTheEnd::kHangUp);
 
   [[nodiscard]] int socket() const { return mSocket.get(); }
 
@@ -28,19 +31,22 @@ class Connection {
   };
   [[nodiscard]] Wait waitsFor(Clock::time_point now) const;
 
-  // Goes on after `events` of poll, or none. False once the host has hung up.
+  // Goes on after `events` of poll, or none. False once either end has hung up.
   bool proceed(short events, Clock::time_point now);
 
   // Takes note of what has arrived, and answers no more.
   void finish();
 
  private:
-  void send(Clock::time_point now);
+  bool send(Clock::time_point now);
+  bool finishWrite(Clock::time_point now);
   bool receive(Clock::time_point now);
   void enqueue(std::vector<Write> writes, Clock::time_point now);
 
   FileDescriptor mSocket;
   Printer mPrinter;
+  AtTheEnd mAtTheEnd;
+  bool mHostHasEnded = false;
   std::deque<Write> mOutgoing;
   std::size_t mSent = 0;         // bytes of the first of these
   Clock::time_point mDue;        // when its pause is over

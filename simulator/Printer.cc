@@ -6,8 +6,8 @@
 
 namespace moxsupply::simulator {
 
-Printer::Printer(const Model& model, Complain complain)
-    : mModel(&model), mComplain(std::move(complain)) {}
+Printer::Printer(const Model& model, Complain complain, Faults faults)
+    : mModel(&model), mComplain(std::move(complain)), mDisturbance(std::move(faults)) {}
 
 std::vector<Write> Printer::receive(std::span<const std::uint8_t> bytes) {
   std::vector<Write> writes;
@@ -15,7 +15,8 @@ std::vector<Write> Printer::receive(std::span<const std::uint8_t> bytes) {
     if (const auto* junk = std::get_if<Junk>(&finding)) {
       mComplain(*junk);
     } else {
-      std::ranges::move(answerTo(*mModel, std::get<Request>(finding)), std::back_inserter(writes));
+      auto answer = mDisturbance.disturb(answerTo(*mModel, std::get<Request>(finding)));
+      std::ranges::move(answer, std::back_inserter(writes));
     }
   }
   return writes;

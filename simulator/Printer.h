@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "simulator/Answer.h"
+#include "simulator/Disturbance.h"
 #include "simulator/Model.h"
 #include "simulator/Requests.h"
 
@@ -17,7 +18,7 @@ class Printer {
   using Complain = std::function<void(const Junk&)>;
 
   // `model` must outlive it. `complain` is told what is no request.
-  Printer(const Model& model, Complain complain);
+  Printer(const Model& model, Complain complain, Faults faults = {});
 
   // What the printer does upon `bytes`, cut as they may be. To junk it does nothing.
   std::vector<Write> receive(std::span<const std::uint8_t> bytes);
@@ -35,6 +36,7 @@ class Printer {
   const Model* mModel;
   Complain mComplain;
   RequestReader mReader;
+  Disturbance mDisturbance;
 };
 
 }  // namespace moxsupply::simulator

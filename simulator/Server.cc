@@ -28,8 +28,12 @@ bool happened(const pollfd& polled) { return polled.revents != 0; }
 
 }  // namespace
 
-Server::Server(const Model& model, FileDescriptor listener, Printer::Complain complain)
-    : mModel(&model), mListener(std::move(listener)), mComplain(std::move(complain)) {}
+Server::Server(const Model& model, FileDescriptor listener, Printer::Complain complain,
+               Faults faults)
+    : mModel(&model),
+      mListener(std::move(listener)),
+      mComplain(std::move(complain)),
+      mFaults(std::move(faults)) {}
 
 void Server::serve(std::span<const int> until) {
   for (;;) {
@@ -82,7 +86,8 @@ void Server::acceptAll() {
     }
     const int atOnce = 1;  // a write of a model goes out as it is, and is not joined with the next
     static_cast<void>(::setsockopt(socket.get(), IPPROTO_TCP, TCP_NODELAY, &atOnce, sizeof atOnce));
-    mConnections.emplace_back(std::move(socket), Printer(*mModel, mComplain));
+    mConnections.emplace_back(std::move(socket), Printer(*mModel, mComplain, mFaults),
+                              mFaults.neverClose ? AtTheEnd::kStay : AtTheEnd::kHangUp);
   }
 }
 

@@ -18,8 +18,9 @@ namespace moxsupply::simulator {
 class Server {
  public:
   // `model` must outlive it. `listener` listens and does not block. `complain` is told what is no
-  // request.
-  Server(const Model& model, FileDescriptor listener, Printer::Complain complain);
+  // request. `faults` are those of each connection.
+  Server(const Model& model, FileDescriptor listener, Printer::Complain complain,
+         Faults faults = {});
 
   // Serves until one of `until` becomes readable.
   void serve(std::span<const int> until);
@@ -39,6 +40,7 @@ class Server {
   const Model* mModel;
   FileDescriptor mListener;
   Printer::Complain mComplain;
+  Faults mFaults;
   std::list<Connection> mConnections;
   bool mIsFull = false;  // no descriptor was left for the next connection; it waits for one to end
 };

@@ -1,6 +1,6 @@
-// fmt, compiled once for all programs. Debian has it as headers, from which each source that formats
-// something would compile it again, for seconds; and as a shared library, which each start of a
-// program would have to load.
+// fmt, compiled once for all programs. Debian has it as headers, from which each source that
+// formats something would compile it again, for seconds; and as a shared library, which each start
+// of a program would have to load.
 #include <fmt/format-inl.h>
 
 FMT_BEGIN_NAMESPACE

@@ -41,6 +41,10 @@ _moxsupply_value() {
     report/--printer-type) _moxsupply_offer "$current" Laser Inkjet ;;
     report/--transport) _moxsupply_offer "$current" usb socket mdns dnssd ;;
     report/--output) _moxsupply_offer_files "$current" ;;
+    simulate/--fault)
+      _moxsupply_offer "$current" cut silent reset drip flood twice wrong-request length flip \
+        never-close
+      ;;
     */--timeout | */--deadline | simulate/--listen) COMPREPLY=() ;;
     *) return 1 ;;
   esac
@@ -55,6 +59,7 @@ _moxsupply_has_argument() {
       -*)
         [[ ${COMP_WORDS[i + 1]} != "=" ]] || ((++i))
         ((++i))
+        [[ ${COMP_WORDS[i + 1]} != "=" ]] || ((i += 2))  # --fault cut=20
         ;;
       *) return 0 ;;
     esac
@@ -90,7 +95,7 @@ _moxsupply_offer_options() {
     report)
       _moxsupply_offer "$current" --printer-type --transport --timeout --output --help
       ;;
-    simulate) _moxsupply_offer "$current" --listen --list --help ;;
+    simulate) _moxsupply_offer "$current" --listen --fault --list --help ;;
   esac
 }
 

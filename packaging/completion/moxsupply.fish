@@ -55,4 +55,5 @@ __moxsupply_option report -l output -r -F -d 'Where to write the JSON'
 __moxsupply_option simulate -a '(__moxsupply_models)'
 __moxsupply_option simulate -F
 __moxsupply_option simulate -l listen -x -d 'ADDRESS:PORT to listen on'
+__moxsupply_option simulate -l fault -x -a 'cut silent reset drip= flood twice wrong-request length= flip= never-close' -d 'What is wrong with the printer'
 __moxsupply_option simulate -l list -d 'Name the models'

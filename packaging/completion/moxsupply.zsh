@@ -56,6 +56,7 @@ case $words[1] in
     _arguments $help \
       '1:model:{compadd -- ${${(f)"$(moxsupply simulate --list 2>/dev/null)"}%% *}; _files -g "*.json"}' \
       '--listen=[where to listen]:address and port' \
+      '*--fault=[what is wrong with the printer]:fault:(cut silent reset drip= flood twice wrong-request length= flip= never-close)' \
       '--list[name the models]' \
       '*::command:_normal'
     ;;

@@ -5,7 +5,6 @@
 #include <chrono>
 #include <thread>
 
-#include "tests/queue/BrokenPrinter.h"
 #include "tests/queue/ModelPrinter.h"
 #include "tests/queue/Models.h"
 #include "tests/queue/QueueTest.h"
@@ -88,7 +87,7 @@ TEST_F(Commands, WithAWrongSettingAreRefusedInOneLine) {
 }
 
 TEST_F(Commands, EndAtOnceWhenTheirJobIsCancelled) {
-  const BrokenPrinter printer(port(), Fault::kSilent, {});
+  const ModelPrinter printer(port(), {}, silence());
   addEnabledQueue("laser");
   const int job = submit(server(), queue(), "ReportLevels");
   std::this_thread::sleep_for(500ms);  // it is asking by now

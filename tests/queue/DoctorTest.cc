@@ -8,7 +8,6 @@
 #include <sstream>
 #include <string>
 
-#include "tests/queue/BrokenPrinter.h"
 #include "tests/queue/ModelPrinter.h"
 #include "tests/queue/Models.h"
 #include "tests/queue/QueueTest.h"
@@ -226,7 +225,7 @@ TEST_F(Doctor, NamesAQueueThatTakesNoJobs) {
 }
 
 TEST_F(Doctor, NamesASilentPrinter) {
-  const BrokenPrinter printer(port(), Fault::kSilent, {});
+  const ModelPrinter printer(port(), {}, silence());
   addQueue(server(), queue(), port().deviceUri(), postScriptDriver());
   const Ran enabled = server().moxsupply(
       {"enable", queue(), "--type", "laser", "--timeout", "1", "--deadline", "3"});
@@ -240,7 +239,7 @@ TEST_F(Doctor, NamesASilentPrinter) {
 }
 
 TEST_F(Doctor, NamesAPrinterThatNeverHangsUp) {
-  const BrokenPrinter printer(port(), Fault::kNeverHangsUp, kGoodPrinter());
+  const ModelPrinter printer(port(), kGoodPrinter(), {.neverClose = true});
   addEnabledQueue("laser");
   follow(remedyOf(
       "the printer answers, but does not hang up, and holds every job for up to 90 seconds"));

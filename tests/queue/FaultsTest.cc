@@ -7,7 +7,6 @@
 #include <optional>
 #include <string>
 
-#include "tests/queue/BrokenPrinter.h"
 #include "tests/queue/ModelPrinter.h"
 #include "tests/queue/Models.h"
 #include "tests/queue/QueueTest.h"
@@ -25,7 +24,7 @@ constexpr std::string_view kLastReport = " The levels shown are those of its las
 
 struct Trouble {
   const char* name;
-  std::optional<Fault> fault;  // none: the printer refuses connections
+  std::optional<simulator::Faults> faults;  // none: the printer refuses connections
   std::string why;
 };
 
@@ -34,10 +33,17 @@ class FaultyPrinter : public QueueTest, public ::testing::WithParamInterface<Tro
 INSTANTIATE_TEST_SUITE_P(
     Faults, FaultyPrinter,
     ::testing::Values(
-        Trouble{"GoesSilent", Fault::kSilent, "The printer did not answer."},
-        Trouble{"HangsUpMidReply", Fault::kHangsUpMidReply, "The printer did not answer."},
-        Trouble{"Floods", Fault::kFloods, "The printer did not answer."},
-        Trouble{"FloodsPackets", Fault::kFloodsPackets, "The printer did not answer."},
+        Trouble{"IsSilent", silence(), "The printer did not answer."},
+        Trouble{"HangsUpMidReply", simulator::Faults{.cut = 60}, "The printer did not answer."},
+        Trouble{"ResetsTheConnectionMidReply", simulator::Faults{.reset = 60},
+                "The printer did not answer."},
+        Trouble{"Drips", simulator::Faults{.drip = 100ms}, "The printer did not answer."},
+        Trouble{"Floods", simulator::Faults{.flood = simulator::Faults::Flood::kBytes},
+                "The printer did not answer."},
+        Trouble{"FloodsPackets", simulator::Faults{.flood = simulator::Faults::Flood::kPackets},
+                "The printer did not answer."},
+        Trouble{"AnswersTheWrongRequest", simulator::Faults{.wrongRequest = true},
+                "The printer did not answer."},
         Trouble{"RefusesConnections", std::nullopt, "The printer did not answer."}),
     [](const auto& trouble) { return trouble.param.name; });
 
@@ -49,8 +55,8 @@ TEST_P(FaultyPrinter, KeepsNeitherJobNorQueue) {
     report();
   }
   const Attributes before = attributes();
-  std::optional<BrokenPrinter> broken;
-  if (GetParam().fault) broken.emplace(port(), *GetParam().fault, good);
+  std::optional<ModelPrinter> faulty;
+  if (GetParam().faults) faulty.emplace(port(), good, *GetParam().faults);
   const auto start = Clock::now();
   const int job =
       submit(server(), queue(), "ReportLevels", {"-o", "moxTimeout=1", "-o", "moxDeadline=3"});
@@ -67,7 +73,7 @@ TEST_P(FaultyPrinter, KeepsNeitherJobNorQueue) {
   EXPECT_EQ(after["printer-is-accepting-jobs"], Values{"true"});
   EXPECT_EQ(alertsOf(server(), queue()), (Values{"timed-out-report", "toner-low-report"}));
 
-  broken.reset();
+  faulty.reset();
   const ModelPrinter printer(port(), good);
   report();
   EXPECT_EQ(attributes()["marker-levels"], before["marker-levels"]);
@@ -79,7 +85,7 @@ class PrinterThatNeverHangsUp : public QueueTest {};
 
 // The CUPS backend alone would stay for 90 seconds, whether the job is cancelled or not.
 TEST_F(PrinterThatNeverHangsUp, IsLeftByTheDeadline) {
-  const BrokenPrinter printer(port(), Fault::kNeverHangsUp, laserPrinter({{"Black", 50}}));
+  const ModelPrinter printer(port(), laserPrinter({{"Black", 50}}), {.neverClose = true});
   addEnabledQueue("laser");
   for (const std::string deadline : {"3", "2"}) {
     const auto start = Clock::now();
@@ -95,7 +101,7 @@ TEST_F(PrinterThatNeverHangsUp, IsLeftByTheDeadline) {
 class SilentPrinter : public QueueTest {};
 
 TEST_F(SilentPrinter, IsLeftByAShortDeadline) {
-  const BrokenPrinter printer(port(), Fault::kSilent, {});
+  const ModelPrinter printer(port(), {}, silence());
   addEnabledQueue("laser");
   const auto start = Clock::now();
   const int job = submit(server(), queue(), "ReportLevels", {"-o", "moxDeadline=2"});

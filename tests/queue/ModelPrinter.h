@@ -6,6 +6,7 @@
 #include <thread>
 #include <utility>
 
+#include "simulator/Faults.h"
 #include "simulator/Model.h"
 #include "simulator/Server.h"
 #include "system/Pipe.h"
@@ -13,13 +14,18 @@
 
 namespace moxsupply::testing {
 
+// Takes everything, says nothing, and does not hang up either.
+inline simulator::Faults silence() { return {.silent = 0, .neverClose = true}; }
+
 // The simulated printer, in a thread of this process. To replace a cartridge: let it go, and put
 // another printer on the same port.
 class ModelPrinter {
  public:
-  ModelPrinter(const ReservedPort& port, simulator::Model model)
+  ModelPrinter(const ReservedPort& port, simulator::Model model, simulator::Faults faults = {})
       : mModel(std::move(model)),
-        mServer(mModel, listenOn(port), [this](const simulator::Junk& junk) { print(junk); }),
+        mServer(
+            mModel, listenOn(port), [this](const simulator::Junk& junk) { print(junk); },
+            std::move(faults)),
         mThread([this] { mServer.serve(std::array{mStop.readEnd.get()}); }) {}
 
   ~ModelPrinter() {

@@ -6,7 +6,6 @@
 #include <filesystem>
 #include <string>
 
-#include "tests/queue/BrokenPrinter.h"
 #include "tests/queue/ModelPrinter.h"
 #include "tests/queue/Models.h"
 #include "tests/queue/QueueTest.h"
@@ -63,7 +62,7 @@ TEST_F(DebianPolicy, LetsEverybodyAskForLevels) {
 
 // The command filter ends the job in its owner's name, whoever that is.
 TEST_F(DebianPolicy, LetsTheFilterEndAJobThatThePrinterHolds) {
-  const BrokenPrinter printer(port(), Fault::kNeverHangsUp, laserPrinter({{"Black", 50}}));
+  const ModelPrinter printer(port(), laserPrinter({{"Black", 50}}), {.neverClose = true});
   addEnabledQueue("laser");
   const int job = submit(server(), queue(), "ReportLevels", {"-U", "somebody"});
   EXPECT_EQ(endOf(server(), queue(), job), "canceled");

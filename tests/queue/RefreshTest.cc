@@ -4,7 +4,6 @@
 
 #include <string>
 
-#include "tests/queue/BrokenPrinter.h"
 #include "tests/queue/ModelPrinter.h"
 #include "tests/queue/Models.h"
 #include "tests/queue/QueueTest.h"
@@ -56,7 +55,7 @@ TEST_F(Refresh, OfASilentPrinterShowsItsLastReportAndSaysSo) {
 }
 
 TEST_F(Refresh, WaitsForAReportThatIsUnderWay) {
-  const BrokenPrinter printer(port(), Fault::kSilent, {});
+  const ModelPrinter printer(port(), {}, silence());
   addImpatientQueue(queue());
   const int job = submit(server(), queue(), "ReportLevels", {"-t", "ReportLevels"});
   EXPECT_EQ(refresh().exitStatus, 1);

@@ -62,6 +62,16 @@ Bytes Client::receive(std::size_t count) const {
   return bytes;
 }
 
+bool Client::isReset() const {
+  std::uint8_t byte = 0;
+  return ::recv(mSocket.get(), &byte, 1, 0) < 0 && errno == ECONNRESET;
+}
+
+bool Client::isQuietFor(std::chrono::milliseconds time) const {
+  pollfd readable = {.fd = mSocket.get(), .events = POLLIN, .revents = 0};
+  return ::poll(&readable, 1, static_cast<int>(time.count())) == 0;
+}
+
 void Client::endSending() const { ::shutdown(mSocket.get(), SHUT_WR); }
 
 void Client::reset() {

@@ -25,6 +25,12 @@ class Client {
   // The next `count` bytes; fewer at the end.
   [[nodiscard]] Bytes receive(std::size_t count) const;
 
+  // Whether the printer resets the connection: the end of it, but no farewell.
+  [[nodiscard]] bool isReset() const;
+
+  // Whether nothing comes for so long, not even the end.
+  [[nodiscard]] bool isQuietFor(std::chrono::milliseconds time) const;
+
   // Says that no more comes, and stays to read.
   void endSending() const;
 

@@ -468,7 +468,8 @@ TEST(SimulateHelp, TellsUsageExamplesAndExitStatuses) {
   const auto ending = ended({"--help"});
   EXPECT_EQ(ending.exitStatus, 0);
   const std::string help = textOf(ending.written);
-  EXPECT_THAT(help, HasSubstr("Usage: moxsupply simulate MODEL [--listen ADDRESS:PORT] "
+  EXPECT_THAT(help, HasSubstr("Usage: moxsupply simulate MODEL [--listen ADDRESS:PORT]\n"
+                              "                          [--fault VERB[=VALUE]]... "
                               "[-- COMMAND...]\n"));
   EXPECT_THAT(help, HasSubstr("\nExamples:\n  moxsupply simulate "));
   EXPECT_THAT(help, HasSubstr("\nExit status: "));
