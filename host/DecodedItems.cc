@@ -33,7 +33,7 @@ void explainItems(DecodedText& text, std::span<const std::uint8_t> payload) {
     text.note("fewer than two bytes: there are no items");
     return;
   }
-  text.field(0, data.run(0, 2), fmt::format("{} items announced", *count));
+  text.field(0, data.run(0, 2), fmt::format("number of items: {}", *count));
   if (*count == 0) text.note("a count of 0: the reply is refused, whatever follows");
 
   std::map<std::string, std::uint32_t> kept;

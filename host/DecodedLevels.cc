@@ -166,8 +166,8 @@ void explainInkjetLevels(DecodedText& text, const Dictionary& items) {
 }
 
 void explainLaserLevels(DecodedText& text, const Dictionary& table, const Dictionary& record) {
-  text.line("Levels:");
   const std::int32_t count = table.number("Supplies Count") & 0xFF;
+  if (count > 0) text.line("Levels:");
   for (std::int32_t i = 1; i <= count; ++i) {
     const auto* supply = table.get<Dictionary>({"Supply", i});
     const bool hasOwn = hasLevels(supply);

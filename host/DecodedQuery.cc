@@ -118,7 +118,12 @@ class QueryWalk {
     const auto isPiece = [](const Operation& operation) {
       return operation.event == Event::kReceived;
     };
-    if (std::ranges::none_of(mExchange.answers.operations, isPiece)) return;
+    if (std::ranges::none_of(mExchange.answers.operations, isPiece)) {
+      const bool awaitsOne =
+          mExchange.request != nullptr && mExchange.request->answer != ReplyKind::kOther;
+      if (awaitsOne) mText.line("No reply");
+      return;
+    }
     std::vector<std::vector<std::uint8_t>> replies;
     {
       const ReplayedLink link(mExchange.answers);

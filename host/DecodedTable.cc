@@ -50,13 +50,13 @@ class TableWalk {
     const auto children = group ? mIn.u16(*group + std::size_t{2}) : std::nullopt;
     if (!children) return noTable("there is no group (tag 2)");
     mText.field(*group, mIn.run(*group, kContainerHead),
-                fmt::format("the group, tag 2: {} children", *children));
+                fmt::format("the group (tag 2), number of children: {}", *children));
     const auto table =
         find(static_cast<Position>(*group + kContainerHead), kTable, *children, "child");
     const auto supplies = table ? mIn.u16(*table + std::size_t{2}) : std::nullopt;
     if (!supplies) return noTable("there is no supplies table (tag 8) in the group");
     mText.field(*table, mIn.run(*table, kContainerHead),
-                fmt::format("the supplies table, tag 8: {} supplies", *supplies));
+                fmt::format("the supplies table (tag 8), number of supplies: {}", *supplies));
     if (*supplies == 0) return noTable("it has no supplies");
     if (*supplies > 255) {
       mText.note(fmt::format("the report counts supplies in 8 bits: it has {} of these {}",
@@ -78,7 +78,7 @@ class TableWalk {
     mText.field(0, mIn.run(0, 2), "marker, not 0");
     mText.field(2, mIn.run(2, 36), "not looked at");
     mText.field(38, mIn.run(38, 1), "form of the record, 1");
-    mText.field(40, mIn.run(40, 2), fmt::format("{} elements", elements.value_or(0)));
+    mText.field(40, mIn.run(40, 2), fmt::format("number of elements: {}", elements.value_or(0)));
     if (mIn.u16(0).value_or(0) == 0) noTable("the marker is 0, or not there");
     if (mIn.u8(38) != 1U) noTable("the form is not 1");
     if (elements.value_or(0) < 2) noTable("fewer than two elements");
@@ -131,20 +131,23 @@ class TableWalk {
       const std::uint32_t fields = *mIn.u16(at + std::size_t{8});
       mText.field(at, mIn.run(at, kEntryHead),
                   fmt::format("supply {}: {} bytes follow, {} fields", *number, length, fields));
-      explainFields(static_cast<Position>(at + kEntryHead), fields);
+      explainFields(static_cast<Position>(at + kEntryHead), at + std::size_t{6} + length, fields);
       ++mShown;
       at = static_cast<Position>(at + length + 6);
     }
   }
 
   // The known fields come in rising order of their tags; others are skipped at two places.
-  void explainFields(Position at, std::uint32_t budget) {
+  // `end`: where the supply ends by its own length.
+  void explainFields(Position at, std::size_t end, std::uint32_t budget) {
     for (const FieldRow& row : kFields) {
       while (mIn.u8(at).value_or(255) <= skippedBefore(row.tag)) {
         if (budget == 0) {
-          mText.note(fmt::format("nothing is left of the number of fields: the field at {} is not "
-                                 "skipped but ends the supply",
-                                 at));
+          if (at < end) {
+            mText.note(fmt::format("nothing is left of the number of fields: the field at {} is "
+                                   "not skipped but ends the supply",
+                                   at));
+          }
           return;
         }
         const auto next = skip(at, "field, tag");
@@ -153,6 +156,7 @@ class TableWalk {
         --budget;
       }
       if (mIn.u8(at) != row.tag) continue;
+      if (at == end) mText.note("the next supply's number is taken for the tag of a field");
       const auto length = mIn.u16(at + std::size_t{2});
       if (!length || !explainField(at, row, *length)) {
         mText.note("the field is cut: the supply ends without it");

@@ -232,12 +232,16 @@ void addLevelsCommand(CLI::App& app, RunCommand& run) {
   command->add_option("--color", options->color, "auto, always or never (auto: on a terminal)")
       ->option_text("WHEN")
       ->check(CLI::IsMember({"auto", "always", "never"}));
-  auto* record = command->add_option("--record", options->record,
-                                     "write what goes over the link to a transcript")
-                     ->option_text("FILE");
-  command->add_flag("--redact", options->redact, "leave serial numbers out of the transcript")
-      ->needs(record);
-  command->callback([&run, options] { run = [=] { return runLevels(*options); }; });
+  command
+      ->add_option("--record", options->record, "write what goes over the link to a transcript")
+      ->option_text("FILE");
+  command->add_flag("--redact", options->redact, "leave serial numbers out of the transcript");
+  command->callback([&run, options] {
+    if (options->redact && options->record.empty()) {
+      throw CLI::RequiresError("--redact", "--record");
+    }
+    run = [=] { return runLevels(*options); };
+  });
 }
 
 }  // namespace moxsupply

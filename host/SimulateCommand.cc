@@ -209,12 +209,12 @@ void addSimulateCommand(CLI::App& app, RunCommand& run, const CommandLine& besid
   auto* replay =
       command->add_option("--replay", options->replay, "be the printer of this transcript again")
           ->option_text("FILE");
-  command->add_flag("--quick", options->quick, "without the pauses of the transcript")
-      ->needs(replay);
+  command->add_flag("--quick", options->quick, "without the pauses of the transcript");
   replay->excludes(model);
   command->add_flag("--list", options->list, "name the models, with a line about each");
   command->callback([&run, options, model, besides] {
     if (besides && besides->empty()) throw CLI::RequiredError("a command after --");
+    if (options->quick && options->replay.empty()) throw CLI::RequiresError("--quick", "--replay");
     const bool hasPrinter = model->count() > 0 || !options->replay.empty();
     if (!options->list && !hasPrinter) throw CLI::RequiredError("MODEL, --replay or --list");
     run = [=] { return simulate(*options, besides); };
