@@ -47,8 +47,7 @@ std::string explained(const transcript::Transcript& transcript, bool isColored) 
   DecodedText text(isColored);
   for (std::size_t i = 0; i < transcript.size(); ++i) {
     const bool isAlone = transcript.size() == 1;
-    explainQuery(text, transcript[i],
-                 isAlone ? "One query, " : fmt::format("Query {}, ", i + 1));
+    explainQuery(text, transcript[i], isAlone ? "One query, " : fmt::format("Query {}, ", i + 1));
   }
   return text.text();
 }
@@ -63,8 +62,9 @@ int runDecode(const DecodeOptions& options) {
   const auto result = read(options.file);
   if (const auto* problem = std::get_if<Problem>(&result)) return complain(kCommand, *problem);
   const auto& transcript = std::get<transcript::Transcript>(result);
-  return print(kCommand, options.format == "json" ? reports(transcript)
-                                                  : explained(transcript, wantsColor(options.color)));
+  return print(kCommand, options.format == "json"
+                             ? reports(transcript)
+                             : explained(transcript, wantsColor(options.color)));
 }
 
 }  // namespace

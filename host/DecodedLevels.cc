@@ -51,8 +51,9 @@ class Cartridges {
     }
     for (std::size_t index = 0; index < kCartridges.size(); ++index) {
       if (index == 2 && isThreeColour(mFirst)) {
-        return mText.note("the first cartridge has three colours: a third and a fourth are not "
-                          "reported");
+        return mText.note(
+            "the first cartridge has three colours: a third and a fourth are not "
+            "reported");
       }
       if (isThere(index)) explainCartridge(index, *head == 2);
     }
@@ -78,8 +79,7 @@ class Cartridges {
       dots("three colours", "kDotCountCyan, kDotCountMagenta, kDotCountYellow",
            "kSlot2DotCapacityC", true);
     } else if (index == 1 && isPhoto(firstByte(mItems, kCartridges[1]))) {
-      dots("photo", "kDotCountPhotoK, kDotCountPhotoC, kDotCountPhotoM", "kPhotoDotCapacity",
-           true);
+      dots("photo", "kDotCountPhotoK, kDotCountPhotoC, kDotCountPhotoM", "kPhotoDotCapacity", true);
     } else if (index == 1) {
       dots("black", "kDotCountBlack", "kSlot1DotCapacityB", false);
     } else {

@@ -79,8 +79,8 @@ class QueryWalk {
       const bool asks = operation.event == Event::kSent;
       if (asks) {
         explainAnswers();
-        mExchange = {rowOf(operation.bytes), {mQuery.printerType, mQuery.transport,
-                                              mQuery.timeout, {}}};
+        mExchange = {rowOf(operation.bytes),
+                     {mQuery.printerType, mQuery.transport, mQuery.timeout, {}}};
       } else if (operation.event != Event::kFailed) {
         mExchange.answers.operations.push_back(operation);
       }
@@ -96,9 +96,9 @@ class QueryWalk {
     const auto at = fmt::format("+{} ms ", operation.pause.count());
     switch (operation.event) {
       case Event::kSent:
-        mText.line(fmt::format("{} > {} bytes: {}", at, operation.bytes.size(),
-                               mExchange.request == nullptr ? "no request of this program"
-                                                            : mExchange.request->name));
+        mText.line(fmt::format(
+            "{} > {} bytes: {}", at, operation.bytes.size(),
+            mExchange.request == nullptr ? "no request of this program" : mExchange.request->name));
         break;
       case Event::kFailed:
         mText.line(fmt::format("{} > the link took no more: the request did not go out", at));
@@ -139,7 +139,8 @@ class QueryWalk {
           continue;
         }
         reply.resize(length);
-        isAnswered = mExchange.request != nullptr && kindOfReply(reply) == mExchange.request->answer;
+        isAnswered =
+            mExchange.request != nullptr && kindOfReply(reply) == mExchange.request->answer;
         replies.push_back(std::move(reply));
       }
     }

@@ -54,9 +54,10 @@ class PacketWalk {
            explainPacket(position)) {
       position += *mReply.u16(position % mKind.wrap + 1) + std::size_t{3};
       if (position >= mKind.wrap) {
-        mText.note(fmt::format("packets are looked for at their offset modulo {}: the next one, at "
-                               "{}, is read at {}",
-                               mKind.wrap, position, position % mKind.wrap));
+        mText.note(
+            fmt::format("packets are looked for at their offset modulo {}: the next one, at "
+                        "{}, is read at {}",
+                        mKind.wrap, position, position % mKind.wrap));
       }
     }
     return std::move(mPayload);
@@ -69,9 +70,10 @@ class PacketWalk {
     const bool isFirst = mPackets++ == 0;
     const std::size_t head = isFirst ? mKind.head : kLaterHead;
     if (mReply.run(at, head).size() < head) {
-      mText.note(fmt::format("a packet should begin at {} but the reply ends at {}: what came "
-                             "before it counts",
-                             at, mReply.size()));
+      mText.note(
+          fmt::format("a packet should begin at {} but the reply ends at {}: what came "
+                      "before it counts",
+                      at, mReply.size()));
       return false;
     }
     const std::size_t length = *mReply.u16(at + 1);

@@ -109,7 +109,8 @@ class TableWalk {
   std::optional<Position> find(Position at, std::uint32_t tag, std::uint32_t mostSkipped,
                                std::string_view what) {
     for (std::uint32_t skipped = 0; mIn.u8(at) != tag; ++skipped) {
-      const auto next = skipped < mostSkipped ? skip(at, fmt::format("{}, tag", what)) : std::nullopt;
+      const auto next =
+          skipped < mostSkipped ? skip(at, fmt::format("{}, tag", what)) : std::nullopt;
       if (!next) return std::nullopt;
       at = *next;
     }
@@ -144,9 +145,10 @@ class TableWalk {
       while (mIn.u8(at).value_or(255) <= skippedBefore(row.tag)) {
         if (budget == 0) {
           if (at < end) {
-            mText.note(fmt::format("nothing is left of the number of fields: the field at {} is "
-                                   "not skipped but ends the supply",
-                                   at));
+            mText.note(
+                fmt::format("nothing is left of the number of fields: the field at {} is "
+                            "not skipped but ends the supply",
+                            at));
           }
           return;
         }
@@ -181,8 +183,9 @@ class TableWalk {
     const bool isUsual = length == 1 || length == 2 || length == 4;
     const auto value = mIn.number(valueAt, length == 1 || length == 2 ? length : 4);
     if (!value) return false;
-    mText.field(at, whole,
-                fmt::format("{} (tag {}): {}", row.name, row.tag, static_cast<std::int32_t>(*value)));
+    mText.field(
+        at, whole,
+        fmt::format("{} (tag {}): {}", row.name, row.tag, static_cast<std::int32_t>(*value)));
     if (!isUsual) mText.note(fmt::format("a number of {} bytes: four are read", length));
     if (*value > 0x7FFF'FFFF) mText.note("a number with its top bit set is negative");
     return true;

@@ -22,8 +22,7 @@ constexpr std::size_t kShownBytes = 8;
 std::string hexColumn(std::span<const std::uint8_t> bytes) {
   const bool isAll = bytes.size() <= kShownBytes;
   const auto shown = bytes.first(isAll ? bytes.size() : kShownBytes - 1);
-  return fmt::format("{:<24}",
-                     fmt::format("{:02X}{}", fmt::join(shown, " "), isAll ? "" : " .."));
+  return fmt::format("{:<24}", fmt::format("{:02X}{}", fmt::join(shown, " "), isAll ? "" : " .."));
 }
 
 struct ValueText {
@@ -68,8 +67,8 @@ void DecodedText::add(std::string_view color, std::string_view indent, std::stri
   std::string harmless = forTerminal(text);
   harmless.erase(harmless.find_last_not_of(' ') + 1);
   const bool isColored = mIsColored && !color.empty();
-  mText += fmt::format("{}{}{}{}\n", indent, isColored ? color : "", harmless,
-                       isColored ? kReset : "");
+  mText +=
+      fmt::format("{}{}{}{}\n", indent, isColored ? color : "", harmless, isColored ? kReset : "");
 }
 
 }  // namespace moxsupply

@@ -232,8 +232,7 @@ void addLevelsCommand(CLI::App& app, RunCommand& run) {
   command->add_option("--color", options->color, "auto, always or never (auto: on a terminal)")
       ->option_text("WHEN")
       ->check(CLI::IsMember({"auto", "always", "never"}));
-  command
-      ->add_option("--record", options->record, "write what goes over the link to a transcript")
+  command->add_option("--record", options->record, "write what goes over the link to a transcript")
       ->option_text("FILE");
   command->add_flag("--redact", options->redact, "leave serial numbers out of the transcript");
   command->callback([&run, options] {

@@ -14,9 +14,9 @@ namespace moxsupply {
 
 struct PrinterQuery {
   DeviceUri uri;
-  std::string printerType;      // "Laser" or "Inkjet"
-  std::uint32_t timeout;        // seconds for each single read
-  bool throughBackend = false;  // use the CUPS backend for socket:// too
+  std::string printerType;         // "Laser" or "Inkjet"
+  std::uint32_t timeout;           // seconds for each single read
+  bool throughBackend = false;     // use the CUPS backend for socket:// too
   Recording* recording = nullptr;  // writes down what goes over the link
 };
 

@@ -53,8 +53,7 @@ FileDescriptor openForRecording(const std::string& path) {
 
 }  // namespace
 
-Result<std::unique_ptr<Recording>> Recording::create(const std::string& path,
-                                                     Redact redact) {
+Result<std::unique_ptr<Recording>> Recording::create(const std::string& path, Redact redact) {
   const auto refusal = [&](std::string_view why) {
     return Problem{fmt::format("cannot record into \"{}\": {}", forTerminal(path), why), {}, true};
   };
@@ -116,9 +115,10 @@ void Recording::giveUp(const std::string& why) {
 std::optional<Problem> Recording::problem() const {
   const std::lock_guard lock(mMutex);
   if (mTrouble.empty()) return std::nullopt;
-  return Problem{fmt::format("the transcript \"{}\" is not whole: {}", forTerminal(mPath), mTrouble),
-                 {},
-                 true};
+  return Problem{
+      fmt::format("the transcript \"{}\" is not whole: {}", forTerminal(mPath), mTrouble),
+      {},
+      true};
 }
 
 }  // namespace moxsupply

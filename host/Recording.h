@@ -26,8 +26,7 @@ class Recording {
   // Makes the file, for its owner alone. A file that is there is replaced when it is this user's
   // own regular file without another name, and is empty or a transcript, and nobody records into
   // it; symbolic links are not followed.
-  static Result<std::unique_ptr<Recording>> create(const std::string& path,
-                                                   Redact redact);
+  static Result<std::unique_ptr<Recording>> create(const std::string& path, Redact redact);
 
   Recording(std::string path, FileDescriptor file, Redact redact);
 

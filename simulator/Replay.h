@@ -13,8 +13,8 @@ namespace moxsupply::simulator {
 // Whether a replay takes as long as what was recorded took.
 enum class Pauses : bool { kNone, kAsRecorded };
 
-// The printer of a transcript again: answers each request with the bytes that followed it there, cut
-// as they were, and hangs up where it did.
+// The printer of a transcript again: answers each request with the bytes that followed it there,
+// cut as they were, and hangs up where it did.
 //
 // What is asked on a connection is looked for behind what was asked there last, and then in all
 // queries of the transcript, from the first on. To a request that is not in it the printer is

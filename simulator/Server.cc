@@ -36,8 +36,8 @@ Server::Server(const Model& model, FileDescriptor listener, Printer::Complain co
           },
           std::move(listener), std::move(complain), std::move(faults)) {}
 
-Server::Server(NewConversation newConversation, FileDescriptor listener,
-               Printer::Complain complain, Faults faults)
+Server::Server(NewConversation newConversation, FileDescriptor listener, Printer::Complain complain,
+               Faults faults)
     : mNewConversation(std::move(newConversation)),
       mListener(std::move(listener)),
       mComplain(std::move(complain)),

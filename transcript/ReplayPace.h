@@ -30,7 +30,8 @@ class ReplayPace {
   // How long to wait before bytes come from the printer, or its end.
   [[nodiscard]] std::chrono::milliseconds pauseBefore(const Operation& operation) const {
     const auto reads = silentReads(operation);
-    return reads == 0 ? std::chrono::milliseconds(0) : std::chrono::milliseconds(1000 * reads + 500);
+    return reads == 0 ? std::chrono::milliseconds(0)
+                      : std::chrono::milliseconds(1000 * reads + 500);
   }
 
  private:

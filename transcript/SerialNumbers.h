@@ -11,8 +11,8 @@ namespace moxsupply::transcript {
 // Printers tell theirs in one place: the payload of the answer to the supplies query begins with
 // the serial number's length, a byte, and its text. The text becomes as many zeros.
 //
-// A packet is A5, the length of what follows as two bytes, flags (bit 20: more packets follow) and a
-// body. The answer's body begins with E0 07 02; that of its later packets with one byte of no
+// A packet is A5, the length of what follows as two bytes, flags (bit 20: more packets follow) and
+// a body. The answer's body begins with E0 07 02; that of its later packets with one byte of no
 // meaning. Bytes between packets, and packets that answer something else, stay as they are. A piece
 // that looks like the start of a packet is taken for one, also in the middle of another: a printer
 // that broke off may begin again.

@@ -27,7 +27,8 @@ constexpr std::string_view kBlanks = " \t\r";
 std::string shown(std::string_view word) {
   constexpr std::size_t kMostShown = 40;
   std::string text(word.substr(0, kMostShown));
-  std::ranges::replace_if(text, [](char c) { return c < ' ' || c > '~'; }, '?');
+  std::ranges::replace_if(
+      text, [](char c) { return c < ' ' || c > '~'; }, '?');
   return '"' + text + (word.size() > kMostShown ? "\"..." : "\"");
 }
 

@@ -18,9 +18,7 @@ char direction(Event event) {
 
 }  // namespace
 
-std::string headerLine() {
-  return std::string(kFormat) + ' ' + std::to_string(kVersion) + '\n';
-}
+std::string headerLine() { return std::string(kFormat) + ' ' + std::to_string(kVersion) + '\n'; }
 
 std::string commentLine(std::string_view text) {
   return std::string(1, kComment) + ' ' + std::string(text) + '\n';

@@ -63,30 +63,30 @@ class Decode : public ::testing::Test {
 };
 
 TEST_F(Decode, NamesTheFieldsOfAnInkjetReplyWithTheirOffsets) {
-  EXPECT_EQ(decodedItems(
-                hex("A5 00 14 50 E0 81 00 FF 00 04 00 19 01 02 01 10 01 10 99 99 02 07 07")),
-            "One query, asked as an inkjet printer over usb, 2 s for each read\n"
-            "  +0 ms  > 8 bytes: inkjet query\n"
-            "  +1 ms  < 23 bytes\n"
-            "  Reply 1: 23 bytes\n"
-            "       0  A5 00 14 50              packet 1: 20 bytes follow, flags 50: the last one\n"
-            "       4  E0 81 00 FF              the answer to the inkjet query\n"
-            "       8  00 04 00 19 01 02 01 ..  payload, 15 bytes\n"
-            "  Items, offsets in the joined payload:\n"
-            "       0  00 04                    number of items: 4\n"
-            "       2  00 19 01 02              item 0019, kPrintHead: 02 (2)\n"
-            "       6  01 10 01 10              item 0110, kFirstCartID: 10 (16)\n"
-            "      10  99 99 02 07 07           item 9999: not known, skipped\n"
-            "       !  the count does not count: all 3 items are read\n"
-            "  Decoded:\n"
-            "          kPrintHead: <02>\n"
-            "          kFirstCartID: <10>\n"
-            "  Levels:\n"
-            "          Supply 1: three colours, the least of the three inks\n"
-            "       !  an ink that did not come repeats the one before it\n"
-            "  Report: success (0)\n"
-            "    SUPPLY           COLOUR        LEVEL                       STATUS\n"
-            "    Color Cartridge  three-colour  ░░░░░░░░░░░░░░░░░░░░   0 %  not valid here\n");
+  EXPECT_EQ(
+      decodedItems(hex("A5 00 14 50 E0 81 00 FF 00 04 00 19 01 02 01 10 01 10 99 99 02 07 07")),
+      "One query, asked as an inkjet printer over usb, 2 s for each read\n"
+      "  +0 ms  > 8 bytes: inkjet query\n"
+      "  +1 ms  < 23 bytes\n"
+      "  Reply 1: 23 bytes\n"
+      "       0  A5 00 14 50              packet 1: 20 bytes follow, flags 50: the last one\n"
+      "       4  E0 81 00 FF              the answer to the inkjet query\n"
+      "       8  00 04 00 19 01 02 01 ..  payload, 15 bytes\n"
+      "  Items, offsets in the joined payload:\n"
+      "       0  00 04                    number of items: 4\n"
+      "       2  00 19 01 02              item 0019, kPrintHead: 02 (2)\n"
+      "       6  01 10 01 10              item 0110, kFirstCartID: 10 (16)\n"
+      "      10  99 99 02 07 07           item 9999: not known, skipped\n"
+      "       !  the count does not count: all 3 items are read\n"
+      "  Decoded:\n"
+      "          kPrintHead: <02>\n"
+      "          kFirstCartID: <10>\n"
+      "  Levels:\n"
+      "          Supply 1: three colours, the least of the three inks\n"
+      "       !  an ink that did not come repeats the one before it\n"
+      "  Report: success (0)\n"
+      "    SUPPLY           COLOUR        LEVEL                       STATUS\n"
+      "    Color Cartridge  three-colour  ░░░░░░░░░░░░░░░░░░░░   0 %  not valid here\n");
 }
 
 TEST_F(Decode, TellsWhichItemTheYellowLevelFollows) {
@@ -157,9 +157,9 @@ TEST_F(Decode, TellsTheQuirksOfAnInkjetReply) {
 }
 
 TEST_F(Decode, TellsTheQuirksOfASuppliesTable) {
-  const Bytes table = deviceReply(suppliesRecord(
-      {supply(1, {description("Cyan and Yellow"), field(7, hex("01")),
-                  field(15, hex("00 00 64")), field(16, hex("FF FF FF FF"))})}));
+  const Bytes table = deviceReply(
+      suppliesRecord({supply(1, {description("Cyan and Yellow"), field(7, hex("01")),
+                                 field(15, hex("00 00 64")), field(16, hex("FF FF FF FF"))})}));
   const std::string text = decodedTable(table);
   EXPECT_THAT(text, HasSubstr("Description (tag 3): \"Cyan and Yellow\"\n"));
   EXPECT_THAT(text, HasSubstr("a number of 3 bytes: four are read\n"));
@@ -194,14 +194,15 @@ TEST_F(Decode, IsColouredOnlyWhenAsked) {
 // Half a head, then nothing for two reads' time, then the whole reply. In a replay without that
 // silence the second part would belong to the first.
 TEST_F(Decode, WaitsWhereTheRecordedQueryWaitedInVain) {
-  const Bytes table = deviceReply(suppliesRecord({supply(
-      1, {description("Black"), field(7, hex("01")), maxLevel(100), currentLevel(37)})}));
+  const Bytes table = deviceReply(suppliesRecord(
+      {supply(1, {description("Black"), field(7, hex("01")), maxLevel(100), currentLevel(37)})}));
   Query query = {"Laser",
                  "usb",
                  2,
                  {{Event::kSent, 0ms, kDeviceQuery},
                   {Event::kReceived, 1ms, hex("A5 00 FF")},
-                  {Event::kReceived, 4100ms, table}}};
+                  {Event::kReceived, 4100ms, table},
+                  {Event::kSent, 0ms, kSuppliesQuery}}};
   const auto levelIn = [](const std::string& json) {
     return Json::parse(json)["report"]["Supply 1"]["SupplyPercentage"];
   };

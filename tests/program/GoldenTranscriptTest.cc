@@ -58,9 +58,9 @@ TEST_P(GoldenTranscript, GivesItsReportOnDescriptors1And3) {
 }
 
 TEST_P(GoldenTranscript, GivesItsReportWhenDecoded) {
-  const Ran ran = run({MOXSUPPLY_PROGRAM, "decode", dataFile(GetParam() + ".transcript"),
-                       "--format", "json"},
-                      {"LC_ALL=C"});
+  const Ran ran =
+      run({MOXSUPPLY_PROGRAM, "decode", dataFile(GetParam() + ".transcript"), "--format", "json"},
+          {"LC_ALL=C"});
   EXPECT_EQ(ran.exitStatus, 0) << ran.errors;
   EXPECT_EQ(reportsIn(ran.output), expectedOf(GetParam()));
 }
@@ -79,11 +79,10 @@ TEST_P(GoldenTranscript, GivesItsReportOverTcp) {
   const Reports expected = expectedOf(GetParam());
   for (std::size_t i = 0; i < expected.size(); ++i) {
     const std::string type = transcript[i].printerType == "Laser" ? "laser" : "inkjet";
-    const Ran ran =
-        run({MOXSUPPLY_PROGRAM, "simulate", "--replay", dataFile(GetParam() + ".transcript"),
-             "--", MOXSUPPLY_PROGRAM, "levels", "{}", "--type", type, "--timeout", "1", "--format",
-             "json"},
-            {"LC_ALL=C"});
+    const Ran ran = run(
+        {MOXSUPPLY_PROGRAM, "simulate", "--replay", dataFile(GetParam() + ".transcript"), "--",
+         MOXSUPPLY_PROGRAM, "levels", "{}", "--type", type, "--timeout", "1", "--format", "json"},
+        {"LC_ALL=C"});
     EXPECT_EQ(reportsIn(ran.output), Reports{expected[i]}) << ran.errors;
   }
 }

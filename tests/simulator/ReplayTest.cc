@@ -1,8 +1,7 @@
-#include "simulator/Replay.h"
-
 #include <gtest/gtest.h>
 
 #include "simulator/ModelMistake.h"
+#include "simulator/Replay.h"
 #include "tests/support/Hex.h"
 
 namespace moxsupply::testing {
@@ -26,12 +25,16 @@ const Bytes kSuppliesQuery = hex(R"(
 
 // A printer that was asked as a laser printer, in part in vain, and then as an inkjet printer.
 const Transcript kRecorded = {
-    {"Laser", "socket", 1,
+    {"Laser",
+     "socket",
+     1,
      {{Event::kSent, 0ms, kDeviceQuery},
       {Event::kReceived, 5ms, {1}},
       {Event::kReceived, 20ms, {2, 3}},
       {Event::kSent, 0ms, kSuppliesQuery}}},
-    {"Inkjet", "socket", 2,
+    {"Inkjet",
+     "socket",
+     2,
      {{Event::kSent, 0ms, kLoopBack},
       {Event::kSent, 0ms, kInkjetQuery},
       {Event::kReceived, 7ms, {4}},

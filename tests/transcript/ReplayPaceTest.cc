@@ -1,6 +1,6 @@
-#include "transcript/ReplayPace.h"
-
 #include <gtest/gtest.h>
+
+#include "transcript/ReplayPace.h"
 
 namespace moxsupply::testing {
 namespace {

@@ -1,8 +1,7 @@
-#include "transcript/SerialNumbers.h"
-
 #include <gtest/gtest.h>
 
 #include "tests/support/Hex.h"
+#include "transcript/SerialNumbers.h"
 
 namespace moxsupply::testing {
 namespace {
@@ -59,8 +58,8 @@ TEST(SerialNumbers, BecomeZerosWhenThePrinterBeginsAgain) {
 TEST(SerialNumbers, OfOtherRepliesAreNone) {
   for (const Bytes& reply : {hex("A5 00 09 50 E0 21 01 00 04 41 42 43 44"),
                              hex("A5 00 09 50 E0 81 00 FF 04 41 42 43 44"),
-                             hex("A5 00 09 50 E0 07 03 04 41 42 43 44 45"),
-                             hex("A5 00 00"), hex("E0 07 02 04 41 42 43 44")}) {
+                             hex("A5 00 09 50 E0 07 03 04 41 42 43 44 45"), hex("A5 00 00"),
+                             hex("E0 07 02 04 41 42 43 44")}) {
     EXPECT_EQ(hexText(blanked({reply})), hexText(reply));
   }
 }

@@ -1,11 +1,10 @@
-#include "transcript/TranscriptReader.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <sstream>
 
 #include "tests/support/Hex.h"
+#include "transcript/TranscriptReader.h"
 #include "transcript/TranscriptWriter.h"
 
 namespace moxsupply::testing {
@@ -36,8 +35,13 @@ const std::string kQuery = "query Laser usb 2\n";
 
 TEST(TranscriptReader, ReadsQueriesAndTheirOperations) {
   const Transcript expected = {
-      {"Laser", "usb", 2, {{Event::kSent, 0ms, hex("A5 00")}, {Event::kReceived, 2004ms, hex("FF")}}},
-      {"Inkjet", "socket", 4294967295,
+      {"Laser",
+       "usb",
+       2,
+       {{Event::kSent, 0ms, hex("A5 00")}, {Event::kReceived, 2004ms, hex("FF")}}},
+      {"Inkjet",
+       "socket",
+       4294967295,
        {{Event::kSent, 1ms, hex("A5")}, {Event::kFailed, 2ms, {}}, {Event::kEnded, 3ms, {}}}},
   };
   EXPECT_EQ(read("moxsupply-transcript 1\n"
@@ -176,8 +180,7 @@ TEST(TranscriptReader, GivesUpOnAFileWithoutEnd) {
             "line 262147: more operations than a transcript can hold");
   EXPECT_EQ(mistakeInEndless(kHeader + kQuery, largest),
             "line 67: more bytes than a transcript can hold");
-  EXPECT_EQ(mistakeInEndless(kHeader, kQuery),
-            "line 66: more queries than a transcript can hold");
+  EXPECT_EQ(mistakeInEndless(kHeader, kQuery), "line 66: more queries than a transcript can hold");
   EXPECT_THAT(mistakeInEndless(kHeader, "#\n"),
               ::testing::EndsWith(": the file is longer than any transcript"));
 }
