@@ -232,10 +232,15 @@ void addLevelsCommand(CLI::App& app, RunCommand& run) {
   command->add_option("--color", options->color, "auto, always or never (auto: on a terminal)")
       ->option_text("WHEN")
       ->check(CLI::IsMember({"auto", "always", "never"}));
-  command->add_option("--record", options->record, "write what goes over the link to a transcript")
-      ->option_text("FILE");
+  const auto* record =
+      command
+          ->add_option("--record", options->record, "write what goes over the link to a transcript")
+          ->option_text("FILE");
   command->add_flag("--redact", options->redact, "leave serial numbers out of the transcript");
-  command->callback([&run, options] {
+  command->callback([&run, options, record] {
+    if (record->count() > 0 && options->record.empty()) {
+      throw CLI::ValidationError("--record", "expected the path of a file");
+    }
     if (options->redact && options->record.empty()) {
       throw CLI::RequiresError("--redact", "--record");
     }

@@ -446,6 +446,12 @@ TEST_F(Record, OfAQueueNamesTheEnvironmentVariable) {
   EXPECT_FALSE(fs::exists(file()));
 }
 
+TEST_F(Record, IntoNoFileIsAMistake) {
+  const Ran ran = run({MOXSUPPLY_PROGRAM, "levels", nobody(), "--record", ""});
+  EXPECT_EQ(ran.exitStatus, 2);
+  EXPECT_THAT(ran.errors, HasSubstr("--record: expected the path of a file"));
+}
+
 TEST_F(Record, IsWhatRedactNeeds) {
   const Ran ran = run({MOXSUPPLY_PROGRAM, "levels", nobody(), "--redact"});
   EXPECT_EQ(ran.exitStatus, 2);
