@@ -46,7 +46,7 @@ bool BackChannelPipe::awaitInput(int descriptor) {
 bool BackChannelPipe::pause(std::chrono::milliseconds time) { return waitFor(kNone, 0, time); }
 
 bool BackChannelPipe::waitFor(int descriptor, short events,
-                              std::optional<std::chrono::nanoseconds> time) {
+                              std::optional<std::chrono::nanoseconds> time) const {
   std::array<pollfd, 2> polled = {{{.fd = mWake.readEnd.get(), .events = POLLIN, .revents = 0},
                                    {.fd = descriptor, .events = events, .revents = 0}}};
   timespec timeout{};

@@ -27,11 +27,11 @@ std::optional<std::uint8_t> firstByte(const Dictionary& items, const Key& key) {
 }
 
 bool isThreeColour(std::optional<std::uint8_t> code) {
-  return code == 0xA0 || code == 0xA1 || code == 0xA2;
+  return code && *code >= 0xA0 && *code <= 0xA2;
 }
 
 bool isPhoto(std::optional<std::uint8_t> code) {
-  return code == 0x70 || code == 0x71 || code == 0x72 || code == 0x7F;
+  return code && ((*code >= 0x70 && *code <= 0x72) || *code == 0x7F);
 }
 
 // Says which items one cartridge's level is made of.

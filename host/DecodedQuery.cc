@@ -158,9 +158,10 @@ class QueryWalk {
     auto decoded = explainReply(mText, reply);
     const ReplyKind kind = kindOfReply(reply);
     if (mExchange.request == nullptr || kind != mExchange.request->answer || !decoded) return;
-    if (kind == ReplyKind::kInkjetItems) mItems = std::move(decoded);
-    if (kind == ReplyKind::kSuppliesTable) mTable = std::move(decoded);
-    if (kind == ReplyKind::kModelRecord) mRecord = std::move(decoded);
+    auto& kept = kind == ReplyKind::kInkjetItems     ? mItems
+                 : kind == ReplyKind::kSuppliesTable ? mTable
+                                                     : mRecord;
+    kept = std::move(decoded);
   }
 
   DecodedText& mText;

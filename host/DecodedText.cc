@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::string_view kReset = "\x1B[0m";
 constexpr std::string_view kBold = "\x1B[1m";
-constexpr std::string_view kPlain = "";
+constexpr std::string_view kPlain;
 constexpr std::string_view kNote = "\x1B[33m";
 constexpr std::size_t kShownBytes = 8;
 

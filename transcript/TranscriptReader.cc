@@ -73,7 +73,7 @@ class Reader {
       } else if (word == std::string_view(&kFromPrinter, 1)) {
         readOperation(Event::kReceived, kEnded, Event::kEnded, rest);
       } else if (!word.empty()) {
-        refuse("expected \"query\", \"<\", \">\" or a comment, not " + shown(word));
+        refuse(R"(expected "query", "<", ">" or a comment, not )" + shown(word));
       }
     }
     if (mLineNumber == 0) refuseAt(1, "the file is empty");

@@ -7,7 +7,6 @@ namespace {
 
 using namespace std::chrono_literals;
 using transcript::Event;
-using transcript::Operation;
 using transcript::Query;
 using transcript::ReplayPace;
 
