@@ -11,10 +11,28 @@ target_link_libraries(moxsupply-system PRIVATE moxsupply-warnings)
 
 add_library(moxsupply-formatting STATIC system/Formatting.cc)
 
+# What goes over a link, as a file: of the programs and of the simulator.
+add_library(moxsupply-transcript STATIC
+  transcript/SerialNumbers.cc
+  transcript/TranscriptReader.cc
+  transcript/TranscriptWriter.cc)
+target_include_directories(moxsupply-transcript PUBLIC "${PROJECT_SOURCE_DIR}")
+target_link_libraries(moxsupply-transcript PRIVATE moxsupply-warnings)
+
 add_library(moxsupply-host STATIC
+  host/BackChannelPipe.cc
   host/BackendLink.cc
+  host/CaughtOutput.cc
   host/Command.cc
   host/CommandFile.cc
+  host/DecodeCommand.cc
+  host/DecodedItems.cc
+  host/DecodedLevels.cc
+  host/DecodedQuery.cc
+  host/DecodedRecord.cc
+  host/DecodedReply.cc
+  host/DecodedTable.cc
+  host/DecodedText.cc
   host/DeviceUri.cc
   host/DisableCommand.cc
   host/DoctorCommand.cc
@@ -34,8 +52,11 @@ add_library(moxsupply-host STATIC
   host/QueueChecks.cc
   host/QueueSettings.cc
   host/QueueSupplies.cc
+  host/RecordedLink.cc
+  host/Recording.cc
   host/Refresh.cc
   host/RefreshCommand.cc
+  host/ReplayedLink.cc
   host/ReportCommand.cc
   host/ReportJson.cc
   host/SchedulerMessage.cc
@@ -47,7 +68,7 @@ add_library(moxsupply-host STATIC
   host/TcpLink.cc
   host/TerminalText.cc)
 target_link_libraries(moxsupply-host
-  PUBLIC moxsupply::moxsupply moxsupply-system moxsupply-formatting nlohmann_json::nlohmann_json CLI11::CLI11
+  PUBLIC moxsupply::moxsupply moxsupply-system moxsupply-transcript moxsupply-formatting nlohmann_json::nlohmann_json CLI11::CLI11
   PRIVATE Cups::Cups utf8cpp moxsupply-warnings)
 target_compile_definitions(moxsupply-host PRIVATE CUPS_SERVERBIN="${MOXSUPPLY_CUPS_SERVERBIN}")
 

@@ -16,13 +16,14 @@ add_library(moxsupply-simulator STATIC
   simulator/ModelFile.cc
   simulator/Packets.cc
   simulator/Printer.cc
+  simulator/Replay.cc
   simulator/Requests.cc
   simulator/Server.cc
   simulator/ShippedModels.cc
   simulator/StopSignals.cc
   simulator/WireWriter.cc)
 target_link_libraries(moxsupply-simulator
-  PUBLIC moxsupply-system moxsupply-formatting nlohmann_json::nlohmann_json
+  PUBLIC moxsupply-system moxsupply-transcript moxsupply-formatting nlohmann_json::nlohmann_json
   PRIVATE moxsupply-warnings)
 
 target_sources(moxsupply PRIVATE host/SimulateCommand.cc)

@@ -15,6 +15,7 @@
 #include "host/PpdFile.h"
 #include "host/PrinterQuery.h"
 #include "host/QueueSettings.h"
+#include "host/Recording.h"
 #include "host/Supplies.h"
 #include "host/SupplyTable.h"
 #include "host/TerminalText.h"
@@ -32,6 +33,8 @@ struct LevelsOptions {
   std::string timeout = "2";
   std::string deadline = "60";
   bool throughBackend = false;
+  std::string record;
+  bool redact = false;
 };
 
 // How to ask: as which printer, and with which timeout for each read.
@@ -106,6 +109,25 @@ int show(const PrinterAnswer& answer, const LevelsOptions& options) {
   return hasFailed ? complain(kCommand, explain(answer, options)) : 0;
 }
 
+Problem notOfAQueue(const std::string& name) {
+  return {fmt::format("--record: takes a device URI, and \"{}\" is none", forTerminal(name)),
+          "lpstat -v shows the device URI of a print queue. What goes over a queue's own link is\n"
+          "recorded by its filter: environment variable MOXSUPPLY_RECORD, see commandtomox(8).",
+          true};
+}
+
+// Makes the transcript that was asked for; null when none was.
+Result<std::unique_ptr<Recording>> startRecording(const LevelsOptions& options) {
+  if (options.record.empty()) return std::unique_ptr<Recording>();
+  return Recording::create(options.record, options.redact ? Redact::kYes : Redact::kNo);
+}
+
+// Says so when the transcript is not whole. Returns the exit status.
+int judge(const Recording* recording) {
+  const auto problem = recording == nullptr ? std::nullopt : recording->problem();
+  return problem ? complain(kCommand, *problem) : 0;
+}
+
 // Puts the printer of a queue in the place of the queue's name, and what the queue knows of it.
 std::optional<Problem> followQueue(LevelsOptions& options) {
   const auto opened = openQueue(options.uri);
@@ -134,10 +156,15 @@ int runLevels(LevelsOptions options) {
                            options.deadline)));
   }
   if (!looksLikeDeviceUri(options.uri)) {
+    if (!options.record.empty()) return complain(kCommand, notOfAQueue(options.uri));
     if (const auto problem = followQueue(options)) return complain(kCommand, *problem);
   }
   const auto uri = parseDeviceUri(options.uri);
   if (const auto* problem = std::get_if<Problem>(&uri)) return complain(kCommand, *problem);
+
+  const auto recording = startRecording(options);
+  if (const auto* problem = std::get_if<Problem>(&recording)) return complain(kCommand, *problem);
+  Recording* const transcript = std::get<std::unique_ptr<Recording>>(recording).get();
 
   const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(*deadline);
   PrinterAnswer answer;
@@ -146,13 +173,15 @@ int runLevels(LevelsOptions options) {
         askPrinter({.uri = std::get<DeviceUri>(uri),
                     .printerType = attempt.printerType,
                     .timeout = attempt.timeout,
-                    .throughBackend = options.throughBackend},
+                    .throughBackend = options.throughBackend,
+                    .recording = transcript},
                    end, [](const Problem& problem) { ::_exit(complain(kCommand, problem)); });
     if (const auto* problem = std::get_if<Problem>(&result)) return complain(kCommand, *problem);
     answer = std::get<PrinterAnswer>(std::move(result));
     if (understood(answer.status)) break;
   }
-  return show(answer, options);
+  const int exitStatus = show(answer, options);
+  return std::max(exitStatus, judge(transcript));
 }
 
 }  // namespace
@@ -169,7 +198,7 @@ void addLevelsCommand(CLI::App& app, RunCommand& run) {
   command->formatter(std::make_shared<Help>(
       "moxsupply levels PRINTER [--type auto|laser|inkjet] [--format table|json]\n"
       "                        [--timeout SECONDS] [--deadline SECONDS] [--backend]\n"
-      "                        [--color auto|always|never]"));
+      "                        [--color auto|always|never] [--record FILE [--redact]]"));
   command->footer(
       "A printer whose type is not given is asked as a laser printer first, with reads of at most\n"
       "1 second, then as an inkjet printer: an inkjet printer is found after 4 seconds, and one\n"
@@ -203,7 +232,20 @@ void addLevelsCommand(CLI::App& app, RunCommand& run) {
   command->add_option("--color", options->color, "auto, always or never (auto: on a terminal)")
       ->option_text("WHEN")
       ->check(CLI::IsMember({"auto", "always", "never"}));
-  command->callback([&run, options] { run = [=] { return runLevels(*options); }; });
+  const auto* record =
+      command
+          ->add_option("--record", options->record, "write what goes over the link to a transcript")
+          ->option_text("FILE");
+  command->add_flag("--redact", options->redact, "leave serial numbers out of the transcript");
+  command->callback([&run, options, record] {
+    if (record->count() > 0 && options->record.empty()) {
+      throw CLI::ValidationError("--record", "expected the path of a file");
+    }
+    if (options->redact && options->record.empty()) {
+      throw CLI::RequiresError("--redact", "--record");
+    }
+    run = [=] { return runLevels(*options); };
+  });
 }
 
 }  // namespace moxsupply

@@ -11,6 +11,7 @@
 #include "host/BackendLink.h"
 #include "host/Query.h"
 #include "host/QueryWatch.h"
+#include "host/Substitute.h"
 #include "host/TcpLink.h"
 #include "host/TerminalText.h"
 #include "system/FileDescriptor.h"
@@ -21,37 +22,16 @@ namespace {
 
 constexpr int kBackChannel = 3;
 
-// Puts another descriptor in the place of one, for as long as this object lives.
-class Substitute {
- public:
-  Substitute(int place, int substitute)
-      : mPlace(place), mFormer(aboveFilterDescriptors(FileDescriptor(::dup(place)))) {
-    ::dup2(substitute, place);
-  }
-  ~Substitute() {
-    if (mFormer) {
-      ::dup2(mFormer.get(), mPlace);
-    } else {
-      ::close(mPlace);
-    }
-  }
-  Substitute(const Substitute&) = delete;
-  Substitute& operator=(const Substitute&) = delete;
-  Substitute(Substitute&&) = delete;
-  Substitute& operator=(Substitute&&) = delete;
-
- private:
-  int mPlace;
-  FileDescriptor mFormer;
-};
-
 Answer askOver(int toPrinter, int backChannel, const PrinterQuery& query) {
   const auto filter =
       MoxFilter::initWithPrinterType(query.printerType, query.uri.transport(), query.timeout);
   std::fflush(stdout);
   const Substitute output(STDOUT_FILENO, toPrinter);
   const Substitute input(kBackChannel, backChannel);
-  return askPrinterOnStandardOutput(*filter);
+  if (query.recording != nullptr) {
+    query.recording->beginQuery(query.printerType, query.uri.transport(), query.timeout);
+  }
+  return askPrinterOnStandardOutput(*filter, query.recording);
 }
 
 Result<PrinterAnswer> askDirectly(const PrinterQuery& query, QueryWatch& watch) {

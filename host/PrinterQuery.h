@@ -7,15 +7,17 @@
 
 #include "host/DeviceUri.h"
 #include "host/Problem.h"
+#include "host/Recording.h"
 #include "values/Status.h"
 
 namespace moxsupply {
 
 struct PrinterQuery {
   DeviceUri uri;
-  std::string printerType;      // "Laser" or "Inkjet"
-  std::uint32_t timeout;        // seconds for each single read
-  bool throughBackend = false;  // use the CUPS backend for socket:// too
+  std::string printerType;         // "Laser" or "Inkjet"
+  std::uint32_t timeout;           // seconds for each single read
+  bool throughBackend = false;     // use the CUPS backend for socket:// too
+  Recording* recording = nullptr;  // writes down what goes over the link
 };
 
 struct PrinterAnswer {

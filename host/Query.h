@@ -3,6 +3,7 @@
 #include <string>
 
 #include "front/MoxFilter.h"
+#include "host/Recording.h"
 #include "values/Status.h"
 
 namespace moxsupply {
@@ -14,6 +15,7 @@ struct Answer {
 
 // Asks the printer that is on this process's standard output and back channel, once. Blocks.
 // Makes standard output unbuffered first: a link that has gone away then fails the write itself.
-Answer askPrinterOnStandardOutput(MoxFilter& filter);
+// `recording`: of a query that has begun there; null records nothing.
+Answer askPrinterOnStandardOutput(MoxFilter& filter, Recording* recording = nullptr);
 
 }  // namespace moxsupply

@@ -6,9 +6,13 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
+#include <memory>
 #include <span>
+#include <stdexcept>
 #include <string_view>
 #include <system_error>
 #include <utility>
@@ -17,10 +21,12 @@
 #include "simulator/Faults.h"
 #include "simulator/Listener.h"
 #include "simulator/ModelFile.h"
+#include "simulator/Replay.h"
 #include "simulator/Server.h"
 #include "simulator/ShippedModels.h"
 #include "simulator/StopSignals.h"
 #include "system/FileDescriptor.h"
+#include "transcript/TranscriptReader.h"
 
 namespace moxsupply {
 
@@ -32,6 +38,8 @@ struct SimulateOptions {
   std::string model;
   std::string listen = "127.0.0.1:0";
   std::vector<std::string> faults;
+  std::string replay;
+  bool quick = false;
   bool list = false;
 };
 
@@ -97,9 +105,31 @@ int serveCommand(simulator::Server& server, const simulator::StopSignals& signal
   return kExitNotStarted;
 }
 
+simulator::Server::NewConversation replayOf(const SimulateOptions& options) try {
+  errno = 0;
+  std::ifstream file(options.replay);
+  if (!file) throw std::runtime_error(std::strerror(errno));
+  const simulator::Replay replay(
+      transcript::readTranscript(file),
+      options.quick ? simulator::Pauses::kNone : simulator::Pauses::kAsRecorded);
+  return [replay] { return replay.conversation(); };
+} catch (const std::runtime_error& mistake) {
+  throw std::runtime_error(fmt::format("{}: {}", options.replay, mistake.what()));
+}
+
+// The printer that is asked for: a recorded one, or that of a model.
+simulator::Server::NewConversation printerOf(const SimulateOptions& options) {
+  if (!options.replay.empty()) return replayOf(options);
+  const auto model = std::make_shared<const simulator::Model>(
+      simulator::readModelFile(simulator::findModel(options.model)));
+  return [model] {
+    return [model](simulator::Request request) { return simulator::answerTo(*model, request); };
+  };
+}
+
 int simulate(const SimulateOptions& options, const CommandLine& command) try {
   if (options.list) return listModels();
-  const auto model = simulator::readModelFile(simulator::findModel(options.model));
+  const auto printer = printerOf(options);
   const simulator::Faults faults = faultsOf(options.faults);
   const simulator::StopSignals signals;
   auto listener = simulator::listenOn(options.listen);
@@ -109,7 +139,7 @@ int simulate(const SimulateOptions& options, const CommandLine& command) try {
     wasSentJunk = true;
     complainOfJunk(junk);
   };
-  simulator::Server server(model, std::move(listener), complain, faults);
+  simulator::Server server(printer, std::move(listener), complain, faults);
   if (!command) return serve(server, signals, uri);
   const int status = serveCommand(server, signals, uri, *command);
   return status == 0 && wasSentJunk ? kExitFailed : status;
@@ -144,6 +174,7 @@ void addSimulateCommand(CLI::App& app, RunCommand& run, const CommandLine& besid
   command->formatter(
       std::make_shared<Help>("moxsupply simulate MODEL [--listen ADDRESS:PORT]\n"
                              "                          [--fault VERB[=VALUE]]... [-- COMMAND...]\n"
+                             "       moxsupply simulate --replay FILE [--quick] [...]\n"
                              "       moxsupply simulate --list"));
   command->footer(
       "Faults, on each connection (bytes are counted over all that the printer sends there):\n" +
@@ -154,6 +185,7 @@ void addSimulateCommand(CLI::App& app, RunCommand& run, const CommandLine& besid
       "  moxsupply simulate laser-colour-full --listen 127.0.0.1:9100\n"
       "  moxsupply simulate inkjet-lantern-four-cartridges -- ./query-printer {}\n"
       "  moxsupply simulate laser-mono-toner --fault drip=100 --fault silent=60\n"
+      "  moxsupply simulate --replay office.transcript -- moxsupply levels {}\n"
       "\n"
       "Exit status: 0 after SIGINT or SIGTERM; 2 the arguments or the model file are wrong, or "
       "the\n"
@@ -162,7 +194,7 @@ void addSimulateCommand(CLI::App& app, RunCommand& run, const CommandLine& besid
       "something that is no request.\n");
 
   const auto options = std::make_shared<SimulateOptions>();
-  const auto* model =
+  auto* model =
       command->add_option("MODEL", options->model, "name or file of a model")->option_text(" ");
   command
       ->add_option("--listen", options->listen,
@@ -174,10 +206,17 @@ void addSimulateCommand(CLI::App& app, RunCommand& run, const CommandLine& besid
                    "what is wrong with the printer; may be given several times, see below")
       ->allow_extra_args(false)
       ->option_text("VERB[=VALUE]");
+  auto* replay =
+      command->add_option("--replay", options->replay, "be the printer of this transcript again")
+          ->option_text("FILE");
+  command->add_flag("--quick", options->quick, "without the pauses of the transcript");
+  replay->excludes(model);
   command->add_flag("--list", options->list, "name the models, with a line about each");
   command->callback([&run, options, model, besides] {
     if (besides && besides->empty()) throw CLI::RequiredError("a command after --");
-    if (!options->list && model->count() == 0) throw CLI::RequiredError("MODEL, or --list,");
+    if (options->quick && options->replay.empty()) throw CLI::RequiresError("--quick", "--replay");
+    const bool hasPrinter = model->count() > 0 || !options->replay.empty();
+    if (!options->list && !hasPrinter) throw CLI::RequiredError("MODEL, --replay or --list");
     run = [=] { return simulate(*options, besides); };
   });
 }

@@ -4,7 +4,8 @@
 //
 //   commandtomox JOB USER TITLE COPIES OPTIONS [FILE]
 //
-// Environment: PPD and DEVICE_URI of the queue, PRINTER its name, CUPS_CACHEDIR. It ends with 0
+// Environment: PPD and DEVICE_URI of the queue, PRINTER its name, CUPS_CACHEDIR; MOXSUPPLY_RECORD
+// names a file for a transcript of the query. It ends with 0
 // whatever the printer does; with 1 only when it was misused or the queue is set up wrongly, since
 // that stops the job.
 
@@ -31,6 +32,7 @@
 #include "host/Query.h"
 #include "host/QueryWatch.h"
 #include "host/QueueSettings.h"
+#include "host/Recording.h"
 #include "host/SchedulerMessage.h"
 #include "host/ServedJob.h"
 #include "host/StateReasons.h"
@@ -135,6 +137,24 @@ int misuse(const Problem& problem) {
   return kStopsTheJob;
 }
 
+void warnOf(const Problem& problem) { tellScheduler("ERROR", problem.what); }
+
+// The transcript that the environment asks for; null when it asks for none. One that cannot be made
+// takes no levels from the queue: that is said, and the printer is asked all the same.
+std::unique_ptr<Recording> startRecording(const QueueSettings& settings) {
+  const std::string path = environment("MOXSUPPLY_RECORD");
+  if (path.empty()) return nullptr;
+  const bool redacts = !environment("MOXSUPPLY_REDACT").empty();
+  auto result = Recording::create(path, redacts ? Redact::kYes : Redact::kNo);
+  if (const auto* problem = std::get_if<Problem>(&result)) {
+    warnOf(*problem);
+    return nullptr;
+  }
+  auto recording = std::get<std::unique_ptr<Recording>>(std::move(result));
+  recording->beginQuery(settings.printerType, settings.transport, settings.timeout);
+  return recording;
+}
+
 // The last resort. Whatever hangs, the filter ends by its deadline, and not as a failure, which
 // would stop the job.
 void endAtTheLatestAfter(std::uint32_t seconds) {
@@ -177,6 +197,7 @@ int answer(const Commands& commands, const std::optional<ServedJob>& job,
   endAtTheLatestAfter(settings.deadline);
   const Timetable times{std::chrono::seconds(settings.deadline)};
   PublishedMarkers markers(environment("CUPS_CACHEDIR"), environment("PRINTER"), ppdPath);
+  const auto recording = startRecording(settings);
   const Answer answer = [&] {
     const QueryWatch watch("", times.query, [&](const QueryWatch& /*watch*/) {
       publishFailure(Status::kNothingReceived, markers, commands.reportLevels);
@@ -184,8 +205,11 @@ int answer(const Commands& commands, const std::optional<ServedJob>& job,
       ::_exit(commands.haveUnknown ? kStopsTheJob : EXIT_SUCCESS);
     });
     if (settings.transport == "usb") drainBackChannel();
-    return askPrinterOnStandardOutput(*filter);
+    return askPrinterOnStandardOutput(*filter, recording.get());
   }();
+  if (recording != nullptr) {
+    if (const auto problem = recording->problem()) warnOf(*problem);
+  }
   const bool hasFailed = answer.status != Status::kSuccess;
   if (hasFailed) {
     publishFailure(answer.status, markers, commands.reportLevels);

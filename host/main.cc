@@ -5,6 +5,7 @@
 #include <exception>
 
 #include "host/Command.h"
+#include "host/DecodeCommand.h"
 #include "host/DisableCommand.h"
 #include "host/DoctorCommand.h"
 #include "host/EnableCommand.h"
@@ -46,6 +47,7 @@ int main(int argc, char** argv) try {
   moxsupply::addDisableCommand(app, run);
   moxsupply::addDoctorCommand(app, run);
   moxsupply::addReportCommand(app, run);
+  moxsupply::addDecodeCommand(app, run);
   const moxsupply::CommandLine besides = moxsupply::takeCommandBesides(argc, argv);
   moxsupply::addSimulateCommand(app, run, besides);
 

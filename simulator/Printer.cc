@@ -6,8 +6,14 @@
 
 namespace moxsupply::simulator {
 
+Printer::Printer(Answers answers, Complain complain, Faults faults)
+    : mAnswers(std::move(answers)),
+      mComplain(std::move(complain)),
+      mDisturbance(std::move(faults)) {}
+
 Printer::Printer(const Model& model, Complain complain, Faults faults)
-    : mModel(&model), mComplain(std::move(complain)), mDisturbance(std::move(faults)) {}
+    : Printer([&model](Request request) { return answerTo(model, request); }, std::move(complain),
+              std::move(faults)) {}
 
 std::vector<Write> Printer::receive(std::span<const std::uint8_t> bytes) {
   std::vector<Write> writes;
@@ -15,7 +21,7 @@ std::vector<Write> Printer::receive(std::span<const std::uint8_t> bytes) {
     if (const auto* junk = std::get_if<Junk>(&finding)) {
       mComplain(*junk);
     } else {
-      auto answer = mDisturbance.disturb(answerTo(*mModel, std::get<Request>(finding)));
+      auto answer = mDisturbance.disturb(mAnswers(std::get<Request>(finding)));
       std::ranges::move(answer, std::back_inserter(writes));
     }
   }

@@ -12,12 +12,18 @@
 
 namespace moxsupply::simulator {
 
+// What a printer does upon each request of one connection.
+using Answers = std::function<std::vector<Write>(Request)>;
+
 // One connection's conversation, without the connection.
 class Printer {
  public:
   using Complain = std::function<void(const Junk&)>;
 
-  // `model` must outlive it. `complain` is told what is no request.
+  // `complain` is told what is no request.
+  Printer(Answers answers, Complain complain, Faults faults = {});
+
+  // The same of a model, which must outlive it.
   Printer(const Model& model, Complain complain, Faults faults = {});
 
   // What the printer does upon `bytes`, cut as they may be. To junk it does nothing.
@@ -33,7 +39,7 @@ class Printer {
   void hearEnd();
 
  private:
-  const Model* mModel;
+  Answers mAnswers;
   Complain mComplain;
   RequestReader mReader;
   Disturbance mDisturbance;

@@ -30,7 +30,15 @@ bool happened(const pollfd& polled) { return polled.revents != 0; }
 
 Server::Server(const Model& model, FileDescriptor listener, Printer::Complain complain,
                Faults faults)
-    : mModel(&model),
+    : Server(
+          [&model]() -> Answers {
+            return [&model](Request request) { return answerTo(model, request); };
+          },
+          std::move(listener), std::move(complain), std::move(faults)) {}
+
+Server::Server(NewConversation newConversation, FileDescriptor listener, Printer::Complain complain,
+               Faults faults)
+    : mNewConversation(std::move(newConversation)),
       mListener(std::move(listener)),
       mComplain(std::move(complain)),
       mFaults(std::move(faults)) {}
@@ -86,7 +94,7 @@ void Server::acceptAll() {
     }
     const int atOnce = 1;  // a write of a model goes out as it is, and is not joined with the next
     static_cast<void>(::setsockopt(socket.get(), IPPROTO_TCP, TCP_NODELAY, &atOnce, sizeof atOnce));
-    mConnections.emplace_back(std::move(socket), Printer(*mModel, mComplain, mFaults),
+    mConnections.emplace_back(std::move(socket), Printer(mNewConversation(), mComplain, mFaults),
                               mFaults.neverClose ? AtTheEnd::kStay : AtTheEnd::kHangUp);
   }
 }

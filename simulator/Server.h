@@ -2,6 +2,7 @@
 
 #include <poll.h>
 
+#include <functional>
 #include <list>
 #include <span>
 #include <vector>
@@ -17,8 +18,15 @@ namespace moxsupply::simulator {
 // them alone.
 class Server {
  public:
-  // `model` must outlive it. `listener` listens and does not block. `complain` is told what is no
-  // request. `faults` are those of each connection.
+  // What the printer does upon the requests of a new connection.
+  using NewConversation = std::function<Answers()>;
+
+  // `listener` listens and does not block. `complain` is told what is no request. `faults` are
+  // those of each connection.
+  Server(NewConversation newConversation, FileDescriptor listener, Printer::Complain complain,
+         Faults faults = {});
+
+  // The same of a model, which must outlive it.
   Server(const Model& model, FileDescriptor listener, Printer::Complain complain,
          Faults faults = {});
 
@@ -37,7 +45,7 @@ class Server {
 
   void acceptAll();
 
-  const Model* mModel;
+  NewConversation mNewConversation;
   FileDescriptor mListener;
   Printer::Complain mComplain;
   Faults mFaults;

@@ -36,11 +36,12 @@ _moxsupply_value() {
   case $command/$option in
     levels/--type) _moxsupply_offer "$current" auto laser inkjet ;;
     enable/--type) _moxsupply_offer "$current" laser inkjet ;;
+    decode/--format) _moxsupply_offer "$current" text json ;;
     levels/--format) _moxsupply_offer "$current" table json ;;
     */--color) _moxsupply_offer "$current" auto always never ;;
     report/--printer-type) _moxsupply_offer "$current" Laser Inkjet ;;
     report/--transport) _moxsupply_offer "$current" usb socket mdns dnssd ;;
-    report/--output) _moxsupply_offer_files "$current" ;;
+    report/--output | levels/--record | simulate/--replay) _moxsupply_offer_files "$current" ;;
     simulate/--fault)
       _moxsupply_offer "$current" cut silent reset drip flood twice wrong-request length flip \
         never-close
@@ -55,7 +56,7 @@ _moxsupply_has_argument() {
   local i
   for ((i = 2; i < COMP_CWORD; ++i)); do
     case ${COMP_WORDS[i]} in
-      --help | --all | --backend | --list) ;;
+      --help | --all | --backend | --list | --quick | --redact) ;;
       -*)
         [[ ${COMP_WORDS[i + 1]} != "=" ]] || ((++i))
         ((++i))
@@ -77,6 +78,7 @@ _moxsupply_argument() {
       [[ ${COMPREPLY[*]} != socket:// ]] || compopt -o nospace 2>/dev/null
       ;;
     refresh | enable | disable | doctor) _moxsupply_offer_queues "$current" ;;
+    decode) _moxsupply_offer_files "$current" ;;
     simulate) _moxsupply_offer_models "$current" "$program" ;;
   esac
 }
@@ -86,7 +88,7 @@ _moxsupply_offer_options() {
   case $command in
     levels)
       _moxsupply_offer "$current" \
-        --type --format --timeout --deadline --backend --color --help
+        --type --format --timeout --deadline --backend --color --record --redact --help
       ;;
     refresh) _moxsupply_offer "$current" --all --deadline --color --help ;;
     enable) _moxsupply_offer "$current" --type --timeout --deadline --help ;;
@@ -95,7 +97,8 @@ _moxsupply_offer_options() {
     report)
       _moxsupply_offer "$current" --printer-type --transport --timeout --output --help
       ;;
-    simulate) _moxsupply_offer "$current" --listen --fault --list --help ;;
+    decode) _moxsupply_offer "$current" --format --color --help ;;
+    simulate) _moxsupply_offer "$current" --listen --fault --replay --quick --list --help ;;
   esac
 }
 
@@ -105,7 +108,7 @@ _moxsupply() {
   COMPREPLY=()
   if ((COMP_CWORD == 1)); then
     _moxsupply_offer "$current" \
-      levels refresh enable disable doctor report simulate --help --version
+      levels refresh enable disable doctor report decode simulate --help --version
     return
   fi
 

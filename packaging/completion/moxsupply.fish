@@ -18,6 +18,7 @@ complete -c moxsupply -n $first -a enable -d 'Let a queue report its supplies'
 complete -c moxsupply -n $first -a disable -d 'Take away what enable added'
 complete -c moxsupply -n $first -a doctor -d 'Find out why a queue shows no levels'
 complete -c moxsupply -n $first -a report -d 'Ask from inside a filter pipeline'
+complete -c moxsupply -n $first -a decode -d 'Show what went over a link'
 complete -c moxsupply -n $first -a simulate -d 'Be a printer on the network'
 
 function __moxsupply_option -a subcommand
@@ -27,10 +28,10 @@ end
 for queued in levels refresh enable disable doctor
     __moxsupply_option $queued -a '(__moxsupply_queues)' -d 'Print queue'
 end
-for colored in levels refresh doctor
+for colored in levels refresh doctor decode
     __moxsupply_option $colored -l color -x -a 'auto always never' -d 'Colour the output'
 end
-for any in levels refresh enable disable doctor report simulate
+for any in levels refresh enable disable doctor report decode simulate
     __moxsupply_option $any -s h -l help -d 'Print the help'
 end
 
@@ -39,6 +40,9 @@ __moxsupply_option levels -l format -x -a 'table json' -d 'How to show the suppl
 __moxsupply_option levels -l timeout -x -d 'Longest wait for each read, in seconds'
 __moxsupply_option levels -l deadline -x -d 'Longest time for everything, in seconds'
 __moxsupply_option levels -l backend -d 'Use the CUPS backend for socket:// too'
+
+__moxsupply_option levels -l record -r -F -d 'Write a transcript'
+__moxsupply_option levels -l redact -d 'Leave serial numbers out of it'
 
 __moxsupply_option refresh -l all -d 'All queues that are set up for it'
 __moxsupply_option refresh -l deadline -x -d 'Longest wait for each queue, in seconds'
@@ -52,8 +56,15 @@ __moxsupply_option report -l transport -x -a 'usb socket mdns dnssd' -d 'How it 
 __moxsupply_option report -l timeout -x -d 'Longest wait for each read, in seconds'
 __moxsupply_option report -l output -r -F -d 'Where to write the JSON'
 
+__moxsupply_option decode -F
+__moxsupply_option decode -l format -x -a 'text json' -d 'How to show the transcript'
+
 __moxsupply_option simulate -a '(__moxsupply_models)'
 __moxsupply_option simulate -F
+__moxsupply_option simulate -l replay -r -F -d 'Be the printer of a transcript'
+__moxsupply_option simulate -l quick -d 'Without its pauses'
 __moxsupply_option simulate -l listen -x -d 'ADDRESS:PORT to listen on'
 __moxsupply_option simulate -l fault -x -a 'cut silent reset drip= flood twice wrong-request length= flip= never-close' -d 'What is wrong with the printer'
+__moxsupply_option simulate -l replay -r -F -d 'Be the printer of a transcript'
+__moxsupply_option simulate -l quick -d 'Without its pauses'
 __moxsupply_option simulate -l list -d 'Name the models'

@@ -9,6 +9,7 @@ commands=(
   'disable:take away what enable added'
   'doctor:find out why a queue shows no levels'
   'report:ask from inside a filter pipeline'
+  'decode:show what went over a link'
   'simulate:be a printer on the network'
 )
 help=('(- *)'{-h,--help}'[print the help]')
@@ -30,7 +31,9 @@ case $words[1] in
       '--format=[how to show the supplies]:format:(table json)' \
       '--timeout=[longest wait for each read]:seconds' \
       '--deadline=[longest time for everything]:seconds' \
-      '--backend[use the CUPS backend for socket\:// too]'
+      '--backend[use the CUPS backend for socket\:// too]' \
+      '--record=[write a transcript]:file:_files' \
+      '--redact[leave serial numbers out of it]'
     ;;
   refresh)
     _arguments $help $color $queue \
@@ -52,11 +55,18 @@ case $words[1] in
       '--timeout=[longest wait for each read]:seconds' \
       '--output=[where to write the JSON]:file:_files'
     ;;
+  decode)
+    _arguments $help $color \
+      '1:transcript:_files' \
+      '--format=[how to show it]:format:(text json)'
+    ;;
   simulate)
     _arguments $help \
       '1:model:{compadd -- ${${(f)"$(moxsupply simulate --list 2>/dev/null)"}%% *}; _files -g "*.json"}' \
       '--listen=[where to listen]:address and port' \
       '*--fault=[what is wrong with the printer]:fault:(cut silent reset drip= flood twice wrong-request length= flip= never-close)' \
+      '--replay=[be the printer of a transcript]:transcript:_files' \
+      '--quick[without its pauses]' \
       '--list[name the models]' \
       '*::command:_normal'
     ;;

@@ -443,7 +443,17 @@ Misuse badAddress(const std::string& name, const std::string& address) {
 INSTANTIATE_TEST_SUITE_P(
     Of, SimulateMisuse,
     ::testing::Values(
-        Misuse{"NoModel", {}, "MODEL, or --list, is required (see moxsupply simulate --help)"},
+        Misuse{
+            "NoModel", {}, "MODEL, --replay or --list is required (see moxsupply simulate --help)"},
+        Misuse{"ModelAndReplay",
+               {"laser-mono-toner", "--replay", "x"},
+               "MODEL excludes --replay (see moxsupply simulate --help)"},
+        Misuse{"QuickWithoutReplay",
+               {"--quick"},
+               "--quick requires --replay (see moxsupply simulate --help)"},
+        Misuse{
+            "MissingTranscript", {"--replay", "/no/such"}, "/no/such: No such file or directory"},
+        Misuse{"NoTranscript", {"--replay", "/dev/null"}, "/dev/null: line 1: the file is empty"},
         Misuse{"UnknownModel",
                {"laser-printer"},
                "there is no model \"laser-printer\"; moxsupply simulate --list names all models"},

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <unistd.h>
+
+#include "system/FileDescriptor.h"
+
+namespace moxsupply {
+
+// Puts another descriptor in the place of one, for as long as this object lives.
+class Substitute {
+ public:
+  Substitute(int place, int substitute)
+      : mPlace(place), mFormer(aboveFilterDescriptors(FileDescriptor(::dup(place)))) {
+    ::dup2(substitute, place);
+  }
+  ~Substitute() {
+    if (mFormer) {
+      ::dup2(mFormer.get(), mPlace);
+    } else {
+      ::close(mPlace);
+    }
+  }
+  Substitute(const Substitute&) = delete;
+  Substitute& operator=(const Substitute&) = delete;
+  Substitute(Substitute&&) = delete;
+  Substitute& operator=(Substitute&&) = delete;
+
+  // What stood in the place before; -1 when nothing did.
+  [[nodiscard]] int former() const { return mFormer.get(); }
+
+ private:
+  int mPlace;
+  FileDescriptor mFormer;
+};
+
+}  // namespace moxsupply
