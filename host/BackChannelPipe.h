@@ -40,7 +40,8 @@ class BackChannelPipe {
   void stop() { mWake.writeEnd = FileDescriptor(); }
 
  private:
-  bool waitFor(int descriptor, short events, std::optional<std::chrono::nanoseconds> time) const;
+  [[nodiscard]] bool waitFor(int descriptor, short events,
+                             std::optional<std::chrono::nanoseconds> time) const;
 
   Pipe mWake;  // its end: stop
   Pipe mAnswers;
