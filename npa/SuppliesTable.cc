@@ -152,9 +152,9 @@ std::optional<Dictionary> MoxNPAUtilityCommand::extractSuppliesResponse(
   for (std::uint32_t read = 0; read < *suppliesCount; ++read) {
     const auto supplyNumber = in.u8(entry);
     if (!supplyNumber || *supplyNumber > *suppliesCount) break;
-    if (!in.bytes(entry, kEntryHeadSize)) break;
-    const auto head = record.subspan(entry, kEntryHeadSize);
-    head[6] = 1;  // marks the entry as read, for whoever looks at the record afterwards
+    const auto head = moxsupply::wholeRun(record, entry, kEntryHeadSize);
+    if (!head) break;
+    head->subspan<6, 1>().front() = 1;  // marks the entry as read, for whoever looks at it later
     const std::uint16_t bodyLength = *in.u16(entry + std::size_t{4});
     const std::uint16_t fieldCount = *in.u16(entry + std::size_t{8});
 
