@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <string>
 #include <string_view>
 
@@ -15,6 +16,15 @@ namespace {
 
 constexpr std::int32_t kByte = 255;  // the most that one byte holds
 constexpr std::int32_t kTwoBytes = 65535;
+
+// The number behind `word` in a key; -1 for a key of another form.
+std::int32_t numberedBy(const Key& key, std::string_view word) {
+  const std::string text = key.text();
+  std::int32_t number = -1;
+  if (!text.starts_with(word)) return -1;
+  const auto [end, error] = std::from_chars(&text[word.size()], text.data() + text.size(), number);
+  return error == std::errc() && end == text.data() + text.size() ? number : -1;
+}
 
 bool stands(std::string_view text, std::span<const std::uint8_t> bytes) {
   const auto isSame = [](std::uint8_t byte, char c) { return static_cast<char>(byte) == c; };
@@ -32,10 +42,12 @@ void promiseTable(const Dictionary& record, Sent sent,
   }};
   constexpr std::array<Key, 1> kTexts = {"Serial Number"};
   std::size_t supplies = 0;
-  for (std::int32_t number = 0; number <= kByte; ++number) {
-    const auto* supply = record.get<Dictionary>(Key(number));
+  for (const Dictionary::Entry& entry : record) {
+    const auto* supply = std::get_if<Dictionary>(&entry.value);
     if (supply == nullptr) continue;
     ++supplies;
+    const std::int32_t number = numberedBy(entry.key, "");
+    promise(number >= 0 && number <= kByte, "a supply stands under its number");
     promise(supply->size() == fieldsOfSupply.size(), "a supply of the record has all its fields");
     promise(countNumbers(*supply, fieldsOfSupply) == supply->size(), "and no others");
   }
@@ -51,8 +63,9 @@ void promiseTable(const Dictionary& record, Sent sent,
 std::size_t countNumbers(const Dictionary& dictionary, std::span<const NumberField> numbers) {
   std::size_t count = 0;
   for (const NumberField& field : numbers) {
-    if (!dictionary.contains(field.key)) continue;
-    const auto* number = dictionary.get<std::int32_t>(field.key);
+    const Value* value = dictionary.find(field.key);
+    if (value == nullptr) continue;
+    const auto* number = std::get_if<std::int32_t>(value);
     promise(number != nullptr, "the field is a number");
     promise(*number >= field.least && *number <= field.most, "the number is in its range");
     ++count;
@@ -87,14 +100,16 @@ void promiseSupplies(const Dictionary& supplies, Sent sent) {
   promise(countNumbers(supplies, kCount) == 1, "a supplies table has its count");
   const std::int32_t highest = std::min(supplies.number("Supplies Count"), kByte);
   std::size_t found = 1;
-  for (std::int32_t number = 0; number <= highest; ++number) {
-    const auto* supply = supplies.get<Dictionary>({"Supply", number});
+  for (const Dictionary::Entry& entry : supplies) {
+    const auto* supply = std::get_if<Dictionary>(&entry.value);
     if (supply == nullptr) continue;
     ++found;
+    const std::int32_t number = numberedBy(entry.key, "Supply ");
+    promise(number >= 0 && number <= highest, "a supply stands under its number");
     promise(countNumbers(*supply, kFields) + countTexts(*supply, kTexts, sent) == supply->size(),
             "a supply has no unknown fields");
   }
-  promise(found == supplies.size(), "a supplies table has supplies up to its count, nothing else");
+  promise(found == supplies.size(), "a supplies table has its count and supplies, nothing else");
   promise(found - 1 <= static_cast<std::size_t>(supplies.number("Supplies Count")),
           "a supplies table has no more supplies than it counts");
 }

@@ -32,7 +32,7 @@ void tryInput(std::span<const std::uint8_t> input) {
     return decoded;
   });
   if (supplies) promiseSupplies(*supplies, input);
-  for (const std::uint32_t length : {0U, 1U, size + 1, ~0U}) {
+  for (const std::uint32_t length : {0U, ~0U}) {
     Bytes record(input.begin(), input.end());
     promise(npa.extractSuppliesResponse(record, length) == supplies, "the length does not count");
   }
