@@ -32,6 +32,9 @@ bool standInForAFilter() {
   return stdout != nullptr && std::setvbuf(stdout, nullptr, _IONBF, 0) == 0;
 }
 
+// Before anybody opens a file, which would be descriptor 3.
+const bool kIsReady = standInForAFilter();
+
 std::span<const std::uint8_t> taken(std::span<const std::uint8_t>& bytes, std::size_t count) {
   const auto front = bytes.first(std::min(count, bytes.size()));
   bytes = bytes.subspan(front.size());
@@ -46,8 +49,7 @@ std::uint8_t takenByte(std::span<const std::uint8_t>& bytes) {
 }  // namespace
 
 PrinterLink::PrinterLink(std::span<const std::uint8_t> input) {
-  static const bool isReady = standInForAFilter();
-  promise(isReady && theLink == nullptr, "one printer at a time");
+  promise(kIsReady && theLink == nullptr, "one printer at a time");
   theLink = this;
   mRefusedWrite = takenByte(input);
   const std::size_t sizes = takenByte(input);
@@ -61,6 +63,8 @@ std::ptrdiff_t PrinterLink::read(std::span<char> buffer, double timeout) {
   constexpr std::size_t kMostWanted = 512;
   promise(!buffer.empty() && buffer.size() <= kMostWanted, "a read asks for 1 to 512 bytes");
   promise(timeout == kTimeout, "a read waits as long as the host said");
+
+  mWanted.push_back(buffer.size());
 
   constexpr std::uint8_t kAsManyAsAreWanted = 255;
   const std::uint8_t size = mSizes.empty() ? kAsManyAsAreWanted : takenByte(mSizes);

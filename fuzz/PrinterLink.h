@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <span>
 #include <string>
+#include <string_view>
+#include <vector>
 
 namespace moxsupply::fuzzing {
 
@@ -27,6 +29,7 @@ class PrinterLink {
 
   [[nodiscard]] std::size_t delivered() const { return mDelivered; }      // bytes
   [[nodiscard]] std::size_t readsInVain() const { return mReadsInVain; }  // which brought nothing
+  [[nodiscard]] const std::vector<std::size_t>& wanted() const { return mWanted; }  // by each read
   [[nodiscard]] const std::string& written() const { return mWritten; }
 
   // What libcups's read and the write of standard output do here.
@@ -39,6 +42,7 @@ class PrinterLink {
   std::span<const std::uint8_t> mBytes;  // that are still to come
   std::size_t mDelivered = 0;
   std::size_t mReadsInVain = 0;
+  std::vector<std::size_t> mWanted;
   std::size_t mWrites = 0;
   std::string mWritten;
 };

@@ -50,7 +50,10 @@ void addRecord(const Seeds& seeds, const std::string& name, const Golden& golden
   const Bytes record = golden.steps.front().bytes();
   const bool isTable = golden.kind == Golden::Kind::kSuppliesTable;
   seeds.add(isTable ? "SuppliesTable" : "KelvoRecords", name, record);
+  // An offset and a count of two bytes each: within the record, and over its end.
   seeds.add("BigEndianReader", name, joined({hex("00 04 00 02"), record}));
+  const auto last = static_cast<std::uint8_t>(record.size() - 1);
+  seeds.add("BigEndianReader", name + "-over-its-end", joined({{0, last, 0, 2}, record}));
 }
 
 // Each reply of an exchange, alone and as the record in it, and all of them as a printer that
@@ -81,17 +84,34 @@ void addExchange(const Seeds& seeds, const std::string& name, const Golden& gold
   seeds.add("GatherReply", name + "-little-room", joined({hex("00 20"), inSmallReads}));
 }
 
+// A supply for MarkerLines: type, colour, status, level, the size of its name and the name.
+Bytes supplyNamed(const Bytes& name) {
+  const auto size = static_cast<std::uint8_t>(std::min<std::size_t>(name.size(), 255));
+  return joined({hex("00 01 00 05"), {size}, name});
+}
+
 // The names that a golden report has, as the supplies of a printer.
 void addNames(const Seeds& seeds, const std::string& name, const Golden& golden) {
   Bytes supplies;
   for (const Json& supply : golden.report->at("report")) {
     if (!supply.is_object() || !supply.contains("SupplyName")) continue;
-    const Bytes text = bytesOf(supply["SupplyName"].get<std::string>());
-    const auto size = static_cast<std::uint8_t>(std::min<std::size_t>(text.size(), 255));
-    // Type, colour, status and level, then the size of the name.
-    supplies = joined({supplies, hex("00 01 00 05"), {size}, text});
+    supplies = joined({supplies, supplyNamed(bytesOf(supply["SupplyName"].get<std::string>()))});
   }
   if (!supplies.empty()) seeds.add("MarkerLines", name, supplies);
+}
+
+// Names that want to be more than one name, each beside an ordinary one.
+void addHostileNames(const Seeds& seeds) {
+  const Bytes ordinary = supplyNamed(bytesOf("Black Toner"));
+  const auto add = [&](const std::string& what, std::string_view name) {
+    seeds.add("MarkerLines", what, joined({supplyNamed(bytesOf(name)), ordinary}));
+  };
+  add("another-line", "a\nATTR: marker-levels=100");
+  add("another-attribute", "a' marker-levels='100");
+  add("several-names", "a,b,\"c\",{d e}");
+  add("backslashes", "\\,\\'\\\"\\");
+  add("not-utf-8", "\xFF\xC3 \xED\xA0\x80");
+  add("a-long-name", std::string(255, ','));
 }
 
 void addGoldenFiles(const Seeds& seeds) {
@@ -136,6 +156,7 @@ int main(int argc, char** argv) try {
   const Seeds seeds(argv[1]);
   const Path sources(argv[2]);
   addGoldenFiles(seeds);
+  addHostileNames(seeds);
   addCommandFiles(seeds);
   addModels(seeds, sources / "simulator" / "models");
   addFindings(seeds, sources / "fuzz" / "findings");
