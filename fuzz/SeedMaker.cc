@@ -109,7 +109,7 @@ void addHostileNames(const Seeds& seeds) {
   add("another-line", "a\nATTR: marker-levels=100");
   add("another-attribute", "a' marker-levels='100");
   add("several-names", "a,b,\"c\",{d e}");
-  add("backslashes", "\\,\\'\\\"\\");
+  add("backslashes", R"(\,\'\"\)");
   add("not-utf-8", "\xFF\xC3 \xED\xA0\x80");
   add("a-long-name", std::string(255, ','));
 }
