@@ -8,9 +8,18 @@
 
 namespace moxsupply {
 
+// `count` bytes from `offset` on; nothing when they do not lie whole before the end. Every bounds
+// check of the decoders stands here.
+template <typename Byte>
+[[nodiscard]] std::optional<std::span<Byte>> wholeRun(std::span<Byte> bytes, std::size_t offset,
+                                                      std::size_t count) noexcept {
+  if (offset > bytes.size() || count > bytes.size() - offset) return std::nullopt;
+  return bytes.subspan(offset, count);
+}
+
 // Picks big-endian numbers and runs of bytes out of bytes that came from a printer and that it does
 // not own. What does not lie whole before the end is not there: nothing is returned and nothing is
-// read. Every bounds check of the decoders stands here. Cheap to copy.
+// read. Cheap to copy.
 class BigEndianReader {
  public:
   explicit BigEndianReader(std::span<const std::uint8_t> bytes) noexcept : mBytes(bytes) {}
@@ -27,15 +36,14 @@ class BigEndianReader {
 
   [[nodiscard]] std::optional<std::span<const std::uint8_t>> bytes(
       std::size_t offset, std::size_t count) const noexcept {
-    if (offset > mBytes.size() || count > mBytes.size() - offset) return std::nullopt;
-    return mBytes.subspan(offset, count);
+    return wholeRun(mBytes, offset, count);
   }
 
   // The bytes from `offset` on, at most `count` of them: what is there of a run that may be cut.
   [[nodiscard]] std::span<const std::uint8_t> bytesAsFarAsTheyGo(std::size_t offset,
                                                                  std::size_t count) const noexcept {
-    if (offset > mBytes.size()) return {};
-    return mBytes.subspan(offset, std::min(count, mBytes.size() - offset));
+    const std::size_t begin = std::min(offset, mBytes.size());
+    return mBytes.subspan(begin, std::min(count, mBytes.size() - begin));
   }
 
  private:

@@ -33,7 +33,7 @@ constexpr moxsupply::Echo kEcho = {0xE0, 0x81, 0x00};
 bool hasHeadOfQuery(const BigEndianReader& reply) noexcept {
   const std::span query(CommandList[0].command);
   const auto body = reply.bytesAsFarAsTheyGo(4, 4);
-  return reply.u8(0) == query[0] && std::ranges::equal(body, query.subspan(4, 4));
+  return reply.u8(0) == query.front() && std::ranges::equal(body, query.subspan<4, 4>());
 }
 
 // The item data of all packets, joined. What is cut off or contradicts itself ends it.
@@ -97,7 +97,7 @@ Status MoxNPAUtilityCommand::cpdQueryAll(Dictionary& items,
 std::optional<Dictionary> MoxNPAUtilityCommand::parseCPDQueryResponse(
     std::span<const std::uint8_t> reply, std::uint32_t withLength) const noexcept try {
   const std::size_t replySize = std::min<std::size_t>(withLength, reply.size());
-  const BigEndianReader packets(reply.first(replySize));
+  const BigEndianReader packets(BigEndianReader(reply).bytesAsFarAsTheyGo(0, replySize));
   if (replySize < kShortestReply || replySize > kLongestReply) return std::nullopt;
   if (!hasHeadOfQuery(packets)) return std::nullopt;
 

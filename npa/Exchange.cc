@@ -2,12 +2,15 @@
 
 #include <algorithm>
 
+#include "npa/BigEndianReader.h"
 #include "npa/Packet.h"
 
 namespace moxsupply {
 
 bool answers(std::span<const std::uint8_t> reply, const Echo& echo) noexcept {
-  return reply[0] == kPacketStart && std::ranges::equal(reply.subspan(4, echo.size()), echo);
+  const BigEndianReader in(reply);
+  return in.u8(0) == kPacketStart &&
+         std::ranges::equal(in.bytesAsFarAsTheyGo(4, echo.size()), echo);
 }
 
 Status awaitAnswer(const MoxNPAUtilityCommand& npa, const Echo& echo, std::uint32_t timeout,

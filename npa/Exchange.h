@@ -16,7 +16,7 @@ constexpr std::size_t kReplyBufferSize = 4096;
 // The first three body bytes of a request. Bytes 4, 5 and 6 of the reply to it repeat them.
 using Echo = std::array<std::uint8_t, 3>;
 
-// Whether `reply`, of 7 bytes or more, begins as the answer to the request.
+// Whether `reply` begins as the answer to the request.
 bool answers(std::span<const std::uint8_t> reply, const Echo& echo) noexcept;
 
 // Whether the buffer is set to zero before each attempt. Where it is kept, a reply that brings less

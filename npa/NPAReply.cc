@@ -2,10 +2,12 @@
 #include <array>
 
 #include "npa/BigEndianReader.h"
+#include "npa/BoundedWriter.h"
 #include "npa/MoxNPAUtilityCommand.h"
 #include "npa/Packet.h"
 
 using moxsupply::BigEndianReader;
+using moxsupply::BoundedWriter;
 using moxsupply::PacketHead;
 using moxsupply::Status;
 
@@ -18,31 +20,12 @@ constexpr std::uint32_t kWantedOfPacketStart = 5;
 constexpr std::uint32_t kMostBytesOfReply = 65'536;
 constexpr std::size_t kShortestReply = 6;
 
-// The output of one reply: takes what fits.
-class StoredReply {
- public:
-  explicit StoredReply(std::span<std::uint8_t> reply) noexcept : mReply(reply) {}
-
-  void append(std::span<const std::uint8_t> bytes) noexcept {
-    const auto room = mReply.subspan(mSize);
-    const auto fitting = bytes.first(std::min(bytes.size(), room.size()));
-    std::ranges::copy(fitting, room.begin());
-    mSize += fitting.size();
-  }
-
-  [[nodiscard]] std::size_t size() const noexcept { return mSize; }
-
- private:
-  std::span<std::uint8_t> mReply;
-  std::size_t mSize = 0;
-};
-
 }  // namespace
 
 Status MoxNPAUtilityCommand::getNPAReply(std::span<std::uint8_t> reply,
                                          std::uint32_t& lengthOfResponse,
                                          std::uint32_t timeOut) const noexcept {
-  StoredReply stored(reply);
+  BoundedWriter stored(reply);
   std::array<std::uint8_t, kReadBufferSize> readBuffer{};
   std::uint32_t wanted = kWantedOfPacketStart;
   std::uint16_t packetSize = 0;
@@ -56,11 +39,12 @@ Status MoxNPAUtilityCommand::getNPAReply(std::span<std::uint8_t> reply,
     std::uint32_t count = wanted;
     if (mFilterCom.readData(readBuffer, count, timeOut) != Status::kSuccess) break;
     delivered += count;
+    const BigEndianReader read(readBuffer);
 
-    if (readBuffer[0] == moxsupply::kPacketStart) {
+    if (read.u8(0) == moxsupply::kPacketStart) {
       // Any read that begins with A5 begins a packet, also in the middle of another.
-      const auto head = PacketHead::read(BigEndianReader(readBuffer), 0);
-      stored.append(std::span(readBuffer).first(count));
+      const auto head = PacketHead::read(read, 0);
+      stored.append(read.bytesAsFarAsTheyGo(0, count));
       packetSize = static_cast<std::uint16_t>(head->size());  // 65,536 and more wraps to 0 to 2
       receivedOfPacket = count;
       morePackets = head->moreFollow();
@@ -77,7 +61,7 @@ Status MoxNPAUtilityCommand::getNPAReply(std::span<std::uint8_t> reply,
       continue;
     }
     count = std::min(count, packetSize - receivedOfPacket);
-    stored.append(std::span(readBuffer).first(count));
+    stored.append(read.bytesAsFarAsTheyGo(0, count));
     receivedOfPacket += count;
     if (receivedOfPacket == packetSize) {
       if (!morePackets) break;

@@ -3,12 +3,14 @@
 #include <utility>
 
 #include "npa/BigEndianReader.h"
+#include "npa/BoundedWriter.h"
 #include "npa/CommandList.h"
 #include "npa/Exchange.h"
 #include "npa/MoxNPAUtilityCommand.h"
 #include "npa/Packet.h"
 
 using moxsupply::BigEndianReader;
+using moxsupply::BoundedWriter;
 using moxsupply::BufferBetweenAttempts;
 using moxsupply::Dictionary;
 using moxsupply::Key;
@@ -34,61 +36,48 @@ constexpr ReplyKind kDeviceReply = {{0xE0, 0x21, 0x01}, 8, 65'536};
 // this reply keeps the position in 8 bits, and that is part of what it returns.
 constexpr ReplyKind kQueryReply = {{0xE0, 0x07, 0x02}, 7, 256};
 
-// The payloads of a reply's packets, joined.
-class Payload {
- public:
-  // Takes what fits. Returns whether that was everything.
-  bool append(std::span<const std::uint8_t> bytes) noexcept {
-    const auto room = std::span(mBuffer).subspan(mCount);
-    const auto fitting = bytes.first(std::min(bytes.size(), room.size()));
-    std::ranges::copy(fitting, room.begin());
-    mCount = static_cast<std::uint16_t>(mCount + fitting.size());
-    return fitting.size() == bytes.size();
-  }
-
-  [[nodiscard]] std::span<std::uint8_t> bytes() noexcept {
-    return std::span(mBuffer).first(mCount);
-  }
-  [[nodiscard]] std::uint16_t count() const noexcept { return mCount; }
-
- private:
-  std::array<std::uint8_t, kPayloadBufferSize> mBuffer{};
-  std::uint16_t mCount = 0;
-};
+// Room for the payloads of a reply's packets, joined.
+using PayloadBuffer = std::array<std::uint8_t, kPayloadBufferSize>;
 
 // Adds the payload of the packet at `position`, which begins `headSize` bytes into it. Returns
 // whether the packet's head and payload were whole and found room.
 bool gatherPacket(const BigEndianReader& reply, std::size_t position, std::size_t headSize,
-                  std::uint32_t packetSize, Payload& payload) noexcept {
+                  std::uint32_t packetSize, BoundedWriter& payload) noexcept {
   if (packetSize < headSize) return false;  // too short for its own head
   const std::size_t size = packetSize - headSize;
   const auto data = reply.bytesAsFarAsTheyGo(position + headSize, size);
   return payload.append(data) && data.size() == size;
 }
 
-// Gathers the payload of a reply whose head was found right. What was gathered before the reply
-// breaks off or contradicts itself stands.
-void gatherPayload(std::span<const std::uint8_t> bytes, const ReplyKind& kind,
-                   Payload& payload) noexcept {
+// Gathers the payload of a reply whose head was found right into `buffer` and returns it. What was
+// gathered before the reply breaks off or contradicts itself stands.
+std::span<std::uint8_t> gatherPayload(std::span<const std::uint8_t> bytes, const ReplyKind& kind,
+                                      PayloadBuffer& buffer) noexcept {
   constexpr std::size_t kLaterHeadSize = 5;
+  BoundedWriter payload(buffer);
   const BigEndianReader reply(bytes);
   auto head = PacketHead::read(reply, 0);
   std::size_t position = 0;
   bool whole = gatherPacket(reply, position, kind.headSize, head->size(), payload);
-  while (whole && head->moreFollow() && bytes.size() > payload.count()) {
+  while (whole && head->moreFollow() && bytes.size() > payload.size()) {
     position += head->size();
     const std::size_t wrapped = position % kind.positionWrap;
-    if (!reply.bytes(wrapped, kLaterHeadSize)) return;
+    if (!reply.bytes(wrapped, kLaterHeadSize)) break;
     head = PacketHead::read(reply, wrapped);
     whole = gatherPacket(reply, wrapped, kLaterHeadSize, head->size(), payload);
   }
+  return payload.written();
+}
+
+std::uint32_t sizeOf(std::span<const std::uint8_t> payload) noexcept {
+  return static_cast<std::uint32_t>(payload.size());
 }
 
 // The reply without what lies past `length`; nothing when it is refused.
 std::optional<std::span<const std::uint8_t>> replyOfKind(std::span<const std::uint8_t> reply,
                                                          std::uint32_t length,
                                                          const ReplyKind& kind) noexcept {
-  const auto bytes = reply.first(std::min<std::size_t>(length, reply.size()));
+  const auto bytes = BigEndianReader(reply).bytesAsFarAsTheyGo(0, length);
   if (bytes.size() < kShortestReply || !moxsupply::answers(bytes, kind.echo)) return std::nullopt;
   return bytes;
 }
@@ -170,29 +159,29 @@ Status MoxNPAUtilityCommand::pssdQueryAll(Dictionary& supplies,
 std::optional<Dictionary> MoxNPAUtilityCommand::parsePSSDDeviceResponse(
     std::span<const std::uint8_t> reply, std::uint32_t withLength) const noexcept {
   const auto bytes = replyOfKind(reply, withLength, kDeviceReply);
-  if (!bytes || (*bytes)[7] != 0x00) return std::nullopt;
-  Payload payload;
-  gatherPayload(*bytes, kDeviceReply, payload);
-  return extractSuppliesResponse(payload.bytes(), payload.count()).value_or(Dictionary());
+  if (!bytes || BigEndianReader(*bytes).u8(7) != 0x00) return std::nullopt;
+  PayloadBuffer buffer{};
+  const auto payload = gatherPayload(*bytes, kDeviceReply, buffer);
+  return extractSuppliesResponse(payload, sizeOf(payload)).value_or(Dictionary());
 }
 
 std::optional<Dictionary> MoxNPAUtilityCommand::parsePSSDQueryResponse(
     std::span<const std::uint8_t> reply, std::uint32_t withLength) const noexcept {
   const auto bytes = replyOfKind(reply, withLength, kQueryReply);
   if (!bytes) return std::nullopt;
-  Payload payload;
-  gatherPayload(*bytes, kQueryReply, payload);
+  PayloadBuffer buffer{};
+  const auto payload = gatherPayload(*bytes, kQueryReply, buffer);
 
   // The record begins with the length of a serial number; its type stands 4 bytes past that.
-  const BigEndianReader record(payload.bytes());
+  const BigEndianReader record(payload);
   const std::size_t serialNumberLength = record.u8(0).value_or(0);
   switch (record.u8(serialNumberLength + 4).value_or(0)) {
     case 1:
-      return parseKelvoS(payload.bytes(), payload.count()).value_or(Dictionary());
+      return parseKelvoS(payload, sizeOf(payload)).value_or(Dictionary());
     case 2:
-      return parseKelvoSC(payload.bytes(), payload.count()).value_or(Dictionary());
+      return parseKelvoSC(payload, sizeOf(payload)).value_or(Dictionary());
     case 3:
-      return parseKelvoColor(payload.bytes(), payload.count()).value_or(Dictionary());
+      return parseKelvoColor(payload, sizeOf(payload)).value_or(Dictionary());
     default:
       return std::nullopt;
   }
