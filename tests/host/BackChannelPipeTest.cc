@@ -25,7 +25,7 @@ std::string readSome(std::size_t count) {
 std::string readWithin(std::size_t count, std::chrono::milliseconds patience = 10s) {
   const auto deadline = std::chrono::steady_clock::now() + patience;
   for (;;) {
-    const std::string got = readSome(count);
+    std::string got = readSome(count);
     if (got != "none" || std::chrono::steady_clock::now() > deadline) return got;
     std::this_thread::sleep_for(1ms);
   }

@@ -223,11 +223,12 @@ TEST_F(Decode, ShowsARequestThatTheLinkDidNotTake) {
 
 // Nothing that a file says makes it take long or stop.
 TEST_F(Decode, EndsWhateverTheTranscriptSays) {
-  for (const char* operations :
-       {"> 0 01\n> 0 02\n> 0 03\n> 0 04\n", "< 0 end\n> 0 01\n", "> 0 failed\n",
-        "> 4294967295 01\n< 4294967295 A5\n< 4294967295 A5\n< 4294967295 A5\n< 4294967295 A5\n"
-        "< 4294967295 A5\n< 4294967295 A5\n< 4294967295 A5\n< 4294967295 A5\n< 4294967295 A5\n",
-        "< 0 A5 FF FF\n< 0 A5 FF FF\n> 0 01\n> 0 01\n"}) {
+  std::string longPauses = "> 4294967295 01\n";
+  for (int i = 0; i < 9; ++i) longPauses += "< 4294967295 A5\n";
+  for (const std::string& operations :
+       {std::string("> 0 01\n> 0 02\n> 0 03\n> 0 04\n"), std::string("< 0 end\n> 0 01\n"),
+        std::string("> 0 failed\n"), longPauses,
+        std::string("< 0 A5 FF FF\n< 0 A5 FF FF\n> 0 01\n> 0 01\n")}) {
     const Ran ran = decode(std::string("moxsupply-transcript 1\nquery Laser usb 1\n") + operations);
     EXPECT_EQ(ran.exitStatus, 0) << ran.errors;
     EXPECT_THAT(ran.output, HasSubstr("Report: "));

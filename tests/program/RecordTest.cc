@@ -396,7 +396,7 @@ TEST_F(Record, DoesNotReplaceAnotherFile) {
 }
 
 TEST_F(Record, DoesNotReplaceAFileWithAnotherName) {
-  std::ofstream(folder() / "other");
+  std::ofstream(folder() / "other") << "";
   fs::create_hard_link(folder() / "other", file());
   expectRefusal("it has another name, too");
 }

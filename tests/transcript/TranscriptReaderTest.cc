@@ -12,8 +12,6 @@ namespace {
 
 using namespace std::chrono_literals;
 using transcript::Event;
-using transcript::Operation;
-using transcript::Query;
 using transcript::Transcript;
 
 Transcript read(const std::string& text) {
@@ -131,7 +129,7 @@ INSTANTIATE_TEST_SUITE_P(
                 "line 3: expected the end of the line, not \"A5\""},
         Mistake{"BytesBehindTheEnd", kHeader + kQuery + "< 0 end\n< 0 A5\n",
                 "line 4: the printer has hung up before"},
-        Mistake{"HostileWord", kHeader + std::string("\x1B]0;\x07\xE2\x80\xAE\0x", 9) + "\n",
+        Mistake{"HostileWord", kHeader + std::string("\x1B]0;\x07\xE2\x80\x8B\0x", 9) + "\n",
                 "line 2: expected \"query\", \"<\", \">\" or a comment, not \"?]0;?????\""},
         Mistake{"LineWithoutEnd", kHeader + std::string(1'000'000, 'A'),
                 "line 2: a line longer than any of a transcript"},
