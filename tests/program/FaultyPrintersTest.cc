@@ -188,7 +188,8 @@ TEST(ManyQueries, LeaveNoProcessAndThePrinterNoDescriptor) {
     std::vector<std::string> options = {"--type", "laser"};
     if (i % 2 == 0) options.emplace_back("--backend");
     FilterProcess process(BackChannel::kClosed, levels(printer, options), kEnvironment);
-    EXPECT_EQ(process.wait().exitStatus, 0);
+    const auto ending = process.wait();
+    EXPECT_EQ(ending.exitStatus, 0) << ending.result;
   }
   EXPECT_FALSE(isAnyLeftWithin(printer.uri(), printer.pid(), 2s));
   EXPECT_TRUE(comesDownTo(printer.pid(), before));
