@@ -18,6 +18,7 @@
 #include "tests/support/Hex.h"
 #include "tests/support/InkjetReply.h"
 #include "tests/support/Packet.h"
+#include "tests/support/Requests.h"
 
 namespace moxsupply::testing {
 namespace {
@@ -78,9 +79,6 @@ TEST(MoxFilterCreation, SendsNothing) {
 }
 
 // A query
-
-const Bytes kLoopBack = hex("A5 00 06 40 03 04 20 20 20");
-const Bytes kInkjetRequest = hex("A5 00 05 50 E0 81 00 FF");
 
 const Bytes kInkjetReply = inkjetReply({
     hex("00 19 01  02"),  // kPrintHead: "Lantern"
@@ -185,7 +183,7 @@ TEST(MoxFilterQuery, KeepsItsOwnCopyOfTheTransport) {
     return queried(*object, report);
   });
   filter.endBackChannel();
-  EXPECT_EQ(filter.wait().written, joined({kLoopBack, kInkjetRequest}));
+  EXPECT_EQ(filter.wait().written, joined({kLoopBack, kInkjetQuery}));
 }
 
 TEST(MoxFilterQuery, FailsOnAnObjectThatWasMovedFrom) {
@@ -215,13 +213,13 @@ TEST(MoxFilterQuery, WorksOnTheObjectThatWasMovedTo) {
   filter.endBackChannel();
   const auto ending = filter.wait();
   EXPECT_EQ(ending.result, std::string("0 ") + kInkjetReport);
-  EXPECT_EQ(ending.written, joined({kLoopBack, kInkjetRequest}));
+  EXPECT_EQ(ending.written, joined({kLoopBack, kInkjetQuery}));
 }
 
 TEST(MoxFilterQuery, WaitsTheTimeoutForEachRead) {
   FilterProcess filter(BackChannel::kNonBlockingPipe,
                        [] { return queryInFilter("Inkjet", "usb", 4294967295U); });
-  filter.receive(kInkjetRequest.size());
+  filter.receive(kInkjetQuery.size());
   std::this_thread::sleep_for(100ms);
   filter.sendInPieces({kInkjetReply});  // and the channel stays open
   EXPECT_EQ(filter.wait().result, std::string("0 ") + kInkjetReport);
@@ -268,7 +266,7 @@ TEST(MoxFilterQuery, MayBeMadeAgain) {
             R"("Supply 2": {"SupplyColor": "Black", "SupplyName": "Black Cartridge", )"
             R"("SupplyPercentage": 60, "SupplyStatus": "Correct", "SupplyType": "ink"}, )"
             R"("SupplyCount": 1})");
-  EXPECT_EQ(ending.written, joined({kLoopBack, kInkjetRequest, kLoopBack, kInkjetRequest}));
+  EXPECT_EQ(ending.written, joined({kLoopBack, kInkjetQuery, kLoopBack, kInkjetQuery}));
 }
 
 // A query that fails

@@ -19,6 +19,7 @@
 #include "tests/support/Hex.h"
 #include "tests/support/InkjetReply.h"
 #include "tests/support/LaserRecords.h"
+#include "tests/support/Requests.h"
 #include "tests/support/ServerQueue.h"
 #include "tests/support/SmallPpd.h"
 #include "tests/support/TemporaryFolder.h"
@@ -35,9 +36,6 @@ using ::testing::SizeIs;
 using ::testing::StartsWith;
 using Texts = std::vector<std::string>;
 using Clock = std::chrono::steady_clock;
-
-const Bytes kLoopBack = hex("A5 00 06 40 03 04 20 20 20");
-const Bytes kInkjetQuery = hex("A5 00 05 50 E0 81 00 FF");
 
 constexpr const char* kReportLevels = "#CUPS-COMMAND\nReportLevels\n";
 constexpr const char* kReportStatus = "#CUPS-COMMAND\nReportStatus\n";

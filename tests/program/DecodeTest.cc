@@ -12,6 +12,7 @@
 #include "tests/support/InkjetReply.h"
 #include "tests/support/LaserRecords.h"
 #include "tests/support/Replay.h"
+#include "tests/support/Requests.h"
 #include "tests/support/Run.h"
 #include "tests/support/TemporaryFolder.h"
 #include "transcript/TranscriptReader.h"
@@ -27,15 +28,6 @@ using ::testing::HasSubstr;
 using ::testing::Not;
 using transcript::Event;
 using transcript::Query;
-
-const Bytes kLoopBack = hex("A5 00 06 40 03 04 20 20 20");
-const Bytes kInkjetQuery = hex("A5 00 05 50 E0 81 00 FF");
-const Bytes kDeviceQuery = hex(R"(
-    A5 00 10 80 A4 5B A4 5B 10 EF A4 5B 11 EE 00 FF 13 EC 2E
-    A5 00 08 50 E0 21 01 00 00 01 08)");
-const Bytes kSuppliesQuery = hex(R"(
-    A5 00 10 80 A4 5B A4 5B 10 EF A4 5B 11 EE 00 FF 13 EC 2E
-    A5 00 05 50 E0 07 02 00)");
 
 class Decode : public ::testing::Test {
  protected:

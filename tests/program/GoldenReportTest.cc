@@ -8,18 +8,10 @@
 
 #include "tests/support/FilterProcess.h"
 #include "tests/support/Golden.h"
+#include "tests/support/Requests.h"
 
 namespace moxsupply::testing {
 namespace {
-
-const Bytes kLoopBack = hex("A5 00 06 40 03 04 20 20 20");
-const Bytes kInkjetQuery = hex("A5 00 05 50 E0 81 00 FF");
-const Bytes kDeviceQuery = hex(R"(
-    A5 00 10 80 A4 5B A4 5B 10 EF A4 5B 11 EE 00 FF 13 EC 2E
-    A5 00 08 50 E0 21 01 00 00 01 08)");
-const Bytes kSuppliesQuery = hex(R"(
-    A5 00 10 80 A4 5B A4 5B 10 EF A4 5B 11 EE 00 FF 13 EC 2E
-    A5 00 05 50 E0 07 02 00)");
 
 // `timeout`: seconds for each read.
 std::vector<std::string> reportOn(const Golden& exchange, const char* timeout) {

@@ -7,15 +7,12 @@
 
 #include "tests/support/FilterProcess.h"
 #include "tests/support/Hex.h"
+#include "tests/support/Requests.h"
 
 namespace moxsupply::testing {
 namespace {
 
 using Json = nlohmann::json;
-
-const Bytes kDeviceQuery = hex(R"(
-    A5 00 10 80 A4 5B A4 5B 10 EF A4 5B 11 EE 00 FF 13 EC 2E
-    A5 00 08 50 E0 21 01 00 00 01 08)");
 
 // Behind the head of a laser printer's answer, up to where the supplies are counted.
 const Bytes kRecordHead = joined({hex("12 34"),            // marker, anything but 0
@@ -84,8 +81,6 @@ const Bytes kThreeOtherInkjetReplies = hex(R"(
     A5 00 06 50 E0 80 00 FF FF
     A5 00 06 50 E0 81 01 FF FF
 )");
-
-const Bytes kLoopBack = hex("A5 00 06 40 03 04 20 20 20");
 
 std::vector<std::string> reportOn(const char* printerType, const char* transport) {
   return {MOXSUPPLY_PROGRAM, "report",  "--printer-type", printerType,

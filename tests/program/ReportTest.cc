@@ -9,15 +9,13 @@
 
 #include "tests/support/FilterProcess.h"
 #include "tests/support/Hex.h"
+#include "tests/support/Requests.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace moxsupply::testing {
 namespace {
 
 using Json = nlohmann::json;
-
-const Bytes kLoopBack = hex("A5 00 06 40 03 04 20 20 20");
-const Bytes kInkjetQuery = hex("A5 00 05 50 E0 81 00 FF");
 
 // A "Lantern" head with a three-colour and a black cartridge, in one packet of 48 bytes.
 const Bytes kInkjetReply = hex(R"(

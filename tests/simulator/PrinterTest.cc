@@ -3,6 +3,7 @@
 
 #include "simulator/Printer.h"
 #include "tests/support/Hex.h"
+#include "tests/support/Requests.h"
 
 namespace moxsupply::testing {
 namespace {
@@ -14,9 +15,6 @@ using simulator::Printer;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
-
-const Bytes kLoopBack = hex("A5 00 06 40 03 04 20 20 20");
-const Bytes kInkjetQuery = hex("A5 00 05 50 E0 81 00 FF");
 
 class PrinterTest : public ::testing::Test {
  protected:

@@ -3,6 +3,7 @@
 #include "simulator/ModelMistake.h"
 #include "simulator/Replay.h"
 #include "tests/support/Hex.h"
+#include "tests/support/Requests.h"
 
 namespace moxsupply::testing {
 namespace {
@@ -13,15 +14,6 @@ using simulator::Then;
 using simulator::Write;
 using transcript::Event;
 using transcript::Transcript;
-
-const Bytes kLoopBack = hex("A5 00 06 40 03 04 20 20 20");
-const Bytes kInkjetQuery = hex("A5 00 05 50 E0 81 00 FF");
-const Bytes kDeviceQuery = hex(R"(
-    A5 00 10 80 A4 5B A4 5B 10 EF A4 5B 11 EE 00 FF 13 EC 2E
-    A5 00 08 50 E0 21 01 00 00 01 08)");
-const Bytes kSuppliesQuery = hex(R"(
-    A5 00 10 80 A4 5B A4 5B 10 EF A4 5B 11 EE 00 FF 13 EC 2E
-    A5 00 05 50 E0 07 02 00)");
 
 // A printer that was asked as a laser printer, in part in vain, and then as an inkjet printer.
 const Transcript kRecorded = {
