@@ -247,7 +247,7 @@ Json answerOfLaser(const Golden& exchange, std::size_t size) {
   if (!isReadable || !wholeReport.contains("SupplyCount")) {
     return {{"status", -4}, {"report", report}};
   }
-  const auto whole = repliesWithin(exchange, repliesOf(exchange).size());
+  const auto whole = repliesWithin(exchange, exchange.all(Golden::What::kReply).size());
   const Bytes record = payloadOf(answerAmong(whole, kDeviceEcho, false).packets);
   const SuppliesTable table(record);
   const std::size_t come = payloadOf(answer.packets).size();
@@ -311,7 +311,7 @@ bool isLaser(const Golden& exchange) { return exchange.kind == Golden::Kind::kLa
 
 // Bytes of the replies up to the answer to the first request.
 std::size_t firstAnswerEnd(const Golden& exchange) {
-  const std::size_t all = repliesOf(exchange).size();
+  const std::size_t all = exchange.all(Golden::What::kReply).size();
   if (!isLaser(exchange)) return all;
   const auto replies = repliesWithin(exchange, all);
   const Answer answer = answerAmong(replies, kDeviceEcho, false);
@@ -324,18 +324,8 @@ std::size_t firstAnswerEnd(const Golden& exchange) {
 
 }  // namespace
 
-Bytes repliesOf(const Golden& exchange) {
-  Bytes replies;
-  for (const Golden::Step& step : exchange.steps) {
-    if (step.what != Golden::What::kReply) continue;
-    const Bytes reply = step.bytes();
-    replies.insert(replies.end(), reply.begin(), reply.end());
-  }
-  return replies;
-}
-
 std::vector<Talk> talkWithin(const Golden& exchange, std::size_t size) {
-  const Bytes replies = repliesOf(exchange);
+  const Bytes replies = exchange.all(Golden::What::kReply);
   const auto part = [&](std::size_t begin, std::size_t end) {
     const auto bytes = std::span(replies).first(std::min(end, size));
     const auto from = bytes.subspan(std::min(begin, bytes.size()));

@@ -7,9 +7,6 @@
 
 namespace moxsupply::testing {
 
-// All that the printer of an exchange sends.
-Bytes repliesOf(const Golden& exchange);
-
 // What it sends upon each request, as far as the first `size` bytes of it all go.
 struct Talk {
   std::size_t requestSize;  // bytes of the request

@@ -141,7 +141,7 @@ INSTANTIATE_TEST_SUITE_P(AtEveryByte, FaultyLink,
 TEST_P(FaultyLink, LeavesWhatHasComeInTimeAndNothingElse) {
   std::deque<Case> cases;
   for (const Golden& exchange : mExchanges) {
-    const std::size_t size = repliesOf(exchange).size();
+    const std::size_t size = exchange.all(Golden::What::kReply).size();
     for (std::size_t n = 0; n < size; n += MOXSUPPLY_CUT_EVERY) cases.push_back({&exchange, n});
   }
   EXPECT_GE(cases.size(), 3500U / MOXSUPPLY_CUT_EVERY);
@@ -157,7 +157,9 @@ TEST(AnswerToABrokenOffExchange, IsTheGoldenReportWhenNothingIsBrokenOff) {
   for (const std::string& name : goldenNames()) {
     const Golden golden = readGolden(name);
     if (!golden.isExchange()) continue;
-    EXPECT_EQ(answerTo(golden, repliesOf(golden).size()).dump(2), golden.report->dump(2)) << name;
+    EXPECT_EQ(answerTo(golden, golden.all(Golden::What::kReply).size()).dump(2),
+              golden.report->dump(2))
+        << name;
   }
 }
 

@@ -44,27 +44,6 @@ bool listsRequests(const Golden& exchange) {
       exchange.steps, [](const Golden::Step& step) { return step.what == Golden::What::kRequest; });
 }
 
-// The requests of a file that lists them.
-Bytes requestsOf(const Golden& exchange) {
-  Bytes requests;
-  for (const Golden::Step& step : exchange.steps) {
-    if (step.what != Golden::What::kRequest) continue;
-    const Bytes request = step.bytes();
-    requests.insert(requests.end(), request.begin(), request.end());
-  }
-  return requests;
-}
-
-Bytes repliesOf(const Golden& exchange) {
-  Bytes replies;
-  for (const Golden::Step& step : exchange.steps) {
-    if (step.what != Golden::What::kReply) continue;
-    const Bytes reply = step.bytes();
-    replies.insert(replies.end(), reply.begin(), reply.end());
-  }
-  return replies;
-}
-
 // What a printer has been asked before it sends this reply, where the file does not say it.
 Bytes requestBefore(const Golden& exchange, std::size_t step) {
   const Bytes reply = exchange.steps[step].bytes();
@@ -108,12 +87,12 @@ TEST(GoldenReports, AreAtLeastTwentySeven) { EXPECT_GE(namesOfExchanges().size()
 
 TEST_P(GoldenReport, IsPrintedWhenAllRepliesLieOnTheBackChannel) {
   FilterProcess report(BackChannel::kNonBlockingPipe, reportOn(mGolden, "5"), kEnvironment,
-                       repliesOf(mGolden));
+                       mGolden.all(Golden::What::kReply));
   report.endBackChannel();
   const auto ending = report.wait();
   EXPECT_EQ(answerOf(ending).dump(2), mGolden.report->dump(2));
   if (listsRequests(mGolden)) {
-    EXPECT_EQ(hexText(ending.written), hexText(requestsOf(mGolden)));
+    EXPECT_EQ(hexText(ending.written), hexText(mGolden.all(Golden::What::kRequest)));
   }
 }
 

@@ -60,7 +60,7 @@ simulator::Model printerOf(const Golden& exchange) {
   const auto says = [](const Talk& talk) {
     return simulator::Reply{.answers = false, .strays = {talk.replies}};
   };
-  const auto talk = talkWithin(exchange, repliesOf(exchange).size());
+  const auto talk = talkWithin(exchange, exchange.all(Golden::What::kReply).size());
   simulator::Model model;
   if (exchange.kind == Golden::Kind::kInkjet) {
     model.printer = simulator::InkjetModel{};
@@ -198,7 +198,7 @@ bool isGoneWithin(const std::string& word, std::chrono::milliseconds patience) {
 
 std::vector<Case> casesOf(const Golden& exchange, std::size_t& offset) {
   std::vector<Case> cases;
-  const std::size_t size = repliesOf(exchange).size();
+  const std::size_t size = exchange.all(Golden::What::kReply).size();
   for (; offset < size; offset += kEvery) {
     cases.push_back({&exchange, offset, {.cut = offset}});
     cases.push_back({&exchange, offset, {.reset = offset}});

@@ -8,8 +8,10 @@
 #include <thread>
 
 #include "tests/simulator/Client.h"
+#include "tests/simulator/FourCartridges.h"
 #include "tests/support/FilterProcess.h"
 #include "tests/support/Hex.h"
+#include "tests/support/Requests.h"
 #include "tests/support/SimulatedPrinter.h"
 
 namespace moxsupply::testing {
@@ -18,19 +20,6 @@ namespace {
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 using ::testing::HasSubstr;
-
-const Bytes kInkjetQuery = hex("A5 00 05 50 E0 81 00 FF");
-
-// What inkjet-lantern-four-cartridges answers.
-const Bytes kFourCartridges = hex(R"(
-    A5 00 2B 50 E0 81 00 FF
-    00 09                                               # nine items
-    00 19 01 02                                         # Lantern
-    01 10 01 B0  01 20 01 50  01 30 01 C0  01 40 01 D0  # cartridges
-    04 27 01 50  04 28 01 3D  04 29 01 2F  04 2A 01 5C  # black, cyan, magenta, yellow
-)");
-
-const std::string kFour = "inkjet-lantern-four-cartridges";
 
 Bytes firstOf(const Bytes& bytes, std::size_t size) {
   return {bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(size)};

@@ -9,9 +9,11 @@
 #include <thread>
 
 #include "tests/simulator/Client.h"
+#include "tests/simulator/FourCartridges.h"
 #include "tests/simulator/TemporaryFile.h"
 #include "tests/support/FilterProcess.h"
 #include "tests/support/Hex.h"
+#include "tests/support/Requests.h"
 
 namespace moxsupply::testing {
 namespace {
@@ -23,22 +25,6 @@ using ::testing::HasSubstr;
 using ::testing::MatchesRegex;
 using Clock = std::chrono::steady_clock;
 
-const Bytes kLoopBack = hex("A5 00 06 40 03 04 20 20 20");
-const Bytes kInkjetQuery = hex("A5 00 05 50 E0 81 00 FF");
-const Bytes kSuppliesQuery = hex(R"(
-    A5 00 10 80 A4 5B A4 5B 10 EF A4 5B 11 EE 00 FF 13 EC 2E
-    A5 00 05 50 E0 07 02 00)");
-
-// What inkjet-lantern-four-cartridges answers.
-const Bytes kFourCartridges = hex(R"(
-    A5 00 2B 50 E0 81 00 FF
-    00 09                                               # nine items
-    00 19 01 02                                         # Lantern
-    01 10 01 B0  01 20 01 50  01 30 01 C0  01 40 01 D0  # cartridges
-    04 27 01 50  04 28 01 3D  04 29 01 2F  04 2A 01 5C  # black, cyan, magenta, yellow
-)");
-
-const std::string kFour = "inkjet-lantern-four-cartridges";
 const std::string kUriPattern = R"(socket://127\.0\.0\.1:[0-9]+)";
 
 std::string textOf(const Bytes& bytes) { return {bytes.begin(), bytes.end()}; }

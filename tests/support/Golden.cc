@@ -226,6 +226,16 @@ const std::filesystem::path& dataFolder() {
 
 }  // namespace
 
+Bytes Golden::all(What what) const {
+  Bytes all;
+  for (const Step& step : steps) {
+    if (step.what != what) continue;
+    const Bytes bytes = step.bytes();
+    all.insert(all.end(), bytes.begin(), bytes.end());
+  }
+  return all;
+}
+
 Bytes Golden::Step::bytes() const {
   Bytes whole;
   for (const Bytes& packet : packets) whole.insert(whole.end(), packet.begin(), packet.end());

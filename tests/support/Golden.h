@@ -43,6 +43,9 @@ struct Golden {
   std::vector<Step> steps;
   std::optional<Json> report;  // of an exchange: {"status": 0, "report": {...}}
 
+  // The bytes of all steps of a kind, back to back.
+  [[nodiscard]] Bytes all(What what) const;
+
   [[nodiscard]] bool isExchange() const { return kind == Kind::kLaser || kind == Kind::kInkjet; }
 };
 
