@@ -17,24 +17,27 @@ namespace {
 
 constexpr int kBackChannel = 3;
 
-// Keeps SIGPIPE from this thread while it lives, and swallows the one that a write meanwhile
-// raised.
+// Keeps SIGPIPE from this thread while it lives. A write that fails meanwhile leaves the signal
+// pending, and takeBack() swallows it, unless one was pending before: that one is the host's.
 class SigpipeShield {
  public:
   SigpipeShield() noexcept {
     sigemptyset(&mSigpipe);
     sigaddset(&mSigpipe, SIGPIPE);
+    pthread_sigmask(SIG_BLOCK, &mSigpipe, &mFormerMask);
+    if (!wasBlocked()) return;  // nothing pends that is not blocked
     sigset_t pending;
-    sigemptyset(&pending);
     sigpending(&pending);
     mWasPending = sigismember(&pending, SIGPIPE) == 1;
-    pthread_sigmask(SIG_BLOCK, &mSigpipe, &mFormerMask);
   }
 
   ~SigpipeShield() {
+    if (!wasBlocked()) pthread_sigmask(SIG_SETMASK, &mFormerMask, nullptr);
+  }
+
+  void takeBack() const noexcept {
     constexpr timespec kAtOnce = {0, 0};
     if (!mWasPending) sigtimedwait(&mSigpipe, nullptr, &kAtOnce);
-    pthread_sigmask(SIG_SETMASK, &mFormerMask, nullptr);
   }
 
   SigpipeShield(const SigpipeShield&) = delete;
@@ -43,6 +46,8 @@ class SigpipeShield {
   SigpipeShield& operator=(SigpipeShield&&) = delete;
 
  private:
+  [[nodiscard]] bool wasBlocked() const noexcept { return sigismember(&mFormerMask, SIGPIPE) == 1; }
+
   sigset_t mSigpipe{};
   sigset_t mFormerMask{};
   bool mWasPending = false;
@@ -76,7 +81,8 @@ Status MoxFilterComm::writeData(std::span<const std::uint8_t> buffer,
   const SigpipeShield shield;
   const std::size_t itemsWritten =
       withSize <= buffer.size() ? std::fwrite(buffer.data(), withSize, 1, stdout) : 0;
-  std::fflush(stdout);
+  const bool isFlushed = std::fflush(stdout) == 0;
+  if (itemsWritten != 1 || !isFlushed) shield.takeBack();
   return itemsWritten == 1 ? Status::kSuccess : Status::kWriteError;
 }
 

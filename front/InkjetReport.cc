@@ -88,10 +88,10 @@ struct CartridgeRole {
 // A record as the report wants it, but for its status.
 void describe(Dictionary& record, const CartridgeRole& role, std::int32_t percentage,
               const SupplyNames& names) {
-  record.set("SupplyName", names.name(role.nameKey, role.defaultName));
-  record.set("SupplyColor", std::string(role.color));
-  record.set("SupplyType", std::string("ink"));
-  record.set("SupplyPercentage", percentage);
+  record.add("SupplyName", names.name(role.nameKey, role.defaultName));
+  record.add("SupplyColor", std::string(role.color));
+  record.add("SupplyType", std::string("ink"));
+  record.add("SupplyPercentage", percentage);
 }
 
 // Reads dot counts, or a capacity, one after the other into the same 32-bit word.
@@ -239,7 +239,7 @@ Status addInkjetReport(Dictionary items, const SupplyNames& names, Dictionary& r
 
     const std::uint8_t code = firstByte(items, kCartridgeKeys[index], kNoCode);
     Dictionary record;
-    record.set("SupplyStatus", std::string(statusOfCartridge(code)));
+    record.add("SupplyStatus", std::string(statusOfCartridge(code)));
     if (headCode == kLanternHead) {
       describeByLevels(record, index, items, names);
     } else {

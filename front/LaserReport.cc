@@ -68,12 +68,12 @@ Status addLaserReport(Dictionary supplies, Dictionary& report) {
 
     Dictionary record;
     record.reserve(5);
-    record.set("SupplyType", std::string(typeOfSupply(supply->number("Supply Type"))));
-    record.set("SupplyColor", std::string(colorOfSupply(*description)));
-    record.set("SupplyPercentage",
+    record.add("SupplyType", std::string(typeOfSupply(supply->number("Supply Type"))));
+    record.add("SupplyColor", std::string(colorOfSupply(*description)));
+    record.add("SupplyPercentage",
                percentageLeft(supply->number("Max Level"), supply->number("Current Level")));
-    record.set("SupplyStatus", std::string("Correct"));
-    record.set("SupplyName", std::move(*description));
+    record.add("SupplyStatus", std::string("Correct"));
+    record.add("SupplyName", std::move(*description));
     report.set({"Supply", i}, std::move(record));
   }
   return Status::kSuccess;

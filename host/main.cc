@@ -1,8 +1,13 @@
 #include <fmt/core.h>
 
+#include <algorithm>
+#include <array>
 #include <clocale>
 #include <cstdio>
 #include <exception>
+#include <functional>
+#include <span>
+#include <string_view>
 
 #include "host/Command.h"
 #include "host/DecodeCommand.h"
@@ -16,6 +21,22 @@
 #include "host/TerminalText.h"
 
 namespace {
+
+struct Subcommand {
+  std::string_view name;
+  std::function<void(CLI::App&, moxsupply::RunCommand&)> add;
+};
+
+// Adds the subcommand that is asked for; all of them for the help, or when none has that name. To
+// set them all up takes longer than to ask a printer and to decode its answer.
+void addSubcommands(CLI::App& app, moxsupply::RunCommand& run, std::string_view askedFor,
+                    std::span<const Subcommand> subcommands) {
+  const bool isOne =
+      std::ranges::find(subcommands, askedFor, &Subcommand::name) != subcommands.end();
+  for (const auto& [name, add] : subcommands) {
+    if (!isOne || name == askedFor) add(app, run);
+  }
+}
 
 int complainOfArguments(const CLI::App& app, const CLI::ParseError& error, const char* first) {
   std::string command = "moxsupply";
@@ -41,15 +62,19 @@ int main(int argc, char** argv) try {
   app.require_subcommand(1);
   app.set_version_flag("--version", "moxsupply " MOXSUPPLY_VERSION);
   moxsupply::RunCommand run;
-  moxsupply::addLevelsCommand(app, run);
-  moxsupply::addRefreshCommand(app, run);
-  moxsupply::addEnableCommand(app, run);
-  moxsupply::addDisableCommand(app, run);
-  moxsupply::addDoctorCommand(app, run);
-  moxsupply::addReportCommand(app, run);
-  moxsupply::addDecodeCommand(app, run);
   const moxsupply::CommandLine besides = moxsupply::takeCommandBesides(argc, argv);
-  moxsupply::addSimulateCommand(app, run, besides);
+  const std::array<Subcommand, 8> subcommands = {{
+      {"levels", moxsupply::addLevelsCommand},
+      {"refresh", moxsupply::addRefreshCommand},
+      {"enable", moxsupply::addEnableCommand},
+      {"disable", moxsupply::addDisableCommand},
+      {"doctor", moxsupply::addDoctorCommand},
+      {"report", moxsupply::addReportCommand},
+      {"decode", moxsupply::addDecodeCommand},
+      {"simulate",
+       [&](auto& to, auto& toRun) { moxsupply::addSimulateCommand(to, toRun, besides); }},
+  }};
+  addSubcommands(app, run, argc > 1 ? argv[1] : "", subcommands);
 
   try {
     app.parse(argc, argv);

@@ -13,14 +13,14 @@ namespace {
 
 // A 32-bit value with its top bit set becomes negative.
 void store(Dictionary& result, const Key& key, std::optional<std::uint32_t> value) {
-  if (value) result.set(key, static_cast<std::int32_t>(*value));
+  if (value) result.add(key, static_cast<std::int32_t>(*value));
 }
 
 void storeText(Dictionary& result, const Key& key, const BigEndianReader& in, std::size_t offset,
                std::size_t length) {
   const auto field = in.bytes(offset, length);
   if (!field) return;
-  if (auto text = moxsupply::countedText(*field)) result.set(key, *std::move(text));
+  if (auto text = moxsupply::countedText(*field)) result.add(key, *std::move(text));
 }
 
 // The first byte of every record: the length of the serial number that follows it. All further

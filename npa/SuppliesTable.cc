@@ -66,7 +66,7 @@ class FieldReader {
     const auto length = mRecord.u16(mPosition + std::size_t{2});
     const auto value = length ? numberOfLength(*length) : std::nullopt;
     if (!value) return end();
-    supply.set(key, static_cast<std::int32_t>(*value));
+    supply.add(key, static_cast<std::int32_t>(*value));
     advance(*length);
   }
 
@@ -75,7 +75,7 @@ class FieldReader {
     const auto length = mRecord.u16(mPosition + std::size_t{2});
     const auto value = length ? mRecord.bytes(mPosition + std::size_t{4}, *length) : std::nullopt;
     if (!value) return end();
-    if (auto text = moxsupply::countedText(*value)) supply.set(key, *std::move(text));
+    if (auto text = moxsupply::countedText(*value)) supply.add(key, *std::move(text));
     advance(*length);
   }
 
@@ -153,6 +153,7 @@ std::optional<Dictionary> MoxNPAUtilityCommand::extractSuppliesResponse(
 
   auto entry = static_cast<Position>(*table + kContainerHeadSize);
   std::uint32_t skippedFields = 0;
+  std::uint8_t highestNumber = 0;
   for (std::uint32_t read = 0; read < *suppliesCount; ++read) {
     const auto supplyNumber = in.u8(entry);
     if (!supplyNumber || *supplyNumber > *suppliesCount) break;
@@ -174,7 +175,15 @@ std::optional<Dictionary> MoxNPAUtilityCommand::extractSuppliesResponse(
     fields.skipUpTo(14);
     fields.number(15, "Max Level", supply);
     fields.number(16, "Current Level", supply);
-    supplies.set({"Supply", *supplyNumber}, std::move(supply));
+    const Key key = {"Supply", *supplyNumber};
+    if (*supplyNumber > highestNumber) {
+      // Nearly every supply, since printers number them upwards. To look for its key among all
+      // those before it would take an eighth of the time of a long table.
+      supplies.add(key, std::move(supply));
+      highestNumber = *supplyNumber;
+    } else {
+      supplies.set(key, std::move(supply));
+    }
 
     if (fields.endsWalk()) break;
     entry = static_cast<Position>(entry + bodyLength + 6);

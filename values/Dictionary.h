@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cassert>
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
@@ -92,6 +93,12 @@ class Dictionary {
   requires std::constructible_from<Value, Stored>
   void set(const Key& key, Stored&& value);
 
+  // Stores `value` under `key`, of which the caller knows that nothing stands there: it is not
+  // looked for.
+  template <typename Stored>
+  requires std::constructible_from<Value, Stored>
+  void add(const Key& key, Stored&& value);
+
   // Takes the entry under `key` away, if there is one.
   void remove(const Key& key) noexcept;
 
@@ -158,6 +165,13 @@ void Dictionary::set(const Key& key, Stored&& value) {
   } else {
     mEntries.emplace_back(key, std::forward<Stored>(value));
   }
+}
+
+template <typename Stored>
+requires std::constructible_from<Value, Stored>
+void Dictionary::add(const Key& key, Stored&& value) {
+  assert(!contains(key));
+  mEntries.emplace_back(key, std::forward<Stored>(value));
 }
 
 inline void Dictionary::remove(const Key& key) noexcept {

@@ -1,5 +1,6 @@
 // On a print server that asks who somebody is, as Debian sets it up.
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -41,9 +42,8 @@ TEST_F(DebianPolicy, LetsAnAdministratorAloneChangeAQueue) {
                                 "\": the print server says: "),
             0U)
       << refused.errors;
-  EXPECT_TRUE(refused.errors.ends_with(
-      "\nOnly an administrator may do this. Run this command again with sudo.\n"))
-      << refused.errors;
+  EXPECT_THAT(refused.errors, ::testing::HasSubstr("\nOnly an administrator may do this. Run this "
+                                                   "command again with sudo.\n"));
   EXPECT_EQ(ppdOf(server(), queue()), postScriptDriver());
 
   EXPECT_EQ(server().moxsupply({"enable", queue(), "--type", "laser"}).exitStatus, 0);

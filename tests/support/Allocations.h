@@ -3,13 +3,16 @@
 #include <cstddef>
 #include <functional>
 
-// A program that uses anything of this has its `operator new` and `operator delete` replaced.
+// A program that uses anything of this has its `operator new` and `operator delete` replaced. Each
+// thread is counted for itself.
 
 namespace moxsupply::testing {
 
-// How often `operator new` gave memory, and how often memory was given back, while `action` ran.
+// How often `operator new` gave memory, how much in all, and how often memory was given back, while
+// `action` ran.
 struct Allocations {
   std::size_t made = 0;
+  std::size_t bytes = 0;
   std::size_t released = 0;
 };
 

@@ -116,6 +116,25 @@ TEST(Dictionary, KeepsTheOrderInWhichKeysWereFirstSet) {
   EXPECT_THAT(keys, ::testing::ElementsAre("b", "a", "c"));
 }
 
+TEST(Dictionary, TakesWhatIsAddedAsWhatIsSet) {
+  Dictionary added;
+  added.add("Description", std::string("Black"));
+  added.add({"Supply", 3}, std::int32_t{7});
+  Dictionary set;
+  set.set("Description", std::string("Black"));
+  set.set({"Supply", 3}, std::int32_t{7});
+  EXPECT_EQ(added, set);
+  EXPECT_EQ(added.begin()->key, Key("Description"));
+}
+
+#ifndef NDEBUG
+TEST(DictionaryDeathTest, AddsNoKeyTwice) {
+  Dictionary dictionary;
+  dictionary.add("Description", std::int32_t{1});
+  EXPECT_DEATH(dictionary.add("Description", std::int32_t{2}), "contains");
+}
+#endif
+
 TEST(Dictionary, ChangesThroughAPointer) {
   Dictionary dictionary;
   dictionary.set(Key(3), Dictionary());
