@@ -1,4 +1,4 @@
-#include "simulator/Listener.h"
+#include "system/Listener.h"
 
 #include <fmt/core.h>
 #include <netdb.h>
@@ -14,7 +14,7 @@
 #include <stdexcept>
 #include <system_error>
 
-namespace moxsupply::simulator {
+namespace moxsupply {
 
 namespace {
 
@@ -65,7 +65,7 @@ FileDescriptor listenOn(const std::string& addressAndPort) {
   return listener;
 }
 
-std::string deviceUri(int listener) {
+std::string addressOf(int listener) {
   sockaddr_storage address{};
   socklen_t size = sizeof address;
   std::array<char, NI_MAXHOST> host{};
@@ -77,8 +77,7 @@ std::string deviceUri(int listener) {
     throw std::runtime_error("the address of the listening socket is not to be had");
   }
   const bool isIPv6 = address.ss_family == AF_INET6;
-  return fmt::format("socket://{}{}{}:{}", isIPv6 ? "[" : "", host.data(), isIPv6 ? "]" : "",
-                     port.data());
+  return fmt::format("{}{}{}:{}", isIPv6 ? "[" : "", host.data(), isIPv6 ? "]" : "", port.data());
 }
 
-}  // namespace moxsupply::simulator
+}  // namespace moxsupply
