@@ -40,6 +40,7 @@ add_library(moxsupply-host STATIC
   host/HarmlessText.cc
   host/LevelsCommand.cc
   host/MarkerAttributes.cc
+  host/MonitoringProgram.cc
   host/OpenQueue.cc
   host/PpdEdit.cc
   host/PpdFile.cc
@@ -64,6 +65,7 @@ add_library(moxsupply-host STATIC
   host/ServerFolder.cc
   host/StateReasons.cc
   host/Supplies.cc
+  host/SupplyQuery.cc
   host/SupplyTable.cc
   host/TcpLink.cc
   host/TerminalText.cc)
