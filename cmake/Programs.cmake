@@ -51,6 +51,7 @@ add_library(moxsupply-host STATIC
   host/HarmlessText.cc
   host/LevelsCommand.cc
   host/MarkerAttributes.cc
+  host/MonitoringProgram.cc
   host/OpenQueue.cc
   host/PpdEdit.cc
   host/PpdFile.cc
@@ -75,6 +76,7 @@ add_library(moxsupply-host STATIC
   host/ServerFolder.cc
   host/StateReasons.cc
   host/Supplies.cc
+  host/SupplyQuery.cc
   host/SupplyTable.cc
   host/TcpLink.cc
   host/TerminalText.cc)

@@ -1,0 +1,27 @@
+# What only monitoring needs: `moxsupply` becomes this program for it, and starts quickly for the
+# rest. (The library's own CMake package asks for what only its parts for HTTP need.)
+find_package(PkgConfig REQUIRED)
+pkg_check_modules(prometheus-cpp REQUIRED IMPORTED_TARGET prometheus-cpp-core)
+pkg_check_modules(cpp-httplib REQUIRED IMPORTED_TARGET cpp-httplib)
+
+add_library(moxsupply-metrics STATIC
+  monitoring/LevelsAsMetrics.cc
+  monitoring/SupplyMetrics.cc)
+target_link_libraries(moxsupply-metrics
+  PUBLIC moxsupply-host PkgConfig::prometheus-cpp
+  PRIVATE moxsupply-warnings)
+
+set(libexec "${CMAKE_INSTALL_LIBEXECDIR}/moxsupply")
+file(RELATIVE_PATH module_from_libexec "/${libexec}" "/${CMAKE_INSTALL_LIBDIR}")
+add_executable(moxsupply-monitoring monitoring/main.cc)
+target_link_libraries(moxsupply-monitoring PRIVATE moxsupply-metrics moxsupply-warnings)
+target_compile_definitions(moxsupply-monitoring PRIVATE MOXSUPPLY_VERSION="${PROJECT_VERSION}")
+set_target_properties(moxsupply-monitoring PROPERTIES
+  RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/${libexec}"
+  INSTALL_RPATH "$ORIGIN/${module_from_libexec}")
+install(TARGETS moxsupply-monitoring DESTINATION "${libexec}" COMPONENT monitoring)
+
+file(RELATIVE_PATH monitoring_from_programs
+  "/${CMAKE_INSTALL_BINDIR}" "/${libexec}/moxsupply-monitoring")
+set_property(SOURCE host/MonitoringProgram.cc APPEND PROPERTY
+  COMPILE_DEFINITIONS MONITORING_FROM_PROGRAMS="${monitoring_from_programs}")
