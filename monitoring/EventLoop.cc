@@ -60,14 +60,15 @@ void EventLoop::waitUntil(Clock::time_point time) {
   int timeout = -1;  // for ever
   if (time != Clock::time_point::max()) {
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(time - Clock::now()).count();
-    timeout = static_cast<int>(std::clamp<decltype(left)>(left, 0, std::numeric_limits<int>::max()));
+    timeout =
+        static_cast<int>(std::clamp<decltype(left)>(left, 0, std::numeric_limits<int>::max()));
   }
   std::array<epoll_event, 64> events{};
   const int count = ::epoll_wait(mEpoll.get(), events.data(), events.size(), timeout);
   if (count < 0) return;  // EINTR
   for (const epoll_event& event : std::span(events).first(static_cast<std::size_t>(count))) {
     const auto watch = mWatches.find(event.data.u64);
-    if (watch == mWatches.end()) continue;  // forgotten in this round
+    if (watch == mWatches.end()) continue;         // forgotten in this round
     const auto onEvents = watch->second.onEvents;  // which may forget itself
     (*onEvents)(event.events);
   }

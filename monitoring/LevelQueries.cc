@@ -204,6 +204,8 @@ void LevelQueries::begin(const Prober::Query& query) {
   mProcesses[id] = std::move(process);
 }
 
+void LevelQueries::stop(Prober::Id id) { mProcesses.erase(id); }
+
 void LevelQueries::end(Prober::Id id) {
   const auto process = std::move(mProcesses.extract(id).mapped());
   mOnEnd(id, queryResultOf(process->ending(), mDeadline));

@@ -34,7 +34,7 @@ class LevelQueries {
   void begin(const Prober::Query& query);
 
   // Kills it. Its end is not told.
-  void stop(Prober::Id id) { mProcesses.erase(id); }
+  void stop(Prober::Id id);
 
  private:
   class Process;

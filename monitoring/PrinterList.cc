@@ -95,10 +95,10 @@ PrinterList listFrom(const JsonPlace& document) {
       const std::string target = place.text();
       const auto [former, isNew] = targets.emplace(identityOf(uri), target);
       if (!isNew) {
-        place.expected(former->second == target
-                           ? "each target once"
-                           : fmt::format("each printer once; it stands before as \"{}\"",
-                                         former->second));
+        place.expected(
+            former->second == target
+                ? "each target once"
+                : fmt::format("each printer once; it stands before as \"{}\"", former->second));
       }
       if (list.size() == kMostPrinters) {
         place.expected(fmt::format("at most {} targets", kMostPrinters));
@@ -145,8 +145,8 @@ Result<PrinterList> readPrinterList(const std::string& path) {
   if (const int* error = std::get_if<int>(&content)) return wrong(path, std::strerror(*error));
   const auto& json = std::get<std::string>(content);
   if (json.size() > kLongestList) {
-    return wrong(path, fmt::format("longer than {} bytes, the most that a list may have",
-                                   kLongestList));
+    return wrong(path,
+                 fmt::format("longer than {} bytes, the most that a list may have", kLongestList));
   }
   return parsePrinterList(json, path);
 }

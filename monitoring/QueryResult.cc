@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <exception>
 #include <nlohmann/json.hpp>
 #include <string_view>
@@ -16,34 +17,30 @@ namespace {
 
 constexpr std::size_t kLongestWords = 300;  // bytes, of a sentence
 
-// What the status of a query means for people.
-struct StatusRow {
-  int number;
-  std::string_view word;
+// What people are told of a query that reached its printer.
+struct Words {
+  ProbeStatus status;
   std::string_view what;
   std::string_view advice;
 };
-constexpr std::array<StatusRow, 7> kStatuses = {{
-    {0, "success", "", ""},
-    {-1, "read_error", "began to answer and broke off",
-     "If it stays so, look at the cable and the network between here and the printer."},
-    {-2, "write_error", "hung up before it was asked",
+constexpr std::array<Words, 4> kWords = {{
+    {ProbeStatus::kReadError, "began to answer and broke off",
+     "If it stays so, look at the network between here and the printer."},
+    {ProbeStatus::kWriteError, "hung up before it was asked",
      "Is another job printing? Many printers take one connection at a time."},
-    {-4, "undecodable", "answered, but its supplies cannot be read",
+    {ProbeStatus::kUndecodable, "answered, but its supplies cannot be read",
      "moxsupply levels --record makes a transcript of what it says, to send in."},
-    {-5, "no_command", "could not be asked", "The installation is not whole."},
-    {-6, "nothing_received", "took the connection but did not answer",
+    {ProbeStatus::kNothingReceived, "took the connection but did not answer",
      "Is it awake, does it speak NPA, and is its printer_type right in the list?"},
-    {-7, "no_dictionary", "could not be asked", "The installation is not whole."},
 }};
 
-QueryResult failure(std::string_view status, std::string_view what, std::string_view advice) {
-  return {std::string(status), std::nullopt, harmlessLine(what, kLongestWords),
+QueryResult failure(ProbeStatus status, std::string_view what, std::string_view advice) {
+  return {status, std::nullopt, harmlessLine(what, kLongestWords),
           harmlessLine(advice, kLongestWords)};
 }
 
 // What `levels` complains of: the first line without the program's name, and the others.
-QueryResult complaint(std::string_view status, std::string_view errors) {
+QueryResult complaint(ProbeStatus status, std::string_view errors) {
   constexpr std::string_view kProgram = "moxsupply levels: ";
   if (errors.starts_with(kProgram)) errors.remove_prefix(kProgram.size());
   const std::size_t end = std::min(errors.find('\n'), errors.size());
@@ -52,13 +49,14 @@ QueryResult complaint(std::string_view status, std::string_view errors) {
   return result;
 }
 
+// What the line of JSON says; nothing when it is none.
 std::optional<QueryResult> reported(std::string_view json) try {
-  const int number = nlohmann::json::parse(json).at("status").get<int>();
-  const auto* row = std::ranges::find(kStatuses, number, &StatusRow::number);
-  if (row == kStatuses.end()) return std::nullopt;
-  QueryResult result = failure(row->word, row->what, row->advice);
-  if (number == 0) result.supplies = suppliesFromReport(json);
-  return result;
+  const auto number = nlohmann::json::parse(json).at("status").get<std::int32_t>();
+  const ProbeStatus status = probeStatusOf(static_cast<Status>(number));
+  if (status == ProbeStatus::kSuccess) return QueryResult{status, suppliesFromReport(json), {}, {}};
+  const auto* words = std::ranges::find(kWords, status, &Words::status);
+  if (words == kWords.end()) return failure(status, "could not be asked", "");
+  return failure(status, words->what, words->advice);
 } catch (const std::exception&) {
   return std::nullopt;
 }
@@ -67,17 +65,18 @@ std::optional<QueryResult> reported(std::string_view json) try {
 
 QueryResult queryResultOf(const LevelsEnding& ending, std::chrono::seconds deadline) {
   if (ending.isCut) {
-    return failure("undecodable", "answered with more than any printer has to say", "");
+    return failure(ProbeStatus::kUndecodable, "said more than any printer has to say", "");
   }
   if (!ending.wasStopped && !ending.output.empty()) {
     if (auto result = reported(ending.output)) return std::move(*result);
   }
-  if (ending.wasStopped || (ending.exitStatus == 1 && ending.time >= deadline)) {
-    return failure("deadline", fmt::format("did not finish within {} seconds", deadline.count()),
-                   "Is it switched on and connected?");
+  const bool hasFailed = ending.exitStatus == 1;
+  if (ending.wasStopped || (hasFailed && ending.time >= deadline)) {
+    return failure(ProbeStatus::kDeadline,
+                   fmt::format("was not done within {} seconds", deadline.count()),
+                   "Is it switched on and connected, and is this its address?");
   }
-  if (ending.exitStatus == 1) return complaint("unreachable", ending.errors);
-  return complaint("not_asked", ending.errors);
+  return complaint(hasFailed ? ProbeStatus::kUnreachable : ProbeStatus::kInternal, ending.errors);
 }
 
 }  // namespace moxsupply

@@ -5,17 +5,18 @@
 #include <string>
 
 #include "host/Supplies.h"
+#include "monitoring/ProbeStatus.h"
 
 namespace moxsupply {
 
 // What one attempt to read a printer came to.
 struct QueryResult {
-  std::string status;                // a word: "success", or why not
+  ProbeStatus status = ProbeStatus::kInternal;
   std::optional<Supplies> supplies;  // of a success
   std::string what;                  // of a failure, for people: one harmless line
   std::string advice;                // what they can try; may be empty
 
-  [[nodiscard]] bool hasSucceeded() const { return supplies.has_value(); }
+  [[nodiscard]] bool hasSucceeded() const { return status == ProbeStatus::kSuccess; }
 };
 
 // How a process of `moxsupply levels --format json` ended, and what it said by then.

@@ -9,7 +9,6 @@
 #include <cerrno>
 #include <charconv>
 #include <cstdint>
-#include <cstring>
 #include <memory>
 #include <stdexcept>
 #include <system_error>
@@ -60,7 +59,7 @@ FileDescriptor listenOn(const std::string& addressAndPort) {
       ::setsockopt(listener.get(), SOL_SOCKET, SO_REUSEADDR, &reuse, sizeof reuse) != 0 ||
       ::bind(listener.get(), addresses->ai_addr, addresses->ai_addrlen) != 0 ||
       ::listen(listener.get(), SOMAXCONN) != 0) {
-    throw std::runtime_error(fmt::format("{}: {}", addressAndPort, std::strerror(errno)));
+    throw std::system_error(errno, std::generic_category(), addressAndPort);
   }
   return listener;
 }
