@@ -163,8 +163,10 @@ std::string suppliesOf(const Supplies& supplies) {
 
 std::string troublesOf(const Supplies& supplies) {
   std::vector<std::string> sentences;
-  for (const Supply& supply : supplies.list) {
-    if (const auto trouble = troubleOf(supply)) {
+  for (const Condition condition : {Condition::kNeedsSupply, Condition::kLow}) {
+    for (const Supply& supply : supplies.list) {
+      const auto trouble = troubleOf(supply);
+      if (!trouble || trouble->condition != condition) continue;
       sentences.push_back(
           fmt::format("<b>{}</b> {}", escaped(supply.name, kLongestName), trouble->what));
     }

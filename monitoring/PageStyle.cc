@@ -70,9 +70,8 @@ button { cursor: pointer; }
 h2 { font-size: 1.05rem; font-weight: 600; margin: 1.7rem 0 .7rem; }
 .empty { margin-top: 2rem; }
 
-.printers { display: grid; gap: .9rem; align-items: start;
-  grid-template-columns: repeat(auto-fill, minmax(min(19rem, 100%), 1fr)); }
-.printer { background: var(--card); border: 1px solid var(--line); border-radius: .8rem;
+.printers { columns: 19rem; column-gap: .9rem; margin-bottom: -.9rem; }
+.printer { margin-bottom: .9rem; break-inside: avoid; background: var(--card); border: 1px solid var(--line); border-radius: .8rem;
   border-top: 3px solid var(--tone); padding: .85rem 1rem .8rem; display: grid;
   grid-template-columns: 1fr auto; gap: .1rem .8rem; overflow-wrap: anywhere; }
 .printer > * { grid-column: 1 / -1; min-width: 0; }
@@ -98,10 +97,10 @@ meter, .hatched { grid-column: 1 / -1; display: block; width: 100%; height: .55r
   border-radius: .3rem; overflow: hidden; background: var(--track);
   box-shadow: inset 0 0 0 1px var(--line); }
 meter { -webkit-appearance: none; appearance: none; border: 0; }
-meter::-webkit-meter-inner-element { display: block; height: 100%; }
-meter::-webkit-meter-bar { height: 100%; border: 0; border-radius: 0; background: none; }
-meter::-webkit-meter-optimum-value { background: var(--fill); border-radius: .3rem; }
-meter::-moz-meter-bar { background: var(--fill); border-radius: .3rem; }
+meter::-webkit-meter-bar { grid-row: 1 / -1; height: .55rem; border: 0; border-radius: 0;
+  background: none; }
+meter::-webkit-meter-optimum-value { height: .55rem; background: var(--fill); }
+meter::-moz-meter-bar { background: var(--fill); }
 .cyan { --fill: var(--cyan); } .magenta { --fill: var(--magenta); }
 .yellow { --fill: var(--yellow); } .black { --fill: var(--black); }
 .photo { --fill: var(--photo); } .plain { --fill: var(--plain); }

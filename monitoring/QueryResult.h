@@ -21,11 +21,11 @@ struct QueryResult {
 
 // How a process of `moxsupply levels --format json` ended, and what it said by then.
 struct LevelsEnding {
-  std::optional<int> exitStatus;  // none: a signal ended it
-  bool wasStopped = false;        // it was, by us, for it had not ended after its deadline
-  bool isCut = false;             // it wrote more than anyone wants to read
-  std::string output;
-  std::string errors;
+  std::optional<int> exitStatus{};  // none: a signal ended it
+  bool wasStopped = false;          // it was, by us, for it had not ended after its deadline
+  bool isCut = false;               // it wrote more than anyone wants to read
+  std::string output{};
+  std::string errors{};
   std::chrono::milliseconds time{};
 };
 
