@@ -34,6 +34,7 @@ add_library(moxsupply-host STATIC
   host/BackChannelPipe.cc
   host/BackendLink.cc
   host/CaughtOutput.cc
+  host/CheckCommand.cc
   host/Command.cc
   host/CommandFile.cc
   host/DecodeCommand.cc
@@ -53,6 +54,7 @@ add_library(moxsupply-host STATIC
   host/MarkerAttributes.cc
   host/MonitoringProgram.cc
   host/OpenQueue.cc
+  host/PluginLine.cc
   host/PpdEdit.cc
   host/PpdFile.cc
   host/PrintServer.cc

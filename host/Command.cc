@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "host/CheckCommand.h"
 #include "host/TerminalText.h"
 #include "system/FileDescriptor.h"
 
@@ -21,6 +22,8 @@ int complainOfArguments(const CLI::App& app, const CLI::ParseError& error, const
                forTerminal(first));
     return kExitMisuse;
   }
+  // A plugin is read on standard output, and its caller takes 2 for a printer in trouble.
+  if (app.got_subcommand("check")) return complainOfCheck(error.what());
   for (const CLI::App* chosen : app.get_subcommands()) command += ' ' + chosen->get_name();
   fmt::print(stderr, "{}: {} (see {} --help)\n", command, error.what(), command);
   return kExitMisuse;

@@ -2,6 +2,7 @@
 #include <cstdio>
 #include <exception>
 
+#include "host/CheckCommand.h"
 #include "host/Command.h"
 #include "host/DecodeCommand.h"
 #include "host/DisableCommand.h"
@@ -25,6 +26,7 @@ int main(int argc, char** argv) try {
   moxsupply::RunCommand run;
   moxsupply::addLevelsCommand(
       app, run, [&](const auto&) { return moxsupply::becomeMonitoringProgram(argv); });
+  moxsupply::addCheckCommand(app, run);
   moxsupply::addMonitoringCommands(app, run, argv);
   moxsupply::addRefreshCommand(app, run);
   moxsupply::addEnableCommand(app, run);
