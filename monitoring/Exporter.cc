@@ -12,7 +12,7 @@ namespace moxsupply {
 
 namespace {
 
-constexpr std::chrono::seconds kBetweenLooks(1);  // at the list
+constexpr std::chrono::milliseconds kBetweenLooks(500);  // at the list
 
 std::string printersInWords(std::size_t count) {
   return fmt::format("{} printer{}", count, count == 1 ? "" : "s");

@@ -153,19 +153,23 @@ void Site::probe(const httplib::Request& request, httplib::Response& response) {
                fmt::format("\"{}\" is not in the list of printers.", forTerminal(target)));
   }
   if (!mIsLast && mProber.want(target, Prober::Urgency::kSomebodyWaits, mNow)) {
-    const auto patience = std::min(scrapeTimeout(request).value_or(mDeadline), mDeadline);
-    mWait = {target, mArrived + patience};
+    // A query is over at its deadline, and takes a moment to say so.
+    const milliseconds longest = mDeadline + milliseconds(500);
+    mWait = {target, mArrived + std::min(scrapeTimeout(request).value_or(longest), longest)};
     return;
   }
 
   Attempt attempt;
   if (printer->isPending) {
-    attempt = {ProbeStatus::kDeadline, mNow - mArrived};
+    attempt = {ProbeStatus::kDeadline, std::chrono::round<milliseconds>(mNow - mArrived)};
   } else if (printer->last) {
     attempt = {printer->last->result.status, printer->last->duration};
   }
   std::optional<Reading> reading;
-  if (printer->reading) reading = {printer->reading->supplies, mNow - printer->reading->time};
+  if (printer->reading) {
+    const auto age = std::chrono::round<milliseconds>(mNow - printer->reading->time);
+    reading = {printer->reading->supplies, age};
+  }
   response.set_content(metricsText(supplyMetrics(reading, attempt)), kMetrics);
 }
 
