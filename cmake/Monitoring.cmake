@@ -11,11 +11,34 @@ target_link_libraries(moxsupply-metrics
   PUBLIC moxsupply-host PkgConfig::prometheus-cpp
   PRIVATE moxsupply-warnings)
 
+# The exporter, all but its arguments.
+add_library(moxsupply-exporter STATIC
+  monitoring/EventLoop.cc
+  monitoring/Exporter.cc
+  monitoring/ExporterMetrics.cc
+  monitoring/LevelQueries.cc
+  monitoring/ListFile.cc
+  monitoring/Page.cc
+  monitoring/PageStyle.cc
+  monitoring/PrinterList.cc
+  monitoring/Prober.cc
+  monitoring/QueryResult.cc
+  monitoring/Site.cc
+  monitoring/WebServer.cc)
+target_link_libraries(moxsupply-exporter
+  PUBLIC moxsupply-metrics moxsupply-json PkgConfig::cpp-httplib
+  PRIVATE moxsupply-warnings)
+target_compile_definitions(moxsupply-exporter PRIVATE MOXSUPPLY_VERSION="${PROJECT_VERSION}")
+
 set(libexec "${CMAKE_INSTALL_LIBEXECDIR}/moxsupply")
 file(RELATIVE_PATH module_from_libexec "/${libexec}" "/${CMAKE_INSTALL_LIBDIR}")
-add_executable(moxsupply-monitoring monitoring/main.cc)
-target_link_libraries(moxsupply-monitoring PRIVATE moxsupply-metrics moxsupply-warnings)
-target_compile_definitions(moxsupply-monitoring PRIVATE MOXSUPPLY_VERSION="${PROJECT_VERSION}")
+file(RELATIVE_PATH programs_from_libexec "/${libexec}" "/${CMAKE_INSTALL_BINDIR}")
+add_executable(moxsupply-monitoring monitoring/ExporterCommand.cc monitoring/main.cc)
+target_link_libraries(moxsupply-monitoring
+  PRIVATE moxsupply-exporter moxsupply-metrics moxsupply-warnings)
+target_compile_definitions(moxsupply-monitoring PRIVATE
+  MOXSUPPLY_VERSION="${PROJECT_VERSION}"
+  PROGRAMS_FROM_MONITORING="${programs_from_libexec}")
 set_target_properties(moxsupply-monitoring PROPERTIES
   RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/${libexec}"
   INSTALL_RPATH "$ORIGIN/${module_from_libexec}")

@@ -5,6 +5,7 @@
 
 #include "host/Command.h"
 #include "host/LevelsCommand.h"
+#include "monitoring/ExporterCommand.h"
 #include "monitoring/LevelsAsMetrics.h"
 
 // The commands of `moxsupply` that need more libraries than the others. It stands where moxsupply
@@ -18,6 +19,7 @@ int main(int argc, char** argv) try {
   app.require_subcommand(1);
   moxsupply::RunCommand run;
   moxsupply::addLevelsCommand(app, run, moxsupply::levelsAsMetrics);
+  moxsupply::addExporterCommand(app, run);
   return moxsupply::runCommandLine(app, run, argc, argv);
 } catch (const std::exception& error) {
   std::fprintf(stderr, "moxsupply: %s\n", error.what());
