@@ -48,3 +48,7 @@ file(RELATIVE_PATH monitoring_from_programs
   "/${CMAKE_INSTALL_BINDIR}" "/${libexec}/moxsupply-monitoring")
 set_property(SOURCE host/MonitoringProgram.cc APPEND PROPERTY
   COMPILE_DEFINITIONS MONITORING_FROM_PROGRAMS="${monitoring_from_programs}")
+
+configure_file(packaging/systemd/moxsupply-exporter.service.in moxsupply-exporter.service @ONLY)
+install(FILES "${PROJECT_BINARY_DIR}/moxsupply-exporter.service"
+  DESTINATION "${MOXSUPPLY_SYSTEMD_UNITS}" COMPONENT monitoring)

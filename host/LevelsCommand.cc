@@ -112,6 +112,7 @@ void addLevelsCommand(CLI::App& app, RunCommand& run, const LevelsAsMetrics& asM
       "  moxsupply levels socket://192.0.2.7\n"
       "  moxsupply levels office\n"
       "  moxsupply levels socket://printer.example:9100 --type inkjet --format json\n"
+      "  moxsupply levels socket://192.0.2.7 --format openmetrics\n"
       "  sudo moxsupply levels 'usb://Example/Printer?serial=1'\n"
       "\n"
       "Exit status: 0 the supplies were shown; 1 the printer could not be reached or did not give\n"
