@@ -62,8 +62,8 @@ std::ptrdiff_t descriptors(int pid) {
 
 struct Probe {
   bool isExpected;
+  bool hasFailed;
   double time;
-  int status;
 };
 
 // A quantile of sorted times, in milliseconds.
@@ -73,8 +73,8 @@ double quantile(const std::vector<double>& sorted, double part) {
   return 1000 * sorted.at(place);
 }
 
-std::vector<Probe> sweep(int port, const std::string& path, const std::vector<std::string>& targets,
-                         Seconds interval) {
+std::vector<Probe> sweep(int port, const std::string& path, const std::string& proof,
+                         const std::vector<std::string>& targets, Seconds interval) {
   std::vector<Probe> probes;
   std::mutex mutex;
   std::vector<std::thread> threads;
@@ -92,7 +92,8 @@ std::vector<Probe> sweep(int port, const std::string& path, const std::vector<st
           "Connection: close\r\nX-Prometheus-Scrape-Timeout-Seconds: 10\r\n");
       const Seconds time = Clock::now() - start;
       const std::lock_guard lock(mutex);
-      probes.push_back({isExpected, time.count(), answer.status});
+      const bool hasProof = !isExpected || answer.body.find(proof) != std::string::npos;
+      probes.push_back({isExpected, answer.status != 200 || !hasProof, time.count()});
     });
   }
   for (std::thread& thread : threads) thread.join();
@@ -103,29 +104,29 @@ std::vector<Probe> sweep(int port, const std::string& path, const std::vector<st
 
 int main(int argc, char** argv) {
   const std::span<char*> arguments(argv, static_cast<std::size_t>(argc));
-  if (argc != 6) {
-    fmt::print(stderr, "usage: probe-sweeps PORT PATH PID SWEEPS INTERVAL < TARGETS\n");
+  if (argc != 7) {
+    fmt::print(stderr, "usage: probe-sweeps PORT PATH PROOF PID SWEEPS INTERVAL < TARGETS\n");
     return 1;
   }
   const int port = number(arguments[1]);
-  const int pid = number(arguments[3]);
-  const Seconds interval(number(arguments[5]));
+  const int pid = number(arguments[4]);
+  const Seconds interval(number(arguments[6]));
   std::vector<std::string> targets;
   for (std::string line; std::getline(std::cin, line);) targets.push_back(line);
   // Neighbours in the list are not neighbours in time.
   std::ranges::sort(targets, {}, std::hash<std::string>());
 
-  for (int round = 1; round <= number(arguments[4]); ++round) {
+  for (int round = 1; round <= number(arguments[5]); ++round) {
     const double processorBefore = processorTime(pid);
     const auto begin = Clock::now();
-    const std::vector<Probe> probes = sweep(port, arguments[2], targets, interval);
+    const std::vector<Probe> probes = sweep(port, arguments[2], arguments[3], targets, interval);
     const Seconds time = Clock::now() - begin;
     std::vector<double> healthy;
     std::vector<double> silent;
     for (const Probe& probe : probes) (probe.isExpected ? healthy : silent).push_back(probe.time);
     std::ranges::sort(healthy);
     std::ranges::sort(silent);
-    const auto bad = std::ranges::count_if(probes, [](const Probe& p) { return p.status != 200; });
+    const auto bad = std::ranges::count_if(probes, &Probe::hasFailed);
     fmt::print(
         "{:5}  {:6.1f} s  {:6.0f} {:6.0f} {:6.0f}  {:7.0f}  {:6}  {:7.1f} MB  {:5}  {:7.2f} ms\n",
         round, time.count(), quantile(healthy, 0.5), quantile(healthy, 0.99), quantile(healthy, 1),
