@@ -4,12 +4,23 @@
 add_library(moxsupply-system STATIC
   system/ChildProcess.cc
   system/FileDescriptor.cc
+  system/Listener.cc
   system/MemoryFile.cc
-  system/Pipe.cc)
+  system/Pipe.cc
+  system/StopSignals.cc)
 target_include_directories(moxsupply-system PUBLIC "${PROJECT_SOURCE_DIR}")
-target_link_libraries(moxsupply-system PRIVATE moxsupply-warnings)
+target_link_libraries(moxsupply-system PRIVATE moxsupply-formatting moxsupply-warnings)
 
 add_library(moxsupply-formatting STATIC system/Formatting.cc)
+
+# JSON that people write: what is wrong with it, and where.
+add_library(moxsupply-json STATIC
+  json/JsonDocument.cc
+  json/JsonPlace.cc)
+target_include_directories(moxsupply-json PUBLIC "${PROJECT_SOURCE_DIR}")
+target_link_libraries(moxsupply-json
+  PUBLIC nlohmann_json::nlohmann_json
+  PRIVATE moxsupply-formatting moxsupply-warnings)
 
 # What goes over a link, as a file: of the programs and of the simulator.
 add_library(moxsupply-transcript STATIC
@@ -23,6 +34,7 @@ add_library(moxsupply-host STATIC
   host/BackChannelPipe.cc
   host/BackendLink.cc
   host/CaughtOutput.cc
+  host/CheckCommand.cc
   host/Command.cc
   host/CommandFile.cc
   host/DecodeCommand.cc
@@ -40,7 +52,9 @@ add_library(moxsupply-host STATIC
   host/HarmlessText.cc
   host/LevelsCommand.cc
   host/MarkerAttributes.cc
+  host/MonitoringProgram.cc
   host/OpenQueue.cc
+  host/PluginLine.cc
   host/PpdEdit.cc
   host/PpdFile.cc
   host/PrintServer.cc
@@ -64,6 +78,7 @@ add_library(moxsupply-host STATIC
   host/ServerFolder.cc
   host/StateReasons.cc
   host/Supplies.cc
+  host/SupplyQuery.cc
   host/SupplyTable.cc
   host/TcpLink.cc
   host/TerminalText.cc)

@@ -8,11 +8,8 @@ add_library(moxsupply-simulator STATIC
   simulator/Faults.cc
   simulator/InkjetModelFile.cc
   simulator/InkjetReply.cc
-  simulator/JsonDocument.cc
-  simulator/JsonPlace.cc
   simulator/LaserModelFile.cc
   simulator/LaserReply.cc
-  simulator/Listener.cc
   simulator/ModelFile.cc
   simulator/Packets.cc
   simulator/Printer.cc
@@ -20,10 +17,9 @@ add_library(moxsupply-simulator STATIC
   simulator/Requests.cc
   simulator/Server.cc
   simulator/ShippedModels.cc
-  simulator/StopSignals.cc
   simulator/WireWriter.cc)
 target_link_libraries(moxsupply-simulator
-  PUBLIC moxsupply-system moxsupply-transcript moxsupply-formatting nlohmann_json::nlohmann_json
+  PUBLIC moxsupply-system moxsupply-json moxsupply-transcript moxsupply-formatting
   PRIVATE moxsupply-warnings)
 
 target_sources(moxsupply PRIVATE host/SimulateCommand.cc)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
 #include <functional>
 #include <memory>
@@ -19,14 +21,18 @@ using RunCommand = std::function<int()>;
 constexpr int kExitFailed = 1;  // the arguments were right, and still it did not work
 constexpr int kExitMisuse = 2;  // the arguments were wrong, or the set-up is
 
+// Takes the command line apart and runs the command that it gives. Returns the exit status.
+int runCommandLine(CLI::App& app, const RunCommand& run, int argc, const char* const* argv);
+
 // Says on standard error what `command` ran into, and what to try. Returns the exit status.
 int complain(std::string_view command, const Problem& problem);
 
 // Whether to colour standard output: "always", "never", or "auto": on a terminal that can.
 bool wantsColor(std::string_view when);
 
-// Writes to standard output; says so when that fails. Returns the exit status.
-int print(std::string_view command, std::string_view text);
+// Writes to standard output, or to what stood there; says so when that fails. Returns the exit
+// status.
+int print(std::string_view command, std::string_view text, int output = STDOUT_FILENO);
 
 // The help of the program or a subcommand: its usage as it is given here, what it does, its
 // options.

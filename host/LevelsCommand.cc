@@ -4,17 +4,11 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
 #include <memory>
 #include <string>
 #include <string_view>
-#include <vector>
 
-#include "host/Decimal.h"
-#include "host/OpenQueue.h"
-#include "host/PpdFile.h"
-#include "host/PrinterQuery.h"
-#include "host/QueueSettings.h"
+#include "host/DeviceUri.h"
 #include "host/Recording.h"
 #include "host/Supplies.h"
 #include "host/SupplyTable.h"
@@ -26,66 +20,14 @@ namespace moxsupply {
 namespace {
 
 struct LevelsOptions {
-  std::string uri;
-  std::string type = "auto";
+  SupplyQueryOptions query;
   std::string format = "table";
   std::string color = "auto";
-  std::string timeout = "2";
-  std::string deadline = "60";
-  bool throughBackend = false;
   std::string record;
   bool redact = false;
 };
 
-// How to ask: as which printer, and with which timeout for each read.
-struct Attempt {
-  std::string printerType;
-  std::uint32_t timeout;
-};
-
-// A printer that does not know the question stays silent, and silence costs four reads. So the
-// first attempt of "auto" is a short one.
-std::vector<Attempt> attemptsFor(const std::string& type, std::uint32_t timeout) {
-  if (type == "laser") return {{"Laser", timeout}};
-  if (type == "inkjet") return {{"Inkjet", timeout}};
-  return {{"Laser", std::min(timeout, 1U)}, {"Inkjet", timeout}};
-}
-
 constexpr std::string_view kCommand = "levels";
-
-Problem misuse(std::string what) { return {std::move(what), {}, true}; }
-
-// Whether the printer understood the question: it sent supplies, or an answer that holds none.
-bool understood(Status status) {
-  return status == Status::kSuccess || status == Status::kUndecodable;
-}
-
-// Why a query failed, in words.
-Problem explain(const PrinterAnswer& answer, const LevelsOptions& options) {
-  const std::string printer = forTerminal(options.uri);
-  std::string advice;
-  if (!answer.backendMessage.empty()) {
-    advice = fmt::format("The CUPS backend says: {}\n", answer.backendMessage);
-  }
-  if (answer.status == Status::kWriteError) {
-    return {fmt::format("the link to {} went away before it was asked", printer),
-            advice + "Is another job printing? Many printers take one connection at a time."};
-  }
-  if (answer.status == Status::kReadError) {
-    return {fmt::format("{} began to answer and broke off", printer), advice + "Try again."};
-  }
-  if (answer.status == Status::kUndecodable) {
-    return {fmt::format("{} answered, but its supplies cannot be read", printer),
-            advice + "What it sent is not what printers of this protocol send."};
-  }
-  const bool isAuto = options.type == "auto";
-  return {fmt::format(
-              "{} did not answer as {} printer", printer,
-              isAuto ? "a laser or inkjet" : (options.type == "laser" ? "a laser" : "an inkjet")),
-          advice + fmt::format("Does it speak NPA, and is it awake? {}--timeout SECONDS waits "
-                               "longer for each reply.",
-                               isAuto ? "" : "Without --type both kinds are tried. ")};
-}
 
 std::string title(const Supplies& supplies) {
   const std::string count =
@@ -97,7 +39,7 @@ std::string title(const Supplies& supplies) {
 
 // Shows the answer as it was asked for. What a failed query left is shown too, and then why it
 // failed.
-int show(const PrinterAnswer& answer, const LevelsOptions& options) {
+int show(const PrinterAnswer& answer, const SupplyQuery& query, const LevelsOptions& options) {
   const bool hasFailed = answer.status != Status::kSuccess;
   std::string text = answer.json;
   if (options.format == "table") {
@@ -106,7 +48,7 @@ int show(const PrinterAnswer& answer, const LevelsOptions& options) {
     text = hasNothing ? "" : title(supplies) + supplyTable(supplies, wantsColor(options.color));
   }
   if (const int exitStatus = print(kCommand, text); exitStatus != 0) return exitStatus;
-  return hasFailed ? complain(kCommand, explain(answer, options)) : 0;
+  return hasFailed ? complain(kCommand, whyNoSupplies(answer, query)) : 0;
 }
 
 Problem notOfAQueue(const std::string& name) {
@@ -128,65 +70,27 @@ int judge(const Recording* recording) {
   return problem ? complain(kCommand, *problem) : 0;
 }
 
-// Puts the printer of a queue in the place of the queue's name, and what the queue knows of it.
-std::optional<Problem> followQueue(LevelsOptions& options) {
-  const auto opened = openQueue(options.uri);
-  if (const auto* problem = std::get_if<Problem>(&opened)) return *problem;
-  const auto& [server, queue, ppd] = std::get<OpenQueue>(opened);
-  options.uri = queue.deviceUri;
-  const auto settings = PpdFile::fromText(ppd);
-  const auto type = settings ? settings->value("moxPrinterType") : std::nullopt;
-  const auto known = type ? printerTypeOf(*type) : std::nullopt;
-  if (options.type == "auto" && known) options.type = *known == "Inkjet" ? "inkjet" : "laser";
-  return std::nullopt;
-}
-
-int runLevels(LevelsOptions options) {
-  const auto timeout = decimal(options.timeout);
-  if (!timeout) {
-    return complain(kCommand,
-                    misuse(fmt::format("--timeout: expected a whole number of seconds, not \"{}\"",
-                                       options.timeout)));
+int runLevels(const LevelsOptions& options) {
+  if (!options.record.empty() && !looksLikeDeviceUri(options.query.printer)) {
+    return complain(kCommand, notOfAQueue(options.query.printer));
   }
-  const auto deadline = decimal(options.deadline);
-  if (!deadline || *deadline == 0) {
-    return complain(
-        kCommand,
-        misuse(fmt::format("--deadline: expected a whole number of seconds from 1, not \"{}\"",
-                           options.deadline)));
-  }
-  if (!looksLikeDeviceUri(options.uri)) {
-    if (!options.record.empty()) return complain(kCommand, notOfAQueue(options.uri));
-    if (const auto problem = followQueue(options)) return complain(kCommand, *problem);
-  }
-  const auto uri = parseDeviceUri(options.uri);
-  if (const auto* problem = std::get_if<Problem>(&uri)) return complain(kCommand, *problem);
-
+  const auto prepared = supplyQuery(options.query);
+  if (const auto* problem = std::get_if<Problem>(&prepared)) return complain(kCommand, *problem);
+  const auto& query = std::get<SupplyQuery>(prepared);
   const auto recording = startRecording(options);
   if (const auto* problem = std::get_if<Problem>(&recording)) return complain(kCommand, *problem);
   Recording* const transcript = std::get<std::unique_ptr<Recording>>(recording).get();
 
-  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(*deadline);
-  PrinterAnswer answer;
-  for (const Attempt& attempt : attemptsFor(options.type, *timeout)) {
-    auto result =
-        askPrinter({.uri = std::get<DeviceUri>(uri),
-                    .printerType = attempt.printerType,
-                    .timeout = attempt.timeout,
-                    .throughBackend = options.throughBackend,
-                    .recording = transcript},
-                   end, [](const Problem& problem) { ::_exit(complain(kCommand, problem)); });
-    if (const auto* problem = std::get_if<Problem>(&result)) return complain(kCommand, *problem);
-    answer = std::get<PrinterAnswer>(std::move(result));
-    if (understood(answer.status)) break;
-  }
-  const int exitStatus = show(answer, options);
+  const auto result = askForSupplies(
+      query, [](const Problem& problem) { ::_exit(complain(kCommand, problem)); }, transcript);
+  if (const auto* problem = std::get_if<Problem>(&result)) return complain(kCommand, *problem);
+  const int exitStatus = show(std::get<PrinterAnswer>(result), query, options);
   return std::max(exitStatus, judge(transcript));
 }
 
 }  // namespace
 
-void addLevelsCommand(CLI::App& app, RunCommand& run) {
+void addLevelsCommand(CLI::App& app, RunCommand& run, const LevelsAsMetrics& asMetrics) {
   CLI::App* command = app.add_subcommand(
       "levels",
       "Ask a printer for its supplies and show them.\n"
@@ -196,7 +100,7 @@ void addLevelsCommand(CLI::App& app, RunCommand& run) {
       "and lpstat -v show them, goes through its installed CUPS backend; some of these only root\n"
       "may run. No print queue is needed, and none is touched.");
   command->formatter(std::make_shared<Help>(
-      "moxsupply levels PRINTER [--type auto|laser|inkjet] [--format table|json]\n"
+      "moxsupply levels PRINTER [--type auto|laser|inkjet] [--format table|json|openmetrics]\n"
       "                        [--timeout SECONDS] [--deadline SECONDS] [--backend]\n"
       "                        [--color auto|always|never] [--record FILE [--redact]]"));
   command->footer(
@@ -208,26 +112,29 @@ void addLevelsCommand(CLI::App& app, RunCommand& run) {
       "  moxsupply levels socket://192.0.2.7\n"
       "  moxsupply levels office\n"
       "  moxsupply levels socket://printer.example:9100 --type inkjet --format json\n"
+      "  moxsupply levels socket://192.0.2.7 --format openmetrics\n"
       "  sudo moxsupply levels 'usb://Example/Printer?serial=1'\n"
       "\n"
       "Exit status: 0 the supplies were shown; 1 the printer could not be reached or did not give\n"
       "them; 2 the arguments or the set-up are wrong.\n");
 
   const auto options = std::make_shared<LevelsOptions>();
-  command->add_option("PRINTER", options->uri, "device URI, or name of a print queue")
+  command->add_option("PRINTER", options->query.printer, "device URI, or name of a print queue")
       ->required()
       ->option_text(" ");
-  command->add_option("--type", options->type, "auto, laser or inkjet (auto)")
+  command->add_option("--type", options->query.type, "auto, laser or inkjet (auto)")
       ->option_text("TYPE")
       ->check(CLI::IsMember({"auto", "laser", "inkjet"}));
-  command->add_option("--format", options->format, "table, or json as `moxsupply report` (table)")
+  command
+      ->add_option("--format", options->format,
+                   "table; json as `moxsupply report`; openmetrics (table)")
       ->option_text("FORMAT")
-      ->check(CLI::IsMember({"table", "json"}));
-  command->add_option("--timeout", options->timeout, "longest wait for each single read (2)")
+      ->check(CLI::IsMember({"table", "json", "openmetrics"}));
+  command->add_option("--timeout", options->query.timeout, "longest wait for each single read (2)")
       ->option_text("SECONDS");
-  command->add_option("--deadline", options->deadline, "longest time for everything (60)")
+  command->add_option("--deadline", options->query.deadline, "longest time for everything (60)")
       ->option_text("SECONDS");
-  command->add_flag("--backend", options->throughBackend,
+  command->add_flag("--backend", options->query.throughBackend,
                     "use the CUPS backend for socket:// too, as a print job does");
   command->add_option("--color", options->color, "auto, always or never (auto: on a terminal)")
       ->option_text("WHEN")
@@ -237,14 +144,18 @@ void addLevelsCommand(CLI::App& app, RunCommand& run) {
           ->add_option("--record", options->record, "write what goes over the link to a transcript")
           ->option_text("FILE");
   command->add_flag("--redact", options->redact, "leave serial numbers out of the transcript");
-  command->callback([&run, options, record] {
+  command->callback([&run, options, record, asMetrics] {
     if (record->count() > 0 && options->record.empty()) {
       throw CLI::ValidationError("--record", "expected the path of a file");
     }
     if (options->redact && options->record.empty()) {
       throw CLI::RequiresError("--redact", "--record");
     }
-    run = [=] { return runLevels(*options); };
+    const bool areMetrics = options->format == "openmetrics";
+    if (areMetrics && record->count() > 0) {
+      throw CLI::ValidationError("--record", "goes with the formats table and json");
+    }
+    run = [=] { return areMetrics ? asMetrics(options->query) : runLevels(*options); };
   });
 }
 

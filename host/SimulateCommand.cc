@@ -19,13 +19,13 @@
 
 #include "simulator/ChildCommand.h"
 #include "simulator/Faults.h"
-#include "simulator/Listener.h"
 #include "simulator/ModelFile.h"
 #include "simulator/Replay.h"
 #include "simulator/Server.h"
 #include "simulator/ShippedModels.h"
-#include "simulator/StopSignals.h"
 #include "system/FileDescriptor.h"
+#include "system/Listener.h"
+#include "system/StopSignals.h"
 #include "transcript/TranscriptReader.h"
 
 namespace moxsupply {
@@ -80,8 +80,7 @@ std::vector<std::string> withUri(std::vector<std::string> command, const std::st
   return command;
 }
 
-int serve(simulator::Server& server, const simulator::StopSignals& signals,
-          const std::string& uri) {
+int serve(simulator::Server& server, const StopSignals& signals, const std::string& uri) {
   const int error = writeAll(STDOUT_FILENO, uri + '\n');
   if (error != 0) {
     say(fmt::format("standard output: {}", std::strerror(error)));
@@ -91,8 +90,8 @@ int serve(simulator::Server& server, const simulator::StopSignals& signals,
   return 0;
 }
 
-int serveCommand(simulator::Server& server, const simulator::StopSignals& signals,
-                 const std::string& uri, const std::vector<std::string>& command) try {
+int serveCommand(simulator::Server& server, const StopSignals& signals, const std::string& uri,
+                 const std::vector<std::string>& command) try {
   static_cast<void>(writeAll(STDERR_FILENO, uri + '\n'));
   ::setenv("DEVICE_URI", uri.c_str(), 1);
   simulator::ChildCommand child(withUri(command, uri));
@@ -131,9 +130,9 @@ int simulate(const SimulateOptions& options, const CommandLine& command) try {
   if (options.list) return listModels();
   const auto printer = printerOf(options);
   const simulator::Faults faults = faultsOf(options.faults);
-  const simulator::StopSignals signals;
-  auto listener = simulator::listenOn(options.listen);
-  const std::string uri = simulator::deviceUri(listener.get());
+  const StopSignals signals;
+  auto listener = listenOn(options.listen);
+  const std::string uri = "socket://" + addressOf(listener.get());
   bool wasSentJunk = false;
   const auto complain = [&](const simulator::Junk& junk) {
     wasSentJunk = true;

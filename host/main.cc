@@ -1,5 +1,3 @@
-#include <fmt/core.h>
-
 #include <algorithm>
 #include <array>
 #include <clocale>
@@ -9,16 +7,17 @@
 #include <span>
 #include <string_view>
 
+#include "host/CheckCommand.h"
 #include "host/Command.h"
 #include "host/DecodeCommand.h"
 #include "host/DisableCommand.h"
 #include "host/DoctorCommand.h"
 #include "host/EnableCommand.h"
 #include "host/LevelsCommand.h"
+#include "host/MonitoringProgram.h"
 #include "host/RefreshCommand.h"
 #include "host/ReportCommand.h"
 #include "host/SimulateCommand.h"
-#include "host/TerminalText.h"
 
 namespace {
 
@@ -38,18 +37,6 @@ void addSubcommands(CLI::App& app, moxsupply::RunCommand& run, std::string_view 
   }
 }
 
-int complainOfArguments(const CLI::App& app, const CLI::ParseError& error, const char* first) {
-  std::string command = "moxsupply";
-  if (app.get_subcommands().empty() && first != nullptr && *first != '-') {
-    fmt::print(stderr, "moxsupply: there is no command \"{}\" (see moxsupply --help)\n",
-               moxsupply::forTerminal(first));
-    return moxsupply::kExitMisuse;
-  }
-  for (const CLI::App* chosen : app.get_subcommands()) command += ' ' + chosen->get_name();
-  fmt::print(stderr, "{}: {} (see {} --help)\n", command, error.what(), command);
-  return moxsupply::kExitMisuse;
-}
-
 }  // namespace
 
 int main(int argc, char** argv) try {
@@ -63,27 +50,24 @@ int main(int argc, char** argv) try {
   app.set_version_flag("--version", "moxsupply " MOXSUPPLY_VERSION);
   moxsupply::RunCommand run;
   const moxsupply::CommandLine besides = moxsupply::takeCommandBesides(argc, argv);
-  const std::array<Subcommand, 8> subcommands = {{
-      {"levels", moxsupply::addLevelsCommand},
+  const auto asMetrics = [argv](const auto&) { return moxsupply::becomeMonitoringProgram(argv); };
+  using CLI::App;
+  using moxsupply::RunCommand;
+  const std::array<Subcommand, 10> subcommands = {{
+      {"levels", [&](App& to, RunCommand& r) { moxsupply::addLevelsCommand(to, r, asMetrics); }},
+      {"check", moxsupply::addCheckCommand},
+      {"exporter", [&](App& to, RunCommand& r) { moxsupply::addMonitoringCommands(to, r, argv); }},
       {"refresh", moxsupply::addRefreshCommand},
       {"enable", moxsupply::addEnableCommand},
       {"disable", moxsupply::addDisableCommand},
       {"doctor", moxsupply::addDoctorCommand},
       {"report", moxsupply::addReportCommand},
       {"decode", moxsupply::addDecodeCommand},
-      {"simulate",
-       [&](auto& to, auto& toRun) { moxsupply::addSimulateCommand(to, toRun, besides); }},
+      {"simulate", [&](App& to, RunCommand& r) { moxsupply::addSimulateCommand(to, r, besides); }},
   }};
   addSubcommands(app, run, argc > 1 ? argv[1] : "", subcommands);
 
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::Success& help) {  // --help and --version
-    return app.exit(help);
-  } catch (const CLI::ParseError& error) {
-    return complainOfArguments(app, error, argc > 1 ? argv[1] : nullptr);
-  }
-  return run();
+  return moxsupply::runCommandLine(app, run, argc, argv);
 } catch (const std::exception& error) {
   std::fprintf(stderr, "moxsupply: %s\n", error.what());
   return moxsupply::kExitMisuse;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "simulator/JsonPlace.h"
+#include "json/JsonPlace.h"
 #include "simulator/Model.h"
 
 namespace moxsupply::simulator {

@@ -11,10 +11,11 @@
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 
+#include "json/JsonDocument.h"
+#include "json/JsonMistake.h"
+#include "json/JsonPlace.h"
 #include "simulator/Answer.h"
 #include "simulator/InkjetModelFile.h"
-#include "simulator/JsonDocument.h"
-#include "simulator/JsonPlace.h"
 #include "simulator/LaserModelFile.h"
 #include "simulator/ModelMistake.h"
 
@@ -113,7 +114,7 @@ Model parseModel(std::string_view json, const std::string& name) {
   } catch (const JsonSyntaxMistake& mistake) {
     throw ModelMistake(fmt::format("{}:{}:{}: {}", name, mistake.line(), mistake.column(),
                                    asOneLine(mistake.what())));
-  } catch (const ModelMistake& mistake) {
+  } catch (const JsonMistake& mistake) {
     throw ModelMistake(fmt::format("{}: {}", name, asOneLine(mistake.what())));
   } catch (const std::length_error& mistake) {
     throw ModelMistake(fmt::format("{}: a reply cannot be made of this: {}", name, mistake.what()));

@@ -34,10 +34,10 @@ _moxsupply_offer_models() {
 _moxsupply_value() {
   local command=$1 option=$2 current=$3
   case $command/$option in
-    levels/--type) _moxsupply_offer "$current" auto laser inkjet ;;
+    levels/--type | check/--type) _moxsupply_offer "$current" auto laser inkjet ;;
     enable/--type) _moxsupply_offer "$current" laser inkjet ;;
     decode/--format) _moxsupply_offer "$current" text json ;;
-    levels/--format) _moxsupply_offer "$current" table json ;;
+    levels/--format) _moxsupply_offer "$current" table json openmetrics ;;
     */--color) _moxsupply_offer "$current" auto always never ;;
     report/--printer-type) _moxsupply_offer "$current" Laser Inkjet ;;
     report/--transport) _moxsupply_offer "$current" usb socket mdns dnssd ;;
@@ -46,7 +46,9 @@ _moxsupply_value() {
       _moxsupply_offer "$current" cut silent reset drip flood twice wrong-request length flip \
         never-close
       ;;
-    */--timeout | */--deadline | simulate/--listen) COMPREPLY=() ;;
+    */--timeout | */--deadline | */--listen) COMPREPLY=() ;;
+    check/--warning | check/-w | check/--critical | check/-c) COMPREPLY=() ;;
+    exporter/--min-interval | exporter/--max-backoff | exporter/--queries-at-once) COMPREPLY=() ;;
     *) return 1 ;;
   esac
 }
@@ -72,13 +74,13 @@ _moxsupply_has_argument() {
 _moxsupply_argument() {
   local program=$1 command=$2 current=$3
   case $command in
-    levels)
+    levels | check)
       _moxsupply_offer_queues "$current"
       _moxsupply_offer "$current" socket://
       [[ ${COMPREPLY[*]} != socket:// ]] || compopt -o nospace 2>/dev/null
       ;;
     refresh | enable | disable | doctor) _moxsupply_offer_queues "$current" ;;
-    decode) _moxsupply_offer_files "$current" ;;
+    decode | exporter) _moxsupply_offer_files "$current" ;;
     simulate) _moxsupply_offer_models "$current" "$program" ;;
   esac
 }
@@ -89,6 +91,14 @@ _moxsupply_offer_options() {
     levels)
       _moxsupply_offer "$current" \
         --type --format --timeout --deadline --backend --color --record --redact --help
+      ;;
+    check)
+      _moxsupply_offer "$current" \
+        --warning --critical --all --type --timeout --deadline --help
+      ;;
+    exporter)
+      _moxsupply_offer "$current" \
+        --listen --min-interval --max-backoff --deadline --queries-at-once --help
       ;;
     refresh) _moxsupply_offer "$current" --all --deadline --color --help ;;
     enable) _moxsupply_offer "$current" --type --timeout --deadline --help ;;
@@ -108,7 +118,7 @@ _moxsupply() {
   COMPREPLY=()
   if ((COMP_CWORD == 1)); then
     _moxsupply_offer "$current" \
-      levels refresh enable disable doctor report decode simulate --help --version
+      levels check exporter refresh enable disable doctor report decode simulate --help --version
     return
   fi
 

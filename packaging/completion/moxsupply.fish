@@ -13,6 +13,8 @@ complete -c moxsupply -f
 complete -c moxsupply -n $first -s h -l help -d 'Print the help'
 complete -c moxsupply -n $first -l version -d 'Print the version'
 complete -c moxsupply -n $first -a levels -d 'Ask a printer for its supplies'
+complete -c moxsupply -n $first -a check -d 'Check supplies, for a monitoring system'
+complete -c moxsupply -n $first -a exporter -d 'Serve many printers to Prometheus'
 complete -c moxsupply -n $first -a refresh -d 'Have a queue report its levels now'
 complete -c moxsupply -n $first -a enable -d 'Let a queue report its supplies'
 complete -c moxsupply -n $first -a disable -d 'Take away what enable added'
@@ -25,24 +27,38 @@ function __moxsupply_option -a subcommand
     complete -c moxsupply -n "__fish_seen_subcommand_from $subcommand" $argv[2..]
 end
 
-for queued in levels refresh enable disable doctor
+for queued in levels check refresh enable disable doctor
     __moxsupply_option $queued -a '(__moxsupply_queues)' -d 'Print queue'
 end
 for colored in levels refresh doctor decode
     __moxsupply_option $colored -l color -x -a 'auto always never' -d 'Colour the output'
 end
-for any in levels refresh enable disable doctor report decode simulate
+for any in levels check exporter refresh enable disable doctor report decode simulate
     __moxsupply_option $any -s h -l help -d 'Print the help'
 end
 
 __moxsupply_option levels -l type -x -a 'auto laser inkjet' -d 'What kind of printer it is'
-__moxsupply_option levels -l format -x -a 'table json' -d 'How to show the supplies'
+__moxsupply_option levels -l format -x -a 'table json openmetrics' -d 'How to show the supplies'
 __moxsupply_option levels -l timeout -x -d 'Longest wait for each read, in seconds'
 __moxsupply_option levels -l deadline -x -d 'Longest time for everything, in seconds'
 __moxsupply_option levels -l backend -d 'Use the CUPS backend for socket:// too'
 
 __moxsupply_option levels -l record -r -F -d 'Write a transcript'
 __moxsupply_option levels -l redact -d 'Leave serial numbers out of it'
+
+__moxsupply_option check -s w -l warning -x -d 'Warn below this level, in percent'
+__moxsupply_option check -s c -l critical -x -d 'Critical below this level, in percent'
+__moxsupply_option check -l all -d 'Judge fusers and containers, too'
+__moxsupply_option check -l type -x -a 'auto laser inkjet' -d 'What kind of printer it is'
+__moxsupply_option check -l timeout -x -d 'Longest wait for each read, in seconds'
+__moxsupply_option check -l deadline -x -d 'Longest time for everything, in seconds'
+
+__moxsupply_option exporter -F
+__moxsupply_option exporter -l listen -x -d 'ADDRESS:PORT to listen on'
+__moxsupply_option exporter -l min-interval -x -d 'Ask no printer again before, in seconds'
+__moxsupply_option exporter -l max-backoff -x -d 'Longest pause for a silent printer, in seconds'
+__moxsupply_option exporter -l deadline -x -d 'Longest time for a query, in seconds'
+__moxsupply_option exporter -l queries-at-once -x -d 'Most queries at once'
 
 __moxsupply_option refresh -l all -d 'All queues that are set up for it'
 __moxsupply_option refresh -l deadline -x -d 'Longest wait for each queue, in seconds'

@@ -4,6 +4,8 @@
 local -a commands help color queue
 commands=(
   'levels:ask a printer for its supplies'
+  'check:check supplies, for a monitoring system'
+  'exporter:serve many printers to Prometheus'
   'refresh:have a queue report its levels now'
   'enable:let a queue report its supplies'
   'disable:take away what enable added'
@@ -28,12 +30,30 @@ case $words[1] in
   levels)
     _arguments $help $color $queue \
       '--type=[what kind of printer it is]:type:(auto laser inkjet)' \
-      '--format=[how to show the supplies]:format:(table json)' \
+      '--format=[how to show the supplies]:format:(table json openmetrics)' \
       '--timeout=[longest wait for each read]:seconds' \
       '--deadline=[longest time for everything]:seconds' \
       '--backend[use the CUPS backend for socket\:// too]' \
       '--record=[write a transcript]:file:_files' \
       '--redact[leave serial numbers out of it]'
+    ;;
+  check)
+    _arguments $help $queue \
+      '(-w --warning)'{-w+,--warning=}'[warn below this level]:percent' \
+      '(-c --critical)'{-c+,--critical=}'[critical below this level]:percent' \
+      '--all[judge fusers and containers, too]' \
+      '--type=[what kind of printer it is]:type:(auto laser inkjet)' \
+      '--timeout=[longest wait for each read]:seconds' \
+      '--deadline=[longest time for everything]:seconds'
+    ;;
+  exporter)
+    _arguments $help \
+      '1:list of printers:_files -g "*.json"' \
+      '--listen=[where to listen]:address and port' \
+      '--min-interval=[ask no printer again before]:seconds' \
+      '--max-backoff=[longest pause for a silent printer]:seconds' \
+      '--deadline=[longest time for a query]:seconds' \
+      '--queries-at-once=[most queries at once]:number'
     ;;
   refresh)
     _arguments $help $color $queue \

@@ -3,7 +3,6 @@
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -19,6 +18,7 @@
 
 #include "tests/support/FilterProcess.h"
 #include "tests/support/Hex.h"
+#include "tests/support/SilentPort.h"
 #include "tests/support/SimulatedPrinter.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -55,38 +55,6 @@ Shown show(std::vector<std::string> arguments, std::vector<std::string> environm
   FilterProcess process = levels(std::move(arguments), std::move(environment));
   return finish(process);
 }
-
-// A TCP port of this machine on which somebody listens, and takes connections, and does no more;
-// or, closed, on which nobody does.
-class SilentPort {
- public:
-  SilentPort() {
-    mSocket = FileDescriptor(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof(address);
-    if (::bind(mSocket.get(), reinterpret_cast<sockaddr*>(&address), size) != 0 ||
-        ::listen(mSocket.get(), 8) != 0 ||
-        ::getsockname(mSocket.get(), reinterpret_cast<sockaddr*>(&address), &size) != 0) {
-      std::abort();
-    }
-    mUri = fmt::format("socket://127.0.0.1:{}", ntohs(address.sin_port));
-  }
-
-  void close() { mSocket = FileDescriptor(); }
-
-  // Takes one connection.
-  [[nodiscard]] FileDescriptor accept() const {
-    return FileDescriptor(::accept4(mSocket.get(), nullptr, nullptr, SOCK_CLOEXEC));
-  }
-
-  [[nodiscard]] const std::string& uri() const { return mUri; }
-
- private:
-  FileDescriptor mSocket;
-  std::string mUri;
-};
 
 // The processes that have `word` in their command line, but for this one.
 std::vector<int> processesWith(const std::string& word) {

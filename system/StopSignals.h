@@ -2,7 +2,7 @@
 
 #include "system/FileDescriptor.h"
 
-namespace moxsupply::simulator {
+namespace moxsupply {
 
 // SIGINT and SIGTERM, read from a descriptor instead of ending the process. A signal that is
 // blocked is kept even when the process ignores it, as what shells start in the background does.
@@ -20,4 +20,4 @@ class StopSignals {
   FileDescriptor mDescriptor;
 };
 
-}  // namespace moxsupply::simulator
+}  // namespace moxsupply

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-namespace moxsupply::simulator {
+namespace moxsupply {
 
 // What makes a text no JSON. Line and column, from 1, are where it was noticed.
 class JsonSyntaxMistake : public std::runtime_error {
@@ -22,8 +22,8 @@ class JsonSyntaxMistake : public std::runtime_error {
   std::size_t mColumn;
 };
 
-// Throws JsonSyntaxMistake; ModelMistake for a key that stands twice in an object, of which JSON
+// Throws JsonSyntaxMistake; JsonMistake for a key that stands twice in an object, of which JSON
 // libraries keep one or the other.
 nlohmann::json parseJsonDocument(std::string_view text);
 
-}  // namespace moxsupply::simulator
+}  // namespace moxsupply

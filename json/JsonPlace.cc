@@ -1,13 +1,13 @@
-#include "simulator/JsonPlace.h"
+#include "json/JsonPlace.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <charconv>
 
-#include "simulator/ModelMistake.h"
+#include "json/JsonMistake.h"
 
-namespace moxsupply::simulator {
+namespace moxsupply {
 
 namespace {
 
@@ -22,8 +22,8 @@ std::string shown(const json& value) {
   return text.size() > kLongest ? text.substr(0, kLongest) + "..." : text;
 }
 
-std::optional<Bytes> bytesOfHex(std::string_view text) {
-  Bytes bytes;
+std::optional<std::vector<std::uint8_t>> bytesOfHex(std::string_view text) {
+  std::vector<std::uint8_t> bytes;
   while (!text.empty()) {
     if (text.front() == ' ') {
       text.remove_prefix(1);
@@ -93,7 +93,7 @@ std::string JsonPlace::text(std::size_t longest) const {
   return text;
 }
 
-Bytes JsonPlace::hex(std::size_t longest) const {
+std::vector<std::uint8_t> JsonPlace::hex(std::size_t longest) const {
   const auto bytes = mValue->is_string() ? bytesOfHex(mValue->get<std::string>()) : std::nullopt;
   if (!bytes) expected("bytes as pairs of hex digits, such as \"A5 00\"");
   if (bytes->size() > longest) expected(fmt::format("at most {} bytes", longest));
@@ -106,7 +106,7 @@ void JsonPlace::expected(std::string_view what) const {
 
 void JsonPlace::complain(std::string_view mistake) const {
   const std::string place = mPointer.to_string();
-  throw ModelMistake(fmt::format("{}{}{}", place, place.empty() ? "" : ": ", mistake));
+  throw JsonMistake(fmt::format("{}{}{}", place, place.empty() ? "" : ": ", mistake));
 }
 
 std::string asOneLine(std::string text) {
@@ -115,4 +115,4 @@ std::string asOneLine(std::string text) {
   return text;
 }
 
-}  // namespace moxsupply::simulator
+}  // namespace moxsupply

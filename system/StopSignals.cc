@@ -1,4 +1,4 @@
-#include "simulator/StopSignals.h"
+#include "system/StopSignals.h"
 
 #include <sys/signalfd.h>
 #include <unistd.h>
@@ -7,7 +7,7 @@
 #include <csignal>
 #include <system_error>
 
-namespace moxsupply::simulator {
+namespace moxsupply {
 
 StopSignals::StopSignals() {
   sigset_t signals;
@@ -24,4 +24,4 @@ int StopSignals::take() const {
   return static_cast<int>(info.ssi_signo);
 }
 
-}  // namespace moxsupply::simulator
+}  // namespace moxsupply

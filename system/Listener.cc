@@ -1,4 +1,4 @@
-#include "simulator/Listener.h"
+#include "system/Listener.h"
 
 #include <fmt/core.h>
 #include <netdb.h>
@@ -9,12 +9,11 @@
 #include <cerrno>
 #include <charconv>
 #include <cstdint>
-#include <cstring>
 #include <memory>
 #include <stdexcept>
 #include <system_error>
 
-namespace moxsupply::simulator {
+namespace moxsupply {
 
 namespace {
 
@@ -60,12 +59,12 @@ FileDescriptor listenOn(const std::string& addressAndPort) {
       ::setsockopt(listener.get(), SOL_SOCKET, SO_REUSEADDR, &reuse, sizeof reuse) != 0 ||
       ::bind(listener.get(), addresses->ai_addr, addresses->ai_addrlen) != 0 ||
       ::listen(listener.get(), SOMAXCONN) != 0) {
-    throw std::runtime_error(fmt::format("{}: {}", addressAndPort, std::strerror(errno)));
+    throw std::system_error(errno, std::generic_category(), addressAndPort);
   }
   return listener;
 }
 
-std::string deviceUri(int listener) {
+std::string addressOf(int listener) {
   sockaddr_storage address{};
   socklen_t size = sizeof address;
   std::array<char, NI_MAXHOST> host{};
@@ -77,8 +76,7 @@ std::string deviceUri(int listener) {
     throw std::runtime_error("the address of the listening socket is not to be had");
   }
   const bool isIPv6 = address.ss_family == AF_INET6;
-  return fmt::format("socket://{}{}{}:{}", isIPv6 ? "[" : "", host.data(), isIPv6 ? "]" : "",
-                     port.data());
+  return fmt::format("{}{}{}:{}", isIPv6 ? "[" : "", host.data(), isIPv6 ? "]" : "", port.data());
 }
 
-}  // namespace moxsupply::simulator
+}  // namespace moxsupply

@@ -1,4 +1,4 @@
-#include "simulator/JsonDocument.h"
+#include "json/JsonDocument.h"
 
 #include <fmt/core.h>
 
@@ -6,9 +6,9 @@
 #include <set>
 #include <vector>
 
-#include "simulator/ModelMistake.h"
+#include "json/JsonMistake.h"
 
-namespace moxsupply::simulator {
+namespace moxsupply {
 
 namespace {
 
@@ -27,7 +27,7 @@ class KeyWatch {
       case Event::key:
         mOpen.back().key = parsed.get<std::string>();
         if (!mOpen.back().keys.insert(mOpen.back().key).second) {
-          throw ModelMistake(pointer().to_string() + ": this key stands twice");
+          throw JsonMistake(pointer().to_string() + ": this key stands twice");
         }
         break;
       case Event::object_end:
@@ -80,7 +80,7 @@ json parseJsonDocument(std::string_view text) try {
 } catch (const json::parse_error& error) {
   throw syntaxMistake(error, text);
 } catch (const json::out_of_range&) {
-  throw ModelMistake("a number is too large");
+  throw JsonMistake("a number is too large");
 }
 
-}  // namespace moxsupply::simulator
+}  // namespace moxsupply

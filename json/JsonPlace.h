@@ -9,12 +9,10 @@
 #include <string_view>
 #include <vector>
 
-#include "simulator/Bytes.h"
-
-namespace moxsupply::simulator {
+namespace moxsupply {
 
 // A value in a JSON document that knows its place there. What asks it for something else than it
-// is gets a ModelMistake: the place as a JSON pointer, what was expected, and what stands there.
+// is gets a JsonMistake: the place as a JSON pointer, what was expected, and what stands there.
 class JsonPlace {
  public:
   // The whole document, which must outlive its places.
@@ -33,7 +31,8 @@ class JsonPlace {
   [[nodiscard]] std::uint32_t number(std::uint32_t least, std::uint32_t most) const;
   [[nodiscard]] bool truth() const;
   [[nodiscard]] std::string text(std::size_t longest = std::string::npos) const;
-  [[nodiscard]] Bytes hex(std::size_t longest) const;  // pairs of hex digits in a text
+  [[nodiscard]] std::vector<std::uint8_t> hex(
+      std::size_t longest) const;  // pairs of hex digits in a text
 
   [[nodiscard]] bool isNumber() const { return mValue->is_number(); }
   [[nodiscard]] bool isText() const { return mValue->is_string(); }
@@ -54,4 +53,4 @@ class JsonPlace {
 // The text as one line that is safe on a terminal: what is not printable ASCII becomes "?".
 std::string asOneLine(std::string text);
 
-}  // namespace moxsupply::simulator
+}  // namespace moxsupply

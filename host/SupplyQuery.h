@@ -1,0 +1,44 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+
+#include "host/DeviceUri.h"
+#include "host/PrinterQuery.h"
+#include "host/Problem.h"
+#include "host/Recording.h"
+
+namespace moxsupply {
+
+// Whom to ask for supplies and how, in the words of a command line.
+struct SupplyQueryOptions {
+  std::string printer;        // a device URI, or the name of a print queue
+  std::string type = "auto";  // "auto", "laser" or "inkjet"
+  std::string timeout = "2";
+  std::string deadline = "60";
+  bool throughBackend = false;
+};
+
+// A printer that can be asked: its kind may still have to be found out.
+struct SupplyQuery {
+  DeviceUri uri;
+  std::string type;            // "auto", "laser" or "inkjet"
+  std::uint32_t timeout;       // seconds for each single read
+  std::chrono::seconds limit;  // for all of it
+  bool throughBackend;
+};
+
+// Reads the numbers, and puts the printer of a queue in the place of the queue's name, with what
+// the queue knows of it. Asks the print server for that, and nothing else of anyone.
+Result<SupplyQuery> supplyQuery(const SupplyQueryOptions& options);
+
+// Asks the printer, as both kinds when its own is not known. The time for it starts with the call;
+// see askPrinter for what happens at its end, and for standard output meanwhile.
+Result<PrinterAnswer> askForSupplies(const SupplyQuery& query, const OnDeadline& onDeadline,
+                                     Recording* recording = nullptr);
+
+// Why an answer is not a success, and what can be tried.
+Problem whyNoSupplies(const PrinterAnswer& answer, const SupplyQuery& query);
+
+}  // namespace moxsupply

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+
+#include "monitoring/EventLoop.h"
+#include "monitoring/Prober.h"
+#include "monitoring/QueryResult.h"
+
+namespace moxsupply {
+
+// Queries, each a process `moxsupply levels`: the module asks on descriptors 1 and 3 of its
+// process, of which there is one pair only.
+class LevelQueries {
+ public:
+  using OnEnd = std::function<void(Prober::Id, QueryResult)>;
+
+  // `program`: the path of moxsupply. `deadline`: for each query; a process that has not ended a
+  // second later is killed.
+  LevelQueries(EventLoop& loop, std::string program, std::chrono::seconds deadline, OnEnd onEnd);
+
+  // Kills those that still run.
+  ~LevelQueries();
+
+  LevelQueries(const LevelQueries&) = delete;
+  LevelQueries& operator=(const LevelQueries&) = delete;
+  LevelQueries(LevelQueries&&) = delete;
+  LevelQueries& operator=(LevelQueries&&) = delete;
+
+  // Its end is told from the loop, also when the process cannot be started.
+  void begin(const Prober::Query& query);
+
+  // Kills it. Its end is not told.
+  void stop(Prober::Id id);
+
+ private:
+  class Process;
+
+  void end(Prober::Id id);
+
+  EventLoop& mLoop;
+  std::string mProgram;
+  std::chrono::seconds mDeadline;
+  OnEnd mOnEnd;
+  std::map<Prober::Id, std::unique_ptr<Process>> mProcesses;
+};
+
+}  // namespace moxsupply

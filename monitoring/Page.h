@@ -1,0 +1,37 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "monitoring/Prober.h"
+
+namespace moxsupply {
+
+// What a page is to show.
+struct PageView {
+  bool isByPlace = false;    // otherwise the worst first
+  bool isRefreshing = true;  // loads itself again
+  std::size_t number = 1;    // of the page, from 1; the last one when there are not so many
+  std::string find;          // in names, places and targets; empty: everything
+};
+
+// The bounds on a page.
+constexpr std::size_t kPrintersOfAPage = 100;
+constexpr std::size_t kMostSuppliesShown = 20;  // of a printer
+
+// All printers for people, as HTML without scripts. `listProblem`: why the list could not be read
+// the last time; empty when it could. All text is escaped. At most 2,000,000 bytes, whatever the
+// printers and the list say.
+std::string page(const std::vector<const Prober::Printer*>& printers, const PageView& view,
+                 std::string_view listProblem, Prober::Clock::time_point now);
+
+// What goes with it.
+std::string_view pageStyle();
+std::string_view pageIcon();
+
+// "12 s", "3 min", "2 h", "5 days".
+std::string spanInWords(std::chrono::milliseconds span);
+
+}  // namespace moxsupply

@@ -1,0 +1,177 @@
+#include "monitoring/Prober.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace moxsupply {
+
+void Prober::setList(PrinterList list) {
+  std::map<std::string, Id, std::less<>> ids;
+  mOrder.clear();
+  for (ListedPrinter& listed : list) {
+    const auto former = mIds.find(listed.target);
+    const bool isSame =
+        former != mIds.end() && mEntries.at(former->second).printer.listed.type == listed.type;
+    const Id id = isSame ? former->second : mNextId++;
+    mOrder.push_back(id);
+    ids.emplace(listed.target, id);
+    mEntries[id].printer.listed = std::move(listed);
+  }
+  std::vector<Id> gone;
+  for (const auto& [target, id] : mIds) {
+    const auto still = ids.find(target);
+    if (still == ids.end() || still->second != id) gone.push_back(id);
+  }
+  mIds = std::move(ids);
+  std::ranges::for_each(gone, [this](Id id) { drop(id); });
+}
+
+void Prober::drop(Id id) {
+  Entry& entry = mEntries.at(id);
+  dequeue(entry);
+  const bool isRunning = entry.begun.has_value();
+  if (isRunning) leaveRunning(id, entry);
+  const std::string target = entry.printer.listed.target;
+  mEntries.erase(id);
+  if (isRunning) mHooks.stop(id);
+  mHooks.released(target);
+}
+
+std::vector<const Prober::Printer*> Prober::printers() const {
+  std::vector<const Printer*> printers;
+  printers.reserve(mOrder.size());
+  for (const Id id : mOrder) printers.push_back(&mEntries.at(id).printer);
+  return printers;
+}
+
+const Prober::Printer* Prober::find(std::string_view target) const {
+  const auto found = mIds.find(target);
+  return found == mIds.end() ? nullptr : &mEntries.at(found->second).printer;
+}
+
+bool Prober::want(std::string_view target, Urgency urgency, Clock::time_point now) {
+  const auto found = mIds.find(target);
+  if (found == mIds.end()) return false;
+  Entry& entry = mEntries.at(found->second);
+  const bool isCounted = urgency == Urgency::kSomebodyWaits;
+  if (entry.printer.isPending) {
+    if (isCounted) ++mShared;
+    if (entry.place && urgency < entry.place->urgency) {
+      dequeue(entry);
+      enqueue(found->second, entry, urgency);
+    }
+    return true;
+  }
+  if (entry.printer.last && now < entry.printer.notBefore) {
+    if (isCounted) ++mShared;
+    return false;
+  }
+  entry.lane = entry.isSlow || entry.printer.failures > 0 ? kSlowLane : kFast;
+  enqueue(found->second, entry, urgency);
+  return true;
+}
+
+void Prober::enqueue(Id id, Entry& entry, Urgency urgency) {
+  entry.place = Place{urgency, !entry.printer.last, mNextNumber++, id};
+  entry.printer.isPending = true;
+  mQueues.at(entry.lane).insert(*entry.place);
+}
+
+void Prober::dequeue(Entry& entry) {
+  if (entry.place) mQueues.at(entry.lane).erase(*entry.place);
+  entry.place.reset();
+}
+
+void Prober::begin(Id id, Entry& entry, Clock::time_point now) {
+  dequeue(entry);
+  entry.begun = now;
+  entry.askedAs = entry.printer.listed.type;
+  if (entry.askedAs == "auto" && entry.printer.isLaser) {
+    entry.askedAs = *entry.printer.isLaser ? "laser" : "inkjet";
+  }
+  ++mRunning.at(entry.lane);
+  if (entry.lane == kFast) mFastOnes[now].insert(id);
+  mHooks.begin({id, entry.printer.listed.uri, entry.askedAs});
+}
+
+void Prober::leaveRunning(Id id, Entry& entry) {
+  --mRunning.at(entry.lane);
+  if (entry.lane == kFast) {
+    const auto same = mFastOnes.find(*entry.begun);
+    same->second.erase(id);
+    if (same->second.empty()) mFastOnes.erase(same);
+  }
+  entry.begun.reset();
+}
+
+void Prober::ended(Id id, QueryResult result, Clock::time_point now) {
+  const auto found = mEntries.find(id);
+  if (found == mEntries.end() || !found->second.begun) return;
+  Entry& entry = found->second;
+  Printer& printer = entry.printer;
+  const auto begun = *entry.begun;
+  leaveRunning(id, entry);
+  printer.isPending = false;
+
+  const auto duration = std::chrono::round<std::chrono::milliseconds>(now - begun);
+  if (result.hasSucceeded()) {
+    printer.failures = 0;
+    printer.notBefore = begun + mLimits.minInterval;
+    printer.reading = {*result.supplies, now};
+    // To find out what it is takes long once; the next time that is known.
+    const bool wasKnown = entry.askedAs != "auto";
+    printer.isLaser = result.supplies->isLaser;
+    entry.isSlow = wasKnown && duration >= kSlow;
+  } else {
+    ++printer.failures;
+    printer.notBefore = now + backoff(printer.failures);
+    printer.isLaser.reset();
+  }
+  printer.last = {std::move(result), duration, now};
+  mHooks.answered(printer);
+  mHooks.released(printer.listed.target);
+}
+
+std::chrono::milliseconds Prober::backoff(std::uint32_t failures) const {
+  auto pause = mLimits.minInterval;
+  for (std::uint32_t i = 1; i < failures && pause < mLimits.maxBackoff; ++i) pause *= 2;
+  return std::max(mLimits.minInterval, std::min(pause, mLimits.maxBackoff));
+}
+
+void Prober::moveSlowOnes(Clock::time_point now) {
+  while (!mFastOnes.empty() && mFastOnes.begin()->first + kSlow <= now) {
+    const Id id = *mFastOnes.begin()->second.begin();
+    Entry& entry = mEntries.at(id);
+    const auto begun = *entry.begun;
+    leaveRunning(id, entry);
+    entry.lane = kSlowLane;
+    if (mRunning[kSlowLane] < slots()) {
+      ++mRunning[kSlowLane];
+      entry.begun = begun;
+    } else {
+      mHooks.stop(id);
+      enqueue(id, entry, Urgency::kSomebodyWaits);
+    }
+  }
+}
+
+void Prober::proceed(Clock::time_point now) {
+  moveSlowOnes(now);
+  for (const Lane lane : {kFast, kSlowLane}) {
+    while (mRunning.at(lane) < slots() && !mQueues.at(lane).empty()) {
+      const Id id = mQueues.at(lane).begin()->id;
+      begin(id, mEntries.at(id), now);
+    }
+  }
+}
+
+Prober::Clock::time_point Prober::nextMove() const {
+  return mFastOnes.empty() ? Clock::time_point::max() : mFastOnes.begin()->first + kSlow;
+}
+
+Prober::Counts Prober::counts() const {
+  return {mRunning[kFast] + mRunning[kSlowLane], mQueues[kFast].size() + mQueues[kSlowLane].size(),
+          mShared};
+}
+
+}  // namespace moxsupply

@@ -1,0 +1,153 @@
+#pragma once
+
+#include <array>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "monitoring/PrinterList.h"
+#include "monitoring/QueryResult.h"
+
+namespace moxsupply {
+
+// Decides when which printer is asked, so that they are asked seldom, never twice at once, and
+// none of them keeps another waiting. It starts nothing and waits for nothing itself: whoever
+// holds it begins the queries that it wants, tells it of their ends, and of the time.
+//
+// There are two lanes, each with half of the queries that may run at once. A printer that does not
+// answer, or takes long, is asked in the slow lane. One that is found out to take long is moved
+// there while it is being asked; when there is no room, its query is stopped and begun again there
+// once there is. So whatever the slow ones do, the others have their half for themselves.
+class Prober {
+ public:
+  using Clock = std::chrono::steady_clock;
+  using Id = std::uint64_t;  // of a printer, for as long as it is in the list
+
+  struct Limits {
+    std::chrono::milliseconds minInterval = std::chrono::seconds(30);  // from query to query
+    std::chrono::milliseconds maxBackoff = std::chrono::minutes(15);
+    std::size_t queriesAtOnce = 32;  // at least 2
+  };
+
+  // A query that takes longer is a slow one.
+  static constexpr std::chrono::milliseconds kSlow = std::chrono::seconds(1);
+
+  // A query to begin.
+  struct Query {
+    Id id;
+    std::string uri;
+    std::string type;  // "auto", "laser", "inkjet"
+  };
+
+  // What was the last attempt to read a printer.
+  struct Attempt {
+    QueryResult result;
+    std::chrono::milliseconds duration{};
+    Clock::time_point end;
+  };
+
+  struct Reading {
+    Supplies supplies;
+    Clock::time_point time;
+  };
+
+  // What is known of a printer.
+  struct Printer {
+    ListedPrinter listed;
+    std::optional<Attempt> last;     // none: it was never asked
+    std::optional<Reading> reading;  // the last that succeeded
+    std::uint32_t failures = 0;      // since then
+    Clock::time_point notBefore;     // when it may be asked again; the beginning of time at first
+    bool isPending = false;          // it is being asked, or waits for that
+    std::optional<bool> isLaser;     // once found out, and as long as it answers
+  };
+
+  struct Hooks {
+    std::function<void(const Query&)> begin;           // its end is told with `ended`
+    std::function<void(Id)> stop;                      // at once; its end is not told
+    std::function<void(const Printer&)> answered;      // an attempt has ended
+    std::function<void(const std::string&)> released;  // nobody need wait for this target longer
+  };
+
+  Prober(Limits limits, Hooks hooks) : mLimits(limits), mHooks(std::move(hooks)) {}
+
+  // Takes another list. What is known of printers that stand in both is kept.
+  void setList(PrinterList list);
+
+  // In the list's order.
+  [[nodiscard]] std::vector<const Printer*> printers() const;
+  [[nodiscard]] const Printer* find(std::string_view target) const;
+
+  enum class Urgency : std::uint8_t { kSomebodyWaits, kInTheBackground };
+
+  // Somebody wants to know of a printer in the list. Returns whether there is news to wait for;
+  // otherwise what is known already is the answer.
+  bool want(std::string_view target, Urgency urgency, Clock::time_point now);
+
+  // The query of this printer has ended. Ends of unknown printers are ignored.
+  void ended(Id id, QueryResult result, Clock::time_point now);
+
+  // Moves what has taken long to the slow lane and begins what may begin. To be called at
+  // `nextMove` at the latest.
+  void proceed(Clock::time_point now);
+  [[nodiscard]] Clock::time_point nextMove() const;
+
+  struct Counts {
+    std::size_t running = 0;
+    std::size_t waiting = 0;
+    std::uint64_t shared = 0;  // answers without a query of their own
+  };
+  [[nodiscard]] Counts counts() const;
+
+ private:
+  enum Lane : std::uint8_t { kFast, kSlowLane };
+
+  // Who comes first in a lane: somebody waits before nobody does, known before unknown printers,
+  // first come first served.
+  struct Place {
+    Urgency urgency;
+    bool isUnknown;
+    std::uint64_t number;
+    Id id;
+    friend auto operator<=>(const Place&, const Place&) = default;
+  };
+
+  struct Entry {
+    Printer printer;
+    bool isSlow = false;  // took long the last time
+    std::string askedAs;  // the type of the query that runs
+    std::optional<Place> place;
+    std::optional<Clock::time_point> begun;
+    Lane lane = kFast;
+  };
+
+  [[nodiscard]] std::size_t slots() const { return mLimits.queriesAtOnce / 2; }
+  void enqueue(Id id, Entry& entry, Urgency urgency);
+  void dequeue(Entry& entry);
+  void begin(Id id, Entry& entry, Clock::time_point now);
+  void leaveRunning(Id id, Entry& entry);
+  void moveSlowOnes(Clock::time_point now);
+  void drop(Id id);
+  [[nodiscard]] std::chrono::milliseconds backoff(std::uint32_t failures) const;
+
+  Limits mLimits;
+  Hooks mHooks;
+  std::map<Id, Entry> mEntries;
+  std::map<std::string, Id, std::less<>> mIds;  // by target
+  std::vector<Id> mOrder;                       // the list's
+  std::array<std::set<Place>, 2> mQueues;
+  std::array<std::size_t, 2> mRunning{};
+  std::map<Clock::time_point, std::set<Id>> mFastOnes;  // running in the fast lane, by beginning
+  std::uint64_t mShared = 0;
+  std::uint64_t mNextNumber = 0;
+  Id mNextId = 1;
+};
+
+}  // namespace moxsupply

@@ -1,0 +1,112 @@
+#include "tests/monitoring/ExporterProcess.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <thread>
+
+#include "system/MemoryFile.h"
+#include "system/Pipe.h"
+#include "tests/monitoring/HttpRequest.h"
+#include "tests/support/BecomeProgram.h"
+
+namespace moxsupply::testing {
+
+namespace {
+
+constexpr std::chrono::seconds kPatience(10);
+
+template <typename Condition>
+bool await(Condition condition) {
+  const auto end = std::chrono::steady_clock::now() + kPatience;
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > end) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  return true;
+}
+
+}  // namespace
+
+ExporterProcess::ExporterProcess(const std::string& list, const std::vector<std::string>& options,
+                                 unsigned mostDescriptors)
+    : mLog(memoryFile("")) {
+  std::ofstream(this->list()) << list;
+  std::vector<std::string> command = {MOXSUPPLY_PROGRAM, "exporter", this->list(), "--listen",
+                                      "127.0.0.1:0"};
+  command.insert(command.end(), options.begin(), options.end());
+  const Pipe pid = makePipe(Blocking::kYes);
+  mProcess = ChildProcess([&] {
+    const pid_t own = ::getpid();
+    static_cast<void>(!::write(pid.writeEnd.get(), &own, sizeof own));
+    ::dup2(::open("/dev/null", O_RDWR | O_CLOEXEC), STDIN_FILENO);
+    ::dup2(STDIN_FILENO, STDOUT_FILENO);
+    ::dup2(mLog.get(), STDERR_FILENO);
+    ::fcntl(STDERR_FILENO, F_SETFL, O_APPEND);
+    const rlimit limit = {mostDescriptors, mostDescriptors};
+    if (mostDescriptors > 0) ::setrlimit(RLIMIT_NOFILE, &limit);
+    becomeProgram(command, {});
+  });
+  static_cast<void>(!::read(pid.readEnd.get(), &mPid, sizeof mPid));
+  awaitLog("/ for ");
+  const std::string text = log();
+  const std::string before = "http://127.0.0.1:";
+  const std::size_t place = text.find(before);
+  if (place != std::string::npos) mPort = std::stoi(text.substr(place + before.size()));
+}
+
+void ExporterProcess::replaceList(const std::string& list) const {
+  const auto next = mFolder.path() / "next.json";
+  std::ofstream(next) << list;
+  std::filesystem::rename(next, this->list());
+}
+
+std::string ExporterProcess::log() const { return contentOf(mLog); }
+
+void ExporterProcess::awaitLog(const std::string& text) const {
+  EXPECT_TRUE(await([&] { return log().find(text) != std::string::npos; }))
+      << "no \"" << text << "\" in:\n"
+      << log();
+}
+
+void ExporterProcess::awaitMetric(const std::string& line) const {
+  std::string metrics;
+  EXPECT_TRUE(await([&] {
+    metrics = get(mPort, "/metrics").body;
+    return metrics.find('\n' + line + '\n') != std::string::npos;
+  })) << "no "
+      << line << " in:\n"
+      << metrics;
+}
+
+ExporterProcess::Ending ExporterProcess::terminate() {
+  const auto begin = std::chrono::steady_clock::now();
+  ::kill(mPid, SIGTERM);
+  Ending ending;
+  if (!mProcess.waitFor(kPatience)) return ending;
+  ending.time = std::chrono::steady_clock::now() - begin;
+  const int status = mProcess.waitStatus().value_or(-1);
+  if (WIFEXITED(status)) ending.exitStatus = WEXITSTATUS(status);
+  return ending;
+}
+
+std::vector<pid_t> ExporterProcess::children() const {
+  const std::string task = "/proc/" + std::to_string(mPid) + "/task/" + std::to_string(mPid);
+  std::ifstream file(task + "/children");
+  std::vector<pid_t> children;
+  for (pid_t child = 0; file >> child;) children.push_back(child);
+  return children;
+}
+
+std::string listOf(const std::vector<std::string>& targets, const std::string& type) {
+  return nlohmann::json::array({{{"targets", targets}, {"labels", {{"printer_type", type}}}}})
+      .dump();
+}
+
+}  // namespace moxsupply::testing

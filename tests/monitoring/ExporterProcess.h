@@ -1,0 +1,63 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "system/ChildProcess.h"
+#include "system/FileDescriptor.h"
+#include "tests/support/TemporaryFolder.h"
+
+namespace moxsupply::testing {
+
+// `moxsupply exporter` on a free port, with a list of its own. The build tells where the program is
+// (MOXSUPPLY_PROGRAM).
+class ExporterProcess {
+ public:
+  // `mostDescriptors`: what the system lets it have; 0 is what this process may have.
+  explicit ExporterProcess(const std::string& list, const std::vector<std::string>& options = {},
+                           unsigned mostDescriptors = 0);
+
+  // The file of the list, which may be replaced.
+  [[nodiscard]] std::filesystem::path list() const { return mFolder.path() / "list.json"; }
+
+  // Puts another list in its place, in one step.
+  void replaceList(const std::string& list) const;
+
+  [[nodiscard]] int port() const { return mPort; }
+  [[nodiscard]] std::string url() const { return "http://127.0.0.1:" + std::to_string(mPort); }
+
+  // What it has written to standard error so far.
+  [[nodiscard]] std::string log() const;
+
+  // Waits until `text` stands there; otherwise fails the test.
+  void awaitLog(const std::string& text) const;
+
+  // Waits until /metrics has this line; otherwise fails the test.
+  void awaitMetric(const std::string& line) const;
+
+  // Sends SIGTERM and waits for the end. Returns the exit status and how long it took.
+  struct Ending {
+    int exitStatus = -1;
+    std::chrono::duration<double> time{};
+  };
+  Ending terminate();
+
+  [[nodiscard]] pid_t pid() const { return mPid; }
+  [[nodiscard]] std::vector<pid_t> children() const;
+
+ private:
+  TemporaryFolder mFolder;
+  FileDescriptor mLog;
+  pid_t mPid = -1;
+  ChildProcess mProcess;
+  int mPort = 0;
+};
+
+// A list of printers with these targets.
+std::string listOf(const std::vector<std::string>& targets, const std::string& type = "auto");
+
+}  // namespace moxsupply::testing

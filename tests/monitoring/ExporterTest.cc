@@ -1,0 +1,404 @@
+// `moxsupply exporter` as its clients meet it, over a socket, with simulated printers.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <csignal>
+#include <fstream>
+#include <future>
+#include <thread>
+
+#include "tests/monitoring/ExporterProcess.h"
+#include "tests/monitoring/HttpRequest.h"
+#include "tests/support/ReservedPort.h"
+#include "tests/support/Run.h"
+#include "tests/support/SimulatedPrinter.h"
+#include "tests/support/TemporaryFolder.h"
+
+namespace moxsupply::testing {
+namespace {
+
+using std::chrono::seconds;
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
+
+std::string probeOf(const std::string& target) { return "/probe?target=" + target; }
+
+std::future<HttpAnswer> getLater(int port, const std::string& path) {
+  return std::async(std::launch::async, [port, path] { return get(port, path); });
+}
+
+std::size_t linesOf(const std::string& text) {
+  return static_cast<std::size_t>(std::ranges::count(text, '\n'));
+}
+
+// Whether promtool finds nothing to say about these metrics.
+void expectGoodMetrics(const std::string& metrics) {
+  const TemporaryFolder folder;
+  const std::string file = folder.path() / "metrics";
+  std::ofstream(file) << metrics;
+  const Ran ran = run({"sh", "-c", "promtool check metrics < " + file});
+  EXPECT_EQ(ran.exitStatus, 0);
+  EXPECT_EQ(ran.output + ran.errors, "") << metrics;
+}
+
+TEST(TheExporter, AnswersAProbeWithThePrintersSupplies) {
+  const SimulatedPrinter printer("laser-colour-full");
+  const ExporterProcess exporter(listOf({printer.uri()}));
+  const HttpAnswer answer = get(exporter.port(), probeOf(printer.uri()));
+  EXPECT_EQ(answer.status, 200);
+  EXPECT_THAT(answer.head, HasSubstr("Content-Type: text/plain; version=0.0.4"));
+  EXPECT_THAT(answer.body, AllOf(HasSubstr("npa_supply_level_ratio{supply=\"1\"} 0.62\n"),
+                                 HasSubstr("npa_probe_success 1\n"),
+                                 HasSubstr("npa_probe_status{status=\"success\"} 1\n"),
+                                 HasSubstr("npa_reading_age_seconds 0\n")));
+  expectGoodMetrics(answer.body);
+  const std::string metrics = get(exporter.port(), "/metrics").body;
+  EXPECT_THAT(metrics,
+              AllOf(HasSubstr("npa_exporter_targets 1\n"), HasSubstr("npa_exporter_list_valid 1\n"),
+                    HasSubstr("npa_exporter_queries_total{status=\"success\"} 1\n"),
+                    HasSubstr("npa_exporter_query_duration_seconds_count 1\n")));
+  expectGoodMetrics(metrics);
+  EXPECT_EQ(linesOf(exporter.log()), 1U) << exporter.log();  // none of the probe
+}
+
+TEST(TheExporter, ReadsEncodedTargets) {
+  const SimulatedPrinter printer("laser-mono-toner");
+  const ExporterProcess exporter(listOf({printer.uri()}));
+  std::string encoded;
+  for (const char c : printer.uri())
+    encoded += c == ':' ? "%3A" : c == '/' ? "%2F" : std::string(1, c);
+  EXPECT_THAT(get(exporter.port(), probeOf(encoded)).body, HasSubstr("npa_probe_success 1\n"));
+}
+
+TEST(TheExporter, AsksPrintersOfTheListOnly) {
+  const SimulatedPrinter other("laser-mono-toner");
+  const ExporterProcess exporter(listOf({"192.0.2.7"}));
+  const HttpAnswer answer = get(exporter.port(), probeOf(other.uri()));
+  EXPECT_EQ(answer.status, 403);
+  EXPECT_EQ(answer.body, "\"" + other.uri() + "\" is not in the list of printers.\n");
+  EXPECT_EQ(get(exporter.port(), probeOf("%1B%5B2J%0A")).body,
+            "\"\\u001b[2J\\u000a\" is not in the list of printers.\n");
+  exporter.awaitMetric("npa_exporter_queries_running 0");
+  for (const char* path : {"/probe", "/probe?target=", "/probe?target=a&target=b", "/probe?x=y"}) {
+    EXPECT_EQ(get(exporter.port(), path).status, 400) << path;
+    EXPECT_EQ(linesOf(get(exporter.port(), path).body), 1U) << path;
+  }
+}
+
+TEST(TheExporter, AnswersWhatItUnderstands) {
+  const ExporterProcess exporter(listOf({}));
+  const int port = exporter.port();
+  EXPECT_EQ(get(port, "/-/healthy").body, "The exporter runs.\n");
+  EXPECT_EQ(get(port, "/nothing").status, 404);
+  EXPECT_EQ(get(port, "/../etc/passwd").status, 404);
+  for (const char* method : {"POST", "PUT", "DELETE", "OPTIONS", "PATCH"}) {
+    const HttpAnswer answer =
+        request(port, std::string(method) + " / HTTP/1.1\r\nContent-Length: 4\r\n\r\nbody");
+    EXPECT_EQ(answer.status, 405) << method;
+    EXPECT_THAT(answer.head, HasSubstr("Allow: GET, HEAD\r\n"));
+  }
+  EXPECT_EQ(request(port, "\r\n\r\n").status, 400);
+  EXPECT_EQ(request(port, "GET\r\n\r\n").status, 400);
+  EXPECT_EQ(request(port, std::string("\0\xff\r\n\r\n", 6)).status, 400);
+  EXPECT_EQ(request(port, "GET / HTTP/1.0\r\n\r\n").status, 200);
+}
+
+TEST(TheExporter, AnswersHeadWithoutABody) {
+  const ExporterProcess exporter(listOf({}));
+  const HttpAnswer answer = request(exporter.port(), "HEAD / HTTP/1.1\r\n\r\n");
+  EXPECT_EQ(answer.status, 200);
+  EXPECT_THAT(answer.head, Not(HasSubstr("Content-Length: 0")));
+  EXPECT_EQ(answer.body, "");
+}
+
+TEST(TheExporter, SaysHowItsAnswersAreToBeTaken) {
+  const ExporterProcess exporter(listOf({}));
+  for (const char* path : {"/", "/metrics", "/probe", "/nothing", "/style.css"}) {
+    EXPECT_THAT(get(exporter.port(), path).head,
+                AllOf(HasSubstr("X-Content-Type-Options: nosniff\r\n"),
+                      HasSubstr("Content-Security-Policy: default-src 'none'; style-src 'self';"),
+                      HasSubstr("Cache-Control: no-store\r\n"), HasSubstr("Connection: close\r\n")))
+        << path;
+  }
+}
+
+TEST(TheExporter, GetsByWithLongRequests) {
+  const ExporterProcess exporter(listOf({}));
+  const int port = exporter.port();
+  EXPECT_EQ(get(port, "/", "X: " + std::string(9000, 'x') + "\r\n").status, 431);
+  EXPECT_EQ(get(port, "/" + std::string(8000, '(')).status, 404);
+  EXPECT_EQ(get(port, "/?" + std::string(8000, '&')).status, 200);
+  std::string ranges = "Range: bytes=0-0";
+  while (ranges.size() < 7900) ranges += ",0-0";
+  const HttpAnswer answer = get(port, "/style.css", ranges + "\r\n");
+  EXPECT_EQ(answer.status, 200);
+  EXPECT_LT(answer.body.size(), 20'000U);
+  EXPECT_EQ(get(port, "/-/healthy").status, 200);
+}
+
+TEST(TheExporter, CompressesForThoseWhoTakeIt) {
+  const ExporterProcess exporter(listOf({}));
+  const HttpAnswer answer =
+      get(exporter.port(), "/style.css", "Accept-Encoding: gzip, deflate, br\r\n");
+  EXPECT_THAT(answer.head, HasSubstr("Content-Encoding: gzip\r\n"));
+  EXPECT_LT(answer.body.size(), get(exporter.port(), "/style.css").body.size() / 2);
+}
+
+TEST(TheExporter, AsksOnceForClientsThatComeTogether) {
+  const TemporaryFolder folder;
+  const std::string model = folder.path() / "slow.json";
+  std::ofstream(model) << R"({"about": "Takes its time", "printer": "inkjet", "head": "Lantern",
+    "cartridges": [{"slot": 1, "code": "B0"}], "ink-remaining": {"black": 12},
+    "replies": {"inkjet-query": {"writes": [{"pause": 700}]}}})";
+  const SimulatedPrinter printer(model);
+  const ExporterProcess exporter(listOf({printer.uri()}, "inkjet"));
+  auto one = getLater(exporter.port(), probeOf(printer.uri()));
+  auto two = getLater(exporter.port(), probeOf(printer.uri()));
+  EXPECT_THAT(one.get().body, HasSubstr("npa_probe_success 1\n"));
+  EXPECT_THAT(two.get().body, HasSubstr("npa_probe_success 1\n"));
+  EXPECT_THAT(get(exporter.port(), probeOf(printer.uri())).body,
+              HasSubstr("npa_probe_success 1\n"));
+  exporter.awaitMetric("npa_exporter_queries_total{status=\"success\"} 1");
+  exporter.awaitMetric("npa_exporter_answers_shared_total 2");
+}
+
+TEST(TheExporter, AsksAgainAfterTheInterval) {
+  const SimulatedPrinter printer("laser-mono-toner");
+  const ExporterProcess exporter(listOf({printer.uri()}), {"--min-interval=1"});
+  get(exporter.port(), probeOf(printer.uri()));
+  std::this_thread::sleep_for(std::chrono::milliseconds(1100));
+  get(exporter.port(), probeOf(printer.uri()));
+  exporter.awaitMetric("npa_exporter_queries_total{status=\"success\"} 2");
+}
+
+TEST(TheExporter, LetsSilentPrintersDelayNobody) {
+  std::vector<ReservedPort> ports;
+  std::vector<FileDescriptor> listeners;  // take connections and say nothing
+  std::vector<std::string> targets;
+  for (int i = 0; i < 50; ++i) {
+    ports.emplace_back();
+    listeners.push_back(listenOn(ports.back()));
+    targets.push_back(ports.back().deviceUri());
+  }
+  const SimulatedPrinter healthy("laser-mono-toner");
+  targets.push_back(healthy.uri());
+  const ExporterProcess exporter(listOf(targets, "laser"), {"--min-interval=1"});
+  get(exporter.port(), probeOf(healthy.uri()));
+  std::vector<FileDescriptor> waiting;
+  for (std::size_t i = 0; i < 50; ++i) {
+    waiting.push_back(
+        connectAndSend(exporter.port(), "GET " + probeOf(targets.at(i)) + " HTTP/1.1\r\n\r\n"));
+  }
+  std::this_thread::sleep_for(std::chrono::milliseconds(2500));
+  for (int i = 0; i < 3; ++i) {
+    const HttpAnswer answer = get(exporter.port(), probeOf(healthy.uri()));
+    EXPECT_LT(answer.time.count(), 1);
+    EXPECT_THAT(answer.body, HasSubstr("npa_probe_success 1\n"));
+    std::this_thread::sleep_for(std::chrono::milliseconds(1100));
+  }
+  exporter.awaitMetric("npa_exporter_queries_total{status=\"success\"} 4");
+  EXPECT_LE(exporter.children().size(), 32U);
+}
+
+TEST(TheExporter, AnswersBeforeItsClientGivesUp) {
+  const SimulatedPrinter printer("laser-mono-toner", {"silent"});
+  const ExporterProcess exporter(listOf({printer.uri()}, "laser"));
+  const HttpAnswer answer =
+      get(exporter.port(), probeOf(printer.uri()), "X-Prometheus-Scrape-Timeout-Seconds: 1.5\r\n");
+  EXPECT_NEAR(answer.time.count(), 1.0, 0.3);
+  EXPECT_THAT(answer.body, AllOf(HasSubstr("npa_probe_success 0\n"),
+                                 HasSubstr("npa_probe_status{status=\"deadline\"} 1\n"),
+                                 Not(HasSubstr("npa_reading_age_seconds"))));
+  const HttpAnswer odd =
+      get(exporter.port(), probeOf(printer.uri()), "X-Prometheus-Scrape-Timeout-Seconds: 0.4\r\n");
+  EXPECT_NEAR(odd.time.count(), 0.2, 0.2);
+}
+
+TEST(TheExporter, EndsAQueryAtItsDeadline) {
+  const SimulatedPrinter printer("laser-mono-toner", {"silent"});
+  const ExporterProcess exporter(listOf({printer.uri()}, "laser"), {"--deadline=2"});
+  const HttpAnswer answer = get(exporter.port(), probeOf(printer.uri()));
+  EXPECT_NEAR(answer.time.count(), 2.2, 0.4);
+  EXPECT_THAT(answer.body, HasSubstr("npa_probe_status{status=\"deadline\"} 1\n"));
+  exporter.awaitMetric("npa_exporter_queries_total{status=\"deadline\"} 1");
+  exporter.awaitLog(printer.uri() + ": was not done within 2 seconds\n");
+  // From now on the answer is there at once, for a while.
+  EXPECT_LT(get(exporter.port(), probeOf(printer.uri())).time.count(), 0.2);
+}
+
+TEST(TheExporter, SaysOnceThatAPrinterDoesNotAnswer) {
+  const ReservedPort port;
+  const std::string target = "127.0.0.1:" + std::to_string(port.number());
+  const ExporterProcess exporter(listOf({target}), {"--min-interval=1", "--max-backoff=1"});
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_THAT(get(exporter.port(), probeOf(target)).body,
+                HasSubstr("npa_probe_status{status=\"unreachable\"} 1\n"));
+    std::this_thread::sleep_for(std::chrono::milliseconds(1100));
+  }
+  EXPECT_EQ(linesOf(exporter.log()), 2U) << exporter.log();
+  EXPECT_THAT(exporter.log(), HasSubstr(target + ": cannot connect to 127.0.0.1 port "));
+}
+
+TEST(TheExporter, GetsByWithAPrinterThatFloods) {
+  const SimulatedPrinter flood("laser-mono-toner", {"flood"});
+  const SimulatedPrinter packets("laser-mono-toner", {"flood=packets"});
+  const SimulatedPrinter healthy("laser-mono-toner");
+  const ExporterProcess exporter(listOf({flood.uri(), packets.uri(), healthy.uri()}, "laser"));
+  for (const auto* printer : {&flood, &packets}) {
+    const HttpAnswer answer = get(exporter.port(), probeOf(printer->uri()));
+    EXPECT_EQ(answer.status, 200);
+    EXPECT_THAT(answer.body, HasSubstr("npa_probe_success 0\n"));
+  }
+  EXPECT_THAT(get(exporter.port(), probeOf(healthy.uri())).body,
+              HasSubstr("npa_probe_success 1\n"));
+  EXPECT_EQ(linesOf(exporter.log()), 3U) << exporter.log();
+}
+
+TEST(TheExporter, TakesAnotherListWhileItRuns) {
+  const SimulatedPrinter one("laser-mono-toner");
+  const SimulatedPrinter two("inkjet-quarry-colour-and-black");
+  const ExporterProcess exporter(listOf({one.uri()}));
+  get(exporter.port(), probeOf(one.uri()));
+  exporter.replaceList(listOf({one.uri(), two.uri()}));
+  exporter.awaitLog("the list has changed: 2 printers\n");
+  EXPECT_EQ(get(exporter.port(), probeOf(two.uri())).status, 200);
+  get(exporter.port(), probeOf(one.uri()));
+  exporter.awaitMetric("npa_exporter_queries_total{status=\"success\"} 2");  // one's reading stayed
+
+  exporter.replaceList("[{\"targets\": [7]}]");
+  exporter.awaitLog("list.json: /0/targets/0: expected a text, not 7; the list before stays\n");
+  exporter.awaitMetric("npa_exporter_list_valid 0");
+  EXPECT_EQ(get(exporter.port(), probeOf(one.uri())).status, 200);
+  EXPECT_THAT(get(exporter.port(), "/").body, HasSubstr("/0/targets/0: expected a text, not 7"));
+
+  std::ofstream(exporter.list()) << listOf({two.uri()});  // written in its place
+  exporter.awaitMetric("npa_exporter_targets 1");
+  exporter.awaitMetric("npa_exporter_list_valid 1");
+  EXPECT_EQ(get(exporter.port(), probeOf(one.uri())).status, 403);
+
+  std::filesystem::remove(exporter.list());
+  exporter.awaitLog("list.json: No such file or directory; the list before stays\n");
+  EXPECT_EQ(get(exporter.port(), probeOf(two.uri())).status, 200);
+  EXPECT_EQ(linesOf(exporter.log()), 5U) << exporter.log();
+}
+
+TEST(TheExporter, EndsQueriesOfPrintersThatLeaveTheList) {
+  const SimulatedPrinter printer("laser-mono-toner", {"silent"});
+  const ExporterProcess exporter(listOf({printer.uri()}, "laser"));
+  auto answer = getLater(exporter.port(), probeOf(printer.uri()));
+  exporter.awaitMetric("npa_exporter_queries_running 1");
+  exporter.replaceList(listOf({}));
+  EXPECT_EQ(answer.get().status, 403);
+  EXPECT_THAT(exporter.children(), IsEmpty());
+}
+
+TEST(TheExporter, AsksWhatThePageShows) {
+  const SimulatedPrinter printer("laser-mono-toner");
+  const SimulatedPrinter silent("laser-mono-toner", {"silent"});
+  const ExporterProcess exporter(listOf({printer.uri(), silent.uri()}, "laser"));
+  const HttpAnswer first = get(exporter.port(), "/");
+  EXPECT_LT(first.time.count(), 0.5);
+  EXPECT_THAT(first.body, HasSubstr("Never read. Being asked now."));
+  exporter.awaitMetric("npa_exporter_queries_total{status=\"success\"} 1");
+  const HttpAnswer second = get(exporter.port(), "/");
+  EXPECT_THAT(second.body, HasSubstr("Black Toner Cartridge"));
+  EXPECT_THAT(second.body, HasSubstr("<meter class=black"));
+}
+
+TEST(TheExporter, KeepsSlowClientsFromDisturbingOthers) {
+  const SimulatedPrinter printer("laser-mono-toner");
+  const ExporterProcess exporter(listOf({printer.uri()}));
+  std::vector<FileDescriptor> idle;
+  for (int i = 0; i < 400; ++i) {
+    idle.push_back(connectAndSend(exporter.port(), i % 2 == 0 ? "" : "GET / HTTP/1.1\r\nX: "));
+  }
+  std::vector<FileDescriptor> deaf;  // ask and do not take the answer
+  for (int i = 0; i < 50; ++i) {
+    deaf.push_back(connectAndSend(exporter.port(), "GET /style.css HTTP/1.1\r\n\r\n"));
+  }
+  const HttpAnswer answer = get(exporter.port(), probeOf(printer.uri()));
+  EXPECT_LT(answer.time.count(), 1);
+  EXPECT_EQ(answer.status, 200);
+
+  // One that drips its request byte by byte has no more time for it than all others.
+  const auto begin = std::chrono::steady_clock::now();
+  for (int i = 0; i < 100; ++i) {
+    if (::send(idle.at(1).get(), "x", 1, MSG_NOSIGNAL) < 0) break;
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  }
+  EXPECT_NEAR(std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count(), 5.2,
+              0.7);
+  EXPECT_EQ(receiveAnswer(idle.at(2)).status, 0);
+}
+
+TEST(TheExporter, MakesRoomForNewClientsWhenItHasTooMany) {
+  const SimulatedPrinter printer("laser-mono-toner");
+  // 160 descriptors: 32 and 3 for each of 32 queries are kept, and 32 are left for clients.
+  const ExporterProcess exporter(listOf({printer.uri()}), {}, 160);
+  std::vector<FileDescriptor> idle;
+  for (int i = 0; i < 100; ++i) idle.push_back(connectAndSend(exporter.port(), ""));
+  const HttpAnswer answer = get(exporter.port(), probeOf(printer.uri()));
+  EXPECT_EQ(answer.status, 200);
+  EXPECT_LT(answer.time.count(), 1);
+}
+
+TEST(TheExporter, EndsAtASignalWithItsQueries) {
+  const SimulatedPrinter printer("laser-mono-toner", {"silent"});
+  ExporterProcess exporter(listOf({printer.uri()}, "laser"));
+  auto answer = getLater(exporter.port(), probeOf(printer.uri()));
+  exporter.awaitMetric("npa_exporter_queries_running 1");
+  const std::vector<pid_t> children = exporter.children();
+  ASSERT_EQ(children.size(), 1U);
+  const auto ending = exporter.terminate();
+  EXPECT_EQ(ending.exitStatus, 0);
+  EXPECT_LT(ending.time.count(), 1);
+  EXPECT_EQ(::kill(children.front(), 0), -1);
+  EXPECT_EQ(answer.get().status, 0);
+}
+
+TEST(TheExporter, SaysWhatIsWrongWithItsList) {
+  const TemporaryFolder folder;
+  const std::string list = folder.path() / "list.json";
+  std::ofstream(list) << R"([{"targets": ["a"], "labels": {"printer_type": "matrix"}}])";
+  const Ran ran = run({MOXSUPPLY_PROGRAM, "exporter", list, "--listen", "127.0.0.1:0"});
+  EXPECT_EQ(ran.exitStatus, 2);
+  EXPECT_EQ(ran.errors, "moxsupply exporter: " + list +
+                            ": /0/labels/printer_type: expected \"laser\", \"inkjet\" or \"auto\", "
+                            "not \"matrix\"\n");
+  EXPECT_EQ(run({MOXSUPPLY_PROGRAM, "exporter", list + "x"}).errors,
+            "moxsupply exporter: " + list + "x: No such file or directory\n");
+}
+
+TEST(TheExporter, SaysWhenItsPortIsTaken) {
+  const ExporterProcess first(listOf({}));
+  const std::string address = "127.0.0.1:" + std::to_string(first.port());
+  const Ran ran = run({MOXSUPPLY_PROGRAM, "exporter", first.list(), "--listen", address});
+  EXPECT_EQ(ran.exitStatus, 1);
+  EXPECT_EQ(ran.errors, "moxsupply exporter: " + address + ": Address already in use\n");
+}
+
+TEST(TheExporter, SaysWhichArgumentIsWrong) {
+  const TemporaryFolder folder;
+  const std::string list = folder.path() / "list.json";
+  std::ofstream(list) << "[]";
+  const std::vector<std::pair<std::string, std::string>> kWrong = {
+      {"--listen=localhost", "--listen: expected ADDRESS:PORT"},
+      {"--min-interval=0", "--min-interval: expected a whole number from 1 to 86400, not \"0\""},
+      {"--max-backoff=x", "--max-backoff: expected a whole number"},
+      {"--deadline=3601", "--deadline: expected a whole number"},
+      {"--queries-at-once=1", "--queries-at-once: expected a whole number from 2 to 1024"},
+  };
+  for (const auto& [argument, words] : kWrong) {
+    const Ran ran = run({MOXSUPPLY_PROGRAM, "exporter", list, argument});
+    EXPECT_EQ(ran.exitStatus, 2) << argument;
+    EXPECT_THAT(ran.errors, HasSubstr(words));
+    EXPECT_EQ(linesOf(ran.errors), 1U);
+  }
+}
+
+}  // namespace
+}  // namespace moxsupply::testing

@@ -1,0 +1,57 @@
+#include "tests/monitoring/HttpRequest.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdint>
+
+namespace moxsupply::testing {
+
+FileDescriptor connectAndSend(int port, const std::string& bytes) {
+  FileDescriptor connection(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(static_cast<std::uint16_t>(port));
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  if (::connect(connection.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
+    return {};
+  }
+  ::send(connection.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
+  return connection;
+}
+
+HttpAnswer receiveAnswer(const FileDescriptor& connection) {
+  constexpr int kPatience = 20'000;  // milliseconds
+  const auto begin = std::chrono::steady_clock::now();
+  std::string text;
+  std::array<char, 16384> buffer{};
+  for (;;) {
+    pollfd readable = {.fd = connection.get(), .events = POLLIN, .revents = 0};
+    if (::poll(&readable, 1, kPatience) <= 0) break;
+    const ssize_t count = ::recv(connection.get(), buffer.data(), buffer.size(), 0);
+    if (count <= 0) break;
+    text.append(buffer.data(), static_cast<std::size_t>(count));
+  }
+  HttpAnswer answer;
+  answer.time = std::chrono::steady_clock::now() - begin;
+  const std::size_t end = text.find("\r\n\r\n");
+  if (end == std::string::npos || !text.starts_with("HTTP/1.1 ")) return answer;
+  answer.status = std::stoi(text.substr(9));
+  answer.head = text.substr(0, end + 4);
+  answer.body = text.substr(end + 4);
+  return answer;
+}
+
+HttpAnswer request(int port, const std::string& bytes) {
+  return receiveAnswer(connectAndSend(port, bytes));
+}
+
+HttpAnswer get(int port, const std::string& path, const std::string& headers) {
+  return request(port, "GET " + path + " HTTP/1.1\r\nHost: localhost\r\n" + headers + "\r\n");
+}
+
+}  // namespace moxsupply::testing

@@ -1,0 +1,248 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <deque>
+
+#include "monitoring/Page.h"
+
+namespace moxsupply::testing {
+namespace {
+
+using std::chrono::hours;
+using std::chrono::milliseconds;
+using std::chrono::minutes;
+using std::chrono::seconds;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+using Printer = Prober::Printer;
+
+constexpr Prober::Clock::time_point kNow{hours(100)};
+
+Supply toner(const std::string& name, std::optional<int> percentage,
+             const std::string& status = "Correct") {
+  return {name,   "toner",    "Cyan",
+          status, percentage, status == "Missing" ? NoLevel::kMissing : NoLevel::kUnknown};
+}
+
+Printer printerWith(const std::string& name, std::vector<Supply> supplies) {
+  Printer printer;
+  printer.listed = {"target-of-" + name, "socket://" + name, "auto", name, ""};
+  const Supplies read{0, true, "", std::move(supplies)};
+  printer.last = {{ProbeStatus::kSuccess, read, {}, {}}, milliseconds(50), kNow};
+  printer.reading = {read, kNow - seconds(12)};
+  return printer;
+}
+
+Printer silentPrinter(const std::string& name) {
+  Printer printer;
+  printer.listed = {name, name, "auto", name, ""};
+  printer.last = {{ProbeStatus::kUnreachable, std::nullopt, "cannot be found", "Is it there?"},
+                  milliseconds(50),
+                  kNow - seconds(5)};
+  printer.failures = 1;
+  printer.notBefore = kNow + seconds(25);
+  return printer;
+}
+
+std::string pageOf(const std::deque<Printer>& printers, const PageView& view = {},
+                   std::string_view listProblem = {}) {
+  std::vector<const Printer*> pointers;
+  for (const Printer& printer : printers) pointers.push_back(&printer);
+  return page(pointers, view, listProblem, kNow);
+}
+
+// Whether these stand there in this order.
+bool inOrder(const std::string& html, const std::vector<std::string>& words) {
+  std::size_t place = 0;
+  for (const std::string& word : words) {
+    place = html.find(word, place);
+    if (place == std::string::npos) return false;
+  }
+  return true;
+}
+
+TEST(ThePage, ShowsEachPrinterAndItsSupplies) {
+  Printer printer = printerWith("Office", {toner("Cyan Toner", 62)});
+  printer.listed.place = "2nd floor";
+  const std::string html = pageOf({printer});
+  EXPECT_TRUE(
+      inOrder(html, {"<h3>Office</h3>", "2nd floor · target-of-Office", "Cyan Toner", "62 %",
+                     "<meter class=cyan max=100 value=62>62 %</meter>", "Read 12 s ago."}));
+  EXPECT_THAT(html, HasSubstr("<html lang=en>"));
+  EXPECT_THAT(html, HasSubstr("1 printer</p>"));
+}
+
+TEST(ThePage, HasNoBarWhereThereIsNoLevel) {
+  const std::string html =
+      pageOf({printerWith("Office", {toner("Cyan Toner", std::nullopt),
+                                     toner("Black Toner", std::nullopt, "Missing")})});
+  EXPECT_TRUE(inOrder(html, {"level not known", "class=hatched", "no cartridge", "class=hatched"}));
+  EXPECT_THAT(html, Not(HasSubstr("<meter")));
+}
+
+TEST(ThePage, SaysWhatToDo) {
+  const std::string html = pageOf({printerWith(
+      "Office", {toner("Low One", 5), toner("Wrong One", 50, "Incorrect"), toner("Empty One", 0),
+                 toner("Other One", 50, "Invalid"), toner("No One", std::nullopt, "Missing")})});
+  EXPECT_TRUE(
+      inOrder(html, {"<b>Wrong One</b> is the wrong one: put in the right one.",
+                     "<b>Empty One</b> is empty: replace it.",
+                     "<b>Other One</b> is not valid here: put in another.", "And 2 more."}));
+}
+
+TEST(ThePage, DoesNotJudgeTheLevelOfAFuserOrAContainer) {
+  Supply fuser = toner("Fuser", 0);
+  fuser.type = "fuser";
+  EXPECT_THAT(pageOf({printerWith("Office", {fuser})}), Not(HasSubstr("replace it")));
+}
+
+TEST(ThePage, SaysWhyAPrinterDoesNotAnswer) {
+  EXPECT_TRUE(
+      inOrder(pageOf({silentPrinter("gone")}),
+              {"No answer:</b> cannot be found. Is it there?",
+               "Asked 5 s ago; it is asked again in 25 s at the earliest.", "Never read."}));
+  Printer fallen = printerWith("Office", {toner("Cyan Toner", 62)});
+  fallen.last = silentPrinter("gone").last;
+  fallen.failures = 3;
+  fallen.isPending = true;
+  EXPECT_TRUE(inOrder(pageOf({fallen}), {"cannot be found", "62 %", "Read 12 s ago. Being asked"}));
+}
+
+TEST(ThePage, ShowsTheWorstFirst) {
+  Printer unread;
+  unread.listed = {"unread", "unread", "auto", "unread", ""};
+  const std::deque<Printer> printers = {
+      printerWith("fine", {toner("T", 80)}), unread, printerWith("low", {toner("T", 10)}),
+      silentPrinter("silent"), printerWith("empty", {toner("T", 0)})};
+  EXPECT_TRUE(
+      inOrder(pageOf(printers),
+              {"<h2>Needs a supply</h2>", "<h3>empty</h3>", "<h2>No answer</h2>", "<h3>silent</h3>",
+               "<h2>Running low</h2>", "<h3>low</h3>", "<h2>Not read yet</h2>", "<h3>unread</h3>",
+               "<h2>Fine</h2>", "<h3>fine</h3>"}));
+  EXPECT_TRUE(inOrder(pageOf(printers),
+                      {"<b>1</b> Needs a supply", "<b>1</b> No answer", "<b>1</b> Running low",
+                       "<b>1</b> Not read yet", "<b>1</b> Fine"}));
+  EXPECT_THAT(pageOf(printers), HasSubstr("<title>1 needs a supply – Printer supplies</title>"));
+}
+
+TEST(ThePage, CanBeInTheOrderOfPlaces) {
+  std::deque<Printer> printers = {printerWith("a", {}), printerWith("b", {}), printerWith("c", {})};
+  printers[1].listed.place = "Roof";
+  printers[2].listed.place = "Cellar";
+  PageView view;
+  view.isByPlace = true;
+  EXPECT_TRUE(
+      inOrder(pageOf(printers, view), {"<h2>Cellar</h2>", "<h3>c</h3>", "<h2>Roof</h2>",
+                                       "<h3>b</h3>", "<h2>No place given</h2>", "<h3>a</h3>"}));
+}
+
+TEST(ThePage, FindsNamesPlacesAndTargets) {
+  std::deque<Printer> printers = {printerWith("Office", {}), printerWith("Library", {})};
+  printers[1].listed.place = "Cellar";
+  PageView view;
+  for (const char* find : {"LIBR", "cell", "target-of-library"}) {
+    view.find = find;
+    EXPECT_THAT(pageOf(printers, view), HasSubstr("<h3>Library</h3>"));
+    EXPECT_THAT(pageOf(printers, view), Not(HasSubstr("<h3>Office</h3>")));
+  }
+  view.find = "<nobody>";
+  EXPECT_THAT(pageOf(printers, view), HasSubstr("has “&lt;nobody&gt;” in it"));
+  EXPECT_THAT(pageOf(printers, view), HasSubstr("value=\"&lt;nobody&gt;\""));
+}
+
+TEST(ThePage, SaysThatTheListCannotBeRead) {
+  EXPECT_THAT(pageOf({}, {}, "list.json:1:2: <oh>"), HasSubstr("list.json:1:2: &lt;oh&gt;"));
+  EXPECT_THAT(pageOf({}), HasSubstr("The list holds no printers."));
+}
+
+TEST(ThePage, LoadsItselfAgainUnlessToldNotTo) {
+  PageView still;
+  still.isRefreshing = false;
+  EXPECT_THAT(pageOf({}), HasSubstr("http-equiv=refresh content=30"));
+  EXPECT_THAT(pageOf({}, still), Not(HasSubstr("http-equiv")));
+  Printer first;
+  first.isPending = true;
+  EXPECT_THAT(pageOf({first}), HasSubstr("http-equiv=refresh content=3>"));
+}
+
+constexpr std::string_view kHostile = "<script>alert('1')</script>\"&\x1B[2J\xff\xE2\x80\xAE";
+
+TEST(ThePage, EscapesAllTextFromElsewhere) {
+  const std::string hostile(kHostile);
+  Printer printer = printerWith(hostile, {toner(hostile, 5, hostile), toner(hostile, 0)});
+  printer.listed = {hostile, hostile, hostile, hostile + "name", hostile};
+  printer.reading->supplies.list[0].color = hostile;
+  printer.last->result = {ProbeStatus::kUnreachable, std::nullopt, hostile, hostile};
+  printer.failures = 1;
+  for (const bool isByPlace : {false, true}) {
+    PageView view;
+    view.isByPlace = isByPlace;
+    const std::string html = pageOf({printer}, view, hostile);
+    EXPECT_THAT(html, Not(HasSubstr("<script")));
+    EXPECT_THAT(html, Not(HasSubstr("\"&\"")));
+    EXPECT_EQ(html.find_first_of("\x1B\xff"), std::string::npos);
+    EXPECT_THAT(html, Not(HasSubstr("\xE2\x80\xAE")));
+    EXPECT_THAT(html,
+                HasSubstr("&lt;script&gt;alert(&#39;1&#39;)&lt;/script&gt;&#34;&amp; [2J\uFFFD"));
+  }
+  PageView view;
+  view.find = hostile;
+  EXPECT_THAT(pageOf({}, view), Not(HasSubstr("<script")));
+}
+
+TEST(ThePage, HasNoScriptsAndNoStylesOfItsOwn) {
+  const std::string html = pageOf({printerWith("Office", {toner("Cyan Toner", 62)})});
+  for (const char* forbidden : {"<script", "<style", " style=", "javascript:", " onclick"}) {
+    EXPECT_THAT(html, Not(HasSubstr(forbidden)));
+  }
+}
+
+TEST(ThePage, IsOneOfSeveralWhenThereAreManyPrinters) {
+  std::deque<Printer> printers;
+  for (int i = 0; i < 1000; ++i) {
+    printers.push_back(printerWith("p" + std::to_string(i) + "!", {toner("T", 80)}));
+  }
+  PageView view;
+  EXPECT_THAT(pageOf(printers), HasSubstr("Printers 1 to 100 of 1000"));
+  EXPECT_THAT(pageOf(printers), HasSubstr("<h3>p99!</h3>"));
+  EXPECT_THAT(pageOf(printers), Not(HasSubstr("<h3>p100!</h3>")));
+  EXPECT_THAT(pageOf(printers), HasSubstr("<a href=\"?order=worst&amp;page=2\">Next →</a>"));
+  view.number = 10;
+  EXPECT_THAT(pageOf(printers, view), HasSubstr("Printers 901 to 1000 of 1000"));
+  view.number = 99;  // the last one
+  EXPECT_THAT(pageOf(printers, view), HasSubstr("Printers 901 to 1000 of 1000"));
+  EXPECT_THAT(pageOf(printers, view), Not(HasSubstr("Next →")));
+  view.number = 0;
+  EXPECT_THAT(pageOf(printers, view), HasSubstr("Printers 1 to 100 of 1000"));
+}
+
+TEST(ThePage, HasABoundOnItsSize) {
+  const std::string longest(120, '"');
+  std::deque<Printer> printers;
+  for (int i = 0; i < 1000; ++i) {
+    Printer printer =
+        printerWith("p", std::vector<Supply>(255, toner(std::string(255, '"'), 5, "Invalid")));
+    printer.listed = {std::string(512, '"'), "", "auto", longest, longest};
+    printer.last->result = {ProbeStatus::kUnreachable, std::nullopt, std::string(300, '"'),
+                            std::string(300, '"')};
+    printer.failures = 1;
+    printers.push_back(std::move(printer));
+  }
+  EXPECT_LT(pageOf(printers).size(), 2'000'000U);
+  EXPECT_THAT(pageOf(printers), HasSubstr("And 235 more supplies."));
+}
+
+TEST(ASpan, IsToldInItsLargestUnit) {
+  EXPECT_EQ(spanInWords(milliseconds(0)), "0 s");
+  EXPECT_EQ(spanInWords(milliseconds(1)), "1 s");
+  EXPECT_EQ(spanInWords(seconds(119)), "119 s");
+  EXPECT_EQ(spanInWords(seconds(120)), "2 min");
+  EXPECT_EQ(spanInWords(minutes(119)), "119 min");
+  EXPECT_EQ(spanInWords(hours(2)), "2 h");
+  EXPECT_EQ(spanInWords(hours(47)), "47 h");
+  EXPECT_EQ(spanInWords(hours(48)), "2 days");
+}
+
+}  // namespace
+}  // namespace moxsupply::testing

@@ -1,0 +1,343 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "monitoring/Prober.h"
+
+namespace moxsupply::testing {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::minutes;
+using std::chrono::seconds;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+constexpr auto kSomebodyWaits = Prober::Urgency::kSomebodyWaits;
+constexpr auto kInTheBackground = Prober::Urgency::kInTheBackground;
+
+QueryResult success(bool isLaser = true, int percentage = 50) {
+  Supply supply;
+  supply.percentage = percentage;
+  return {ProbeStatus::kSuccess, Supplies{0, isLaser, "", {supply}}, {}, {}};
+}
+
+QueryResult failure() { return {ProbeStatus::kUnreachable, std::nullopt, "is not there", {}}; }
+
+// A prober at a time of the test's choice, and the queries that it would have run.
+class ProberTest : public ::testing::Test {
+ protected:
+  struct Running {
+    Prober::Query query;
+    Prober::Clock::time_point begun;
+  };
+
+  static PrinterList listOf(const std::vector<std::string>& targets) {
+    PrinterList list;
+    for (const std::string& target : targets) list.push_back({target, target, "auto", target, ""});
+    return list;
+  }
+
+  static std::vector<std::string> printers(const std::string& prefix, int count) {
+    std::vector<std::string> targets;
+    for (int i = 0; i < count; ++i) targets.push_back(prefix + std::to_string(i));
+    return targets;
+  }
+
+  void use(const std::vector<std::string>& targets) { prober.setList(listOf(targets)); }
+
+  bool want(const std::string& target, Prober::Urgency urgency = kSomebodyWaits) {
+    const bool waits = prober.want(target, urgency, now);
+    prober.proceed(now);
+    return waits;
+  }
+
+  void wantAll(const std::vector<std::string>& targets) {
+    for (const std::string& target : targets) prober.want(target, kSomebodyWaits, now);
+    prober.proceed(now);
+  }
+
+  // The query of this printer ends.
+  void end(const std::string& target, QueryResult result) {
+    const auto found =
+        std::ranges::find(running, target, [](const auto& one) { return one.query.uri; });
+    ASSERT_NE(found, running.end()) << target << " is not being asked";
+    const auto id = found->query.id;
+    running.erase(found);
+    prober.ended(id, std::move(result), now);
+    prober.proceed(now);
+  }
+
+  void pass(milliseconds time) {
+    now += time;
+    prober.proceed(now);
+  }
+
+  // One query from its beginning to its end.
+  void ask(const std::string& target, QueryResult result) {
+    ASSERT_TRUE(want(target));
+    end(target, std::move(result));
+  }
+
+  [[nodiscard]] std::vector<std::string> asked() const {
+    std::vector<std::string> targets;
+    for (const auto& one : running) targets.push_back(one.query.uri);
+    return targets;
+  }
+
+  [[nodiscard]] bool isAsked(const std::string& target) const {
+    return std::ranges::count(asked(), target) > 0;
+  }
+
+  Prober::Clock::time_point now{minutes(100)};
+  std::vector<Running> running;
+  std::vector<std::string> released;
+  Prober prober{{.minInterval = seconds(30), .maxBackoff = minutes(15), .queriesAtOnce = 4},
+                {.begin =
+                     [this](const Prober::Query& query) {
+                       running.push_back({query, now});
+                     },
+                 .stop =
+                     [this](Prober::Id id) {
+                       std::erase_if(running, [id](const auto& one) { return one.query.id == id; });
+                     },
+                 .answered = [](const Prober::Printer&) {},
+                 .released = [this](const std::string& target) { released.push_back(target); }}};
+};
+
+TEST_F(ProberTest, AsksNobodyOfItself) {
+  use({"a", "b"});
+  pass(minutes(60));
+  EXPECT_THAT(running, IsEmpty());
+}
+
+TEST_F(ProberTest, AsksNobodyWhoIsNotInTheList) {
+  use({"a"});
+  EXPECT_FALSE(want("b"));
+  EXPECT_EQ(prober.find("b"), nullptr);
+  EXPECT_THAT(running, IsEmpty());
+}
+
+TEST_F(ProberTest, AsksOnceForAllWhoWant) {
+  use({"a"});
+  EXPECT_TRUE(want("a"));
+  EXPECT_TRUE(want("a"));
+  EXPECT_TRUE(want("a"));
+  EXPECT_THAT(asked(), ElementsAre("a"));
+  EXPECT_EQ(prober.counts().shared, 2U);
+  end("a", success());
+  EXPECT_THAT(released, ElementsAre("a"));
+  EXPECT_FALSE(prober.find("a")->isPending);
+}
+
+TEST_F(ProberTest, AnswersFromTheReadingWithinTheInterval) {
+  use({"a"});
+  want("a");
+  pass(seconds(1));
+  end("a", success());
+  pass(milliseconds(28'999));
+  EXPECT_FALSE(want("a"));
+  EXPECT_THAT(running, IsEmpty());
+  EXPECT_EQ(now - prober.find("a")->reading->time, milliseconds(28'999));
+  pass(milliseconds(1));  // 30 seconds after the beginning of the query
+  EXPECT_TRUE(want("a"));
+  EXPECT_THAT(asked(), ElementsAre("a"));
+}
+
+TEST_F(ProberTest, AsksASilentPrinterEverMoreSeldom) {
+  use({"a"});
+  const std::vector<seconds> pauses = {seconds(30),  seconds(60),  seconds(120), seconds(240),
+                                       seconds(480), seconds(900), seconds(900)};
+  for (const seconds pause : pauses) {
+    ASSERT_TRUE(want("a"));
+    pass(seconds(9));
+    end("a", failure());
+    EXPECT_FALSE(want("a"));
+    pass(pause - milliseconds(1));
+    EXPECT_FALSE(want("a")) << pause.count();
+    pass(milliseconds(1));
+  }
+  ask("a", success());
+  pass(seconds(30));
+  ask("a", failure());
+  pass(seconds(30));
+  EXPECT_TRUE(want("a"));  // from the beginning
+}
+
+TEST_F(ProberTest, KeepsTheLastReadingOfAPrinterThatFellSilent) {
+  use({"a"});
+  ask("a", success(true, 40));
+  pass(seconds(30));
+  ask("a", failure());
+  const Prober::Printer& printer = *prober.find("a");
+  EXPECT_EQ(printer.last->result.status, ProbeStatus::kUnreachable);
+  EXPECT_EQ(printer.reading->supplies.list.at(0).percentage, 40);
+  EXPECT_EQ(now - printer.reading->time, seconds(30));
+}
+
+TEST_F(ProberTest, RunsNoMoreThanHalfOfTheQueriesInEachLane) {
+  const auto all = printers("p", 9);
+  use(all);
+  wantAll(all);
+  EXPECT_EQ(running.size(), 2U);
+  EXPECT_EQ(prober.counts().running, 2U);
+  EXPECT_EQ(prober.counts().waiting, 7U);
+  while (!running.empty()) {
+    EXPECT_LE(running.size(), 2U);
+    end(asked().front(), success());
+  }
+  EXPECT_EQ(prober.counts().waiting, 0U);
+}
+
+TEST_F(ProberTest, AsksAPrinterOnceThoughItIsMovedBetweenTheLanes) {
+  const auto all = printers("silent", 40);
+  use(all);
+  wantAll(all);
+  for (int i = 0; i < 600; ++i) {
+    pass(milliseconds(100));
+    EXPECT_LE(running.size(), 4U);
+    auto targets = asked();
+    std::ranges::sort(targets);
+    EXPECT_EQ(std::ranges::unique(targets).begin(), targets.end());
+    if (i % 17 == 0 && !targets.empty()) end(targets.front(), failure());
+  }
+}
+
+TEST_F(ProberTest, LetsFiftySilentPrintersDelayNobody) {
+  const auto silent = printers("silent", 50);
+  const auto healthy = printers("healthy", 50);
+  auto all = silent;
+  all.insert(all.end(), healthy.begin(), healthy.end());
+  use(all);
+  // What they are is known from the round before, but for the first.
+  for (int round = 0; round < 3; ++round) {
+    wantAll(all);
+    std::map<std::string, milliseconds> times;
+    for (milliseconds time(0); time < seconds(600); time += milliseconds(10)) {
+      const auto before = running;
+      for (const auto& [query, begun] : before) {
+        const bool isSilent = query.uri.starts_with("silent");
+        if (now - begun < (isSilent ? milliseconds(9000) : milliseconds(50))) continue;
+        end(query.uri, isSilent ? failure() : success());
+        times[query.uri] = time;
+      }
+      pass(milliseconds(10));
+    }
+    ASSERT_EQ(times.size(), all.size());
+    milliseconds longest(0);
+    for (const std::string& target : healthy) longest = std::max(longest, times[target]);
+    // Two at once, 50 ms each: 1.25 s. At first the silent ones, which come before them, are tried
+    // for a second each in the same lane.
+    EXPECT_LE(longest, round == 0 ? milliseconds(27'000) : milliseconds(1500)) << round;
+    now += minutes(20);
+  }
+}
+
+TEST_F(ProberTest, LetsPrintersThatFallSilentAllAtOnceGoAfterASecond) {
+  const auto silent = printers("silent", 6);
+  auto all = silent;
+  all.emplace_back("healthy");
+  use(all);
+  for (const auto& target : all) ask(target, success());
+  pass(seconds(60));
+  wantAll(all);
+  EXPECT_THAT(asked(), ElementsAre("silent0", "silent1"));
+  pass(seconds(1));  // these go on in the slow lane
+  EXPECT_THAT(asked(), ElementsAre("silent0", "silent1", "silent2", "silent3"));
+  pass(seconds(1));  // there is no room for these in the slow lane
+  EXPECT_THAT(asked(), ElementsAre("silent0", "silent1", "silent4", "silent5"));
+  pass(seconds(1));
+  EXPECT_THAT(asked(), ElementsAre("silent0", "silent1", "healthy"));
+  end("healthy", success());
+  end("silent0", failure());
+  EXPECT_THAT(asked(), ElementsAre("silent1", "silent2"));
+}
+
+TEST_F(ProberTest, PrefersThoseWhomSomebodyWaitsFor) {
+  use({"a", "b", "c", "d", "e"});
+  for (const char* target : {"a", "b", "c", "d"}) want(target, kInTheBackground);
+  EXPECT_THAT(asked(), ElementsAre("a", "b"));
+  want("d", kSomebodyWaits);
+  want("e", kSomebodyWaits);
+  end("a", success());
+  end("b", success());
+  EXPECT_THAT(asked(), ElementsAre("d", "e"));
+}
+
+TEST_F(ProberTest, PrefersPrintersThatItKnows) {
+  use({"a", "b", "new", "known"});
+  ask("known", success());
+  pass(minutes(1));
+  wantAll({"a", "b", "new", "known"});
+  EXPECT_THAT(asked(), ElementsAre("known", "a"));
+}
+
+TEST_F(ProberTest, RemembersTheTypeThatItFound) {
+  use({"a"});
+  want("a");
+  EXPECT_EQ(running.at(0).query.type, "auto");
+  pass(seconds(5));
+  end("a", success(/*isLaser=*/false));
+  pass(minutes(1));
+  want("a");
+  EXPECT_EQ(running.at(0).query.type, "inkjet");
+  EXPECT_EQ(prober.nextMove(), now + seconds(1));  // in the fast lane: only finding out took long
+  end("a", failure());
+  pass(minutes(1));
+  want("a");
+  EXPECT_EQ(running.at(0).query.type, "auto");  // another may stand there now
+}
+
+TEST_F(ProberTest, TakesTheTypeOfTheList) {
+  prober.setList({{"a", "a", "laser", "a", ""}});
+  want("a");
+  EXPECT_EQ(running.at(0).query.type, "laser");
+}
+
+TEST_F(ProberTest, KeepsWhatItKnowsWhenTheListChanges) {
+  use({"a", "b"});
+  ask("a", success());
+  want("b");
+  prober.setList({{"c", "c", "auto", "c", ""}, {"a", "a", "auto", "New name", "New place"}});
+  EXPECT_TRUE(prober.find("a")->reading);
+  EXPECT_EQ(prober.find("a")->listed.name, "New name");
+  EXPECT_FALSE(want("a"));
+  EXPECT_EQ(prober.printers().at(0)->listed.target, "c");
+  EXPECT_EQ(prober.find("b"), nullptr);
+  EXPECT_THAT(asked(), IsEmpty());  // b's was stopped
+  EXPECT_THAT(released, ElementsAre("a", "b"));
+  EXPECT_EQ(prober.counts().running, 0U);
+}
+
+TEST_F(ProberTest, ForgetsWhatWaitsAndIsNoLongerInTheList) {
+  const auto all = printers("p", 9);
+  use(all);
+  wantAll(all);
+  use({});
+  EXPECT_EQ(prober.counts().running, 0U);
+  EXPECT_EQ(prober.counts().waiting, 0U);
+  EXPECT_EQ(released.size(), 9U);
+  EXPECT_EQ(prober.nextMove(), Prober::Clock::time_point::max());
+}
+
+TEST_F(ProberTest, BeginsAnewWithAPrinterOfAnotherType) {
+  use({"a"});
+  ask("a", success());
+  prober.setList({{"a", "a", "inkjet", "a", ""}});
+  EXPECT_FALSE(prober.find("a")->reading);
+  EXPECT_TRUE(want("a"));
+}
+
+TEST_F(ProberTest, IgnoresTheEndOfAQueryThatItHasGivenUp) {
+  use({"a"});
+  want("a");
+  const auto id = running.at(0).query.id;
+  use({});
+  use({"a"});
+  prober.ended(id, success(), now);
+  EXPECT_FALSE(prober.find("a")->last);
+}
+
+}  // namespace
+}  // namespace moxsupply::testing

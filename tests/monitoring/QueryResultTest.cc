@@ -1,0 +1,91 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "monitoring/QueryResult.h"
+
+namespace moxsupply::testing {
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
+
+constexpr std::chrono::seconds kDeadline(9);
+
+LevelsEnding ending(int exitStatus, std::string output, std::string errors = {},
+                    std::chrono::milliseconds time = std::chrono::milliseconds(50)) {
+  return {.exitStatus = exitStatus,
+          .output = std::move(output),
+          .errors = std::move(errors),
+          .time = time};
+}
+
+QueryResult resultOf(const LevelsEnding& ending) { return queryResultOf(ending, kDeadline); }
+
+TEST(AQueryThatSucceeded, HasSupplies) {
+  const QueryResult result = resultOf(
+      ending(0, R"({"status": 0, "report": {"PrintHeadType": "LaserSupplies", "SupplyCount": 1,
+             "Supply 1": {"SupplyName": "Toner", "SupplyPercentage": 40}}})"));
+  EXPECT_TRUE(result.hasSucceeded());
+  EXPECT_EQ(result.status, ProbeStatus::kSuccess);
+  EXPECT_EQ(result.supplies->list.at(0).percentage, 40);
+  EXPECT_EQ(result.what, "");
+}
+
+TEST(AQueryThatReachedItsPrinter, HasTheStatusOfItsReport) {
+  const std::vector<std::pair<int, ProbeStatus>> kExpected = {
+      {-1, ProbeStatus::kReadError},       {-2, ProbeStatus::kWriteError},
+      {-4, ProbeStatus::kUndecodable},     {-5, ProbeStatus::kInternal},
+      {-6, ProbeStatus::kNothingReceived}, {-7, ProbeStatus::kInternal}};
+  for (const auto& [number, status] : kExpected) {
+    const QueryResult result = resultOf(
+        ending(1, R"({"status": )" + std::to_string(number) + R"(, "report": {}})", "anything"));
+    EXPECT_EQ(result.status, status) << number;
+    EXPECT_FALSE(result.supplies);
+    EXPECT_THAT(result.what, Not(IsEmpty()));
+  }
+}
+
+TEST(AQueryWithoutAReport, TellsWhatLevelsSays) {
+  const QueryResult result =
+      resultOf(ending(1, "",
+                      "moxsupply levels: cannot connect to 192.0.2.7 port 9100: refused\n"
+                      "Is it there?\x1B[2J\nIs it on?\n"));
+  EXPECT_EQ(result.status, ProbeStatus::kUnreachable);
+  EXPECT_EQ(result.what, "cannot connect to 192.0.2.7 port 9100: refused");
+  EXPECT_EQ(result.advice, "Is it there? [2J Is it on?");
+}
+
+TEST(AQueryWithoutAReport, HadNoTimeLeft) {
+  const auto late =
+      ending(1, "", "moxsupply levels: no answer by the deadline\n", std::chrono::seconds(9));
+  EXPECT_EQ(resultOf(late).status, ProbeStatus::kDeadline);
+  EXPECT_EQ(resultOf(late).what, "was not done within 9 seconds");
+  EXPECT_EQ(resultOf({.wasStopped = true, .output = R"({"status": 0, "rep)"}).status,
+            ProbeStatus::kDeadline);
+}
+
+TEST(AQueryWithoutAReport, CouldNotEvenBegin) {
+  const QueryResult result = resultOf(ending(2, "", "moxsupply levels: there is no backend\n"));
+  EXPECT_EQ(result.status, ProbeStatus::kInternal);
+  EXPECT_EQ(result.what, "there is no backend");
+  EXPECT_EQ(resultOf({}).status, ProbeStatus::kInternal);  // a signal ended it
+  EXPECT_EQ(resultOf({}).what, "could not be asked");
+}
+
+TEST(AQueryThatSaysAnythingElse, IsNoSuccess) {
+  for (const char* output : {"{", "[]", "7", "{\"status\": \"0\"}", "{\"status\": 0}",
+                             "{\"status\": 0, \"report\": []}", "\xff"}) {
+    EXPECT_EQ(resultOf(ending(0, output)).status, ProbeStatus::kInternal) << output;
+  }
+  EXPECT_EQ(resultOf({.exitStatus = 0, .isCut = true}).status, ProbeStatus::kUndecodable);
+}
+
+TEST(WhatAQuerySays, IsNotLonger) {
+  const QueryResult result = resultOf(ending(1, "", std::string(100'000, 'x')));
+  EXPECT_EQ(result.what.size(), 300U);
+  EXPECT_THAT(result.what, HasSubstr("xxx"));
+}
+
+}  // namespace
+}  // namespace moxsupply::testing
