@@ -71,14 +71,16 @@ Result<ExporterSettings> settingsFrom(const ExporterOptions& options) {
   return settings;
 }
 
-// As many descriptors as the system allows, within reason. Returns how many.
+// As many descriptors as the system allows, within reason. Returns how many there are now.
 std::size_t raiseDescriptorLimit() {
   constexpr rlim_t kEnough = 16384;
+  constexpr rlim_t kUsual = 1024;
   rlimit limit{};
-  ::getrlimit(RLIMIT_NOFILE, &limit);
-  limit.rlim_cur = std::max(limit.rlim_cur, std::min(limit.rlim_max, kEnough));
-  ::setrlimit(RLIMIT_NOFILE, &limit);
-  return std::min(limit.rlim_cur, kEnough);
+  if (::getrlimit(RLIMIT_NOFILE, &limit) != 0)
+    return kUsual;  // a strict service manager forbids it
+  rlimit raised = limit;
+  raised.rlim_cur = std::max(limit.rlim_cur, std::min(limit.rlim_max, kEnough));
+  return ::setrlimit(RLIMIT_NOFILE, &raised) == 0 ? raised.rlim_cur : limit.rlim_cur;
 }
 
 // What is left for clients: a query has three descriptors, five while it is started.
