@@ -22,9 +22,11 @@ int complainOfArguments(const CLI::App& app, const CLI::ParseError& error, const
                forTerminal(first));
     return kExitMisuse;
   }
-  // A plugin is read on standard output, and its caller takes 2 for a printer in trouble.
-  if (app.got_subcommand("check")) return complainOfCheck(error.what());
-  for (const CLI::App* chosen : app.get_subcommands()) command += ' ' + chosen->get_name();
+  for (const CLI::App* chosen : app.get_subcommands()) {
+    // A plugin is read on standard output, and its caller takes 2 for a printer in trouble.
+    if (chosen->get_name() == "check") return complainOfCheck(error.what());
+    command += ' ' + chosen->get_name();
+  }
   fmt::print(stderr, "{}: {} (see {} --help)\n", command, error.what(), command);
   return kExitMisuse;
 }
