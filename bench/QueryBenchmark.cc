@@ -93,16 +93,21 @@ void sameCallsWithoutWaiting(benchmark::State& state, const Scene& scene) {
   withoutWaiting(state, printer, [&] { repeatCalls(calls); });
 }
 
+template <typename Function>
+void add(const std::string& name, Function function, const Scene& scene) {
+  benchmark::RegisterBenchmark(name.c_str(), function, scene)->UseRealTime();
+}
+
+void addAll(const std::string& kind, const Scene& scene) {
+  add("wholeQuery/" + kind, wholeQuery, scene);
+  add("sameCalls/" + kind, sameCalls, scene);
+  add("queryWithoutWaiting/" + kind, queryWithoutWaiting, scene);
+  add("sameCallsWithoutWaiting/" + kind, sameCallsWithoutWaiting, scene);
+}
+
 const bool kRegistered = [] {
-  for (const auto& [name, scene] : {std::pair("laser", laser()), std::pair("inkjet", inkjet())}) {
-    const auto add = [&](const std::string& kind, auto function) {
-      benchmark::RegisterBenchmark((kind + '/' + name).c_str(), function, scene)->UseRealTime();
-    };
-    add("wholeQuery", wholeQuery);
-    add("sameCalls", sameCalls);
-    add("queryWithoutWaiting", queryWithoutWaiting);
-    add("sameCallsWithoutWaiting", sameCallsWithoutWaiting);
-  }
+  addAll("laser", laser());
+  addAll("inkjet", inkjet());
   return true;
 }();
 

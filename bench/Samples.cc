@@ -9,7 +9,6 @@
 namespace moxsupply::bench {
 
 using testing::Bytes;
-using testing::bytesOf;
 using testing::filled;
 using testing::hex;
 using testing::inkjetItem;
