@@ -339,5 +339,19 @@ TEST_F(ProberTest, IgnoresTheEndOfAQueryThatItHasGivenUp) {
   EXPECT_FALSE(prober.find("a")->last);
 }
 
+TEST_F(ProberTest, IgnoresTheEndOfAQueryThatItHasStopped) {
+  const auto silent = printers("silent", 5);
+  use(silent);
+  wantAll(silent);
+  pass(seconds(1));
+  const auto id = running.at(3).query.id;
+  ASSERT_EQ(running.at(3).query.uri, "silent3");
+  pass(seconds(1));  // no room in the slow lane: silent3 waits there
+  ASSERT_FALSE(isAsked("silent3"));
+  prober.ended(id, success(), now);
+  EXPECT_FALSE(prober.find("silent3")->last);
+  EXPECT_TRUE(prober.find("silent3")->isPending);
+}
+
 }  // namespace
 }  // namespace moxsupply::testing
