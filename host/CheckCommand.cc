@@ -67,13 +67,15 @@ Result<PluginThresholds> thresholdsOf(const CheckOptions& options) {
 int check(const CheckOptions& options) {
   const auto thresholds = thresholdsOf(options);
   if (const auto* problem = std::get_if<Problem>(&thresholds)) return tell(unknown(*problem));
-  const auto prepared = supplyQuery(options.query);
-  if (const auto* problem = std::get_if<Problem>(&prepared)) return tell(unknown(*problem));
-  const auto& query = std::get<SupplyQuery>(prepared);
 
   const KeptOutput output;
-  const auto result = askForSupplies(
-      query, [&](const Problem& problem) { ::_exit(tell(unknown(problem), output.descriptor())); });
+  const auto onDeadline = [&](const Problem& problem) {
+    ::_exit(tell(unknown(problem), output.descriptor()));
+  };
+  const auto prepared = supplyQuery(options.query, onDeadline);
+  if (const auto* problem = std::get_if<Problem>(&prepared)) return tell(unknown(*problem));
+  const auto& query = std::get<SupplyQuery>(prepared);
+  const auto result = askForSupplies(query, onDeadline);
   if (const auto* problem = std::get_if<Problem>(&result)) return tell(unknown(*problem));
   const auto& answer = std::get<PrinterAnswer>(result);
   if (answer.status != Status::kSuccess) return tell(unknown(whyNoSupplies(answer, query)));

@@ -74,15 +74,15 @@ int runLevels(const LevelsOptions& options) {
   if (!options.record.empty() && !looksLikeDeviceUri(options.query.printer)) {
     return complain(kCommand, notOfAQueue(options.query.printer));
   }
-  const auto prepared = supplyQuery(options.query);
+  const auto onDeadline = [](const Problem& problem) { ::_exit(complain(kCommand, problem)); };
+  const auto prepared = supplyQuery(options.query, onDeadline);
   if (const auto* problem = std::get_if<Problem>(&prepared)) return complain(kCommand, *problem);
   const auto& query = std::get<SupplyQuery>(prepared);
   const auto recording = startRecording(options);
   if (const auto* problem = std::get_if<Problem>(&recording)) return complain(kCommand, *problem);
   Recording* const transcript = std::get<std::unique_ptr<Recording>>(recording).get();
 
-  const auto result = askForSupplies(
-      query, [](const Problem& problem) { ::_exit(complain(kCommand, problem)); }, transcript);
+  const auto result = askForSupplies(query, onDeadline, transcript);
   if (const auto* problem = std::get_if<Problem>(&result)) return complain(kCommand, *problem);
   const int exitStatus = show(std::get<PrinterAnswer>(result), query, options);
   return std::max(exitStatus, judge(transcript));

@@ -119,8 +119,8 @@ PluginResult pluginResult(const Supplies& supplies, const PluginThresholds& thre
 
   std::ranges::stable_sort(told, std::greater(),
                            [](const Judgement& one) { return badness(one.state); });
-  std::vector<std::string> texts;
-  for (Judgement& one : told) texts.push_back(std::move(one.text));
+  std::vector<std::string> texts(told.size());
+  std::ranges::transform(told, texts.begin(), &Judgement::text);
   if (texts.empty()) return pluginUnknown("the printer names no supplies");
   const std::string_view why =
       worst == PluginState::kUnknown ? "the level of no cartridge is known: " : "";

@@ -11,6 +11,7 @@
 #include "host/Decimal.h"
 #include "host/OpenQueue.h"
 #include "host/PpdFile.h"
+#include "host/QueryWatch.h"
 #include "host/QueueSettings.h"
 #include "host/TerminalText.h"
 #include "values/Status.h"
@@ -18,6 +19,8 @@
 namespace moxsupply {
 
 namespace {
+
+using Clock = std::chrono::steady_clock;
 
 // How to ask: as which printer, and with which timeout for each read.
 struct Attempt {
@@ -41,7 +44,14 @@ bool understood(Status status) {
 Problem misuse(std::string what) { return {std::move(what), {}, true}; }
 
 // Puts the printer of a queue in the place of the queue's name, and what the queue knows of it.
-std::optional<Problem> followQueue(SupplyQueryOptions& options) {
+std::optional<Problem> followQueue(SupplyQueryOptions& options, Clock::time_point deadline,
+                                   const OnDeadline& onDeadline) {
+  const QueryWatch watch("Asking the print server", deadline, [&](const QueryWatch&) {
+    onDeadline({fmt::format("no answer from the print server, which was asked for \"{}\", by the "
+                            "deadline",
+                            forTerminal(options.printer)),
+                "Does it run? With the printer's device URI it is not needed."});
+  });
   const auto opened = openQueue(options.printer);
   if (const auto* problem = std::get_if<Problem>(&opened)) return *problem;
   const auto& [server, queue, ppd] = std::get<OpenQueue>(opened);
@@ -55,33 +65,33 @@ std::optional<Problem> followQueue(SupplyQueryOptions& options) {
 
 }  // namespace
 
-Result<SupplyQuery> supplyQuery(const SupplyQueryOptions& options) {
+Result<SupplyQuery> supplyQuery(const SupplyQueryOptions& options, const OnDeadline& onDeadline) {
   const auto timeout = decimal(options.timeout);
   if (!timeout) {
     return misuse(
         fmt::format("--timeout: expected a whole number of seconds, not \"{}\"", options.timeout));
   }
-  const auto deadline = decimal(options.deadline);
-  if (!deadline || *deadline == 0) {
+  const auto limit = decimal(options.deadline);
+  if (!limit || *limit == 0) {
     return misuse(fmt::format("--deadline: expected a whole number of seconds from 1, not \"{}\"",
                               options.deadline));
   }
+  const auto deadline = Clock::now() + std::chrono::seconds(*limit);
   SupplyQueryOptions followed = options;
   if (!looksLikeDeviceUri(followed.printer)) {
-    if (auto problem = followQueue(followed)) return *std::move(problem);
+    if (auto problem = followQueue(followed, deadline, onDeadline)) return *std::move(problem);
   }
   auto uri = parseDeviceUri(followed.printer);
   if (auto* problem = std::get_if<Problem>(&uri)) return std::move(*problem);
   return SupplyQuery{.uri = std::get<DeviceUri>(std::move(uri)),
                      .type = followed.type,
                      .timeout = *timeout,
-                     .limit = std::chrono::seconds(*deadline),
+                     .deadline = deadline,
                      .throughBackend = followed.throughBackend};
 }
 
 Result<PrinterAnswer> askForSupplies(const SupplyQuery& query, const OnDeadline& onDeadline,
                                      Recording* recording) {
-  const auto deadline = std::chrono::steady_clock::now() + query.limit;
   Result<PrinterAnswer> result;
   for (const Attempt& attempt : attemptsFor(query.type, query.timeout)) {
     result = askPrinter({.uri = query.uri,
@@ -89,7 +99,7 @@ Result<PrinterAnswer> askForSupplies(const SupplyQuery& query, const OnDeadline&
                          .timeout = attempt.timeout,
                          .throughBackend = query.throughBackend,
                          .recording = recording},
-                        deadline, onDeadline);
+                        query.deadline, onDeadline);
     const auto* answer = std::get_if<PrinterAnswer>(&result);
     if (answer == nullptr || understood(answer->status)) break;
   }

@@ -23,18 +23,20 @@ struct SupplyQueryOptions {
 // A printer that can be asked: its kind may still have to be found out.
 struct SupplyQuery {
   DeviceUri uri;
-  std::string type;            // "auto", "laser" or "inkjet"
-  std::uint32_t timeout;       // seconds for each single read
-  std::chrono::seconds limit;  // for all of it
+  std::string type;       // "auto", "laser" or "inkjet"
+  std::uint32_t timeout;  // seconds for each single read
+  std::chrono::steady_clock::time_point deadline;
   bool throughBackend;
 };
 
 // Reads the numbers, and puts the printer of a queue in the place of the queue's name, with what
-// the queue knows of it. Asks the print server for that, and nothing else of anyone.
-Result<SupplyQuery> supplyQuery(const SupplyQueryOptions& options);
+// the queue knows of it. Asks the print server for that, and nothing else of anyone. The time until
+// the deadline starts with the call; another thread calls `onDeadline` when the print server has
+// not answered by then.
+Result<SupplyQuery> supplyQuery(const SupplyQueryOptions& options, const OnDeadline& onDeadline);
 
-// Asks the printer, as both kinds when its own is not known. The time for it starts with the call;
-// see askPrinter for what happens at its end, and for standard output meanwhile.
+// Asks the printer, as both kinds when its own is not known. See askPrinter for `onDeadline`, and
+// for standard output meanwhile.
 Result<PrinterAnswer> askForSupplies(const SupplyQuery& query, const OnDeadline& onDeadline,
                                      Recording* recording = nullptr);
 

@@ -33,10 +33,6 @@ int write(const KeptOutput& output, const std::string& printer,
 }  // namespace
 
 int levelsAsMetrics(const SupplyQueryOptions& options) {
-  const auto prepared = supplyQuery(options);
-  if (const auto* problem = std::get_if<Problem>(&prepared)) return complain(kCommand, *problem);
-  const auto& query = std::get<SupplyQuery>(prepared);
-
   const KeptOutput output;
   const auto start = Clock::now();
   const auto fail = [&](ProbeStatus status, const Problem& problem) {
@@ -44,8 +40,13 @@ int levelsAsMetrics(const SupplyQueryOptions& options) {
     const int exitStatus = write(output, options.printer, std::nullopt, attempt);
     return std::max(exitStatus, complain(kCommand, problem));
   };
-  const auto result = askForSupplies(
-      query, [&](const Problem& problem) { ::_exit(fail(ProbeStatus::kDeadline, problem)); });
+  const auto onDeadline = [&](const Problem& problem) {
+    ::_exit(fail(ProbeStatus::kDeadline, problem));
+  };
+  const auto prepared = supplyQuery(options, onDeadline);
+  if (const auto* problem = std::get_if<Problem>(&prepared)) return complain(kCommand, *problem);
+  const auto& query = std::get<SupplyQuery>(prepared);
+  const auto result = askForSupplies(query, onDeadline);
   if (const auto* problem = std::get_if<Problem>(&result)) {
     if (problem->isMisuse) return complain(kCommand, *problem);
     return fail(ProbeStatus::kUnreachable, *problem);

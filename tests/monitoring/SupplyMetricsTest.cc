@@ -1,3 +1,4 @@
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -141,16 +142,9 @@ TEST(LevelOfASupply, ThatIsMissingIsAbsent) {
 // Each percentage as the shortest decimal fraction, and never as 0.28999999999999998.
 TEST(LevelOfASupply, IsAShortFraction) {
   for (int percentage = 0; percentage <= 100; ++percentage) {
-    std::string fraction = std::to_string(percentage);
-    if (percentage < 100) {
-      fraction = std::string(percentage < 10 ? "0.0" : "0.") + fraction;
-      while (fraction.back() == '0') fraction.pop_back();
-      if (fraction.back() == '.') fraction = "0";
-    } else {
-      fraction = "1";
-    }
-    EXPECT_THAT(seriesIn(textOf(supply(percentage))),
-                Contains("npa_supply_level_ratio{supply=\"1\"} " + fraction));
+    EXPECT_THAT(
+        seriesIn(textOf(supply(percentage))),
+        Contains(fmt::format("npa_supply_level_ratio{{supply=\"1\"}} {}", percentage / 100.0)));
   }
 }
 
@@ -182,7 +176,7 @@ TEST(TextFromAPrinter, IsEscapedAsALabel) {
 
 TEST(TextFromAPrinter, IsMadeHarmless) {
   Supply hostile = supply(50);
-  hostile.name = "Toner\x1B[2J\nnpa_probe_success 1\xFF\xE2\x80\xAE!";
+  hostile.name = "Toner\x1B[2J\nnpa_probe_success 1\xFF\xE2\x80\x8B!";
   hostile.type = "ton\ner";
   hostile.color =
       "Cy\x01"

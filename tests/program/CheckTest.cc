@@ -119,6 +119,39 @@ TEST(CheckThroughABackend, EndsAtTheDeadlineWithItsLine) {
   expectOneLine(checked);
 }
 
+// A print server that hangs is no reason to say nothing, either.
+TEST(CheckOfAQueue, WhosePrintServerIsSilentEndsAtTheDeadline) {
+  const SilentPort server;
+  const Ran checked =
+      check({"office", "--deadline", "1"},
+            {"CUPS_SERVER=" + server.uri().substr(std::string("socket://").size())});
+  EXPECT_EQ(checked.exitStatus, 3);
+  EXPECT_THAT(checked.output, StartsWith("NPA UNKNOWN - no answer from the print server"));
+  EXPECT_LT(checked.time, 4s);
+  expectOneLine(checked);
+}
+
+class CheckOfAFaultyPrinter : public ::testing::TestWithParam<const char*> {};
+
+INSTANTIATE_TEST_SUITE_P(Each, CheckOfAFaultyPrinter,
+                         ::testing::Values("cut=0", "cut=20", "silent=0", "silent=30", "reset=10",
+                                           "flood", "twice", "wrong-request", "length=65535",
+                                           "flip=12", "never-close"),
+                         [](const auto& fault) {
+                           std::string name = fault.param;
+                           std::ranges::replace_if(
+                               name, [](char c) { return c == '=' || c == '-'; }, '_');
+                           return name;
+                         });
+
+TEST_P(CheckOfAFaultyPrinter, IsOneLineInTime) {
+  const SimulatedPrinter printer("laser-colour-full", {GetParam()});
+  const Ran checked = check({printer.uri(), "--timeout", "1", "--deadline", "4"});
+  EXPECT_THAT(checked.exitStatus, ::testing::AllOf(::testing::Ge(0), ::testing::Le(3)));
+  EXPECT_LT(checked.time, 5s);
+  expectOneLine(checked);
+}
+
 TEST(CheckOfAHostThatRefuses, IsUnknown) {
   SilentPort port;
   port.close();
