@@ -67,7 +67,8 @@ void EventLoop::waitUntil(Clock::time_point time) {
   const int count = ::epoll_wait(mEpoll.get(), events.data(), events.size(), timeout);
   if (count < 0) return;  // EINTR
   for (const epoll_event& event : std::span(events).first(static_cast<std::size_t>(count))) {
-    const auto watch = mWatches.find(event.data.u64);
+    const std::uint64_t number = event.data.u64;  // a copy: the record is packed
+    const auto watch = mWatches.find(number);
     if (watch == mWatches.end()) continue;         // forgotten in this round
     const auto onEvents = watch->second.onEvents;  // which may forget itself
     (*onEvents)(event.events);

@@ -111,7 +111,7 @@ footer { margin-top: 2rem; font-size: .9rem; display: grid; gap: .6rem; }
 @media (max-width: 40rem) {
   body { padding-top: 1rem; }
   .counts { display: grid; grid-template-columns: 1fr 1fr; gap: .4rem; }
-  .counts li { font-size: .92rem; }
+  .counts li { font-size: .86rem; padding-right: .4rem; }
   form { flex: 1 1 100%; }
 }
 @media (forced-colors: active) {

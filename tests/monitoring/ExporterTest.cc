@@ -340,7 +340,7 @@ TEST(TheExporter, MakesRoomForNewClientsWhenItHasTooMany) {
   // 160 descriptors: 32 and 3 for each of 32 queries are kept, and 32 are left for clients.
   const ExporterProcess exporter(listOf({printer.uri()}), {}, 160);
   std::vector<FileDescriptor> idle;
-  for (int i = 0; i < 100; ++i) idle.push_back(connectAndSend(exporter.port(), ""));
+  for (int i = 0; i < 200; ++i) idle.push_back(connectAndSend(exporter.port(), ""));
   const HttpAnswer answer = get(exporter.port(), probeOf(printer.uri()));
   EXPECT_EQ(answer.status, 200);
   EXPECT_LT(answer.time.count(), 1);

@@ -25,6 +25,7 @@ FileDescriptor connectAndSend(int port, const std::string& bytes) {
 }
 
 HttpAnswer receiveAnswer(const FileDescriptor& connection) {
+  if (!connection) return {};
   constexpr int kPatience = 20'000;  // milliseconds
   const auto begin = std::chrono::steady_clock::now();
   std::string text;

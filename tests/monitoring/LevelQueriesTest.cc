@@ -1,0 +1,136 @@
+// Processes that behave as `moxsupply levels` should not.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <optional>
+
+#include "monitoring/LevelQueries.h"
+#include "tests/support/TemporaryFolder.h"
+
+namespace moxsupply::testing {
+namespace {
+
+using std::chrono::seconds;
+using ::testing::HasSubstr;
+
+class LevelQueriesTest : public ::testing::Test {
+ protected:
+  // A program of the shell.
+  std::string program(const std::string& body) {
+    const auto path = folder.path() / "program";
+    std::ofstream(path) << "#!/bin/sh\n" << body << '\n';
+    std::filesystem::permissions(path, std::filesystem::perms::owner_all);
+    return path;
+  }
+
+  // What comes of a query by such a program, whose deadline is a second.
+  QueryResult resultOf(const std::string& program) {
+    std::optional<QueryResult> result;
+    EventLoop loop;
+    LevelQueries queries(loop, program, seconds(1), [&](Prober::Id id, QueryResult ended) {
+      EXPECT_EQ(id, 7U);
+      result = std::move(ended);
+      loop.stop();
+    });
+    const auto begin = EventLoop::Clock::now();
+    loop.at(begin + seconds(10), [&] { loop.stop(); });
+    queries.begin({7, "socket://192.0.2.7", "laser"});
+    EXPECT_FALSE(result) << "the end was not told from the loop";
+    loop.run([] { return EventLoop::Clock::time_point::max(); });
+    time = EventLoop::Clock::now() - begin;
+    EXPECT_TRUE(result) << "no end was told";
+    return result.value_or(QueryResult{});
+  }
+
+  [[nodiscard]] std::string content(const char* name) const {
+    std::ifstream file(folder.path() / name);
+    return {std::istreambuf_iterator<char>(file), {}};
+  }
+
+  TemporaryFolder folder;
+  std::chrono::duration<double> time{};
+};
+
+TEST_F(LevelQueriesTest, AskAsTheyAreTold) {
+  const auto said = folder.path() / "said";
+  const QueryResult result = resultOf(
+      program("echo \"$*\" >" + said.string() + "; echo '{\"status\": 0, \"report\": {}}'"));
+  EXPECT_EQ(result.status, ProbeStatus::kSuccess);
+  EXPECT_EQ(content("said"),
+            "levels --format json --type laser --deadline 1 -- socket://192.0.2.7\n");
+}
+
+TEST_F(LevelQueriesTest, LeaveNothingOpenToTheirPrograms) {
+  ::close_range(3, ~0U, CLOSE_RANGE_CLOEXEC);  // what whoever runs this test has left open
+  const auto said = folder.path() / "said";
+  resultOf(program("ls /proc/self/fd >" + said.string()));
+  EXPECT_EQ(content("said"), "0\n1\n2\n3\n");  // 3 is the folder that is listed
+}
+
+TEST_F(LevelQueriesTest, SpeakTheLanguageOfSeries) {
+  ::setenv("LC_ALL", "de_DE.UTF-8", 1);
+  ::setenv("LANGUAGE", "de", 1);
+  const auto said = folder.path() / "said";
+  resultOf(program("echo \"$LC_ALL $LANGUAGE\" >" + said.string()));
+  EXPECT_EQ(content("said"), "C.UTF-8 \n");
+  ::unsetenv("LC_ALL");
+  ::unsetenv("LANGUAGE");
+}
+
+TEST_F(LevelQueriesTest, SayThatAProgramIsNotThere) {
+  const QueryResult result = resultOf("/nowhere/moxsupply");
+  EXPECT_EQ(result.status, ProbeStatus::kInternal);
+  EXPECT_EQ(result.what, "cannot be started: No such file or directory");
+}
+
+TEST_F(LevelQueriesTest, KillAProgramThatDoesNotEnd) {
+  const QueryResult result = resultOf(program("echo '{\"status\": 0'; exec sleep 60"));
+  EXPECT_EQ(result.status, ProbeStatus::kDeadline);
+  EXPECT_NEAR(time.count(), 2, 0.5);
+}
+
+TEST_F(LevelQueriesTest, KillAProgramThatWritesWithoutEnd) {
+  const QueryResult result = resultOf(program("exec cat /dev/zero"));
+  EXPECT_EQ(result.status, ProbeStatus::kUndecodable);
+  EXPECT_LT(time.count(), 1.9);
+  EXPECT_EQ(resultOf(program("exec cat /dev/zero >&2")).status, ProbeStatus::kUndecodable);
+}
+
+TEST_F(LevelQueriesTest, KillWhatAProgramLeavesBehind) {
+  const auto said = folder.path() / "said";
+  const QueryResult result = resultOf(program("sleep 60 & echo $! >" + said.string() +
+                                              "; echo '{\"status\": -6, \"report\": {}}'; exit 1"));
+  EXPECT_EQ(result.status, ProbeStatus::kNothingReceived);
+  EXPECT_LT(time.count(), 1);  // it does not wait for what holds the output
+  const int left = std::stoi(content("said"));
+  for (int i = 0; i < 100 && ::kill(left, 0) == 0; ++i) {
+    std::ifstream state("/proc/" + std::to_string(left) + "/stat");
+    const std::string text{std::istreambuf_iterator<char>(state), {}};
+    if (text.find(") Z") != std::string::npos) return;  // nobody has taken it away yet
+    ::usleep(10'000);
+  }
+  EXPECT_NE(::kill(left, 0), 0);
+}
+
+TEST_F(LevelQueriesTest, EndWithTheirOwner) {
+  const auto said = folder.path() / "said";
+  {
+    EventLoop loop;
+    LevelQueries queries(loop, program("echo $$ >" + said.string() + "; exec sleep 60"),
+                         seconds(60),
+                         [](Prober::Id, QueryResult) { ADD_FAILURE() << "an end was told"; });
+    queries.begin({1, "a", "laser"});
+    queries.begin({2, "b", "laser"});
+    queries.stop(2);
+    loop.at(EventLoop::Clock::now() + std::chrono::milliseconds(300), [&] { loop.stop(); });
+    loop.run([] { return EventLoop::Clock::time_point::max(); });
+  }
+  EXPECT_NE(::kill(std::stoi(content("said")), 0), 0);
+}
+
+}  // namespace
+}  // namespace moxsupply::testing
