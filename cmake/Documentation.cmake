@@ -35,5 +35,6 @@ install(FILES packaging/completion/moxsupply.zsh RENAME _moxsupply
 install(FILES packaging/completion/moxsupply.fish
   DESTINATION "${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d" COMPONENT programs)
 
-install(FILES docs/levels-on-your-queue.md docs/metrics.md docs/simulator.md docs/transcripts.md
+install(FILES docs/levels-on-your-queue.md docs/metrics.md docs/monitoring.md docs/simulator.md docs/transcripts.md
   DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT programs)
+install(DIRECTORY docs/images DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT programs)

@@ -70,7 +70,7 @@ button { cursor: pointer; }
 h2 { font-size: 1.05rem; font-weight: 600; margin: 1.7rem 0 .7rem; }
 .empty { margin-top: 2rem; }
 
-.printers { columns: 19rem; column-gap: .9rem; margin-bottom: -.9rem; }
+.printers { columns: 19rem; column-gap: .9rem; }
 .printer { margin-bottom: .9rem; break-inside: avoid; background: var(--card); border: 1px solid var(--line); border-radius: .8rem;
   border-top: 3px solid var(--tone); padding: .85rem 1rem .8rem; display: grid;
   grid-template-columns: 1fr auto; gap: .1rem .8rem; overflow-wrap: anywhere; }

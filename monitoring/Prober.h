@@ -10,6 +10,7 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <vector>
 
 #include "monitoring/PrinterList.h"
@@ -116,7 +117,10 @@ class Prober {
     bool isUnknown;
     std::uint64_t number;
     Id id;
-    friend auto operator<=>(const Place&, const Place&) = default;
+    friend bool operator<(const Place& a, const Place& b) {
+      return std::tie(a.urgency, a.isUnknown, a.number) <
+             std::tie(b.urgency, b.isUnknown, b.number);
+    }
   };
 
   struct Entry {

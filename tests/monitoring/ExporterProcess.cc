@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
 #include <csignal>
 #include <fstream>
 #include <nlohmann/json.hpp>
@@ -44,7 +45,7 @@ ExporterProcess::ExporterProcess(const std::string& list, const std::vector<std:
   const Pipe pid = makePipe(Blocking::kYes);
   mProcess = ChildProcess([&] {
     const pid_t own = ::getpid();
-    static_cast<void>(!::write(pid.writeEnd.get(), &own, sizeof own));
+    static_cast<void>(writeAll(pid.writeEnd.get(), std::to_string(own)));
     ::dup2(::open("/dev/null", O_RDWR | O_CLOEXEC), STDIN_FILENO);
     ::dup2(STDIN_FILENO, STDOUT_FILENO);
     ::dup2(mLog.get(), STDERR_FILENO);
@@ -53,7 +54,10 @@ ExporterProcess::ExporterProcess(const std::string& list, const std::vector<std:
     if (mostDescriptors > 0) ::setrlimit(RLIMIT_NOFILE, &limit);
     becomeProgram(command, {});
   });
-  static_cast<void>(!::read(pid.readEnd.get(), &mPid, sizeof mPid));
+  std::array<char, 32> digits{};
+  if (::read(pid.readEnd.get(), digits.data(), digits.size() - 1) > 0) {
+    mPid = std::stoi(digits.data());
+  }
   awaitLog("/ for ");
   const std::string text = log();
   const std::string before = "http://127.0.0.1:";
