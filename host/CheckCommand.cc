@@ -114,9 +114,8 @@ void addCheckCommand(CLI::App& app, RunCommand& run) {
       "                       [--type auto|laser|inkjet] [--timeout SECONDS]\n"
       "                       [--deadline SECONDS]"));
   command->footer(
-      "With --type given, less time is spent: of an inkjet printer 4 seconds. The deadline must "
-      "be\n"
-      "below the time after which the monitoring system kills its plugins, often 10 or 60 "
+      "Without --type it takes 4 seconds to find out that a printer is an inkjet printer. The\n"
+      "deadline must come before the monitoring system kills its plugin, often after 10 or 60\n"
       "seconds.\n"
       "\n"
       "Examples:\n"
