@@ -35,6 +35,13 @@ std::size_t linesOf(const std::string& text) {
   return static_cast<std::size_t>(std::ranges::count(text, '\n'));
 }
 
+// Connections of clients that send this and wait.
+std::vector<FileDescriptor> connections(int port, std::size_t count, const std::string& bytes) {
+  std::vector<FileDescriptor> all(count);
+  std::ranges::generate(all, [&] { return connectAndSend(port, bytes); });
+  return all;
+}
+
 // Whether promtool finds nothing to say about these metrics.
 void expectGoodMetrics(const std::string& metrics) {
   const TemporaryFolder folder;
@@ -312,14 +319,9 @@ TEST(TheExporter, AsksWhatThePageShows) {
 TEST(TheExporter, KeepsSlowClientsFromDisturbingOthers) {
   const SimulatedPrinter printer("laser-mono-toner");
   const ExporterProcess exporter(listOf({printer.uri()}));
-  std::vector<FileDescriptor> idle;
-  for (int i = 0; i < 400; ++i) {
-    idle.push_back(connectAndSend(exporter.port(), i % 2 == 0 ? "" : "GET / HTTP/1.1\r\nX: "));
-  }
-  std::vector<FileDescriptor> deaf;  // ask and do not take the answer
-  for (int i = 0; i < 50; ++i) {
-    deaf.push_back(connectAndSend(exporter.port(), "GET /style.css HTTP/1.1\r\n\r\n"));
-  }
+  const auto idle = connections(exporter.port(), 200, "");
+  const auto slow = connections(exporter.port(), 200, "GET / HTTP/1.1\r\nX: ");
+  const auto deaf = connections(exporter.port(), 50, "GET /style.css HTTP/1.1\r\n\r\n");
   const HttpAnswer answer = get(exporter.port(), probeOf(printer.uri()));
   EXPECT_LT(answer.time.count(), 1);
   EXPECT_EQ(answer.status, 200);
@@ -327,20 +329,19 @@ TEST(TheExporter, KeepsSlowClientsFromDisturbingOthers) {
   // One that drips its request byte by byte has no more time for it than all others.
   const auto begin = std::chrono::steady_clock::now();
   for (int i = 0; i < 100; ++i) {
-    if (::send(idle.at(1).get(), "x", 1, MSG_NOSIGNAL) < 0) break;
+    if (::send(slow.front().get(), "x", 1, MSG_NOSIGNAL) < 0) break;
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
   }
   EXPECT_NEAR(std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count(), 5.2,
               0.7);
-  EXPECT_EQ(receiveAnswer(idle.at(2)).status, 0);
+  EXPECT_EQ(receiveAnswer(idle.front()).status, 0);
 }
 
 TEST(TheExporter, MakesRoomForNewClientsWhenItHasTooMany) {
   const SimulatedPrinter printer("laser-mono-toner");
   // 160 descriptors: 32 and 3 for each of 32 queries are kept, and 32 are left for clients.
   const ExporterProcess exporter(listOf({printer.uri()}), {}, 160);
-  std::vector<FileDescriptor> idle;
-  for (int i = 0; i < 200; ++i) idle.push_back(connectAndSend(exporter.port(), ""));
+  const auto idle = connections(exporter.port(), 200, "");
   const HttpAnswer answer = get(exporter.port(), probeOf(printer.uri()));
   EXPECT_EQ(answer.status, 200);
   EXPECT_LT(answer.time.count(), 1);

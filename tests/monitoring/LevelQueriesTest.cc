@@ -15,7 +15,6 @@ namespace moxsupply::testing {
 namespace {
 
 using std::chrono::seconds;
-using ::testing::HasSubstr;
 
 class LevelQueriesTest : public ::testing::Test {
  protected:
@@ -58,7 +57,7 @@ class LevelQueriesTest : public ::testing::Test {
 TEST_F(LevelQueriesTest, AskAsTheyAreTold) {
   const auto said = folder.path() / "said";
   const QueryResult result = resultOf(
-      program("echo \"$*\" >" + said.string() + "; echo '{\"status\": 0, \"report\": {}}'"));
+      program("echo \"$*\" >" + said.string() + R"(; echo '{"status": 0, "report": {}}')"));
   EXPECT_EQ(result.status, ProbeStatus::kSuccess);
   EXPECT_EQ(content("said"),
             "levels --format json --type laser --deadline 1 -- socket://192.0.2.7\n");
@@ -103,7 +102,7 @@ TEST_F(LevelQueriesTest, KillAProgramThatWritesWithoutEnd) {
 TEST_F(LevelQueriesTest, KillWhatAProgramLeavesBehind) {
   const auto said = folder.path() / "said";
   const QueryResult result = resultOf(program("sleep 60 & echo $! >" + said.string() +
-                                              "; echo '{\"status\": -6, \"report\": {}}'; exit 1"));
+                                              R"(; echo '{"status": -6, "report": {}}'; exit 1)"));
   EXPECT_EQ(result.status, ProbeStatus::kNothingReceived);
   EXPECT_LT(time.count(), 1);  // it does not wait for what holds the output
   const int left = std::stoi(content("said"));
@@ -120,9 +119,9 @@ TEST_F(LevelQueriesTest, EndWithTheirOwner) {
   const auto said = folder.path() / "said";
   {
     EventLoop loop;
-    LevelQueries queries(loop, program("echo $$ >" + said.string() + "; exec sleep 60"),
-                         seconds(60),
-                         [](Prober::Id, QueryResult) { ADD_FAILURE() << "an end was told"; });
+    LevelQueries queries(
+        loop, program("echo $$ >" + said.string() + "; exec sleep 60"), seconds(60),
+        [](Prober::Id, const QueryResult&) { ADD_FAILURE() << "an end was told"; });
     queries.begin({1, "a", "laser"});
     queries.begin({2, "b", "laser"});
     queries.stop(2);

@@ -39,9 +39,10 @@ class ProberTest : public ::testing::Test {
     return list;
   }
 
-  static std::vector<std::string> printers(const std::string& prefix, int count) {
-    std::vector<std::string> targets;
-    for (int i = 0; i < count; ++i) targets.push_back(prefix + std::to_string(i));
+  static std::vector<std::string> printers(const std::string& prefix, std::size_t count) {
+    std::vector<std::string> targets(count);
+    std::size_t next = 0;
+    for (std::string& target : targets) target = prefix + std::to_string(next++);
     return targets;
   }
 

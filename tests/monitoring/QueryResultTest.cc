@@ -74,8 +74,8 @@ TEST(AQueryWithoutAReport, CouldNotEvenBegin) {
 }
 
 TEST(AQueryThatSaysAnythingElse, IsNoSuccess) {
-  for (const char* output : {"{", "[]", "7", "{\"status\": \"0\"}", "{\"status\": 0}",
-                             "{\"status\": 0, \"report\": []}", "\xff"}) {
+  for (const char* output : {"{", "[]", "7", R"({"status": "0"})", R"({"status": 0})",
+                             R"({"status": 0, "report": []})", "\xff"}) {
     EXPECT_EQ(resultOf(ending(0, output)).status, ProbeStatus::kInternal) << output;
   }
   EXPECT_EQ(resultOf({.exitStatus = 0, .isCut = true}).status, ProbeStatus::kUndecodable);
