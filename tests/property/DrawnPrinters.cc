@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <charconv>
 #include <cstdlib>
 #include <iostream>
@@ -55,8 +56,11 @@ PrinterRange PrinterRange::fromEnvironment() {
   return range;
 }
 
-PrinterRange PrinterRange::fifth() const {
-  return {.seed = seed, .begin = begin, .end = begin + (end - begin + 4) / 5};
+PrinterRange PrinterRange::few() const {
+  constexpr std::uint64_t kEnough = 1000;
+  const std::uint64_t count = end - begin;
+  return {
+      .seed = seed, .begin = begin, .end = begin + std::max(count / 50, std::min(count, kEnough))};
 }
 
 DrawnPrinter PrinterRange::draw(Draw kind, std::uint64_t index) const {

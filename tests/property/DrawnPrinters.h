@@ -22,18 +22,19 @@ using Draw = simulator::Model (*)(Random& random);
 
 // Which printers are looked at, told by the environment:
 //   MOXSUPPLY_SEED      any number; 1 without it
-//   MOXSUPPLY_PRINTERS  how many of each kind; 5000 without it
+//   MOXSUPPLY_PRINTERS  how many of each kind; 50000 without it, and a tenth of that
+//                       in builds with sanitizers or counters, where each takes long
 //   MOXSUPPLY_PRINTER   only the one with this index, of those that the seed gives
 struct PrinterRange {
   std::uint64_t seed = 1;
   std::uint64_t begin = 0;
-  std::uint64_t end = 5000;
+  std::uint64_t end = MOXSUPPLY_USUAL_PRINTERS;
 
   // Throws std::invalid_argument for what is no number.
   static PrinterRange fromEnvironment();
 
-  // A fifth of these, for what takes long.
-  [[nodiscard]] PrinterRange fifth() const;
+  // A fiftieth of these, but a thousand where there are so many; for what takes long.
+  [[nodiscard]] PrinterRange few() const;
 
   [[nodiscard]] DrawnPrinter draw(Draw kind, std::uint64_t index) const;
 };

@@ -63,7 +63,7 @@ bool answerRequests(FilterProcess& filter, const simulator::Model& model,
 }  // namespace
 
 void queryEachPrinter(Draw kind, const Requests& requests, const Check& check) {
-  const PrinterRange printers = PrinterRange::fromEnvironment().fifth();
+  const PrinterRange printers = PrinterRange::fromEnvironment().few();
   tell(printers);
   FilterProcess filter(BackChannel::kNonBlockingPipe, [&]() -> std::string {
     std::setvbuf(stdout, nullptr, _IONBF, 0);
