@@ -1,7 +1,7 @@
 // Probes an exporter as Prometheus does: each target once an interval, spread over it, each on a
 // connection of its own. Says of each sweep how long it and its probes took, and what the exporter
 // had of memory, descriptors and processor time, its children's included.
-//   probe-sweeps PORT PATH PID SWEEPS INTERVAL < TARGETS
+//   probe-sweeps PORT PATH PROOF PID SWEEPS INTERVAL < TARGETS
 // PATH goes before each target; TARGETS are one a line, and one that begins with "-" is not
 // expected to answer. INTERVAL is in seconds; with 0 all targets are probed at once.
 #include <fmt/core.h>

@@ -59,9 +59,9 @@ Words callsOf(const Golden& golden, const Bytes& replies) {
   return words;
 }
 
-// Runs a command in a filter's place, with these replies on its back channel.
+// Runs a command in a filter's place, with these replies on its back channel. The commands have no
+// environment (env -i): the loader and the C library look at it, and would count differently.
 void run(const Words& command, const Bytes& replies) {
-  // Nothing of this machine's environment: the loader and the C library look at it.
   FilterProcess filter(BackChannel::kNonBlockingPipe, command, {}, replies);
   const auto ending = filter.wait();
   if (ending.exitStatus != 0) fail(fmt::format("{}: {}", command.back(), ending.result));
