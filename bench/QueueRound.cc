@@ -20,7 +20,7 @@
 #include <variant>
 #include <vector>
 
-#include "host/PrintServer.h"
+#include "queue/PrintServer.h"
 #include "tests/queue/Drivers.h"
 #include "tests/queue/ModelPrinter.h"
 #include "tests/queue/Models.h"

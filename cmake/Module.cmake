@@ -1,26 +1,16 @@
 # The shared module: what a print filter loads.
 
-# Compiled once, for the module and for the tests that look inside it.
-add_library(moxsupply-objects OBJECT
-  channel/MoxFilterComm.cc
-  npa/CommandList.cc
-  npa/CPDQuery.cc
-  npa/CPDTriplet.cc
-  npa/Exchange.cc
-  npa/KelvoRecords.cc
-  npa/LoopBack.cc
-  npa/NPAReply.cc
-  npa/PSSDQuery.cc
-  npa/SuppliesTable.cc
-  front/InkjetReport.cc
-  front/LaserReport.cc
-  front/MoxFilter.cc
-  front/SupplyNames.cc)
+# Compiled once, for the module and for the tests that look inside it. Each room adds its sources.
+add_library(moxsupply-objects OBJECT)
 target_include_directories(moxsupply-objects PUBLIC "${PROJECT_SOURCE_DIR}")
 target_link_libraries(moxsupply-objects
   PUBLIC Cups::Cups
   PRIVATE moxsupply-warnings utf8cpp)
 set_target_properties(moxsupply-objects PROPERTIES POSITION_INDEPENDENT_CODE ON)
+
+foreach(room IN ITEMS values channel npa front resources)
+  add_subdirectory(${room})
+endforeach()
 
 set(exports "${PROJECT_SOURCE_DIR}/cmake/exports.map")
 add_library(libmoxsupply SHARED)
@@ -45,15 +35,6 @@ set_target_properties(libmoxsupply PROPERTIES
 
 install(TARGETS libmoxsupply EXPORT moxsupply
   LIBRARY COMPONENT module NAMELINK_COMPONENT development)
-install(FILES channel/MoxFilterComm.h
-  DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/moxsupply/channel" COMPONENT development)
-install(FILES npa/MoxNPAUtilityCommand.h npa/CommandList.h npa/CPDTriplet.h
-  DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/moxsupply/npa" COMPONENT development)
-install(FILES front/MoxFilter.h
-  DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/moxsupply/front" COMPONENT development)
-install(FILES values/Dictionary.h values/Export.h values/Status.h
-  DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/moxsupply/values" COMPONENT development)
-
 install(EXPORT moxsupply NAMESPACE moxsupply:: FILE moxsupplyConfig.cmake
   DESTINATION "${CMAKE_INSTALL_LIBDIR}/cmake/moxsupply" COMPONENT development)
 write_basic_package_version_file(moxsupplyConfigVersion.cmake COMPATIBILITY SameMajorVersion)

@@ -14,13 +14,3 @@ cmake_path(RELATIVE_PATH cups_serverbin BASE_DIRECTORY "${cups_prefix}"
   OUTPUT_VARIABLE installed_serverbin)
 cmake_path(RELATIVE_PATH cups_datadir BASE_DIRECTORY "${cups_prefix}"
   OUTPUT_VARIABLE installed_datadir)
-
-install(FILES packaging/cups/moxsupply.drv
-  DESTINATION "${installed_datadir}/drv" COMPONENT programs)
-
-set(MOXSUPPLY_SYSTEMD_UNITS "lib/systemd/system" CACHE STRING
-  "Where systemd looks for units, below the prefix or absolute")
-configure_file(packaging/systemd/moxsupply-refresh.service.in moxsupply-refresh.service @ONLY)
-install(
-  FILES "${PROJECT_BINARY_DIR}/moxsupply-refresh.service" packaging/systemd/moxsupply-refresh.timer
-  DESTINATION "${MOXSUPPLY_SYSTEMD_UNITS}" COMPONENT programs)

@@ -1,4 +1,4 @@
-#include "host/CommandFile.h"
+#include "filter/CommandFile.h"
 
 #include <fmt/format.h>
 

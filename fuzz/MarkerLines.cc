@@ -4,8 +4,8 @@
 #include <vector>
 
 #include "fuzz/Target.h"
-#include "host/MarkerAttributes.h"
-#include "host/StateReasons.h"
+#include "renderings/MarkerAttributes.h"
+#include "renderings/StateReasons.h"
 #include "tests/support/ServerQueue.h"
 
 namespace moxsupply::fuzzing {

@@ -6,7 +6,7 @@
 
 #include <utility>
 
-#include "host/TerminalText.h"
+#include "text/TerminalText.h"
 
 namespace moxsupply {
 

@@ -7,7 +7,7 @@
 #include <fstream>
 #include <iterator>
 
-#include "monitoring/SupplyMetrics.h"
+#include "renderings/SupplyMetrics.h"
 
 namespace moxsupply {
 

@@ -10,8 +10,8 @@
 #include <cstddef>
 #include <string>
 
-#include "monitoring/ProbeStatus.h"
 #include "monitoring/Prober.h"
+#include "supplies/ProbeStatus.h"
 
 namespace moxsupply {
 

@@ -9,7 +9,7 @@
 #include <span>
 #include <utility>
 
-#include "host/HarmlessText.h"
+#include "text/HarmlessText.h"
 
 namespace moxsupply {
 

@@ -14,12 +14,12 @@
 #include <optional>
 #include <utility>
 
-#include "host/DeviceUri.h"
-#include "host/HarmlessText.h"
 #include "json/JsonDocument.h"
 #include "json/JsonMistake.h"
 #include "json/JsonPlace.h"
+#include "links/DeviceUri.h"
 #include "system/FileDescriptor.h"
+#include "text/HarmlessText.h"
 
 namespace moxsupply {
 

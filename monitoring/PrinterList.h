@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "host/Problem.h"
+#include "text/Problem.h"
 
 namespace moxsupply {
 

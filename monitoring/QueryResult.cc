@@ -9,7 +9,7 @@
 #include <nlohmann/json.hpp>
 #include <string_view>
 
-#include "host/HarmlessText.h"
+#include "text/HarmlessText.h"
 
 namespace moxsupply {
 

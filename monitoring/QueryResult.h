@@ -4,8 +4,8 @@
 #include <optional>
 #include <string>
 
-#include "host/Supplies.h"
-#include "monitoring/ProbeStatus.h"
+#include "supplies/ProbeStatus.h"
+#include "supplies/Supplies.h"
 
 namespace moxsupply {
 

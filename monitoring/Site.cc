@@ -10,10 +10,10 @@
 #include <optional>
 #include <utility>
 
-#include "host/Decimal.h"
-#include "host/TerminalText.h"
 #include "monitoring/Page.h"
-#include "monitoring/SupplyMetrics.h"
+#include "renderings/SupplyMetrics.h"
+#include "text/Decimal.h"
+#include "text/TerminalText.h"
 
 namespace moxsupply {
 

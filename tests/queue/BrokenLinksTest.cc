@@ -19,8 +19,8 @@
 #include <set>
 #include <thread>
 
-#include "host/PrintServer.h"
-#include "tests/program/BrokenOffExchange.h"
+#include "queue/PrintServer.h"
+#include "tests/links/BrokenOffExchange.h"
 #include "tests/queue/Drivers.h"
 #include "tests/queue/ModelPrinter.h"
 #include "tests/queue/Models.h"

@@ -1,0 +1,10 @@
+#pragma once
+
+#include "commands/Command.h"
+
+namespace moxsupply {
+
+// `moxsupply disable`: takes the command filter from a print queue again.
+void addDisableCommand(CLI::App& app, RunCommand& run);
+
+}  // namespace moxsupply

@@ -1,0 +1,10 @@
+#pragma once
+
+#include "commands/Command.h"
+
+namespace moxsupply {
+
+// `moxsupply doctor`: finds out why a print queue shows no levels.
+void addDoctorCommand(CLI::App& app, RunCommand& run);
+
+}  // namespace moxsupply

@@ -1,0 +1,212 @@
+#include "explain/ExplainedQuery.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <optional>
+#include <span>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "explain/ExplainedLevels.h"
+#include "explain/ExplainedReply.h"
+#include "front/MoxFilter.h"
+#include "links/ReplayedLink.h"
+#include "npa/CommandList.h"
+#include "npa/MoxNPAUtilityCommand.h"
+#include "renderings/SupplyTable.h"
+#include "supplies/Supplies.h"
+
+namespace moxsupply {
+
+namespace {
+
+using transcript::Event;
+using transcript::Operation;
+
+struct RequestRow {
+  std::size_t record;  // of CommandList
+  std::size_t size;
+  std::string_view name;
+  ReplyKind answer;
+};
+constexpr std::array<RequestRow, 4> kRequests = {{
+    {3, 9, "loop-back request, no answer is awaited", ReplyKind::kOther},
+    {0, 8, "inkjet query", ReplyKind::kInkjetItems},
+    {2, 30, "device query, for the supplies table", ReplyKind::kSuppliesTable},
+    {1, 27, "supplies query, for the model-family record", ReplyKind::kModelRecord},
+}};
+
+const RequestRow* rowOf(std::span<const std::uint8_t> request) {
+  const auto* row = std::ranges::find_if(kRequests, [&](const RequestRow& known) {
+    return std::ranges::equal(std::span(CommandList.at(known.record).command).first(known.size),
+                              request);
+  });
+  return row == kRequests.end() ? nullptr : row;
+}
+
+std::string_view wordsFor(Status status) {
+  switch (status) {
+    case Status::kSuccess:
+      return "success";
+    case Status::kReadError:
+      return "the answer broke off within its first 6 bytes";
+    case Status::kWriteError:
+      return "a request did not go out";
+    case Status::kUndecodable:
+      return "an answer that cannot be decoded, or lacks what the report needs";
+    case Status::kNothingReceived:
+      return "no answer";
+    default:
+      return "no query";
+  }
+}
+
+// One request and what came until the next one.
+struct Exchange {
+  const RequestRow* request = nullptr;
+  transcript::Query answers;  // no request in it
+};
+
+class QueryWalk {
+ public:
+  QueryWalk(Explanation& text, const transcript::Query& query) : mText(text), mQuery(query) {}
+
+  void explain() {
+    for (const Operation& operation : mQuery.operations) {
+      const bool asks = operation.event == Event::kSent;
+      if (asks) {
+        explainAnswers();
+        mExchange = {rowOf(operation.bytes),
+                     {mQuery.printerType, mQuery.transport, mQuery.timeout, {}}};
+      } else if (operation.event != Event::kFailed) {
+        mExchange.answers.operations.push_back(operation);
+      }
+      explainOperation(operation);
+    }
+    explainAnswers();
+    if (mItems) explainInkjetLevels(mText, *mItems);
+    if (mTable) explainLaserLevels(mText, *mTable, mRecord.value_or(Dictionary()));
+  }
+
+ private:
+  void explainOperation(const Operation& operation) {
+    const auto at = fmt::format("+{} ms ", operation.pause.count());
+    switch (operation.event) {
+      case Event::kSent:
+        mText.line(fmt::format(
+            "{} > {} bytes: {}", at, operation.bytes.size(),
+            mExchange.request == nullptr ? "no request of this program" : mExchange.request->name));
+        break;
+      case Event::kFailed:
+        mText.line(fmt::format("{} > the link took no more: the request did not go out", at));
+        break;
+      case Event::kReceived:
+        mText.line(fmt::format("{} < {} bytes", at, operation.bytes.size()));
+        break;
+      case Event::kEnded:
+        mText.line(fmt::format("{} < the printer hung up", at));
+    }
+  }
+
+  // Gathers the replies to the request as the module does: four at the most, until one answers.
+  void explainAnswers() {
+    constexpr int kMostReplies = 4;
+    constexpr std::size_t kReplyBuffer = 4096;
+    const auto isPiece = [](const Operation& operation) {
+      return operation.event == Event::kReceived;
+    };
+    if (std::ranges::none_of(mExchange.answers.operations, isPiece)) {
+      const bool awaitsOne =
+          mExchange.request != nullptr && mExchange.request->answer != ReplyKind::kOther;
+      if (awaitsOne) mText.line("No reply");
+      return;
+    }
+    std::vector<std::vector<std::uint8_t>> replies;
+    {
+      const ReplayedLink link(mExchange.answers);
+      const std::uint32_t timeout = transcript::ReplayPace(mExchange.answers).timeout();
+      const MoxNPAUtilityCommand npa;
+      bool isAnswered = false;
+      for (int attempt = 0; attempt < kMostReplies && !isAnswered; ++attempt) {
+        std::vector<std::uint8_t> reply(kReplyBuffer);
+        std::uint32_t length = 0;
+        const Status status = npa.getNPAReply(reply, length, timeout);
+        if (status != Status::kSuccess) {
+          replies.emplace_back();
+          continue;
+        }
+        reply.resize(length);
+        isAnswered =
+            mExchange.request != nullptr && kindOfReply(reply) == mExchange.request->answer;
+        replies.push_back(std::move(reply));
+      }
+    }
+    for (std::size_t i = 0; i < replies.size(); ++i) explainReplyNumber(i + 1, replies[i]);
+    mExchange.answers.operations.clear();
+  }
+
+  void explainReplyNumber(std::size_t number, const std::vector<std::uint8_t>& reply) {
+    if (reply.empty()) {
+      mText.line(fmt::format("Reply {}: fewer than 6 bytes, none", number));
+      return;
+    }
+    mText.line(fmt::format("Reply {}: {} bytes{}", number, reply.size(),
+                           reply.size() == 4096 ? ", all that is kept of one" : ""));
+    auto decoded = explainReply(mText, reply);
+    const ReplyKind kind = kindOfReply(reply);
+    if (mExchange.request == nullptr || kind != mExchange.request->answer || !decoded) return;
+    auto& kept = kind == ReplyKind::kInkjetItems     ? mItems
+                 : kind == ReplyKind::kSuppliesTable ? mTable
+                                                     : mRecord;
+    kept = std::move(decoded);
+  }
+
+  Explanation& mText;
+  const transcript::Query& mQuery;
+  Exchange mExchange;
+  std::optional<Dictionary> mItems;
+  std::optional<Dictionary> mTable;
+  std::optional<Dictionary> mRecord;
+};
+
+struct Replayed {
+  Answer answer;
+  bool wentAsRecorded;
+};
+
+Replayed ask(const transcript::Query& query) {
+  const std::uint32_t timeout = transcript::ReplayPace(query).timeout();
+  const auto filter = MoxFilter::initWithPrinterType(query.printerType, query.transport, timeout);
+  const ReplayedLink link(query);
+  Answer answer = askPrinterOnStandardOutput(*filter);
+  return {std::move(answer), link.requestsAreAsRecorded()};
+}
+
+}  // namespace
+
+Answer replay(const transcript::Query& query) { return ask(query).answer; }
+
+void explainQuery(Explanation& text, const transcript::Query& query, const std::string& title) {
+  text.heading(fmt::format("{}asked as {} printer over {}, {} s for each read", title,
+                           query.printerType == "Laser" ? "a laser" : "an inkjet", query.transport,
+                           query.timeout));
+  QueryWalk(text, query).explain();
+  const auto [answer, wentAsRecorded] = ask(query);
+  text.line(fmt::format("Report: {} ({})", wordsFor(answer.status), signedNumber(answer.status)));
+  if (!wentAsRecorded) {
+    text.note("the requests are not those that this program writes: the report may be another");
+  }
+  const Supplies supplies = suppliesFromReport(answer.json);
+  if (supplies.list.empty()) return;
+  const std::string table = supplyTable(supplies, false);
+  for (std::size_t at = 0; at < table.size();) {
+    const std::size_t end = std::min(table.find('\n', at), table.size());
+    text.line("  " + table.substr(at, end - at));
+    at = end + 1;
+  }
+}
+
+}  // namespace moxsupply

@@ -1,0 +1,26 @@
+#include "filter/SchedulerMessage.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+#include "system/FileDescriptor.h"
+#include "text/HarmlessText.h"
+
+namespace moxsupply {
+
+void tellScheduler(std::string_view kind, std::string_view text) {
+  constexpr std::size_t kLongestText = 1000;
+  sendToScheduler(fmt::format("{}: {}\n", kind, harmlessLine(text, kLongestText)));
+}
+
+void sendToScheduler(std::string_view lines) {
+  while (!lines.empty()) {
+    const std::size_t end = std::min(lines.find('\n'), lines.size() - 1) + 1;
+    static_cast<void>(writeAll(STDERR_FILENO, lines.substr(0, end)));
+    lines.remove_prefix(end);
+  }
+}
+
+}  // namespace moxsupply

@@ -1,0 +1,257 @@
+// The CUPS command filter: answers the commands ReportLevels and ReportStatus of a print queue by
+// asking its printer, and publishes what the printer says as the queue's marker attributes and
+// printer-state-reasons.
+//
+//   commandtomox JOB USER TITLE COPIES OPTIONS [FILE]
+//
+// Environment: PPD and DEVICE_URI of the queue, PRINTER its name, CUPS_CACHEDIR; MOXSUPPLY_RECORD
+// names a file for a transcript of the query. It ends with 0
+// whatever the printer does; with 1 only when it was misused or the queue is set up wrongly, since
+// that stops the job.
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <poll.h>
+#include <strings.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <exception>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "filter/CommandFile.h"
+#include "filter/PublishedMarkers.h"
+#include "filter/SchedulerMessage.h"
+#include "filter/ServedJob.h"
+#include "front/MoxFilter.h"
+#include "links/FilterQuery.h"
+#include "links/QueryWatch.h"
+#include "links/Recording.h"
+#include "queue/QueueSettings.h"
+#include "renderings/MarkerAttributes.h"
+#include "renderings/StateReasons.h"
+#include "supplies/Supplies.h"
+
+namespace moxsupply {
+namespace {
+
+constexpr int kStopsTheJob = 1;
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+
+// How long the CUPS backend may take to end by itself, once the query is over.
+constexpr milliseconds kPatience(5000);
+constexpr milliseconds kPatienceAfterFailure(500);
+
+std::string environment(const char* name) {
+  const char* value = std::getenv(name);
+  return value == nullptr ? "" : value;
+}
+
+struct Commands {
+  bool reportLevels = false;
+  bool reportStatus = false;
+  bool haveUnknown = false;
+};
+
+// Which of the commands are ours. Says of each other one that it is refused.
+Commands recognise(const std::vector<std::string>& names) {
+  Commands commands;
+  for (const std::string& name : names) {
+    if (::strcasecmp(name.c_str(), "ReportLevels") == 0) {
+      commands.reportLevels = true;
+    } else if (::strcasecmp(name.c_str(), "ReportStatus") == 0) {
+      commands.reportStatus = true;
+    } else {
+      tellScheduler("ERROR", fmt::format("\"{}\" is no command of this printer; it takes "
+                                         "ReportLevels and ReportStatus",
+                                         name));
+      commands.haveUnknown = true;
+    }
+  }
+  return commands;
+}
+
+// Takes what lies on the back channel before anything was asked. A new network connection has
+// nothing of that kind; a cable may still hold what the printer said to an earlier job.
+void drainBackChannel() {
+  constexpr int kBackChannel = 3;
+  constexpr int kMostReads = 64;
+  std::array<char, 4096> buffer{};
+  pollfd readable = {.fd = kBackChannel, .events = POLLIN, .revents = 0};
+  for (int reads = 0; reads < kMostReads; ++reads) {
+    if (::poll(&readable, 1, 0) <= 0 || (readable.revents & POLLIN) == 0) return;
+    if (::read(kBackChannel, buffer.data(), buffer.size()) <= 0) return;
+  }
+}
+
+// Why there are no new levels, in a sentence.
+std::string_view whyFailed(Status status) {
+  switch (status) {
+    case Status::kUndecodable:
+      return "The printer answered but its supplies cannot be read.";
+    case Status::kReadError:
+      return "The printer began to answer and broke off.";
+    case Status::kWriteError:
+      return "The link to the printer went away before it was asked.";
+    default:
+      return "The printer did not answer.";
+  }
+}
+
+// The levels stay as they were last reported: old ones are better than none, and the message says
+// that they are old.
+void publishFailure(Status status, PublishedMarkers& markers, bool withLevels) {
+  const std::string why(whyFailed(status));
+  tellScheduler("WARNING", why);
+  sendToScheduler(stateLineAdding(kDoesNotAnswer));
+  if (withLevels) {
+    markers.publishMessage(
+        markerMessageLine(why + " The levels shown are those of its last report."));
+  }
+}
+
+void publish(const Supplies& supplies, PublishedMarkers& markers, bool withLevels) {
+  if (withLevels) {
+    const MarkerAttributes attributes = markerAttributes(supplies);
+    if (attributes.names.empty()) {
+      tellScheduler("WARNING", "The printer reports no supplies.");
+    } else {
+      markers.publishLists(markerLines(attributes));
+    }
+    markers.publishMessage(markerMessageLine(attributes.message));
+  }
+  sendToScheduler(stateLines(stateReasons(supplies)));
+}
+
+int misuse(const Problem& problem) {
+  tellScheduler("ERROR", problem.what);
+  if (!problem.advice.empty()) tellScheduler("INFO", problem.advice);
+  return kStopsTheJob;
+}
+
+void warnOf(const Problem& problem) { tellScheduler("ERROR", problem.what); }
+
+// The transcript that the environment asks for; null when it asks for none. One that cannot be made
+// takes no levels from the queue: that is said, and the printer is asked all the same.
+std::unique_ptr<Recording> startRecording(const QueueSettings& settings) {
+  const std::string path = environment("MOXSUPPLY_RECORD");
+  if (path.empty()) return nullptr;
+  const bool redacts = !environment("MOXSUPPLY_REDACT").empty();
+  auto result = Recording::create(path, redacts ? Redact::kYes : Redact::kNo);
+  if (const auto* problem = std::get_if<Problem>(&result)) {
+    warnOf(*problem);
+    return nullptr;
+  }
+  auto recording = std::get<std::unique_ptr<Recording>>(std::move(result));
+  recording->beginQuery(settings.printerType, settings.transport, settings.timeout);
+  return recording;
+}
+
+// The last resort. Whatever hangs, the filter ends by its deadline, and not as a failure, which
+// would stop the job.
+void endAtTheLatestAfter(std::uint32_t seconds) {
+  ::signal(SIGALRM, [](int) { ::_exit(EXIT_SUCCESS); });
+  ::alarm(seconds);
+}
+
+// What must be given up when, so that all is done by the deadline.
+struct Timetable {
+  explicit Timetable(std::chrono::seconds deadline)
+      : query(start + deadline - std::min(milliseconds(2000), milliseconds(deadline) / 2)),
+        backend(start + deadline - std::min(milliseconds(1000), milliseconds(deadline) / 4)) {}
+
+  // How long to wait for the backend's end, if it may take `patience`.
+  [[nodiscard]] milliseconds patienceUntilBackend(milliseconds patience) const {
+    const auto left = std::chrono::duration_cast<milliseconds>(backend - Clock::now());
+    return std::clamp(left, milliseconds(0), patience);
+  }
+
+  Clock::time_point start = Clock::now();
+  Clock::time_point query;    // time is left to say that the printer gave no answer
+  Clock::time_point backend;  // time is left to cancel the job
+};
+
+int answer(const Commands& commands, const std::optional<ServedJob>& job,
+           const std::string& jobOptions) {
+  const std::string ppdPath = environment("PPD");
+  const std::string deviceUri = environment("DEVICE_URI");
+  const auto found = queueSettings(ppdPath, jobOptions, deviceUri);
+  if (const auto* problem = std::get_if<Problem>(&found)) return misuse(*problem);
+  const auto& settings = std::get<QueueSettings>(found);
+  const auto filter =
+      MoxFilter::initWithPrinterType(settings.printerType, settings.transport, settings.timeout);
+  if (!filter) {
+    return misuse({fmt::format("a \"{}\" connection brings no answers back from the printer",
+                               settings.transport),
+                   "Supplies can be asked over usb, socket, dnssd and mdns connections.", true});
+  }
+
+  endAtTheLatestAfter(settings.deadline);
+  const Timetable times{std::chrono::seconds(settings.deadline)};
+  PublishedMarkers markers(environment("CUPS_CACHEDIR"), environment("PRINTER"), ppdPath);
+  const auto recording = startRecording(settings);
+  const Answer answer = [&] {
+    const QueryWatch watch("", times.query, [&](const QueryWatch& /*watch*/) {
+      publishFailure(Status::kNothingReceived, markers, commands.reportLevels);
+      if (job) endJob(*job, times.patienceUntilBackend(kPatienceAfterFailure));
+      ::_exit(commands.haveUnknown ? kStopsTheJob : EXIT_SUCCESS);
+    });
+    if (settings.transport == "usb") drainBackChannel();
+    return askPrinterOnStandardOutput(*filter, recording.get());
+  }();
+  if (recording != nullptr) {
+    if (const auto problem = recording->problem()) warnOf(*problem);
+  }
+  const bool hasFailed = answer.status != Status::kSuccess;
+  if (hasFailed) {
+    publishFailure(answer.status, markers, commands.reportLevels);
+  } else {
+    publish(suppliesFromReport(answer.json), markers, commands.reportLevels);
+  }
+  // A cable's backend ends by itself, but not without its printer.
+  const bool mayBeHeld = hasFailed || settings.transport != "usb";
+  if (job && mayBeHeld) {
+    endJob(*job, times.patienceUntilBackend(hasFailed ? kPatienceAfterFailure : kPatience));
+  }
+  return EXIT_SUCCESS;
+}
+
+int run(int argc, char** argv) {
+  constexpr int kWithoutFile = 6;
+  constexpr int kWithFile = 7;
+  if (argc != kWithoutFile && argc != kWithFile) {
+    tellScheduler("ERROR", "usage: commandtomox JOB USER TITLE COPIES OPTIONS [FILE]");
+    return kStopsTheJob;
+  }
+  endAtTheLatestAfter(QueueSettings().deadline);  // the command file may come slowly, too
+  const std::string file = argc == kWithFile ? argv[kWithFile - 1] : "";
+  const auto names = readCommandFile(file);
+  if (!names) {
+    tellScheduler("ERROR", fmt::format("cannot read the command file \"{}\"", file));
+    return kStopsTheJob;
+  }
+  const Commands commands = recognise(*names);
+  int exitStatus = commands.haveUnknown ? kStopsTheJob : EXIT_SUCCESS;
+  if (commands.reportLevels || commands.reportStatus) {
+    exitStatus = std::max(exitStatus, answer(commands, servedJob(argv[1], argv[2]), argv[5]));
+  }
+  return exitStatus;
+}
+
+}  // namespace
+}  // namespace moxsupply
+
+int main(int argc, char** argv) try {
+  return moxsupply::run(argc, argv);
+} catch (const std::exception& error) {
+  moxsupply::tellScheduler("ERROR", error.what());
+  return moxsupply::kStopsTheJob;
+}

@@ -1,0 +1,86 @@
+#include "links/BackendLink.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <set>
+
+#include "links/ServerFolder.h"
+#include "system/Pipe.h"
+#include "text/TerminalText.h"
+
+namespace moxsupply {
+
+namespace {
+
+std::filesystem::path backendFolder() { return std::filesystem::path(serverFolder()) / "backend"; }
+
+std::string installedBackends() {
+  std::set<std::string> names;
+  std::error_code ignored;
+  for (const auto& entry : std::filesystem::directory_iterator(backendFolder(), ignored)) {
+    names.insert(entry.path().filename());
+  }
+  return names.empty() ? "none is: is CUPS installed?" : fmt::format("{}", fmt::join(names, ", "));
+}
+
+// What stands in the child between fork and the backend's first instruction.
+[[noreturn]] void becomeBackend(const std::string& path, const DeviceUri& uri,
+                                const std::array<int, 5>& descriptors) {
+  for (int descriptor = 0; descriptor < static_cast<int>(descriptors.size()); ++descriptor) {
+    ::dup2(descriptors[static_cast<std::size_t>(descriptor)], descriptor);
+  }
+  ::setenv("DEVICE_URI", uri.text.c_str(), 1);
+  // As the print server calls it: URI, job, user, title, copies, options; the data on standard
+  // input.
+  ::execl(path.c_str(), uri.text.c_str(), "1", "moxsupply", "Supply levels", "1", "", nullptr);
+  fmt::print(stderr, "ERROR: {}: {}\n", path, std::strerror(errno));
+  ::_exit(EXIT_FAILURE);
+}
+
+}  // namespace
+
+Result<std::string> findBackend(const DeviceUri& uri) {
+  const auto path = backendFolder() / uri.scheme;
+  const bool isPlainName = uri.scheme.find('/') == std::string::npos && uri.scheme[0] != '.';
+  if (!isPlainName || ::access(path.c_str(), F_OK) != 0) {
+    return Problem{fmt::format("no CUPS backend carries \"{}\"", forTerminal(uri.scheme)),
+                   fmt::format("Installed in {}: {}.", backendFolder().string(),
+                               forTerminal(installedBackends())),
+                   true};
+  }
+  if (::access(path.c_str(), X_OK) != 0) {
+    return Problem{fmt::format("only root may run the CUPS backend \"{}\"", uri.scheme),
+                   "Run this command again with sudo.", true};
+  }
+  return path.string();
+}
+
+Result<BackendLink> startBackend(const std::string& path, const DeviceUri& uri) {
+  // The print server makes both ends of the back channel non-blocking.
+  Pipe toPrinter = makePipe(Blocking::kYes);
+  Pipe backChannel = makePipe(Blocking::kNo);
+  Pipe messages = makePipe(Blocking::kNo);
+  Pipe sideChannel = makeSocketPair();
+  const FileDescriptor null =
+      aboveFilterDescriptors(FileDescriptor(::open("/dev/null", O_WRONLY | O_CLOEXEC)));
+  if (!toPrinter || !backChannel || !messages || !sideChannel || !null) {
+    return Problem{fmt::format("cannot make a pipe: {}", std::strerror(errno)), {}};
+  }
+
+  ChildProcess backend([&] {
+    becomeBackend(path, uri,
+                  {toPrinter.readEnd.get(), null.get(), messages.writeEnd.get(),
+                   backChannel.writeEnd.get(), sideChannel.writeEnd.get()});
+  });
+  return BackendLink{std::move(toPrinter.writeEnd), std::move(backChannel.readEnd),
+                     std::move(messages.readEnd), std::move(sideChannel.readEnd),
+                     std::move(backend)};
+}
+
+}  // namespace moxsupply

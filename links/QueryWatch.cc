@@ -1,0 +1,110 @@
+#include "links/QueryWatch.h"
+
+#include <poll.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+#include <utility>
+
+#include "text/TerminalText.h"
+
+namespace moxsupply {
+
+namespace {
+
+using std::chrono::milliseconds;
+
+// At least once a second, for the progress line.
+constexpr milliseconds kBetweenLooks(1000);
+
+constexpr std::size_t kLongestLine = 4096;
+
+}  // namespace
+
+QueryWatch::QueryWatch(std::string waitingFor, Clock::time_point deadline,
+                       std::function<void(const QueryWatch&)> onDeadline)
+    : mDeadline(deadline),
+      mOnDeadline(std::move(onDeadline)),
+      mWake(makePipe(Blocking::kNo)),
+      mThread([this] { watch(); }) {
+  const std::lock_guard lock(mMutex);
+  mProgress.waitingFor(std::move(waitingFor));
+}
+
+QueryWatch::~QueryWatch() {
+  mWake.writeEnd = FileDescriptor();
+  mThread.join();
+}
+
+void QueryWatch::isAsking(std::string waitingFor) {
+  const std::lock_guard lock(mMutex);
+  mWasAsking = true;
+  mProgress.waitingFor(std::move(waitingFor));
+}
+
+bool QueryWatch::wasAsking() const {
+  const std::lock_guard lock(mMutex);
+  return mWasAsking;
+}
+
+void QueryWatch::listenTo(FileDescriptor messages) {
+  const std::lock_guard lock(mMutex);
+  mMessages = std::move(messages);
+  static_cast<void>(writeAll(mWake.writeEnd.get(), "."));
+}
+
+std::string QueryWatch::backendMessage() const {
+  const std::lock_guard lock(mMutex);
+  return mBackendMessage;
+}
+
+void QueryWatch::watch() {
+  while (Clock::now() < mDeadline) {
+    const auto left = std::chrono::ceil<milliseconds>(mDeadline - Clock::now());
+    std::array<pollfd, 2> sources{};
+    {
+      const std::lock_guard lock(mMutex);
+      sources = {{{.fd = mWake.readEnd.get(), .events = POLLIN, .revents = 0},
+                  {.fd = mMessages.get(), .events = POLLIN, .revents = 0}}};
+    }
+    ::poll(sources.data(), sources.size(),
+           static_cast<int>(std::clamp(left, milliseconds(0), kBetweenLooks).count()));
+
+    const std::lock_guard lock(mMutex);
+    hear();
+    char wake = 0;
+    if (sources[0].revents != 0 && ::read(mWake.readEnd.get(), &wake, 1) == 0) return;
+    mProgress.refresh();
+  }
+  {
+    const std::lock_guard lock(mMutex);
+    mProgress.clear();
+  }
+  mOnDeadline(*this);
+}
+
+// Takes in what the backend has said since the last time.
+void QueryWatch::hear() {
+  std::array<char, kLongestLine> buffer{};
+  const ssize_t count = ::read(mMessages.get(), buffer.data(), buffer.size());
+  if (count == 0) mMessages = FileDescriptor();
+  if (count > 0) mUnfinishedLine.append(buffer.data(), static_cast<std::size_t>(count));
+
+  for (std::size_t end = 0; (end = mUnfinishedLine.find('\n')) != std::string::npos;) {
+    const std::string line = mUnfinishedLine.substr(0, end);
+    mUnfinishedLine.erase(0, end + 1);
+    const std::size_t colon = line.find(": ");
+    if (colon == std::string::npos) continue;
+    const std::string_view kind = std::string_view(line).substr(0, colon);
+    std::string text = forTerminal(std::string_view(line).substr(colon + 2));
+    const bool isTrouble = kind == "ERROR" || kind == "WARNING";
+    if (kind == "INFO") mProgress.waitingFor(text);
+    if (isTrouble || (kind == "INFO" && !mBackendHasTrouble)) mBackendMessage = std::move(text);
+    mBackendHasTrouble = mBackendHasTrouble || isTrouble;
+  }
+  if (mUnfinishedLine.size() > kLongestLine) mUnfinishedLine.clear();
+}
+
+}  // namespace moxsupply

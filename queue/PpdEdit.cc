@@ -1,0 +1,164 @@
+#include "queue/PpdEdit.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+#include <vector>
+
+namespace moxsupply {
+
+namespace {
+
+constexpr std::string_view kBegin = "*% moxsupply: supply reports begin";
+constexpr std::string_view kEnd = "*% moxsupply: supply reports end";
+// The file did not end its last line; the block did it.
+constexpr std::string_view kEndedLine = ", after an unfinished line";
+constexpr std::string_view kSetAside = "*% moxsupply set aside: ";
+// A line that would be too long as a comment; its rest follows.
+constexpr std::string_view kSetAsidePart = "*% moxsupply set aside in parts: ";
+constexpr std::string_view kPassThrough = "*cupsFilter: \"application/vnd.cups-postscript 0 -\"";
+
+// Each line with its line end; only the last may be without. A return alone ends a line, too.
+std::vector<std::string> linesOf(const std::string& text) {
+  std::vector<std::string> lines;
+  for (std::size_t at = 0; at < text.size();) {
+    std::size_t end = std::min(text.find_first_of("\r\n", at), text.size());
+    end = std::min(end + (text.compare(end, 2, "\r\n") == 0 ? 2 : 1), text.size());
+    lines.push_back(text.substr(at, end - at));
+    at = end;
+  }
+  return lines;
+}
+
+std::string_view lineEndOf(std::string_view line) {
+  return line.substr(std::min(line.find_first_of("\r\n"), line.size()));
+}
+
+// The keyword of a line, without the option that it may have: "*cupsFilter", "*PageSize".
+std::string_view keywordOf(std::string_view line) {
+  return line.substr(0, line.find_first_of(": \t"));
+}
+
+// Whether a value in quotes goes on in the line after this one. `isOpen`: one goes on in this line.
+// Quotes count as the print server counts them: behind the keyword's colon, and not in comments.
+bool leavesValueOpen(std::string_view line, bool isOpen) {
+  if (!isOpen && line.starts_with("*%")) return false;
+  if (!isOpen) line.remove_prefix(std::min(line.find(':'), line.size()));
+  const bool hasOddQuote = std::ranges::count(line, '"') % 2 == 1;
+  return isOpen != hasOddQuote;
+}
+
+bool isCommandFilter(std::string_view line) {
+  const std::string_view keyword = keywordOf(line);
+  return (keyword == "*cupsFilter" || keyword == "*cupsFilter2") &&
+         line.find("\"application/vnd.cups-command") != std::string_view::npos;
+}
+
+// Another line of this kind would contradict the block.
+bool contradicts(std::string_view line) {
+  constexpr std::array<std::string_view, 5> kKeywords = {
+      "*cupsCommands", "*cupsSNMPSupplies", "*moxPrinterType", "*moxTimeout", "*moxDeadline"};
+  return isCommandFilter(line) || std::ranges::find(kKeywords, keywordOf(line)) != kKeywords.end();
+}
+
+bool hasLine(const std::vector<std::string>& lines, std::string_view keyword) {
+  return std::ranges::any_of(lines,
+                             [&](const std::string& line) { return keywordOf(line) == keyword; });
+}
+
+// The lines that put the command filter on a PPD with these other lines.
+std::vector<std::string> filterLines(const std::vector<std::string>& others) {
+  // With a single line of the newer form in the file, the print server looks at these only.
+  if (hasLine(others, "*cupsFilter2")) {
+    return {
+        "*cupsFilter2: \"application/vnd.cups-command application/vnd.cups-command 0 "
+        "commandtomox\""};
+  }
+  std::vector<std::string> lines = {"*cupsFilter: \"application/vnd.cups-command 0 commandtomox\""};
+  // A PPD without filters is that of a PostScript printer, which gets its data unfiltered. The
+  // print server adds that by itself only where there is no filter line at all.
+  if (!hasLine(others, "*cupsFilter")) lines.emplace_back(kPassThrough);
+  return lines;
+}
+
+// A line as a comment. The print server refuses a PPD with a line of more than 255 bytes.
+std::string setAside(std::string_view line, std::string_view lineEnd) {
+  constexpr std::size_t kLongestPart = 200;
+  std::string comment;
+  for (; line.size() - lineEndOf(line).size() > kLongestPart; line.remove_prefix(kLongestPart)) {
+    comment += fmt::format("{}{}{}", kSetAsidePart, line.substr(0, kLongestPart), lineEnd);
+  }
+  return comment + fmt::format("{}{}", kSetAside, line);
+}
+
+// The other way round.
+std::string_view takenBack(std::string_view line) {
+  if (line.starts_with(kSetAside)) return line.substr(kSetAside.size());
+  if (!line.starts_with(kSetAsidePart)) return line;
+  line.remove_suffix(lineEndOf(line).size());
+  return line.substr(kSetAsidePart.size());
+}
+
+}  // namespace
+
+bool hasSupplyReports(const std::string& ppd) { return ppd.find(kBegin) != std::string::npos; }
+
+std::string withSupplyReports(const std::string& ppd, const PpdSettings& settings) {
+  const std::vector<std::string> lines = linesOf(withoutSupplyReports(ppd));
+  const bool isUnfinished = !lines.empty() && lineEndOf(lines.back()).empty();
+  std::string_view lineEnd = lines.empty() ? "" : lineEndOf(lines.front());
+  if (lineEnd.empty()) lineEnd = "\n";
+
+  std::string text;
+  bool isOpen = false;  // a value in quotes goes on in this line
+  bool isSetAside = false;
+  std::vector<std::string> others;
+  for (const std::string& line : lines) {
+    if (!isOpen) {
+      isSetAside = contradicts(line);
+      if (!isSetAside) others.push_back(line);
+    }
+    isOpen = leavesValueOpen(line, isOpen);
+    text += isSetAside ? setAside(line, lineEnd) : line;
+  }
+
+  if (isUnfinished) text += lineEnd;
+  text += fmt::format("{}{}{}", kBegin, isUnfinished ? kEndedLine : "", lineEnd);
+  for (const std::string& line : filterLines(others)) text += fmt::format("{}{}", line, lineEnd);
+  text += fmt::format(
+      "*cupsCommands: \"ReportLevels ReportStatus\"{0}"
+      "*cupsSNMPSupplies: False{0}"
+      "*moxPrinterType: \"{1}\"{0}"
+      "*moxTimeout: \"{2}\"{0}"
+      "*moxDeadline: \"{3}\"{0}"
+      "{4}{0}",
+      lineEnd, settings.printerType, settings.timeout, settings.deadline, kEnd);
+  return text;
+}
+
+std::string withoutSupplyReports(const std::string& ppd) {
+  std::string text;
+  bool isInBlock = false;
+  std::string_view addedLineEnd;  // of a line that was the last, and unfinished
+  std::size_t sizeWithIt = 0;
+  const std::vector<std::string> lines = linesOf(ppd);
+  for (const std::string& line : lines) {
+    if (line.starts_with(kBegin)) {
+      isInBlock = true;
+      const bool endedLine = line.find(kEndedLine) != std::string::npos;
+      addedLineEnd = endedLine ? lineEndOf(line) : "";
+      sizeWithIt = text.size();
+    } else if (line.starts_with(kEnd)) {
+      isInBlock = false;
+    } else if (!isInBlock || !(contradicts(line) || line.starts_with(kPassThrough))) {
+      text += takenBack(line);  // also what others have put into the block
+    }
+  }
+  const bool isStillLast = text.size() == sizeWithIt && text.ends_with(addedLineEnd);
+  if (isStillLast) text.erase(text.size() - addedLineEnd.size());
+  return text;
+}
+
+}  // namespace moxsupply

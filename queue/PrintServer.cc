@@ -1,0 +1,279 @@
+#include "queue/PrintServer.h"
+
+#include <cups/http.h>
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+#include <utility>
+
+#include "system/MemoryFile.h"
+#include "text/TerminalText.h"
+
+namespace moxsupply {
+
+namespace {
+
+constexpr int kPatienceInSeconds = 10;
+
+struct DeleteIpp {
+  void operator()(ipp_t* ipp) const { ippDelete(ipp); }
+};
+using Ipp = std::unique_ptr<ipp_t, DeleteIpp>;
+
+std::string queueUri(const std::string& queue) {
+  std::array<char, HTTP_MAX_URI> uri{};
+  httpAssembleURIf(HTTP_URI_CODING_ALL, uri.data(), uri.size(), "ipp", nullptr, "localhost",
+                   ippPort(), "/printers/%s", queue.c_str());
+  return uri.data();
+}
+
+// Where the print server's HTTP side has a queue, escaped as it is in URIs.
+std::string resourceOf(const std::string& queue, const char* suffix) {
+  std::array<char, HTTP_MAX_URI> uri{};
+  httpAssembleURIf(HTTP_URI_CODING_ALL, uri.data(), uri.size(), "ipp", nullptr, "host", 0,
+                   "/printers/%s%s", queue.c_str(), suffix);
+  const std::string_view text = uri.data();
+  return std::string(text.substr(text.find('/', std::string_view("ipp://").size())));
+}
+
+void addUser(ipp_t* request, const std::string& user) {
+  ippAddString(request, IPP_TAG_OPERATION, IPP_TAG_NAME, "requesting-user-name", nullptr,
+               user.c_str());
+}
+
+// A request about a queue, made by this process's user.
+Ipp requestAbout(const std::string& queue, ipp_op_t operation) {
+  Ipp request(ippNewRequest(operation));
+  ippAddString(request.get(), IPP_TAG_OPERATION, IPP_TAG_URI, "printer-uri", nullptr,
+               queueUri(queue).c_str());
+  addUser(request.get(), cupsUser());
+  return request;
+}
+
+Ipp requestAbout(const std::string& queue, int job, ipp_op_t operation, const std::string& user) {
+  Ipp request(ippNewRequest(operation));
+  ippAddString(request.get(), IPP_TAG_OPERATION, IPP_TAG_URI, "printer-uri", nullptr,
+               queueUri(queue).c_str());
+  ippAddInteger(request.get(), IPP_TAG_OPERATION, IPP_TAG_INTEGER, "job-id", job);
+  addUser(request.get(), user);
+  return request;
+}
+
+template <std::size_t Count>
+void askFor(ipp_t* request, const std::array<const char*, Count>& attributes) {
+  ippAddStrings(request, IPP_TAG_OPERATION, IPP_TAG_KEYWORD, "requested-attributes", Count, nullptr,
+                attributes.data());
+}
+
+// What the print server said to the last request.
+Problem refusal(const std::string& attempt) {
+  Problem problem = {
+      fmt::format("{}: the print server says: {}", attempt, forTerminal(cupsLastErrorString())),
+      {}};
+  switch (cupsLastError()) {
+    case IPP_STATUS_ERROR_NOT_FOUND:
+      problem.advice = "`lpstat -e` names the queues.";
+      break;
+    case IPP_STATUS_ERROR_FORBIDDEN:
+    case IPP_STATUS_ERROR_NOT_AUTHENTICATED:
+    case IPP_STATUS_ERROR_NOT_AUTHORIZED:
+    case IPP_STATUS_ERROR_CUPS_AUTHENTICATION_CANCELED:
+      problem.advice = "Only an administrator may do this. Run this command again with sudo.";
+      break;
+    default:
+      break;
+  }
+  return problem;
+}
+
+bool succeeded() { return cupsLastError() <= IPP_STATUS_OK_EVENTS_COMPLETE; }
+
+std::vector<std::string> textsOf(ipp_t* answer, const char* name) {
+  std::vector<std::string> texts;
+  ipp_attribute_t* attribute = ippFindAttribute(answer, name, IPP_TAG_ZERO);
+  for (int i = 0; i < ippGetCount(attribute); ++i) {
+    const char* text = ippGetString(attribute, i, nullptr);
+    if (text != nullptr) texts.emplace_back(text);
+  }
+  return texts;
+}
+
+std::vector<int> numbersOf(ipp_t* answer, const char* name) {
+  ipp_attribute_t* attribute = ippFindAttribute(answer, name, IPP_TAG_ZERO);
+  std::vector<int> numbers(static_cast<std::size_t>(ippGetCount(attribute)));
+  for (int i = 0; int& number : numbers) number = ippGetInteger(attribute, i++);
+  return numbers;
+}
+
+std::string textOf(ipp_t* answer, const char* name) {
+  auto texts = textsOf(answer, name);
+  return texts.empty() ? std::string() : std::move(texts.front());
+}
+
+int numberOf(ipp_t* answer, const char* name) {
+  const auto numbers = numbersOf(answer, name);
+  return numbers.empty() ? 0 : numbers.front();
+}
+
+// Keeps the connection from waiting for ever.
+int giveUp(http_t* /*http*/, void* /*data*/) { return 0; }
+
+}  // namespace
+
+bool PrintQueue::hasReason(std::string_view reason) const {
+  return std::ranges::find(stateReasons, reason) != stateReasons.end();
+}
+
+Result<PrintServer> PrintServer::connect() {
+  http_t* http = httpConnect2(cupsServer(), ippPort(), nullptr, AF_UNSPEC, cupsEncryption(), 1,
+                              kPatienceInSeconds * 1000, nullptr);
+  if (http == nullptr) {
+    return Problem{
+        fmt::format("no connection to the print server at {}", forTerminal(cupsServer())),
+        "Does it run? Try: systemctl status cups"};
+  }
+  httpSetTimeout(http, kPatienceInSeconds, giveUp, nullptr);
+  return PrintServer(http);
+}
+
+Result<PrintQueue> PrintServer::queue(const std::string& name) {
+  constexpr std::array kAttributes = {
+      "device-uri",     "printer-type",         "printer-state", "printer-is-accepting-jobs",
+      "marker-names",   "marker-types",         "marker-colors", "marker-levels",
+      "marker-message", "printer-state-reasons"};
+  Ipp request = requestAbout(name, IPP_OP_GET_PRINTER_ATTRIBUTES);
+  askFor(request.get(), kAttributes);
+  const Ipp answer(cupsDoRequest(mHttp.get(), request.release(), "/"));
+  if (!succeeded()) {
+    Problem problem = refusal(fmt::format("no queue \"{}\"", forTerminal(name)));
+    problem.isMisuse = cupsLastError() == IPP_STATUS_ERROR_NOT_FOUND;
+    return problem;
+  }
+
+  PrintQueue queue;
+  queue.name = name;
+  queue.deviceUri = textOf(answer.get(), "device-uri");
+  queue.takesCommands = (numberOf(answer.get(), "printer-type") & CUPS_PRINTER_COMMANDS) != 0;
+  queue.isStopped = numberOf(answer.get(), "printer-state") == IPP_PSTATE_STOPPED;
+  queue.acceptsJobs =
+      ippGetBoolean(ippFindAttribute(answer.get(), "printer-is-accepting-jobs", IPP_TAG_BOOLEAN),
+                    0) != 0;
+  queue.stateReasons = textsOf(answer.get(), "printer-state-reasons");
+  queue.markerNames = textsOf(answer.get(), "marker-names");
+  queue.markerTypes = textsOf(answer.get(), "marker-types");
+  queue.markerColors = textsOf(answer.get(), "marker-colors");
+  queue.markerLevels = numbersOf(answer.get(), "marker-levels");
+  queue.markerMessage = textOf(answer.get(), "marker-message");
+  return queue;
+}
+
+Result<std::vector<std::string>> PrintServer::queuesThatTakeCommands() {
+  constexpr std::array kAttributes = {"printer-name"};
+  Ipp request(ippNewRequest(IPP_OP_CUPS_GET_PRINTERS));
+  addUser(request.get(), cupsUser());
+  ippAddInteger(request.get(), IPP_TAG_OPERATION, IPP_TAG_ENUM, "printer-type",
+                CUPS_PRINTER_COMMANDS);
+  ippAddInteger(request.get(), IPP_TAG_OPERATION, IPP_TAG_ENUM, "printer-type-mask",
+                CUPS_PRINTER_COMMANDS | CUPS_PRINTER_CLASS);
+  askFor(request.get(), kAttributes);
+  const Ipp answer(cupsDoRequest(mHttp.get(), request.release(), "/"));
+  std::vector<std::string> names;
+  if (cupsLastError() == IPP_STATUS_ERROR_NOT_FOUND) return names;  // there are no queues at all
+  if (!succeeded()) return refusal("cannot list the queues");
+
+  for (ipp_attribute_t* name = ippFindAttribute(answer.get(), "printer-name", IPP_TAG_NAME);
+       name != nullptr; name = ippFindNextAttribute(answer.get(), "printer-name", IPP_TAG_NAME)) {
+    names.emplace_back(ippGetString(name, 0, nullptr));
+  }
+  return names;
+}
+
+Result<std::string> PrintServer::ppd(const std::string& queue) {
+  const FileDescriptor file = memoryFile("");
+  const http_status_t status =
+      cupsGetFd(mHttp.get(), resourceOf(queue, ".ppd").c_str(), file.get());
+  if (status == HTTP_STATUS_NOT_FOUND) return std::string();
+  if (status != HTTP_STATUS_OK) {
+    return Problem{fmt::format("cannot read the PPD file of \"{}\": {}", forTerminal(queue),
+                               httpStatus(status)),
+                   {}};
+  }
+  return contentOf(file);
+}
+
+std::optional<Problem> PrintServer::setPpd(const std::string& queue, const std::string& ppd) {
+  const FileDescriptor file = memoryFile(ppd);
+  Ipp request = requestAbout(queue, IPP_OP_CUPS_ADD_MODIFY_PRINTER);
+  const Ipp answer(cupsDoIORequest(mHttp.get(), request.release(), "/admin/", file.get(), -1));
+  if (succeeded()) return std::nullopt;
+  return refusal(fmt::format("cannot change the PPD file of \"{}\"", forTerminal(queue)));
+}
+
+Result<int> PrintServer::submitCommand(const std::string& queue, const std::string& command,
+                                       std::chrono::seconds cancelAfter) {
+  const FileDescriptor file = memoryFile(fmt::format("#CUPS-COMMAND\n{}\n", command));
+  Ipp request = requestAbout(queue, IPP_OP_PRINT_JOB);
+  ippAddString(request.get(), IPP_TAG_OPERATION, IPP_TAG_NAME, "job-name", nullptr,
+               command.c_str());
+  ippAddString(request.get(), IPP_TAG_OPERATION, IPP_TAG_MIMETYPE, "document-format", nullptr,
+               CUPS_FORMAT_COMMAND);
+  ippAddInteger(request.get(), IPP_TAG_JOB, IPP_TAG_INTEGER, "job-cancel-after",
+                static_cast<int>(cancelAfter.count()));
+  const Ipp answer(cupsDoIORequest(mHttp.get(), request.release(), resourceOf(queue, "").c_str(),
+                                   file.get(), -1));
+  if (succeeded()) return numberOf(answer.get(), "job-id");
+  return refusal(fmt::format("cannot send {} to \"{}\"", command, forTerminal(queue)));
+}
+
+Result<std::vector<PrintJob>> PrintServer::unfinishedJobs(const std::string& queue) {
+  constexpr std::array kAttributes = {"job-id", "job-name", "job-state"};
+  Ipp request = requestAbout(queue, IPP_OP_GET_JOBS);
+  ippAddString(request.get(), IPP_TAG_OPERATION, IPP_TAG_KEYWORD, "which-jobs", nullptr,
+               "not-completed");
+  askFor(request.get(), kAttributes);
+  const Ipp answer(cupsDoRequest(mHttp.get(), request.release(), "/"));
+  if (!succeeded())
+    return refusal(fmt::format("cannot list the jobs of \"{}\"", forTerminal(queue)));
+
+  // A group of attributes for each job, in no certain order; something without a name stands
+  // between two groups. The title of somebody else's job may be kept from us.
+  std::vector<PrintJob> jobs;
+  bool isNext = true;
+  for (ipp_attribute_t* attribute = ippFirstAttribute(answer.get()); attribute != nullptr;
+       attribute = ippNextAttribute(answer.get())) {
+    const char* name = ippGetName(attribute);
+    if (name == nullptr) isNext = true;
+    if (name == nullptr || ippGetGroupTag(attribute) != IPP_TAG_JOB) continue;
+    if (std::exchange(isNext, false)) jobs.emplace_back();
+    if (std::string_view(name) == "job-id") jobs.back().id = ippGetInteger(attribute, 0);
+    if (std::string_view(name) == "job-state") {
+      jobs.back().state = static_cast<ipp_jstate_t>(ippGetInteger(attribute, 0));
+    }
+    const char* text = ippGetString(attribute, 0, nullptr);
+    if (std::string_view(name) == "job-name" && text != nullptr) jobs.back().title = text;
+  }
+  return jobs;
+}
+
+Result<PrintJob> PrintServer::job(const std::string& queue, int id) {
+  constexpr std::array kAttributes = {"job-state", "job-name"};
+  Ipp request = requestAbout(queue, id, IPP_OP_GET_JOB_ATTRIBUTES, cupsUser());
+  askFor(request.get(), kAttributes);
+  const Ipp answer(cupsDoRequest(mHttp.get(), request.release(), "/"));
+  if (!succeeded()) return refusal(fmt::format("cannot look at job {}", id));
+  return PrintJob{.id = id,
+                  .title = textOf(answer.get(), "job-name"),
+                  .state = static_cast<ipp_jstate_t>(numberOf(answer.get(), "job-state"))};
+}
+
+std::optional<Problem> PrintServer::cancelJob(const std::string& queue, int id,
+                                              const std::string& user) {
+  Ipp request = requestAbout(queue, id, IPP_OP_CANCEL_JOB, user);
+  const Ipp answer(cupsDoRequest(mHttp.get(), request.release(), "/jobs/"));
+  if (succeeded()) return std::nullopt;
+  return refusal(fmt::format("cannot cancel job {}", id));
+}
+
+}  // namespace moxsupply

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "queue/PrintServer.h"
+#include "queue/Refresh.h"
+
+namespace moxsupply {
+
+// One thing that was looked at.
+struct Finding {
+  bool isGood = true;
+  std::string what;    // one line; harmless for a terminal
+  std::string remedy;  // the command that mends it, or a sentence; empty where nothing is wrong
+};
+
+// What the queue and its PPD file (as text; empty for a raw queue) say, in the order in which it
+// matters. Whatever is wrong here keeps levels from coming.
+std::vector<Finding> checkQueue(const PrintQueue& queue, const std::string& ppd);
+
+// Whether the print server runs the command filter in `folder`: it takes only programs, and folders
+// of programs, that belong to root and that nobody else may write.
+Finding checkFilterProgram(const std::string& folder);
+
+// What one report of the queue shows, once all the rest is right.
+Finding checkReport(const Result<Refreshed>& report);
+
+}  // namespace moxsupply

@@ -1,0 +1,86 @@
+#include "queue/QueueSettings.h"
+
+#include <cups/cups.h>
+#include <fmt/format.h>
+
+#include <optional>
+
+#include "queue/PpdFile.h"
+#include "text/Decimal.h"
+
+namespace moxsupply {
+
+namespace {
+
+// Looks a setting up by its name: in the job's options, then in the PPD.
+class Lookup {
+ public:
+  Lookup(const PpdFile& ppd, const std::string& jobOptions) : mPpd(ppd) {
+    mOptionCount = cupsParseOptions(jobOptions.c_str(), 0, &mOptions);
+  }
+  ~Lookup() { cupsFreeOptions(mOptionCount, mOptions); }
+  Lookup(const Lookup&) = delete;
+  Lookup& operator=(const Lookup&) = delete;
+  Lookup(Lookup&&) = delete;
+  Lookup& operator=(Lookup&&) = delete;
+
+  [[nodiscard]] std::optional<std::string> find(const char* name) const {
+    if (const char* option = cupsGetOption(name, mOptionCount, mOptions)) return option;
+    return mPpd.value(name);
+  }
+
+ private:
+  const PpdFile& mPpd;
+  int mOptionCount = 0;
+  cups_option_t* mOptions = nullptr;
+};
+
+}  // namespace
+
+std::optional<std::string> printerTypeOf(const std::string& word) {
+  if (word == "Laser" || word == "laser") return "Laser";
+  if (word == "Inkjet" || word == "inkjet") return "Inkjet";
+  return std::nullopt;
+}
+
+Result<QueueSettings> queueSettings(const std::string& ppdPath, const std::string& jobOptions,
+                                    const std::string& deviceUri) {
+  const auto ppd = PpdFile::fromFile(ppdPath);
+  if (!ppd) {
+    return Problem{fmt::format("cannot read the queue's PPD file \"{}\"", ppdPath), {}, true};
+  }
+  const Lookup lookup(*ppd, jobOptions);
+
+  QueueSettings settings;
+  const auto type = lookup.find("moxPrinterType");
+  if (!type) {
+    return Problem{"the queue's PPD file does not say what kind of printer it is (moxPrinterType)",
+                   "Run: moxsupply enable QUEUE --type laser|inkjet", true};
+  }
+  const auto printerType = printerTypeOf(*type);
+  if (!printerType) {
+    return Problem{
+        fmt::format("moxPrinterType is \"{}\"; it must be Laser or Inkjet", *type), {}, true};
+  }
+  settings.printerType = *printerType;
+
+  for (auto [name, setting] :
+       {std::pair("moxTimeout", &settings.timeout), std::pair("moxDeadline", &settings.deadline)}) {
+    const auto text = lookup.find(name);
+    if (!text) continue;
+    const auto seconds = decimal(*text);
+    if (!seconds) {
+      return Problem{
+          fmt::format("{} is \"{}\"; it must be a whole number of seconds", name, *text), {}, true};
+    }
+    *setting = *seconds;
+  }
+  if (settings.deadline == 0) {
+    return Problem{"moxDeadline is 0; it must leave the printer at least a second", {}, true};
+  }
+
+  settings.transport = deviceUri.substr(0, deviceUri.find(':'));
+  return settings;
+}
+
+}  // namespace moxsupply

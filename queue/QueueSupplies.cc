@@ -1,0 +1,40 @@
+#include "queue/QueueSupplies.h"
+
+#include <algorithm>
+
+#include "renderings/MarkerAttributes.h"
+
+namespace moxsupply {
+
+namespace {
+
+// The lists come from the print server, where other programs may have written them: one may be
+// shorter than the names.
+template <typename Value>
+Value valueAt(const std::vector<Value>& values, std::size_t index, Value otherwise) {
+  return index < values.size() ? values[index] : otherwise;
+}
+
+}  // namespace
+
+Supplies suppliesOf(const PrintQueue& queue) {
+  Supplies supplies;
+  for (std::size_t i = 0; i < queue.markerNames.size(); ++i) {
+    Supply supply;
+    supply.name = queue.markerNames[i];
+    supply.type = valueAt<std::string>(queue.markerTypes, i, "other");
+    supply.color = colorPublishedAs(valueAt<std::string>(queue.markerColors, i, "none"));
+    supply.status = "Correct";
+    const int level = valueAt(queue.markerLevels, i, kUnknownLevel);
+    if (level >= 0) supply.percentage = std::min(level, kFullLevel);
+    if (level == kNoCartridge) {
+      supply.noLevel = NoLevel::kMissing;
+      supply.status = "Missing";
+    }
+    if (isCartridge(supply) && isEmpty(supply)) supply.status = "Empty";
+    supplies.list.push_back(std::move(supply));
+  }
+  return supplies;
+}
+
+}  // namespace moxsupply

@@ -1,0 +1,190 @@
+#include "renderings/MarkerAttributes.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+#include "text/HarmlessText.h"
+
+namespace moxsupply {
+
+namespace {
+
+constexpr std::size_t kLongestLine = 2000;
+constexpr std::size_t kLongestName = 255;  // an IPP name holds no more
+
+struct ColorRow {
+  std::string_view color;
+  std::string_view published;
+};
+// A cartridge of several colours has them all, one after the other.
+constexpr std::array<ColorRow, 6> kColors = {{
+    {"Cyan", "#00FFFF"},
+    {"Magenta", "#FF00FF"},
+    {"Yellow", "#FFFF00"},
+    {"Black", "#000000"},
+    {"Color", "#00FFFF#FF00FF#FFFF00"},
+    {"Photo", "#000000#E0FFFF#FF77FF"},  // black, light cyan, light magenta
+}};
+
+std::string publishedColor(const std::string& color) {
+  const auto* row = std::ranges::find(kColors, color, &ColorRow::color);
+  return std::string(row == kColors.end() ? "none" : row->published);
+}
+
+int publishedLevel(const Supply& supply) {
+  if (supply.percentage) return *supply.percentage;
+  return supply.noLevel == NoLevel::kMissing ? kNoCartridge : kUnknownLevel;
+}
+
+// Some characters have a meaning on the way to the print server or in its files.
+std::string_view standIn(char c) {
+  switch (c) {
+    case ',':
+      return " /";
+    case '"':
+      return "\u201D";
+    case '\'':
+      return "\u2019";
+    case '\\':
+      return "/";
+    default:
+      return {};
+  }
+}
+
+// One harmless line in which nothing has a meaning to the print server.
+std::string publishable(std::string_view text, std::size_t mostBytes) {
+  std::string line;
+  for (const char c : text) {
+    const std::string_view instead = standIn(c);
+    instead.empty() ? line.push_back(c) : static_cast<void>(line.append(instead));
+  }
+  return harmlessLine(line, mostBytes);
+}
+
+std::string attentionOf(const Supply& supply) {
+  const std::string name = markerName(supply.name, kLongestName);
+  if (supply.status == "Missing") return name + " is missing";
+  if (supply.status == "Invalid") return name + " is not valid in this printer";
+  if (supply.status == "Incorrect") return name + " is the wrong cartridge";
+  if (!isCartridge(supply) || !supply.percentage) return {};
+  if (isEmpty(supply)) return name + " is empty";
+  if (isLow(supply)) return fmt::format("{} is low ({} %)", name, *supply.percentage);
+  return {};
+}
+
+std::string messageOf(const Supplies& supplies) {
+  std::string message;
+  for (const Supply& supply : supplies.list) {
+    const std::string attention = attentionOf(supply);
+    if (attention.empty()) continue;
+    if (!message.empty()) message += "; ";
+    message += attention;
+  }
+  return message;
+}
+
+std::size_t bytesOf(const std::vector<std::string>& values) {
+  std::size_t bytes = 0;
+  for (const std::string& value : values) bytes += value.size() + 1;
+  return bytes;
+}
+
+// What a character takes of the room that clients of the print server have for a list, which is no
+// more than that of a line here: they put a backslash before each blank.
+std::size_t roomOf(char c) { return c == ' ' ? 2 : 1; }
+
+std::size_t roomOf(const std::vector<std::string>& names) {
+  std::size_t room = 0;
+  for (const std::string& name : names) {
+    for (const char c : name) room += roomOf(c);
+    ++room;  // a comma
+  }
+  return room;
+}
+
+std::string cutToRoom(const std::string& name, std::size_t room) {
+  std::size_t size = 0;
+  std::size_t taken = 0;
+  while (size < name.size() && taken + roomOf(name[size]) <= room) taken += roomOf(name[size++]);
+  return size == name.size() ? name : markerName(name, size);
+}
+
+// Inside the quotes, as the print server takes a value apart.
+std::string quoted(std::string_view value) {
+  std::string text = "'";
+  for (const char c : value) {
+    if (c == '\\' || c == '\'') text += '\\';
+    text += c;
+  }
+  return text + '\'';
+}
+
+}  // namespace
+
+std::string markerName(const std::string& name, std::size_t mostBytes) {
+  const std::string marker = publishable(name, mostBytes);
+  return marker.empty() ? "?" : marker;
+}
+
+std::string colorPublishedAs(const std::string& published) {
+  const auto* row = std::ranges::find(kColors, published, &ColorRow::published);
+  return std::string(row == kColors.end() ? "" : row->color);
+}
+
+MarkerAttributes markerAttributes(const Supplies& supplies) {
+  MarkerAttributes attributes;
+  for (const Supply& supply : supplies.list) {
+    attributes.names.push_back(markerName(supply.name, kLongestName));
+    attributes.types.push_back(supply.type);
+    attributes.colors.push_back(publishedColor(supply.color));
+    attributes.levels.push_back(publishedLevel(supply));
+    attributes.lowLevels.push_back(kLowLevel);
+    attributes.highLevels.push_back(kFullLevel);
+  }
+  attributes.message = messageOf(supplies);
+  return attributes;
+}
+
+std::vector<std::string> markerLines(MarkerAttributes attributes) {
+  const auto line = [](std::string_view key, const auto& values) {
+    return fmt::format("ATTR: {}={}\n", key, quoted(fmt::format("{}", fmt::join(values, ","))));
+  };
+  constexpr std::size_t kAround = std::string_view("ATTR: marker-high-levels=''\n").size();
+  constexpr std::size_t kRoom = kLongestLine - kAround;
+
+  // Colours are the longest of the values that cannot be shortened.
+  std::size_t count = attributes.names.size();
+  const auto cut = [&](auto& values) { values.resize(std::min(values.size(), count)); };
+  while (cut(attributes.colors), cut(attributes.types),
+         bytesOf(attributes.colors) > kRoom || bytesOf(attributes.types) > kRoom) {
+    --count;
+  }
+  cut(attributes.names);
+  cut(attributes.levels);
+  cut(attributes.lowLevels);
+  cut(attributes.highLevels);
+  if (roomOf(attributes.names) > kRoom) {
+    const std::size_t share = kRoom / count - 1;
+    for (std::string& name : attributes.names) name = cutToRoom(name, share);
+  }
+
+  return {line("marker-names", attributes.names),
+          line("marker-types", attributes.types),
+          line("marker-colors", attributes.colors),
+          line("marker-levels", attributes.levels),
+          line("marker-low-levels", attributes.lowLevels),
+          line("marker-high-levels", attributes.highLevels)};
+}
+
+std::string markerMessageLine(const std::string& message) {
+  constexpr std::size_t kLongestMessage = 255;  // for the print server; an IPP text holds 1023
+  return message.empty() ? "ATTR: marker-message=\n"
+                         : fmt::format("ATTR: marker-message={}\n",
+                                       quoted(publishable(message, kLongestMessage)));
+}
+
+}  // namespace moxsupply

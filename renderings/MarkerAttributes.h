@@ -1,0 +1,51 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "supplies/Supplies.h"
+
+namespace moxsupply {
+
+// Published levels that are not 0 to 100.
+constexpr int kNoCartridge = -1;
+constexpr int kUnknownLevel = -2;
+
+constexpr int kFullLevel = 100;
+
+// A printer's supplies in the words of the print server: the six marker lists, always of the same
+// length, and the message beside them.
+struct MarkerAttributes {
+  std::vector<std::string> names;   // see markerName
+  std::vector<std::string> types;   // "toner", "ink", "fuser", "other"
+  std::vector<std::string> colors;  // "#RRGGBB", several of them joined, or "none"
+  std::vector<int> levels;          // 0 to 100 percent, kNoCartridge or kUnknownLevel
+  std::vector<int> lowLevels;       // see kLowLevel
+  std::vector<int> highLevels;      // a full one
+  std::string message;              // what needs attention, in a sentence; empty: nothing does
+
+  friend bool operator==(const MarkerAttributes&, const MarkerAttributes&) = default;
+};
+
+MarkerAttributes markerAttributes(const Supplies& supplies);
+
+// The colour that is published so, as `Supply` names it; empty for none, and for one that is not
+// ours.
+std::string colorPublishedAs(const std::string& published);
+
+// A supply's name as it can be published: one line of harmless UTF-8 without blanks at its ends, of
+// at most `mostBytes`. The print server writes names joined with commas to a file of its own and
+// reads them back at its next start, without regard to the quotes and backslashes of either side;
+// so comma, quotes and backslash give way to characters that look like them.
+std::string markerName(const std::string& name, std::size_t mostBytes);
+
+// The lines that publish the attributes, each with its newline and of at most 2000 bytes: the print
+// server cuts a line at 2047 and takes the rest for another. Supplies for which there is no room
+// are left out of all six lists.
+std::vector<std::string> markerLines(MarkerAttributes attributes);
+
+// The line that publishes a message, made harmless as names are and cut to 255 bytes; an empty one
+// takes the former away.
+std::string markerMessageLine(const std::string& message);
+
+}  // namespace moxsupply

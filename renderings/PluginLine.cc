@@ -1,0 +1,136 @@
+#include "renderings/PluginLine.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <functional>
+#include <set>
+#include <utility>
+#include <vector>
+
+#include "text/HarmlessText.h"
+
+namespace moxsupply {
+
+namespace {
+
+constexpr std::size_t kMostNameBytes = 64;
+constexpr std::size_t kMostReasonBytes = 512;
+
+constexpr std::string_view wordOf(PluginState state) {
+  constexpr std::array<std::string_view, 4> kWords = {"OK", "WARNING", "CRITICAL", "UNKNOWN"};
+  return kWords.at(static_cast<std::size_t>(state));
+}
+
+// Text as it may stand in the line. A bar begins performance data there; the others mean something
+// to shells and browsers, to which monitoring systems pass the line on.
+std::string forPlugin(std::string_view text, std::size_t mostBytes) {
+  std::string line = harmlessLine(text, mostBytes);
+  std::ranges::replace_if(
+      line, [](char c) { return std::string_view("|<>`$\\").find(c) != std::string_view::npos; },
+      '_');
+  return line;
+}
+
+// A name for each supply that no other has, since data is kept under it. An equals sign would end
+// the label there.
+std::vector<std::string> distinctNames(const Supplies& supplies) {
+  std::vector<std::string> names;
+  std::set<std::string> taken;
+  for (const Supply& supply : supplies.list) {
+    std::string name = forPlugin(supply.name, kMostNameBytes);
+    std::ranges::replace(name, '=', '_');
+    std::string distinct = name;
+    for (int count = 2; !taken.insert(distinct).second; ++count) {
+      distinct = fmt::format("{} {}", name, count);
+    }
+    names.push_back(std::move(distinct));
+  }
+  return names;
+}
+
+// What is to be thought of one supply, and what led to it.
+struct Judgement {
+  PluginState state = PluginState::kOk;
+  std::string text;  // "80 %"
+};
+
+Judgement judgementOf(const Supply& supply, const PluginThresholds& thresholds, bool isJudged) {
+  if (supply.status == "Missing") return {PluginState::kCritical, "missing"};
+  const std::string level =
+      supply.percentage ? fmt::format("{} %", *supply.percentage) : "level not known";
+  if (supply.status == "Invalid") return {PluginState::kCritical, level + " (not valid here)"};
+  if (supply.status == "Incorrect") return {PluginState::kCritical, level + " (wrong cartridge)"};
+  if (!isJudged) return {PluginState::kOk, level};
+  if (isEmpty(supply)) return {PluginState::kCritical, level + " (empty)"};
+  if (!supply.percentage) return {PluginState::kUnknown, level};
+  if (*supply.percentage < thresholds.critical) {
+    return {PluginState::kCritical, fmt::format("{} (below {} %)", level, thresholds.critical)};
+  }
+  if (*supply.percentage < thresholds.warning) {
+    return {PluginState::kWarning, fmt::format("{} (below {} %)", level, thresholds.warning)};
+  }
+  return {PluginState::kOk, level};
+}
+
+// Performance data of one supply: 'label'=value%;warning;critical;least;most. "20:" is the range
+// from 20 on, outside of which a level is bad; U is a value that could not be had.
+std::string performanceData(const std::string& name, const Supply& supply,
+                            const PluginThresholds& thresholds, bool isJudged) {
+  std::string label;
+  for (const char c : name) label += c == '\'' ? std::string("''") : std::string(1, c);
+  const std::string value = supply.percentage ? fmt::format("{}%", *supply.percentage) : "U";
+  const std::string ranges =
+      isJudged ? fmt::format("{}:;{}:", thresholds.warning, thresholds.critical) : ";";
+  return fmt::format("'{}'={};{};0;100", label, value, ranges);
+}
+
+// How bad: what is not known of one supply is worse than nothing, and better than what is known to
+// be low.
+int badness(PluginState state) {
+  constexpr std::array kFromBest = {PluginState::kOk, PluginState::kUnknown, PluginState::kWarning,
+                                    PluginState::kCritical};
+  return static_cast<int>(std::ranges::find(kFromBest, state) - kFromBest.begin());
+}
+
+}  // namespace
+
+PluginResult pluginResult(const Supplies& supplies, const PluginThresholds& thresholds) {
+  std::vector<Judgement> told;
+  std::vector<std::string> data;
+  PluginState worst = PluginState::kOk;
+  bool isAnyLevelKnown = false;
+
+  const std::vector<std::string> names = distinctNames(supplies);
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    const Supply& supply = supplies.list[i];
+    const bool isJudged = thresholds.judgesFusersToo || isCartridge(supply);
+    Judgement judgement = judgementOf(supply, thresholds, isJudged);
+    data.push_back(performanceData(names[i], supply, thresholds, isJudged));
+    isAnyLevelKnown = isAnyLevelKnown || (isJudged && supply.percentage);
+    if (badness(judgement.state) > badness(worst)) worst = judgement.state;
+    judgement.text = fmt::format("{} {}", names[i], judgement.text);
+    told.push_back(std::move(judgement));
+  }
+  // One unknown level of several tells nothing; but no level at all must not pass for good ones.
+  if (worst == PluginState::kUnknown && isAnyLevelKnown) worst = PluginState::kOk;
+  if (worst == PluginState::kOk && !isAnyLevelKnown) worst = PluginState::kUnknown;
+
+  std::ranges::stable_sort(told, std::greater(),
+                           [](const Judgement& one) { return badness(one.state); });
+  std::vector<std::string> texts(told.size());
+  std::ranges::transform(told, texts.begin(), &Judgement::text);
+  if (texts.empty()) return pluginUnknown("the printer names no supplies");
+  const std::string_view why =
+      worst == PluginState::kUnknown ? "the level of no cartridge is known: " : "";
+  return {worst, fmt::format("NPA {} - {}{} | {}\n", wordOf(worst), why, fmt::join(texts, ", "),
+                             fmt::join(data, " "))};
+}
+
+PluginResult pluginUnknown(std::string_view why) {
+  constexpr PluginState kState = PluginState::kUnknown;
+  return {kState, fmt::format("NPA {} - {}\n", wordOf(kState), forPlugin(why, kMostReasonBytes))};
+}
+
+}  // namespace moxsupply

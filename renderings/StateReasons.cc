@@ -1,0 +1,56 @@
+#include "renderings/StateReasons.h"
+
+#include <fmt/format.h>
+
+#include <array>
+#include <vector>
+
+namespace moxsupply {
+
+namespace {
+
+constexpr std::string_view kTonerLow = "toner-low-report";
+constexpr std::string_view kTonerEmpty = "toner-empty-warning";
+constexpr std::string_view kInkLow = "marker-supply-low-report";
+constexpr std::string_view kInkEmpty = "marker-supply-empty-warning";
+constexpr std::string_view kMissing = "marker-supply-missing-warning";
+// A cartridge that the printer refuses. There is no reason of that name; this one says that there
+// is a fault which the user can mend.
+constexpr std::string_view kWrong = "subunit-recoverable-failure-warning";
+
+constexpr std::array<std::string_view, 7> kOurs = {kTonerLow, kTonerEmpty, kInkLow,       kInkEmpty,
+                                                   kMissing,  kWrong,      kDoesNotAnswer};
+
+std::string_view reasonOf(const Supply& supply) {
+  const bool isToner = supply.type == "toner";
+  if (!isCartridge(supply)) return {};
+  if (supply.status == "Missing") return kMissing;
+  if (supply.status == "Invalid" || supply.status == "Incorrect") return kWrong;
+  if (isEmpty(supply)) return isToner ? kTonerEmpty : kInkEmpty;
+  if (isLow(supply)) return isToner ? kTonerLow : kInkLow;
+  return {};
+}
+
+}  // namespace
+
+std::set<std::string_view> stateReasons(const Supplies& supplies) {
+  std::set<std::string_view> reasons;
+  for (const Supply& supply : supplies.list) {
+    if (const auto reason = reasonOf(supply); !reason.empty()) reasons.insert(reason);
+  }
+  return reasons;
+}
+
+std::string stateLines(const std::set<std::string_view>& holding) {
+  std::vector<std::string_view> cleared;
+  for (const std::string_view reason : kOurs) {
+    if (!holding.contains(reason)) cleared.push_back(reason);
+  }
+  std::string lines = fmt::format("STATE: -{}\n", fmt::join(cleared, ","));
+  if (!holding.empty()) lines += fmt::format("STATE: +{}\n", fmt::join(holding, ","));
+  return lines;
+}
+
+std::string stateLineAdding(std::string_view reason) { return fmt::format("STATE: +{}\n", reason); }
+
+}  // namespace moxsupply

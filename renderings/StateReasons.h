@@ -1,0 +1,25 @@
+#pragma once
+
+#include <set>
+#include <string>
+#include <string_view>
+
+#include "supplies/Supplies.h"
+
+namespace moxsupply {
+
+// The registered printer-state-reasons that hold for these supplies. Cartridges only: no two makers
+// mean the same by the level of a fuser or a container.
+std::set<std::string_view> stateReasons(const Supplies& supplies);
+
+// The reason that holds when a printer gives no answer, or none that can be used.
+constexpr std::string_view kDoesNotAnswer = "timed-out-report";
+
+// The lines that make `holding` hold at the print server and clear every other reason of ours: they
+// persist there until somebody clears them. Reasons of others stay.
+std::string stateLines(const std::set<std::string_view>& holding);
+
+// The line that adds one reason and leaves all others as they are.
+std::string stateLineAdding(std::string_view reason);
+
+}  // namespace moxsupply

@@ -1,0 +1,141 @@
+#include "renderings/SupplyMetrics.h"
+
+#include <fmt/format.h>
+#include <prometheus/text_serializer.h>
+
+#include <array>
+#include <cmath>
+#include <cstdlib>
+#include <sstream>
+#include <string_view>
+#include <utility>
+
+#include "text/HarmlessText.h"
+
+namespace moxsupply {
+
+namespace {
+
+// Longer text is cut: a label is for telling supplies apart.
+constexpr std::size_t kMostLabelBytes = 256;
+
+// The word of a report, and the one that stands for it in a label.
+struct StatusRow {
+  std::string_view reported;
+  std::string_view word;
+};
+constexpr std::array<StatusRow, 5> kSupplyStatuses = {{
+    {"Correct", "correct"},
+    {"Empty", "empty"},
+    {"Missing", "missing"},
+    {"Invalid", "invalid"},
+    {"Incorrect", "incorrect"},
+}};
+
+// Gauges of one name.
+class Family {
+ public:
+  Family(std::string name, std::string help, const MetricLabels& labels) : mLabels(labels) {
+    mFamily.name = std::move(name);
+    mFamily.help = std::move(help);
+    mFamily.type = prometheus::MetricType::Gauge;
+  }
+
+  void add(double value, const MetricLabels& labels = {}) {
+    prometheus::ClientMetric& metric = mFamily.metric.emplace_back();
+    metric.gauge.value = value;
+    addLabels(metric, mLabels);
+    addLabels(metric, labels);
+  }
+
+  void moveTo(std::vector<prometheus::MetricFamily>& families) {
+    if (!mFamily.metric.empty()) families.push_back(std::move(mFamily));
+  }
+
+ private:
+  static void addLabels(prometheus::ClientMetric& metric, const MetricLabels& labels) {
+    for (const auto& label : labels) {
+      metric.label.push_back({label.name, harmlessLine(label.value, kMostLabelBytes)});
+    }
+  }
+
+  const MetricLabels& mLabels;
+  prometheus::MetricFamily mFamily;
+};
+
+void addSupplies(std::vector<prometheus::MetricFamily>& families, const Supplies& supplies,
+                 const MetricLabels& labels) {
+  Family info("npa_supply_info", "What a supply is, in its labels.", labels);
+  Family level("npa_supply_level_ratio",
+               "How full a supply is, from 0 to 1. There is none where it is not known.", labels);
+  Family unknown("npa_supply_level_unknown", "A supply whose level is not known, and why.", labels);
+  Family status("npa_supply_status", "Which status the printer gives a supply.", labels);
+
+  int number = 0;
+  for (const Supply& supply : supplies.list) {
+    const prometheus::ClientMetric::Label place = {"supply", fmt::to_string(++number)};
+    info.add(1, {place, {"name", supply.name}, {"type", supply.type}, {"color", supply.color}});
+    if (supply.percentage) {
+      level.add(*supply.percentage / 100.0, {place});
+    } else {
+      const bool isMissing = supply.noLevel == NoLevel::kMissing;
+      unknown.add(1, {place, {"reason", isMissing ? "missing" : "not_reported"}});
+    }
+    for (const auto& [reported, word] : kSupplyStatuses) {
+      status.add(supply.status == reported ? 1 : 0, {place, {"status", std::string(word)}});
+    }
+  }
+  for (Family* family : {&info, &level, &unknown, &status}) family->moveTo(families);
+}
+
+void addAttempt(std::vector<prometheus::MetricFamily>& families, const Attempt& attempt,
+                const MetricLabels& labels) {
+  Family success("npa_probe_success", "Whether the last attempt to read the printer succeeded.",
+                 labels);
+  Family duration("npa_probe_duration_seconds", "How long that attempt took.", labels);
+  Family status("npa_probe_status", "How that attempt ended.", labels);
+  success.add(attempt.status == ProbeStatus::kSuccess ? 1 : 0);
+  duration.add(attempt.duration.count());
+  for (const auto& row : kProbeStatuses) {
+    status.add(attempt.status == row.status ? 1 : 0, {{"status", std::string(row.word)}});
+  }
+  for (Family* family : {&success, &duration, &status}) family->moveTo(families);
+}
+
+// The serializer writes 16 digits, which make 0.07000000000000001 of 7 %: another number, that a
+// threshold of 0.07 does not meet. With 15, each number of up to 15 digits stays what it is.
+std::string withShortValue(const std::string& series) {
+  const std::size_t place = series.rfind(' ') + 1;
+  const double value = std::strtod(series.c_str() + place, nullptr);
+  if (!std::isfinite(value)) return series;
+  return fmt::format("{}{:.15g}", std::string_view(series).substr(0, place), value);
+}
+
+}  // namespace
+
+std::vector<prometheus::MetricFamily> supplyMetrics(const std::optional<Reading>& reading,
+                                                    const Attempt& attempt,
+                                                    const MetricLabels& labels) {
+  std::vector<prometheus::MetricFamily> families;
+  if (reading) {
+    addSupplies(families, reading->supplies, labels);
+    Family age("npa_reading_age_seconds", "How long ago the printer gave the supplies shown.",
+               labels);
+    age.add(reading->age.count());
+    age.moveTo(families);
+  }
+  addAttempt(families, attempt, labels);
+  return families;
+}
+
+std::string metricsText(const std::vector<prometheus::MetricFamily>& families) {
+  std::istringstream lines(prometheus::TextSerializer().Serialize(families));
+  std::string text;
+  for (std::string line; std::getline(lines, line);) {
+    text += line.starts_with('#') ? line : withShortValue(line);
+    text += '\n';
+  }
+  return text;
+}
+
+}  // namespace moxsupply

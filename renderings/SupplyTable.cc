@@ -1,0 +1,162 @@
+#include "renderings/SupplyTable.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+#include "text/TerminalText.h"
+
+namespace moxsupply {
+
+namespace {
+
+constexpr int kBarColumns = 20;
+constexpr int kMostNameColumns = 44;
+
+constexpr std::string_view kReset = "\x1B[0m";
+constexpr std::string_view kBold = "\x1B[1m";
+constexpr std::string_view kDim = "\x1B[2m";
+constexpr std::string_view kAlarm = "\x1B[31m";
+
+// How a colour is written and drawn. Black is drawn in grey, which shows on a dark terminal too.
+struct ColorRow {
+  std::string_view color;
+  std::string_view word;
+  std::string_view sequence;
+};
+constexpr std::array<ColorRow, 6> kColors = {{
+    {"Cyan", "cyan", "\x1B[36m"},
+    {"Magenta", "magenta", "\x1B[35m"},
+    {"Yellow", "yellow", "\x1B[33m"},
+    {"Black", "black", "\x1B[90m"},
+    {"Color", "three-colour", "\x1B[34m"},
+    {"Photo", "photo", "\x1B[94m"},
+}};
+
+const ColorRow* colorRow(std::string_view color) {
+  const auto* row = std::ranges::find(kColors, color, &ColorRow::color);
+  return row == kColors.end() ? nullptr : row;
+}
+
+struct StatusRow {
+  std::string_view status;
+  std::string_view words;
+  std::string_view sequence;
+};
+constexpr std::array<StatusRow, 5> kStatuses = {{
+    {"Correct", "ok", ""},
+    {"Empty", "empty", kAlarm},
+    {"Missing", "missing", kAlarm},
+    {"Invalid", "not valid here", kAlarm},
+    {"Incorrect", "wrong cartridge", kAlarm},
+}};
+
+// Rounded up: only a level of 0 has no bar at all.
+std::string bar(int percentage) {
+  const int filled = (percentage * kBarColumns + 99) / 100;
+  const bool utf8 = localeIsUtf8();
+  std::string drawn;
+  for (int i = 0; i < kBarColumns; ++i) {
+    if (i < filled) {
+      drawn += utf8 ? "█" : "#";
+    } else {
+      drawn += utf8 ? "░" : ".";
+    }
+  }
+  return drawn;
+}
+
+struct Cell {
+  std::string text;
+  std::string_view sequence = {};  // its colour
+};
+
+struct Row {
+  Cell name;
+  Cell color;
+  Cell level;
+  Cell percent;
+  Cell status;
+};
+
+class Table {
+ public:
+  Table(const Supplies& supplies, bool colored) : mSupplies(supplies), mColored(colored) {
+    for (const Supply& supply : supplies.list) {
+      mNameColumns = std::max(mNameColumns, columnsOf(nameOf(supply)));
+      mColorColumns = std::max(mColorColumns, columnsOf(colorWordOf(supply)));
+    }
+  }
+
+  [[nodiscard]] std::string text() const {
+    std::string text = line({.name = {"SUPPLY", kBold},
+                             .color = {"COLOUR", kBold},
+                             .level = {"LEVEL", kBold},
+                             .percent = {},
+                             .status = {"STATUS", kBold}});
+    for (const Supply& supply : mSupplies.list) text += line(rowOf(supply));
+    return text;
+  }
+
+ private:
+  static Row rowOf(const Supply& supply) {
+    const ColorRow* color = colorRow(supply.color);
+    Row row;
+    row.name = {nameOf(supply)};
+    row.color = {colorWordOf(supply)};
+    if (supply.percentage) {
+      row.level = {bar(*supply.percentage), color == nullptr ? "" : color->sequence};
+      row.percent = {fmt::format("{} %", *supply.percentage)};
+    } else {
+      row.level = {supply.noLevel == NoLevel::kMissing ? "no cartridge" : "level not known", kDim};
+    }
+    row.status = statusCell(supply.status);
+    return row;
+  }
+
+  static Cell statusCell(const std::string& status) {
+    const auto* row = std::ranges::find(kStatuses, status, &StatusRow::status);
+    if (row == kStatuses.end()) return {forTerminal(status), kAlarm};
+    return {std::string(row->words), row->sequence};
+  }
+
+  [[nodiscard]] std::string line(const Row& row) const {
+    std::string line = filled(row.name, mNameColumns + 2) + filled(row.color, mColorColumns + 2) +
+                       filled(row.level, kBarColumns) + fmt::format("{:>6}  ", row.percent.text) +
+                       filled(row.status, 0);
+    line.erase(line.find_last_not_of(' ') + 1);
+    return line + '\n';
+  }
+
+  // The cell in its colour, with blanks after it up to `columns`.
+  [[nodiscard]] std::string filled(const Cell& cell, int columns) const {
+    const int blanks = std::max(0, columns - columnsOf(cell.text));
+    const bool inColor = mColored && !cell.sequence.empty();
+    return fmt::format("{}{}{}{:{}}", inColor ? cell.sequence : "", cell.text,
+                       inColor ? kReset : "", "", blanks);
+  }
+
+  static std::string nameOf(const Supply& supply) {
+    return cutToColumns(forTerminal(supply.name), kMostNameColumns);
+  }
+
+  static std::string colorWordOf(const Supply& supply) {
+    const ColorRow* color = colorRow(supply.color);
+    return color == nullptr ? "-" : std::string(color->word);
+  }
+
+  const Supplies& mSupplies;
+  bool mColored;
+  int mNameColumns = 6;
+  int mColorColumns = 6;
+};
+
+}  // namespace
+
+std::string supplyTable(const Supplies& supplies, bool colored) {
+  return Table(supplies, colored).text();
+}
+
+}  // namespace moxsupply

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <string>
+
+#include "supplies/Supplies.h"
+
+namespace moxsupply {
+
+// The supplies as a table for people: name, colour, a bar, percent, status. `colored`: with the
+// escape sequences of a terminal that shows colours. Text from the printer is made harmless.
+std::string supplyTable(const Supplies& supplies, bool colored);
+
+}  // namespace moxsupply

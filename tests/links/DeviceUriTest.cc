@@ -1,0 +1,66 @@
+#include <gtest/gtest.h>
+
+#include "links/DeviceUri.h"
+
+namespace moxsupply::testing {
+namespace {
+
+DeviceUri parsed(const std::string& text) {
+  auto result = parseDeviceUri(text);
+  if (const auto* problem = std::get_if<Problem>(&result)) {
+    ADD_FAILURE() << text << ": " << problem->what;
+    return {};
+  }
+  return std::get<DeviceUri>(std::move(result));
+}
+
+TEST(DeviceUri, HasThePrintersPortWhereNoneIsGiven) {
+  const DeviceUri uri = parsed("socket://printer.example");
+  EXPECT_EQ(uri.scheme, "socket");
+  EXPECT_EQ(uri.host, "printer.example");
+  EXPECT_EQ(uri.port, 9100);
+}
+
+TEST(DeviceUri, KeepsAGivenPortAndTheWholeText) {
+  const DeviceUri uri = parsed("socket://192.0.2.7:9101/?snmp=false&waiteof=false");
+  EXPECT_EQ(uri.host, "192.0.2.7");
+  EXPECT_EQ(uri.port, 9101);
+  EXPECT_EQ(uri.text, "socket://192.0.2.7:9101/?snmp=false&waiteof=false");
+}
+
+TEST(DeviceUri, TakesAnAddressInBrackets) {
+  const DeviceUri uri = parsed("socket://[2001:db8::7]:9100");
+  EXPECT_EQ(uri.host, "2001:db8::7");
+  EXPECT_EQ(uri.port, 9100);
+}
+
+TEST(DeviceUri, NamesTheTransportByTheKindOfLink) {
+  EXPECT_EQ(parsed("socket://h").transport(), "socket");
+  EXPECT_EQ(parsed("usb://Example/Printer?serial=1").transport(), "usb");
+  EXPECT_EQ(parsed("dnssd://Printer._pdl-datastream._tcp.local/").transport(), "dnssd");
+  EXPECT_EQ(parsed("mdns://Printer._pdl-datastream._tcp.local/").transport(), "mdns");
+  EXPECT_EQ(parsed("parallel:/dev/lp0").transport(), "usb");
+  EXPECT_EQ(parsed("serial:/dev/ttyS0?baud=9600").transport(), "usb");
+  EXPECT_EQ(parsed("lpd://h/queue").transport(), "socket");
+}
+
+TEST(DeviceUri, RefusesWhatIsNone) {
+  for (const char* text : {"", "printer", "192.0.2.7", "socket", "socket://", "socket:///",
+                           "://host", "socket://host:port"}) {
+    const auto result = parseDeviceUri(text);
+    const auto* problem = std::get_if<Problem>(&result);
+    ASSERT_NE(problem, nullptr) << text;
+    EXPECT_TRUE(problem->isMisuse) << text;
+    EXPECT_NE(problem->what.find(std::string("\"") + text + "\""), std::string::npos)
+        << problem->what;
+    EXPECT_FALSE(problem->advice.empty()) << text;
+  }
+}
+
+TEST(DeviceUri, IsNotShownRawWhenItIsRefused) {
+  const auto result = parseDeviceUri("\x1B[2J");
+  EXPECT_EQ(std::get<Problem>(result).what.find('\x1B'), std::string::npos);
+}
+
+}  // namespace
+}  // namespace moxsupply::testing

@@ -1,0 +1,167 @@
+// `moxsupply report` on every exchange of tests/data, when the link fails at any byte.
+
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <deque>
+#include <filesystem>
+#include <iterator>
+#include <list>
+
+#include "tests/links/BrokenOffExchange.h"
+#include "tests/links/LinkedReport.h"
+#include "tests/support/Golden.h"
+
+namespace moxsupply::testing {
+namespace {
+
+using namespace std::chrono_literals;
+using Clock = LinkedReport::Clock;
+
+// For a busy machine.
+constexpr auto kSlack = MOXSUPPLY_CUT_EVERY == 1 ? 3s : 6s;
+
+struct Case {
+  const Golden* exchange;
+  std::size_t size;  // of the replies, that comes
+};
+
+// What becomes of a query must be what the bytes that have come are worth, no more and no less.
+void expectAnswer(const LinkedReport::Ending& ending, const Case& tried) {
+  const Json expected = answerTo(*tried.exchange, tried.size);
+  EXPECT_EQ(ending.exitStatus, expected.at("status") == 0 ? 0 : 1);
+  const Json answer = Json::parse(ending.result, nullptr, false);
+  EXPECT_EQ(answer.dump(2), expected.dump(2));
+}
+
+// A laser printer is asked twice. It is asked the second thing only when the first was answered,
+// and after at most one read in vain; with silence from then on, four more are.
+Clock::duration longestTime(const Case& tried, Clock::duration timeout, Fault fault) {
+  if (fault != Fault::kSilent) return kSlack;
+  const bool isLaser = tried.exchange->kind == Golden::Kind::kLaser;
+  return (isLaser ? 5 : 4) * timeout + kSlack;
+}
+
+class FaultyLink : public ::testing::TestWithParam<Fault> {
+ protected:
+  FaultyLink() {
+    ::signal(SIGPIPE, SIG_IGN);
+    // Processes that outlive those that started them become children of this one.
+    ::prctl(PR_SET_CHILD_SUBREAPER, 1);
+    rlimit limit{};
+    ::getrlimit(RLIMIT_NOFILE, &limit);
+    limit.rlim_cur = limit.rlim_max;
+    ::setrlimit(RLIMIT_NOFILE, &limit);
+    for (const std::string& name : goldenNames()) {
+      const Golden& golden = mExchanges.emplace_back(readGolden(name));
+      if (!golden.isExchange()) mExchanges.pop_back();
+    }
+  }
+
+  void run(const std::deque<Case>& cases);
+
+  std::list<Golden> mExchanges;
+
+ private:
+  struct Run {
+    Case tried;
+    LinkedReport report;
+  };
+
+  void finish(Run& run) const;
+
+  static constexpr auto kTimeout = 1s;
+  static constexpr const char* kTimeoutText = "1";
+  // Silence costs seconds, and no work.
+  static constexpr std::size_t kAtATime = MOXSUPPLY_CUT_EVERY == 1 ? 512 : 96;
+
+  std::list<Run> mRuns;
+};
+
+void FaultyLink::run(const std::deque<Case>& cases) {
+  auto next = cases.begin();
+  const std::size_t atATime = GetParam() == Fault::kSilent ? kAtATime : 8;
+  while ((next != cases.end() || !mRuns.empty()) && !HasFailure()) {
+    // A few at a time, so that none waits for the processor when its time is measured.
+    for (int started = 0; started < 4 && mRuns.size() < atATime && next != cases.end(); ++started) {
+      const auto& [exchange, size] = *next;
+      mRuns.push_back(
+          {*next, LinkedReport(*exchange, kTimeoutText, talkWithin(*exchange, size), GetParam())});
+      ++next;
+    }
+    std::vector<pollfd> sources;
+    for (const Run& run : mRuns) {
+      sources.push_back({.fd = run.report.requests(), .events = POLLIN, .revents = 0});
+      sources.push_back({.fd = run.report.end(), .events = POLLIN, .revents = 0});
+    }
+    const bool mayStartMore = mRuns.size() < atATime && next != cases.end();
+    ::poll(sources.data(), sources.size(), mayStartMore ? 10 : 20'000);
+    auto source = sources.begin();
+    mRuns.remove_if([&](Run& run) {
+      if ((source++)->revents != 0) run.report.proceed();
+      const bool hasEnded = (source++)->revents != 0;
+      if (hasEnded) finish(run);
+      return hasEnded;
+    });
+  }
+  mRuns.clear();
+}
+
+void FaultyLink::finish(Run& run) const {
+  SCOPED_TRACE(run.tried.exchange->name + ", " + std::to_string(run.tried.size) + " bytes");
+  const auto ending = run.report.finish();
+  expectAnswer(ending, run.tried);
+  EXPECT_LT(ending.time, longestTime(run.tried, kTimeout, GetParam()));
+  if (GetParam() == Fault::kSilent && run.tried.size == 0) {
+    EXPECT_GE(ending.life, 4 * kTimeout) << "not silence";
+  }
+}
+
+std::size_t openDescriptors() {
+  const std::filesystem::directory_iterator all("/proc/self/fd");
+  return static_cast<std::size_t>(std::distance(begin(all), end(all)));
+}
+
+INSTANTIATE_TEST_SUITE_P(AtEveryByte, FaultyLink,
+                         ::testing::Values(Fault::kCut, Fault::kSilent, Fault::kReset),
+                         [](const auto& fault) {
+                           if (fault.param == Fault::kCut) return "IsCut";
+                           return fault.param == Fault::kSilent ? "FallsSilent" : "IsReset";
+                         });
+
+// From none of the replies' bytes to all but one. With sanitizers a process takes long; a sample
+// (MOXSUPPLY_CUT_EVERY) must do there, since the decoders are tested with every length by
+// themselves.
+TEST_P(FaultyLink, LeavesWhatHasComeInTimeAndNothingElse) {
+  std::deque<Case> cases;
+  for (const Golden& exchange : mExchanges) {
+    const std::size_t size = exchange.all(Golden::What::kReply).size();
+    for (std::size_t n = 0; n < size; n += MOXSUPPLY_CUT_EVERY) cases.push_back({&exchange, n});
+  }
+  EXPECT_GE(cases.size(), 3500U / MOXSUPPLY_CUT_EVERY);
+  const std::size_t before = openDescriptors();
+  run(cases);
+  EXPECT_EQ(openDescriptors(), before);
+  EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1) << "a process is left";
+  EXPECT_EQ(errno, ECHILD);
+}
+
+// The expectation itself: with all bytes it is the golden report.
+TEST(AnswerToABrokenOffExchange, IsTheGoldenReportWhenNothingIsBrokenOff) {
+  for (const std::string& name : goldenNames()) {
+    const Golden golden = readGolden(name);
+    if (!golden.isExchange()) continue;
+    EXPECT_EQ(answerTo(golden, golden.all(Golden::What::kReply).size()).dump(2),
+              golden.report->dump(2))
+        << name;
+  }
+}
+
+}  // namespace
+}  // namespace moxsupply::testing

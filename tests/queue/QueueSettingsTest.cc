@@ -1,0 +1,165 @@
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include "queue/QueueSettings.h"
+#include "tests/support/SmallPpd.h"
+#include "tests/support/TemporaryFolder.h"
+
+namespace moxsupply::testing {
+namespace {
+
+using ::testing::HasSubstr;
+
+class SettingsOfAQueue : public ::testing::Test {
+ protected:
+  Result<QueueSettings> read(std::string_view ppdLines, const std::string& jobOptions = "",
+                             const std::string& deviceUri = "usb://Example/Small") {
+    std::ofstream(path()) << smallPpd(ppdLines);
+    return queueSettings(path(), jobOptions, deviceUri);
+  }
+
+  // The settings, where there is nothing wrong with them.
+  QueueSettings settings(std::string_view ppdLines, const std::string& jobOptions = "",
+                         const std::string& deviceUri = "usb://Example/Small") {
+    const auto result = read(ppdLines, jobOptions, deviceUri);
+    if (const auto* problem = std::get_if<Problem>(&result)) {
+      ADD_FAILURE() << problem->what;
+      return {};
+    }
+    return std::get<QueueSettings>(result);
+  }
+
+  // What is wrong with them; every such mistake is one of the set-up.
+  std::string mistake(std::string_view ppdLines, const std::string& jobOptions = "") {
+    const auto result = read(ppdLines, jobOptions);
+    const auto* problem = std::get_if<Problem>(&result);
+    EXPECT_NE(problem, nullptr);
+    if (problem == nullptr) return {};
+    EXPECT_TRUE(problem->isMisuse);
+    return problem->what;
+  }
+
+  [[nodiscard]] std::string path() const { return mFolder.path() / "queue.ppd"; }
+
+ private:
+  TemporaryFolder mFolder;
+};
+
+TEST_F(SettingsOfAQueue, AreThoseOfItsPpdFile) {
+  const QueueSettings found = settings(
+      "*moxPrinterType: \"Inkjet\"\n"
+      "*moxTimeout: \"7\"\n"
+      "*moxDeadline: \"20\"\n");
+  EXPECT_EQ(found.printerType, "Inkjet");
+  EXPECT_EQ(found.timeout, 7U);
+  EXPECT_EQ(found.deadline, 20U);
+  EXPECT_EQ(found.transport, "usb");
+}
+
+TEST_F(SettingsOfAQueue, AreTheOrdinaryOnesWhereThePpdFileHasNone) {
+  const QueueSettings found = settings("*moxPrinterType: \"Laser\"\n");
+  EXPECT_EQ(found.printerType, "Laser");
+  EXPECT_EQ(found.timeout, 2U);
+  EXPECT_EQ(found.deadline, 45U);
+}
+
+TEST_F(SettingsOfAQueue, MayStandWithoutQuotes) {
+  const QueueSettings found = settings("*moxPrinterType: Inkjet\n*moxTimeout: 3\n");
+  EXPECT_EQ(found.printerType, "Inkjet");
+  EXPECT_EQ(found.timeout, 3U);
+}
+
+TEST_F(SettingsOfAQueue, MayStandInAFileWithReturns) {
+  const QueueSettings found = settings("*moxPrinterType: \"Inkjet\"\r\n*moxTimeout: \"3\"\r\n");
+  EXPECT_EQ(found.printerType, "Inkjet");
+  EXPECT_EQ(found.timeout, 3U);
+}
+
+TEST_F(SettingsOfAQueue, TakeSmallLettersForTheType) {
+  EXPECT_EQ(settings("*moxPrinterType: \"laser\"\n").printerType, "Laser");
+  EXPECT_EQ(settings("*moxPrinterType: \"inkjet\"\n").printerType, "Inkjet");
+}
+
+TEST_F(SettingsOfAQueue, AreOverriddenByJobOptions) {
+  const std::string ppd = "*moxPrinterType: \"Laser\"\n*moxTimeout: \"7\"\n*moxDeadline: \"20\"\n";
+  const QueueSettings found =
+      settings(ppd, "sides=one-sided moxPrinterType=Inkjet moxTimeout='1' moxDeadline=4294967295");
+  EXPECT_EQ(found.printerType, "Inkjet");
+  EXPECT_EQ(found.timeout, 1U);
+  EXPECT_EQ(found.deadline, 4294967295U);
+  EXPECT_EQ(settings(ppd, "moxTimeout=0").timeout, 0U);
+  EXPECT_EQ(settings(ppd, "moxTimeout=9").printerType, "Laser");
+}
+
+TEST_F(SettingsOfAQueue, MayComeFromJobOptionsAlone) {
+  EXPECT_EQ(settings("", "moxPrinterType=Laser").printerType, "Laser");
+}
+
+TEST_F(SettingsOfAQueue, HaveTheSchemeOfTheDeviceUriAsTransport) {
+  const char* ppd = "*moxPrinterType: \"Laser\"\n";
+  EXPECT_EQ(settings(ppd, "", "socket://printer:9100/?waiteof=false").transport, "socket");
+  EXPECT_EQ(settings(ppd, "", "dnssd://Small._pdl-datastream._tcp.local/").transport, "dnssd");
+  EXPECT_EQ(settings(ppd, "", "mdns://Small/").transport, "mdns");
+  EXPECT_EQ(settings(ppd, "", "ipp://printer/ipp/print").transport, "ipp");
+  EXPECT_EQ(settings(ppd, "", "file:/dev/null").transport, "file");
+  EXPECT_EQ(settings(ppd, "", "").transport, "");
+}
+
+TEST_F(SettingsOfAQueue, NeedAPpdFile) {
+  for (const std::string& path : {path(), std::string()}) {
+    const auto result = queueSettings(path, "moxPrinterType=Laser", "usb://x");
+    const auto* problem = std::get_if<Problem>(&result);
+    ASSERT_NE(problem, nullptr);
+    EXPECT_EQ(problem->what, "cannot read the queue's PPD file \"" + path + "\"");
+    EXPECT_TRUE(problem->isMisuse);
+  }
+}
+
+TEST_F(SettingsOfAQueue, NeedAPpdFileThatIsOne) {
+  std::ofstream(path()) << "#!/bin/sh\n";
+  const auto result = queueSettings(path(), "moxPrinterType=Laser", "usb://x");
+  ASSERT_TRUE(std::holds_alternative<Problem>(result));
+  EXPECT_THAT(std::get<Problem>(result).what, HasSubstr(path()));
+}
+
+TEST_F(SettingsOfAQueue, NeedAType) {
+  EXPECT_THAT(mistake(""), HasSubstr("moxPrinterType"));
+  const auto result = read("");
+  EXPECT_EQ(std::get<Problem>(result).advice, "Run: moxsupply enable QUEUE --type laser|inkjet");
+}
+
+TEST_F(SettingsOfAQueue, NeedATypeThatThereIs) {
+  EXPECT_EQ(mistake("*moxPrinterType: \"Plotter\"\n"),
+            "moxPrinterType is \"Plotter\"; it must be Laser or Inkjet");
+  EXPECT_EQ(mistake("*moxPrinterType: \"LASER\"\n"),
+            "moxPrinterType is \"LASER\"; it must be Laser or Inkjet");
+  EXPECT_EQ(mistake("*moxPrinterType: \"\"\n"),
+            "moxPrinterType is \"\"; it must be Laser or Inkjet");
+  EXPECT_EQ(mistake("*moxPrinterType: \"Laser\"\n", "moxPrinterType=none"),
+            "moxPrinterType is \"none\"; it must be Laser or Inkjet");
+}
+
+TEST_F(SettingsOfAQueue, NeedWholeSeconds) {
+  const std::string type = "*moxPrinterType: \"Laser\"\n";
+  for (const char* name : {"moxTimeout", "moxDeadline"}) {
+    for (const char* value : {"soon", "5s", "-1", "1.5", "4294967296", "0x10", "+1"}) {
+      const auto what =
+          fmt::format("{} is \"{}\"; it must be a whole number of seconds", name, value);
+      EXPECT_EQ(mistake(fmt::format("{}*{}: \"{}\"\n", type, name, value)), what);
+      EXPECT_EQ(mistake(type, fmt::format("{}={}", name, value)), what);
+    }
+  }
+}
+
+TEST_F(SettingsOfAQueue, LeaveThePrinterAtLeastASecond) {
+  EXPECT_THAT(mistake("*moxPrinterType: \"Laser\"\n*moxDeadline: \"0\"\n"),
+              HasSubstr("moxDeadline is 0"));
+  EXPECT_EQ(settings("*moxPrinterType: \"Laser\"\n*moxDeadline: \"0\"\n", "moxDeadline=1").deadline,
+            1U);
+}
+
+}  // namespace
+}  // namespace moxsupply::testing

@@ -1,0 +1,212 @@
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <sstream>
+
+#include "renderings/SupplyMetrics.h"
+
+namespace moxsupply::testing {
+namespace {
+
+using ::testing::Contains;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+using std::chrono::milliseconds;
+
+constexpr Attempt kSuccess = {ProbeStatus::kSuccess, milliseconds(250)};
+
+Supply supply(std::optional<int> percentage) {
+  return {.name = "Cyan Toner",
+          .type = "toner",
+          .color = "Cyan",
+          .status = "Correct",
+          .percentage = percentage};
+}
+
+Reading reading(std::vector<Supply> list) {
+  Reading read;
+  read.supplies.list = std::move(list);
+  return read;
+}
+
+std::string textOf(const Supply& supply, const MetricLabels& labels = {}) {
+  return metricsText(supplyMetrics(reading({supply}), kSuccess, labels));
+}
+
+std::vector<std::string> seriesIn(const std::string& text) {
+  std::vector<std::string> series;
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);) {
+    if (!line.starts_with('#')) series.push_back(line);
+  }
+  return series;
+}
+
+TEST(SupplyMetrics, AreAllThatIsKnownOfAPrinter) {
+  Supply waste = supply(std::nullopt);
+  waste.name = "Waste";
+  waste.type = "other";
+  waste.color = "";
+  Reading read = reading({supply(62), waste});
+  read.age = milliseconds(1500);
+  EXPECT_EQ(metricsText(supplyMetrics(read, kSuccess)),
+            R"(# HELP npa_supply_info What a supply is, in its labels.
+# TYPE npa_supply_info gauge
+npa_supply_info{supply="1",name="Cyan Toner",type="toner",color="Cyan"} 1
+npa_supply_info{supply="2",name="Waste",type="other",color=""} 1
+# HELP npa_supply_level_ratio How full a supply is, from 0 to 1. There is none where it is not known.
+# TYPE npa_supply_level_ratio gauge
+npa_supply_level_ratio{supply="1"} 0.62
+# HELP npa_supply_level_unknown A supply whose level is not known, and why.
+# TYPE npa_supply_level_unknown gauge
+npa_supply_level_unknown{supply="2",reason="not_reported"} 1
+# HELP npa_supply_status Which status the printer gives a supply.
+# TYPE npa_supply_status gauge
+npa_supply_status{supply="1",status="correct"} 1
+npa_supply_status{supply="1",status="empty"} 0
+npa_supply_status{supply="1",status="missing"} 0
+npa_supply_status{supply="1",status="invalid"} 0
+npa_supply_status{supply="1",status="incorrect"} 0
+npa_supply_status{supply="2",status="correct"} 1
+npa_supply_status{supply="2",status="empty"} 0
+npa_supply_status{supply="2",status="missing"} 0
+npa_supply_status{supply="2",status="invalid"} 0
+npa_supply_status{supply="2",status="incorrect"} 0
+# HELP npa_reading_age_seconds How long ago the printer gave the supplies shown.
+# TYPE npa_reading_age_seconds gauge
+npa_reading_age_seconds 1.5
+# HELP npa_probe_success Whether the last attempt to read the printer succeeded.
+# TYPE npa_probe_success gauge
+npa_probe_success 1
+# HELP npa_probe_duration_seconds How long that attempt took.
+# TYPE npa_probe_duration_seconds gauge
+npa_probe_duration_seconds 0.25
+# HELP npa_probe_status How that attempt ended.
+# TYPE npa_probe_status gauge
+npa_probe_status{status="success"} 1
+npa_probe_status{status="read_error"} 0
+npa_probe_status{status="write_error"} 0
+npa_probe_status{status="undecodable"} 0
+npa_probe_status{status="nothing_received"} 0
+npa_probe_status{status="unreachable"} 0
+npa_probe_status{status="deadline"} 0
+npa_probe_status{status="not_asked"} 0
+npa_probe_status{status="internal"} 0
+)");
+}
+
+TEST(SupplyMetrics, OfAPrinterThatWasNeverReadTellOfTheAttemptOnly) {
+  const std::string text =
+      metricsText(supplyMetrics(std::nullopt, {ProbeStatus::kNothingReceived, milliseconds(8000)}));
+  EXPECT_THAT(text, Not(HasSubstr("npa_supply")));
+  EXPECT_THAT(text, Not(HasSubstr("npa_reading")));
+  EXPECT_THAT(seriesIn(text), Contains("npa_probe_success 0"));
+  EXPECT_THAT(seriesIn(text), Contains("npa_probe_duration_seconds 8"));
+  EXPECT_THAT(seriesIn(text), Contains("npa_probe_status{status=\"nothing_received\"} 1"));
+  EXPECT_THAT(seriesIn(text), Contains("npa_probe_status{status=\"success\"} 0"));
+}
+
+TEST(SupplyMetrics, OfAPrinterThatFailsNowShowItsLastReading) {
+  const std::string text =
+      metricsText(supplyMetrics(reading({supply(40)}), {ProbeStatus::kDeadline, milliseconds(1)}));
+  EXPECT_THAT(seriesIn(text), Contains("npa_supply_level_ratio{supply=\"1\"} 0.4"));
+  EXPECT_THAT(seriesIn(text), Contains("npa_probe_success 0"));
+}
+
+// A reader must be able to tell an empty cartridge from one of which nothing is known.
+TEST(LevelOfASupply, ThatIsEmptyIsZero) {
+  EXPECT_THAT(seriesIn(textOf(supply(0))), Contains("npa_supply_level_ratio{supply=\"1\"} 0"));
+}
+
+TEST(LevelOfASupply, ThatIsNotKnownIsAbsent) {
+  const std::string text = textOf(supply(std::nullopt));
+  EXPECT_THAT(text, Not(HasSubstr("npa_supply_level_ratio")));
+  EXPECT_THAT(seriesIn(text),
+              Contains("npa_supply_level_unknown{supply=\"1\",reason=\"not_reported\"} 1"));
+}
+
+TEST(LevelOfASupply, ThatIsMissingIsAbsent) {
+  Supply missing = supply(std::nullopt);
+  missing.noLevel = NoLevel::kMissing;
+  missing.status = "Missing";
+  const std::string text = textOf(missing);
+  EXPECT_THAT(text, Not(HasSubstr("npa_supply_level_ratio")));
+  EXPECT_THAT(seriesIn(text),
+              Contains("npa_supply_level_unknown{supply=\"1\",reason=\"missing\"} 1"));
+  EXPECT_THAT(seriesIn(text), Contains("npa_supply_status{supply=\"1\",status=\"missing\"} 1"));
+}
+
+// Each percentage as the shortest decimal fraction, and never as 0.28999999999999998.
+TEST(LevelOfASupply, IsAShortFraction) {
+  for (int percentage = 0; percentage <= 100; ++percentage) {
+    EXPECT_THAT(
+        seriesIn(textOf(supply(percentage))),
+        Contains(fmt::format("npa_supply_level_ratio{{supply=\"1\"}} {}", percentage / 100.0)));
+  }
+}
+
+TEST(MetricsText, LeavesNumbersBeyondAllNumbersAsTheyAre) {
+  prometheus::MetricFamily family;
+  family.name = "odd";
+  family.type = prometheus::MetricType::Gauge;
+  family.metric.resize(2);
+  family.metric[0].gauge.value = std::numeric_limits<double>::infinity();
+  family.metric[1].gauge.value = std::numeric_limits<double>::quiet_NaN();
+  EXPECT_EQ(metricsText({family}), "# TYPE odd gauge\nodd +Inf\nodd Nan\n");
+}
+
+TEST(StatusOfASupply, ThatIsNoneOfTheKnownIsNoneOfThem) {
+  Supply odd = supply(50);
+  odd.status = "";
+  const std::string text = textOf(odd);
+  EXPECT_THAT(text, HasSubstr("npa_supply_status{supply=\"1\",status=\"correct\"} 0\n"));
+  for (const std::string& series : seriesIn(text)) {
+    EXPECT_FALSE(series.starts_with("npa_supply_status") && series.ends_with(" 1")) << series;
+  }
+}
+
+TEST(TextFromAPrinter, IsEscapedAsALabel) {
+  Supply quoted = supply(50);
+  quoted.name = R"(The "best" \ toner)";
+  EXPECT_THAT(textOf(quoted), HasSubstr(R"(name="The \"best\" \\ toner",)"));
+}
+
+TEST(TextFromAPrinter, IsMadeHarmless) {
+  Supply hostile = supply(50);
+  hostile.name = "Toner\x1B[2J\nnpa_probe_success 1\xFF\xE2\x80\x8B!";
+  hostile.type = "ton\ner";
+  hostile.color =
+      "Cy\x01"
+      "an";
+  EXPECT_THAT(textOf(hostile), HasSubstr("name=\"Toner [2J npa_probe_success 1\xEF\xBF\xBD !\","
+                                         "type=\"ton er\",color=\"Cy an\""));
+}
+
+TEST(TextFromAPrinter, IsCutToALengthThatIsFitForALabel) {
+  Supply wordy = supply(50);
+  wordy.name = std::string(100'000, 'x');
+  EXPECT_THAT(textOf(wordy), HasSubstr("name=\"" + std::string(256, 'x') + "\""));
+}
+
+TEST(LabelsOfAPrinter, StandFirstOnEachSeries) {
+  const std::string text = textOf(supply(50), {{"instance", "socket://192.0.2.7"}});
+  for (const std::string& series : seriesIn(text)) {
+    EXPECT_THAT(series, HasSubstr("{instance=\"socket://192.0.2.7\""));
+  }
+  EXPECT_FALSE(seriesIn(text).empty());
+}
+
+TEST(StatusOfAProbe, IsThatOfItsQuery) {
+  EXPECT_EQ(probeStatusOf(Status::kSuccess), ProbeStatus::kSuccess);
+  EXPECT_EQ(probeStatusOf(Status::kReadError), ProbeStatus::kReadError);
+  EXPECT_EQ(probeStatusOf(Status::kWriteError), ProbeStatus::kWriteError);
+  EXPECT_EQ(probeStatusOf(Status::kUndecodable), ProbeStatus::kUndecodable);
+  EXPECT_EQ(probeStatusOf(Status::kNothingReceived), ProbeStatus::kNothingReceived);
+  EXPECT_EQ(probeStatusOf(Status::kNoCommand), ProbeStatus::kInternal);
+}
+
+}  // namespace
+}  // namespace moxsupply::testing

@@ -1,0 +1,106 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <clocale>
+
+#include "renderings/SupplyTable.h"
+
+namespace moxsupply::testing {
+namespace {
+
+class SupplyTable : public ::testing::Test {
+ protected:
+  void SetUp() override { ASSERT_NE(std::setlocale(LC_CTYPE, "C.UTF-8"), nullptr); }
+  void TearDown() override { std::setlocale(LC_CTYPE, "C"); }
+};
+
+Supply supply(std::string name, std::string color, std::optional<int> percentage,
+              std::string status = "Correct") {
+  Supply made;
+  made.name = std::move(name);
+  made.color = std::move(color);
+  made.percentage = percentage;
+  made.status = std::move(status);
+  return made;
+}
+
+Supply missing() {
+  Supply made = supply("Photo", "Photo", std::nullopt, "Missing");
+  made.noLevel = NoLevel::kMissing;
+  return made;
+}
+
+TEST_F(SupplyTable, ShowsNameColourBarPercentAndStatus) {
+  Supplies supplies;
+  supplies.list = {supply("Cyan Cartridge", "Cyan", 40),
+                   supply("Black Cartridge", "Black", 0, "Empty"),
+                   supply("Magenta Cartridge", "Magenta", 100),
+                   supply("Yellow Cartridge", "Yellow", std::nullopt),
+                   missing(),
+                   supply("Color", "Color", 7, "Incorrect"),
+                   supply("Waste Toner Bottle", "", 50, "Invalid")};
+  EXPECT_EQ(supplyTable(supplies, false),
+            "SUPPLY              COLOUR        LEVEL                       STATUS\n"
+            "Cyan Cartridge      cyan          ████████░░░░░░░░░░░░  40 %  ok\n"
+            "Black Cartridge     black         ░░░░░░░░░░░░░░░░░░░░   0 %  empty\n"
+            "Magenta Cartridge   magenta       ████████████████████ 100 %  ok\n"
+            "Yellow Cartridge    yellow        level not known             ok\n"
+            "Photo               photo         no cartridge                missing\n"
+            "Color               three-colour  ██░░░░░░░░░░░░░░░░░░   7 %  wrong cartridge\n"
+            "Waste Toner Bottle  -             ██████████░░░░░░░░░░  50 %  not valid here\n");
+}
+
+TEST_F(SupplyTable, DrawsEveryLevelAboveZero) {
+  Supplies supplies;
+  supplies.list = {supply("Toner", "Black", 1)};
+  EXPECT_NE(supplyTable(supplies, false).find(" █░░"), std::string::npos);
+  supplies.list = {supply("Toner", "Black", 99)};
+  EXPECT_NE(supplyTable(supplies, false).find("████████████████████  99 %"), std::string::npos);
+}
+
+TEST_F(SupplyTable, ColoursOnlyWhenAsked) {
+  Supplies supplies;
+  supplies.list = {supply("Cyan Toner", "Cyan", 5), supply("Toner", "Black", 0, "Empty")};
+  EXPECT_EQ(supplyTable(supplies, false).find('\x1B'), std::string::npos);
+  const std::string colored = supplyTable(supplies, true);
+  EXPECT_NE(colored.find("\x1B[36m█"), std::string::npos) << "a cyan bar";
+  EXPECT_NE(colored.find("\x1B[31mempty\x1B[0m"), std::string::npos) << "a red alarm";
+}
+
+TEST_F(SupplyTable, KeepsItsColumnsInEveryScript) {
+  Supplies supplies;
+  supplies.list = {supply("黑色墨盒", "Black", 50), supply("Tintenpatrone Größe", "Cyan", 50)};
+  EXPECT_EQ(supplyTable(supplies, false),
+            "SUPPLY               COLOUR  LEVEL                       STATUS\n"
+            "黑色墨盒             black   ██████████░░░░░░░░░░  50 %  ok\n"
+            "Tintenpatrone Größe  cyan    ██████████░░░░░░░░░░  50 %  ok\n");
+}
+
+TEST_F(SupplyTable, IsAsciiWhereTheLocaleIs) {
+  ASSERT_NE(std::setlocale(LC_CTYPE, "C"), nullptr);
+  Supplies supplies;
+  supplies.list = {supply("Größe", "Cyan", 25)};
+  EXPECT_EQ(supplyTable(supplies, false),
+            "SUPPLY  COLOUR  LEVEL                       STATUS\n"
+            "Gr??e   cyan    #####...............  25 %  ok\n");
+}
+
+TEST_F(SupplyTable, MakesTextFromThePrinterHarmless) {
+  Supplies supplies;
+  supplies.list = {supply("Toner\x1B[2J\n\u202E\u202C", "Black", 50, "\x1B[1A")};
+  const std::string table = supplyTable(supplies, true);
+  EXPECT_NE(table.find("Toner\\u001b[2J\\u000a\\u202e"), std::string::npos);
+  EXPECT_EQ(table.find("\x1B[2J"), std::string::npos);
+  EXPECT_EQ(table.find("\x1B[1A"), std::string::npos);
+  EXPECT_EQ(std::ranges::count(table, '\n'), 2);
+}
+
+TEST_F(SupplyTable, CutsANameThatIsTooLong) {
+  Supplies supplies;
+  supplies.list = {supply(std::string(255, 'x'), "Black", 50)};
+  const std::string table = supplyTable(supplies, false);
+  EXPECT_NE(table.find(std::string(43, 'x') + "…  black"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace moxsupply::testing
