@@ -34,7 +34,7 @@ int main(int argc, char** argv) {
     fmt::print(stderr, "usage: printer-fleet MODEL-FILE HEALTHY SILENT\n");
     return EXIT_FAILURE;
   }
-  const simulator::Model model = simulator::readModelFile(arguments[1]);
+  const simulator::Model model = simulator::readModelFile(arguments[1]).value();
   const int healthy = number(arguments[2]);
   const int silent = number(arguments[3]);
 
@@ -42,7 +42,7 @@ int main(int argc, char** argv) {
   std::vector<std::thread> printers;
   std::string list;
   for (int i = 0; i < healthy + silent; ++i) {
-    FileDescriptor listener = listenOn("127.0.0.1:0");
+    FileDescriptor listener = listenOn("127.0.0.1:0").value();
     const bool isSilent = i >= healthy;
     list += fmt::format(
         "{}{{\"targets\": [\"socket://{}\"], \"labels\": {{\"name\": \"{} {}\", \"place\": \"Floor "

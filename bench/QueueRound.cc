@@ -45,11 +45,11 @@ struct Round {
 
 template <typename Value>
 Value orEnd(Result<Value> result) {
-  if (const auto* problem = std::get_if<Problem>(&result)) {
-    fmt::print(stderr, "queue-round: {}\n", problem->what);
+  if (!result) {
+    fmt::print(stderr, "queue-round: {}\n", result.error().what);
     std::exit(EXIT_FAILURE);
   }
-  return std::get<Value>(std::move(result));
+  return *std::move(result);
 }
 
 // Looks at something, as fast as the print server answers, until it is so.

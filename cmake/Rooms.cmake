@@ -6,6 +6,6 @@ function(add_room name)
   add_library(room-${name} STATIC ${room_SOURCES})
   target_include_directories(room-${name} PUBLIC "${PROJECT_SOURCE_DIR}")
   target_link_libraries(room-${name}
-    PUBLIC ${room_PUBLIC}
+    PUBLIC tl::expected ${room_PUBLIC}
     PRIVATE ${room_PRIVATE} moxsupply-formatting moxsupply-warnings)
 endfunction()

@@ -2,62 +2,56 @@
 
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <functional>
-#include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
+#include <vector>
 
+#include "commands/Option.h"
 #include "text/Problem.h"
 
 namespace moxsupply {
 
-// Each subcommand adds itself to `app`, and when it is the one given puts what it does into `run`,
-// which returns the exit status. Parsing arguments does nothing else.
-using RunCommand = std::function<int()>;
-
-// Exit statuses that all subcommands share; 0 is success.
+// Exit statuses that all commands share; 0 is success.
 constexpr int kExitFailed = 1;  // the arguments were right, and still it did not work
 constexpr int kExitMisuse = 2;  // the arguments were wrong, or the set-up is
 
-// Takes the command line apart and runs the command that it gives. Returns the exit status.
-int runCommandLine(CLI::App& app, const RunCommand& run, int argc, const char* const* argv);
+// A command and its arguments.
+using CommandLine = std::vector<std::string>;
+
+// A subcommand, described: how it is typed, what its help says, and what it does.
+struct Command {
+  std::string_view name;
+  std::string_view usage;  // without "Usage: "
+  std::string_view about;  // what it does; the first line stands in the list of commands
+  std::string footer = {};
+  std::vector<Option> options = {};
+
+  // Whether what was given goes together; called before `run`.
+  std::function<Result<>()> agree = {};
+
+  std::function<int()> run;  // returns the exit status
+
+  // Where a command line behind "--" goes, and that the command takes one.
+  std::optional<CommandLine>* besides = nullptr;
+
+  // All arguments are the business of another program, which `run` becomes.
+  bool passesAllOn = false;
+
+  // Says what is wrong with the arguments and returns the exit status, where that is not done as
+  // every command does it.
+  std::function<int(const Problem&)> complain = {};
+};
 
 // Says on standard error what `command` ran into, and what to try. Returns the exit status.
 int complain(std::string_view command, const Problem& problem);
 
-// Whether to colour standard output: "always", "never", or "auto": on a terminal that can.
-bool wantsColor(std::string_view when);
+// Whether to colour standard output.
+[[nodiscard]] bool wantsColor(Coloring when);
 
 // Writes to standard output, or to what stood there; says so when that fails. Returns the exit
 // status.
 int print(std::string_view command, std::string_view text, int output = STDOUT_FILENO);
-
-// The help of the program or a subcommand: its usage as it is given here, what it does, its
-// options.
-class Help : public CLI::Formatter {
- public:
-  explicit Help(std::string usage) : mUsage(std::move(usage)) { column_width(26); }
-
-  std::string make_usage(const CLI::App* /*app*/, std::string /*name*/) const override {
-    return {};
-  }
-
-  std::string make_description(const CLI::App* app) const override {
-    return "Usage: " + mUsage + "\n\n" + app->get_description() + '\n';
-  }
-
-  // In the list of subcommands, each with the first line of what it does.
-  std::string make_subcommand(const CLI::App* subcommand) const override {
-    const std::string description = subcommand->get_description();
-    std::string line = "  " + subcommand->get_name();
-    line.resize(get_column_width(), ' ');
-    return line + description.substr(0, description.find('\n')) + '\n';
-  }
-
- private:
-  std::string mUsage;
-};
 
 }  // namespace moxsupply

@@ -5,6 +5,6 @@
 namespace moxsupply {
 
 // `moxsupply decode`: shows a transcript as a person wants to read it.
-void addDecodeCommand(CLI::App& app, RunCommand& run);
+Command decodeCommand();
 
 }  // namespace moxsupply

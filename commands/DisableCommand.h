@@ -5,6 +5,6 @@
 namespace moxsupply {
 
 // `moxsupply disable`: takes the command filter from a print queue again.
-void addDisableCommand(CLI::App& app, RunCommand& run);
+Command disableCommand();
 
 }  // namespace moxsupply

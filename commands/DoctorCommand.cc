@@ -10,6 +10,8 @@
 #include <string_view>
 #include <vector>
 
+#include "commands/PrinterOptions.h"
+#include "commands/Remedies.h"
 #include "links/ServerFolder.h"
 #include "queue/OpenQueue.h"
 #include "queue/QueueChecks.h"
@@ -25,7 +27,7 @@ constexpr std::chrono::seconds kPatience(60);
 
 struct DoctorOptions {
   std::string queue;
-  std::string color = "auto";
+  Coloring coloring = Coloring::kAuto;
 };
 
 std::string line(const Finding& finding, bool colored) {
@@ -33,7 +35,10 @@ std::string line(const Finding& finding, bool colored) {
   const std::string_view sequence = finding.isGood ? "\x1B[32m" : "\x1B[31m";
   std::string text = fmt::format("  {}{}{}  {}\n", colored ? sequence : "", mark,
                                  colored ? "\x1B[0m" : "", finding.what);
-  if (!finding.remedy.empty()) text += fmt::format("         {}\n", finding.remedy);
+  const std::string command = commandFor(finding.remedy);
+  for (const std::string& help : {finding.advice, command}) {
+    if (!help.empty()) text += fmt::format("         {}\n", help);
+  }
   return text;
 }
 
@@ -45,20 +50,19 @@ bool isOnThisMachine() {
 }
 
 int runDoctor(const DoctorOptions& options) {
-  auto opened = openQueue(options.queue);
-  if (const auto* problem = std::get_if<Problem>(&opened)) return complain(kCommand, *problem);
-  auto& open = std::get<OpenQueue>(opened);
+  auto open = openQueue(options.queue);
+  if (!open) return complain(kCommand, open.error());
 
-  std::vector<Finding> findings = checkQueue(open.queue, open.ppd);
+  std::vector<Finding> findings = checkQueue(*open);
   if (isOnThisMachine()) findings.push_back(checkFilterProgram(serverFolder() + "/filter"));
   std::string text =
-      fmt::format("{}, {}\n", forTerminal(open.queue.name), forTerminal(open.queue.deviceUri));
-  const bool colored = wantsColor(options.color);
+      fmt::format("{}, {}\n", forTerminal(open->queue.name), forTerminal(open->queue.deviceUri));
+  const bool colored = wantsColor(options.coloring);
   for (const Finding& finding : findings) text += line(finding, colored);
   if (const int exitStatus = print(kCommand, text); exitStatus != 0) return exitStatus;
 
   if (std::ranges::all_of(findings, &Finding::isGood)) {
-    findings.push_back(checkReport(refresh(open.server, open.queue.name, kPatience)));
+    findings.push_back(checkReport(refresh(open->server, open->queue.name, kPatience)));
     const int exitStatus = print(kCommand, line(findings.back(), colored));
     if (exitStatus != 0) return exitStatus;
   }
@@ -72,25 +76,23 @@ int runDoctor(const DoctorOptions& options) {
 
 }  // namespace
 
-void addDoctorCommand(CLI::App& app, RunCommand& run) {
-  CLI::App* command = app.add_subcommand(
-      "doctor",
-      "Find out why a print queue shows no supply levels.\n"
-      "\n"
-      "Goes through what can be wrong between the queue and its printer, names each fault and the\n"
-      "command that mends it. Changes nothing. Where all is set up rightly, it has the queue "
-      "report\n"
-      "once (`moxsupply refresh`), to see whether the printer answers.");
-  command->formatter(std::make_shared<Help>("moxsupply doctor QUEUE [--color auto|always|never]"));
-  command->footer("Exit status: 0 nothing is wrong; 1 faults were found; 2 no such queue.\n");
+Command doctorCommand() {
   const auto options = std::make_shared<DoctorOptions>();
-  command->add_option("QUEUE", options->queue, "name of a print queue")
-      ->required()
-      ->option_text(" ");
-  command->add_option("--color", options->color, "auto, always or never (auto: on a terminal)")
-      ->option_text("WHEN")
-      ->check(CLI::IsMember({"auto", "always", "never"}));
-  command->callback([&run, options] { run = [=] { return runDoctor(*options); }; });
+  return {
+      .name = kCommand,
+      .usage = "moxsupply doctor QUEUE [--color auto|always|never]",
+      .about =
+          "Find out why a print queue shows no supply levels.\n"
+          "\n"
+          "Goes through what can be wrong between the queue and its printer, names each fault and "
+          "the\n"
+          "command that mends it. Changes nothing. Where all is set up rightly, it has the queue "
+          "report\n"
+          "once (`moxsupply refresh`), to see whether the printer answers.",
+      .footer = "Exit status: 0 nothing is wrong; 1 faults were found; 2 no such queue.\n",
+      .options = {queueArgument(options->queue), coloring(options->coloring)},
+      .run = [options] { return runDoctor(*options); },
+  };
 }
 
 }  // namespace moxsupply

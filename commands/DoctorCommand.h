@@ -5,6 +5,6 @@
 namespace moxsupply {
 
 // `moxsupply doctor`: finds out why a print queue shows no levels.
-void addDoctorCommand(CLI::App& app, RunCommand& run);
+Command doctorCommand();
 
 }  // namespace moxsupply

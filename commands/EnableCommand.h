@@ -5,6 +5,6 @@
 namespace moxsupply {
 
 // `moxsupply enable`: puts the command filter on a print queue.
-void addEnableCommand(CLI::App& app, RunCommand& run);
+Command enableCommand();
 
 }  // namespace moxsupply

@@ -4,7 +4,7 @@
 
 namespace moxsupply {
 
-// `moxsupply exporter`: serves the supplies of many printers to Prometheus and to people.
-void addExporterCommand(CLI::App& app, RunCommand& run);
+// `moxsupply exporter`: serves the supplies of many printers over HTTP.
+Command exporterCommand();
 
 }  // namespace moxsupply

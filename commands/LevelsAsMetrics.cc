@@ -6,7 +6,6 @@
 #include <chrono>
 #include <optional>
 #include <string_view>
-#include <variant>
 
 #include "commands/Command.h"
 #include "renderings/SupplyMetrics.h"
@@ -25,38 +24,35 @@ using Clock = std::chrono::steady_clock;
 constexpr std::string_view kEnd = "# EOF\n";
 
 int write(const KeptOutput& output, const std::string& printer,
-          const std::optional<Reading>& reading, const Attempt& attempt) {
-  const auto families = supplyMetrics(reading, attempt, {{"instance", printer}});
+          const std::optional<AgedSupplies>& supplies, const LastProbe& last) {
+  const auto families = supplyMetrics(supplies, last, {{"instance", printer}});
   return print(kCommand, metricsText(families).append(kEnd), output.descriptor());
 }
 
 }  // namespace
 
-int levelsAsMetrics(const SupplyQueryOptions& options) {
+int levelsAsMetrics(const PrinterOptions& options) {
   const KeptOutput output;
   const auto start = Clock::now();
-  const auto fail = [&](ProbeStatus status, const Problem& problem) {
-    const Attempt attempt = {status, Clock::now() - start};
-    const int exitStatus = write(output, options.printer, std::nullopt, attempt);
+  const auto fail = [&](Outcome outcome, const Problem& problem) {
+    const LastProbe last = {outcome, Clock::now() - start};
+    const int exitStatus = write(output, options.printer, std::nullopt, last);
     return std::max(exitStatus, complain(kCommand, problem));
   };
   const auto onDeadline = [&](const Problem& problem) {
-    ::_exit(fail(ProbeStatus::kDeadline, problem));
+    ::_exit(fail(Outcome::kDeadline, problem));
   };
-  const auto prepared = supplyQuery(options, onDeadline);
-  if (const auto* problem = std::get_if<Problem>(&prepared)) return complain(kCommand, *problem);
-  const auto& query = std::get<SupplyQuery>(prepared);
-  const auto result = askForSupplies(query, onDeadline);
-  if (const auto* problem = std::get_if<Problem>(&result)) {
-    if (problem->isMisuse) return complain(kCommand, *problem);
-    return fail(ProbeStatus::kUnreachable, *problem);
+  const auto request = supplyRequest(options, onDeadline);
+  if (!request) return complain(kCommand, request.error());
+  const auto answer = askForSupplies(*request, onDeadline);
+  if (!answer && answer.error().isMisuse) return complain(kCommand, answer.error());
+  if (!answer) return fail(Outcome::kUnreachable, answer.error());
+  const auto& [status, report] = answer->report;
+  if (status != Status::kSuccess) {
+    return fail(outcomeOf(status), whyNoSupplies(*answer, *request));
   }
-  const auto& answer = std::get<PrinterAnswer>(result);
-  if (answer.status != Status::kSuccess) {
-    return fail(probeStatusOf(answer.status), whyNoSupplies(answer, query));
-  }
-  return write(output, options.printer, Reading{suppliesFromReport(answer.json), {}},
-               {ProbeStatus::kSuccess, Clock::now() - start});
+  return write(output, options.printer, AgedSupplies{suppliesFromReport(report), {}},
+               {Outcome::kSuccess, Clock::now() - start});
 }
 
 }  // namespace moxsupply

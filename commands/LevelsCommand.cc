@@ -5,11 +5,12 @@
 
 #include <algorithm>
 #include <memory>
-#include <string>
 #include <string_view>
+#include <utility>
 
 #include "links/DeviceUri.h"
 #include "links/Recording.h"
+#include "renderings/ReportJson.h"
 #include "renderings/SupplyTable.h"
 #include "supplies/Supplies.h"
 #include "text/TerminalText.h"
@@ -19,10 +20,12 @@ namespace moxsupply {
 
 namespace {
 
+enum class Format : std::uint8_t { kTable, kJson, kOpenMetrics };
+
 struct LevelsOptions {
-  SupplyQueryOptions query;
-  std::string format = "table";
-  std::string color = "auto";
+  PrinterOptions printer;
+  Format format = Format::kTable;
+  Coloring coloring = Coloring::kAuto;
   std::string record;
   bool redact = false;
 };
@@ -32,30 +35,34 @@ constexpr std::string_view kCommand = "levels";
 std::string title(const Supplies& supplies) {
   const std::string count =
       fmt::format("{} {}", supplies.list.size(), supplies.list.size() == 1 ? "supply" : "supplies");
-  if (supplies.isLaser) return fmt::format("Laser printer, {}\n\n", count);
+  if (supplies.kind == PrinterKind::kLaser) return fmt::format("Laser printer, {}\n\n", count);
   if (supplies.head.empty()) return fmt::format("Inkjet printer, {}\n\n", count);
   return fmt::format("Inkjet printer, {} print head, {}\n\n", forTerminal(supplies.head), count);
 }
 
-// Shows the answer as it was asked for. What a failed query left is shown too, and then why it
-// failed.
-int show(const PrinterAnswer& answer, const SupplyQuery& query, const LevelsOptions& options) {
-  const bool hasFailed = answer.status != Status::kSuccess;
-  std::string text = answer.json;
-  if (options.format == "table") {
-    const Supplies supplies = suppliesFromReport(answer.json);
-    const bool hasNothing = hasFailed && supplies.list.empty();
-    text = hasNothing ? "" : title(supplies) + supplyTable(supplies, wantsColor(options.color));
-  }
-  if (const int exitStatus = print(kCommand, text); exitStatus != 0) return exitStatus;
-  return hasFailed ? complain(kCommand, whyNoSupplies(answer, query)) : 0;
+// What a failed query left is shown too.
+std::string rendered(const Report& report, const LevelsOptions& options) {
+  if (options.format == Format::kJson) return reportAsJson(report);
+  const Supplies supplies = suppliesFromReport(report.dictionary);
+  if (report.status != Status::kSuccess && supplies.list.empty()) return {};
+  return title(supplies) + supplyTable(supplies, wantsColor(options.coloring));
+}
+
+// Shows the answer as it was asked for, and then why it failed.
+int show(const PrinterAnswer& answer, const SupplyRequest& request, const LevelsOptions& options) {
+  const int exitStatus = print(kCommand, rendered(answer.report, options));
+  if (exitStatus != 0 || answer.report.status == Status::kSuccess) return exitStatus;
+  return complain(kCommand, whyNoSupplies(answer, request));
 }
 
 Problem notOfAQueue(const std::string& name) {
-  return {fmt::format("--record: takes a device URI, and \"{}\" is none", forTerminal(name)),
-          "lpstat -v shows the device URI of a print queue. What goes over a queue's own link is\n"
-          "recorded by its filter: environment variable MOXSUPPLY_RECORD, see commandtomox(8).",
-          true};
+  return {
+      .what = fmt::format("--record: takes a device URI, and \"{}\" is none", forTerminal(name)),
+      .advice =
+          "lpstat -v shows the device URI of a print queue. What goes over a queue's own link "
+          "is\nrecorded by its filter: environment variable MOXSUPPLY_RECORD, see "
+          "commandtomox(8).",
+      .isMisuse = true};
 }
 
 // Makes the transcript that was asked for; null when none was.
@@ -66,97 +73,113 @@ Result<std::unique_ptr<Recording>> startRecording(const LevelsOptions& options) 
 
 // Says so when the transcript is not whole. Returns the exit status.
 int judge(const Recording* recording) {
-  const auto problem = recording == nullptr ? std::nullopt : recording->problem();
-  return problem ? complain(kCommand, *problem) : 0;
+  if (recording == nullptr) return 0;
+  const auto whole = recording->isWhole();
+  return whole ? 0 : complain(kCommand, whole.error());
 }
 
 int runLevels(const LevelsOptions& options) {
-  if (!options.record.empty() && !looksLikeDeviceUri(options.query.printer)) {
-    return complain(kCommand, notOfAQueue(options.query.printer));
+  if (!options.record.empty() && !looksLikeDeviceUri(options.printer.printer)) {
+    return complain(kCommand, notOfAQueue(options.printer.printer));
   }
   const auto onDeadline = [](const Problem& problem) { ::_exit(complain(kCommand, problem)); };
-  const auto prepared = supplyQuery(options.query, onDeadline);
-  if (const auto* problem = std::get_if<Problem>(&prepared)) return complain(kCommand, *problem);
-  const auto& query = std::get<SupplyQuery>(prepared);
+  const auto request = supplyRequest(options.printer, onDeadline);
+  if (!request) return complain(kCommand, request.error());
   const auto recording = startRecording(options);
-  if (const auto* problem = std::get_if<Problem>(&recording)) return complain(kCommand, *problem);
-  Recording* const transcript = std::get<std::unique_ptr<Recording>>(recording).get();
+  if (!recording) return complain(kCommand, recording.error());
 
-  const auto result = askForSupplies(query, onDeadline, transcript);
-  if (const auto* problem = std::get_if<Problem>(&result)) return complain(kCommand, *problem);
-  const int exitStatus = show(std::get<PrinterAnswer>(result), query, options);
-  return std::max(exitStatus, judge(transcript));
+  const auto answer = askForSupplies(*request, onDeadline, recording->get());
+  if (!answer) return complain(kCommand, answer.error());
+  const int exitStatus = show(*answer, *request, options);
+  return std::max(exitStatus, judge(recording->get()));
+}
+
+// Whether the options of a transcript go together, and with the rest.
+Result<> agree(const LevelsOptions& options) {
+  if (options.redact && options.record.empty()) return misuse("--redact requires --record");
+  if (!options.record.empty() && options.format == Format::kOpenMetrics) {
+    return misuse("--record: goes with the formats table and json");
+  }
+  return {};
+}
+
+Option recordOption(std::string& path) {
+  Option option = text("--record", path, "FILE", "write what goes over the link to a transcript");
+  option.take = [&path](const auto& words) -> Result<> {
+    if (words.back().empty()) return misuse("--record: expected the path of a file");
+    path = words.back();
+    return {};
+  };
+  return option;
 }
 
 }  // namespace
 
-void addLevelsCommand(CLI::App& app, RunCommand& run, const LevelsAsMetrics& asMetrics) {
-  CLI::App* command = app.add_subcommand(
-      "levels",
-      "Ask a printer for its supplies and show them.\n"
-      "\n"
-      "PRINTER is a device URI or the name of a print queue, whose device URI is then taken.\n"
-      "socket://HOST (port 9100) works for anyone. Every other device URI of CUPS, as lpinfo -v\n"
-      "and lpstat -v show them, goes through its installed CUPS backend; some of these only root\n"
-      "may run. No print queue is needed, and none is touched.");
-  command->formatter(std::make_shared<Help>(
-      "moxsupply levels PRINTER [--type auto|laser|inkjet] [--format table|json|openmetrics]\n"
-      "                        [--timeout SECONDS] [--deadline SECONDS] [--backend]\n"
-      "                        [--color auto|always|never] [--record FILE [--redact]]"));
-  command->footer(
-      "A printer whose type is not given is asked as a laser printer first, with reads of at most\n"
-      "1 second, then as an inkjet printer: an inkjet printer is found after 4 seconds, and one\n"
-      "that stays silent is given up after 4 seconds and 4 times --timeout (12 seconds).\n"
-      "\n"
-      "Examples:\n"
-      "  moxsupply levels socket://192.0.2.7\n"
-      "  moxsupply levels office\n"
-      "  moxsupply levels socket://printer.example:9100 --type inkjet --format json\n"
-      "  moxsupply levels socket://192.0.2.7 --format openmetrics\n"
-      "  sudo moxsupply levels 'usb://Example/Printer?serial=1'\n"
-      "\n"
-      "Exit status: 0 the supplies were shown; 1 the printer could not be reached or did not give\n"
-      "them; 2 the arguments or the set-up are wrong.\n");
-
+Command levelsCommand(LevelsAsMetrics asMetrics) {
   const auto options = std::make_shared<LevelsOptions>();
-  command->add_option("PRINTER", options->query.printer, "device URI, or name of a print queue")
-      ->required()
-      ->option_text(" ");
-  command->add_option("--type", options->query.type, "auto, laser or inkjet (auto)")
-      ->option_text("TYPE")
-      ->check(CLI::IsMember({"auto", "laser", "inkjet"}));
-  command
-      ->add_option("--format", options->format,
-                   "table; json as `moxsupply report`; openmetrics (table)")
-      ->option_text("FORMAT")
-      ->check(CLI::IsMember({"table", "json", "openmetrics"}));
-  command->add_option("--timeout", options->query.timeout, "longest wait for each single read (2)")
-      ->option_text("SECONDS");
-  command->add_option("--deadline", options->query.deadline, "longest time for everything (60)")
-      ->option_text("SECONDS");
-  command->add_flag("--backend", options->query.throughBackend,
-                    "use the CUPS backend for socket:// too, as a print job does");
-  command->add_option("--color", options->color, "auto, always or never (auto: on a terminal)")
-      ->option_text("WHEN")
-      ->check(CLI::IsMember({"auto", "always", "never"}));
-  const auto* record =
-      command
-          ->add_option("--record", options->record, "write what goes over the link to a transcript")
-          ->option_text("FILE");
-  command->add_flag("--redact", options->redact, "leave serial numbers out of the transcript");
-  command->callback([&run, options, record, asMetrics] {
-    if (record->count() > 0 && options->record.empty()) {
-      throw CLI::ValidationError("--record", "expected the path of a file");
-    }
-    if (options->redact && options->record.empty()) {
-      throw CLI::RequiresError("--redact", "--record");
-    }
-    const bool areMetrics = options->format == "openmetrics";
-    if (areMetrics && record->count() > 0) {
-      throw CLI::ValidationError("--record", "goes with the formats table and json");
-    }
-    run = [=] { return areMetrics ? asMetrics(options->query) : runLevels(*options); };
-  });
+  PrinterOptions& printer = options->printer;
+  return {
+      .name = kCommand,
+      .usage =
+          "moxsupply levels PRINTER [--type auto|laser|inkjet] [--format table|json|openmetrics]\n"
+          "                        [--timeout SECONDS] [--deadline SECONDS] [--backend]\n"
+          "                        [--color auto|always|never] [--record FILE [--redact]]",
+      .about =
+          "Ask a printer for its supplies and show them.\n"
+          "\n"
+          "PRINTER is a device URI or the name of a print queue, whose device URI is then taken.\n"
+          "socket://HOST (port 9100) works for anyone. Every other device URI of CUPS, as lpinfo "
+          "-v\n"
+          "and lpstat -v show them, goes through its installed CUPS backend; some of these only "
+          "root\n"
+          "may run. No print queue is needed, and none is touched.",
+      .footer =
+          "A printer whose type is not given is asked as a laser printer first, with reads of at "
+          "most\n"
+          "1 second, then as an inkjet printer: an inkjet printer is found after 4 seconds, and "
+          "one\n"
+          "that stays silent is given up after 4 seconds and 4 times --timeout (12 seconds).\n"
+          "\n"
+          "Examples:\n"
+          "  moxsupply levels socket://192.0.2.7\n"
+          "  moxsupply levels office\n"
+          "  moxsupply levels socket://printer.example:9100 --type inkjet --format json\n"
+          "  moxsupply levels socket://192.0.2.7 --format openmetrics\n"
+          "  sudo moxsupply levels 'usb://Example/Printer?serial=1'\n"
+          "\n"
+          "Exit status: 0 the supplies were shown; 1 the printer could not be reached or did not "
+          "give\n"
+          "them; 2 the arguments or the set-up are wrong.\n",
+      .options = {printerArgument(printer.printer), printerType(printer.kind),
+                  choice<Format>("--format", options->format,
+                                 {{"table", Format::kTable},
+                                  {"json", Format::kJson},
+                                  {"openmetrics", Format::kOpenMetrics}},
+                                 "FORMAT",
+                                 "table; json as `moxsupply report`; openmetrics (table)"),
+                  readTimeout(printer.timeout),
+                  seconds("--deadline", printer.deadline, {.least = 1},
+                          "longest time for everything (60)"),
+                  flag("--backend", printer.throughBackend,
+                       "use the CUPS backend for socket:// too, as a print job does"),
+                  coloring(options->coloring), recordOption(options->record),
+                  flag("--redact", options->redact, "leave serial numbers out of the transcript")},
+      .agree = [options] { return agree(*options); },
+      .run =
+          [options, asMetrics = std::move(asMetrics)] {
+            if (options->format == Format::kOpenMetrics) return asMetrics(options->printer);
+            return runLevels(*options);
+          },
+  };
+}
+
+CommandLine levelsForPrograms(const std::string& program, const std::string& uri,
+                              std::optional<PrinterKind> kind, std::uint32_t deadline) {
+  return {program,      std::string(kCommand),
+          "--format",   "json",
+          "--type",     std::string(typedKind(kind)),
+          "--deadline", std::to_string(deadline),
+          "--",         uri};
 }
 
 }  // namespace moxsupply

@@ -1,17 +1,24 @@
 #pragma once
 
 #include <functional>
+#include <string>
+#include <vector>
 
 #include "commands/Command.h"
-#include "commands/SupplyQuery.h"
+#include "commands/PrinterOptions.h"
 
 namespace moxsupply {
 
 // What `levels --format openmetrics` runs, which not every program can do itself. Returns the exit
 // status.
-using LevelsAsMetrics = std::function<int(const SupplyQueryOptions& options)>;
+using LevelsAsMetrics = std::function<int(const PrinterOptions& options)>;
 
 // `moxsupply levels`: asks a printer directly and shows its supplies.
-void addLevelsCommand(CLI::App& app, RunCommand& run, const LevelsAsMetrics& asMetrics);
+Command levelsCommand(LevelsAsMetrics asMetrics);
+
+// How another program runs it, `program` being the path of moxsupply, to get a report as JSON of
+// the printer with this device URI by the deadline, in seconds.
+CommandLine levelsForPrograms(const std::string& program, const std::string& uri,
+                              std::optional<PrinterKind> kind, std::uint32_t deadline);
 
 }  // namespace moxsupply

@@ -33,12 +33,14 @@ int becomeMonitoringProgram(char* const* argv) {
   return kExitMisuse;
 }
 
-void addMonitoringCommands(CLI::App& app, RunCommand& run, char* const* argv) {
-  CLI::App* exporter =
-      app.add_subcommand("exporter", "Serve the supplies of many printers to Prometheus.");
-  exporter->set_help_flag();
-  exporter->prefix_command();  // its arguments are that program's business
-  exporter->callback([&run, argv] { run = [argv] { return becomeMonitoringProgram(argv); }; });
+Command exporterOfMonitoring(char* const* argv) {
+  return {
+      .name = "exporter",
+      .usage = {},
+      .about = "Serve the supplies of many printers to Prometheus.",
+      .run = [argv] { return becomeMonitoringProgram(argv); },
+      .passesAllOn = true,
+  };
 }
 
 }  // namespace moxsupply

@@ -9,7 +9,7 @@ namespace moxsupply {
 // after a word on standard error, only when that program is not there.
 int becomeMonitoringProgram(char* const* argv);
 
-// The commands that are that program's: `moxsupply exporter`.
-void addMonitoringCommands(CLI::App& app, RunCommand& run, char* const* argv);
+// `moxsupply exporter`, which is a command of that program.
+Command exporterOfMonitoring(char* const* argv);
 
 }  // namespace moxsupply

@@ -5,6 +5,6 @@
 namespace moxsupply {
 
 // `moxsupply refresh`: has print queues report the levels of their printers now.
-void addRefreshCommand(CLI::App& app, RunCommand& run);
+Command refreshCommand();
 
 }  // namespace moxsupply

@@ -1,100 +1,103 @@
 #include "commands/ReportCommand.h"
 
 #include <fcntl.h>
-#include <fmt/core.h>
+#include <fmt/format.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
 #include <memory>
+#include <optional>
 #include <string>
 
-#include "links/FilterQuery.h"
+#include "front/MoxFilter.h"
+#include "links/AskAsFilter.h"
+#include "renderings/ReportJson.h"
 #include "system/FileDescriptor.h"
-#include "text/Decimal.h"
 
 namespace moxsupply {
 
 namespace {
 
+constexpr std::string_view kCommand = "report";
+
 struct ReportOptions {
   std::string printerType;
   std::string transport;
-  std::string timeout;
-  std::string output;
+  std::uint32_t timeout = 0;          // seconds
+  std::optional<std::string> output;  // a file; none: standard error
 };
 
-int complain(const std::string& what) {
-  fmt::print(stderr, "moxsupply report: {}\n", what);
-  return kExitMisuse;
-}
+int refuse(const std::string& what) { return complain(kCommand, misuse(what).value()); }
 
-int runReport(const ReportOptions& options, bool hasOutput) {
-  const auto timeout = decimal(options.timeout);
-  if (!timeout) {
-    return complain(fmt::format(
-        "--timeout: expected a whole number of seconds from 0 to 4294967295, not \"{}\"",
-        options.timeout));
-  }
+int runReport(const ReportOptions& options) {
   const auto filter =
-      MoxFilter::initWithPrinterType(options.printerType, options.transport, *timeout);
+      MoxFilter::initWithPrinterType(options.printerType, options.transport, options.timeout);
   if (!filter) {
-    return complain(
+    return refuse(
         fmt::format("no filter for printer type \"{}\" on transport \"{}\"; printer types are "
                     "Laser and Inkjet, transports are usb, socket, mdns and dnssd",
                     options.printerType, options.transport));
   }
 
   FileDescriptor file;
-  if (hasOutput) {
+  if (options.output) {
     file = aboveFilterDescriptors(FileDescriptor(
-        ::open(options.output.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666)));
-    if (!file) return complain(fmt::format("{}: {}", options.output, std::strerror(errno)));
+        ::open(options.output->c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666)));
+    if (!file) return refuse(fmt::format("{}: {}", *options.output, std::strerror(errno)));
   }
 
-  const Answer answer = askPrinterOnStandardOutput(*filter);
+  const Report report = askAsFilter(*filter);
 
-  int error = writeAll(hasOutput ? file.get() : STDERR_FILENO, answer.json);
+  int error = writeAll(file ? file.get() : STDERR_FILENO, reportAsJson(report));
   if (error == 0) error = file.close();
   if (error != 0) {
-    return complain(
-        fmt::format("{}: {}", hasOutput ? options.output : "standard error", std::strerror(error)));
+    return refuse(
+        fmt::format("{}: {}", options.output.value_or("standard error"), std::strerror(error)));
   }
-  return answer.status == Status::kSuccess ? 0 : kExitFailed;
+  return report.status == Status::kSuccess ? 0 : kExitFailed;
+}
+
+Option required(Option option) {
+  option.isRequired = true;
+  return option;
+}
+
+Option outputOption(std::optional<std::string>& output) {
+  Option option = {.name = "--output", .value = "FILE", .help = "where to write the JSON"};
+  option.take = [&output](const auto& words) -> Result<> {
+    output = words.back();
+    return {};
+  };
+  return option;
 }
 
 }  // namespace
 
-void addReportCommand(CLI::App& app, RunCommand& run) {
-  CLI::App* command = app.add_subcommand(
-      "report",
-      "Ask the printer from inside a filter pipeline and write its report as JSON.\n"
-      "\n"
-      "Standard output is the printer, descriptor 3 the CUPS back channel. The JSON goes to the\n"
-      "file of --output, or to standard error.");
-  command->formatter(std::make_shared<Help>(
-      "moxsupply report --printer-type Laser|Inkjet --transport usb|socket|mdns|dnssd\n"
-      "                        --timeout SECONDS [--output FILE]"));
-  command->footer(
-      "Exit status: 0 the query succeeded; 1 it failed (the status in the JSON says how);\n"
-      "2 the arguments are wrong or FILE cannot be written.\n");
-
+Command reportCommand() {
   const auto options = std::make_shared<ReportOptions>();
-  command->add_option("--printer-type", options->printerType, "Laser or Inkjet")
-      ->required()
-      ->option_text("TYPE");
-  command->add_option("--transport", options->transport, "usb, socket, mdns or dnssd")
-      ->required()
-      ->option_text("NAME");
-  command
-      ->add_option("--timeout", options->timeout,
-                   "longest wait for each single read, 0 to 4294967295")
-      ->required()
-      ->option_text("SECONDS");
-  const auto* output = command->add_option("--output", options->output, "where to write the JSON")
-                           ->option_text("FILE");
-  command->callback(
-      [&run, options, output] { run = [=] { return runReport(*options, output->count() > 0); }; });
+  return {
+      .name = kCommand,
+      .usage =
+          "moxsupply report --printer-type Laser|Inkjet --transport usb|socket|mdns|dnssd\n"
+          "                        --timeout SECONDS [--output FILE]",
+      .about =
+          "Ask the printer from inside a filter pipeline and write its report as JSON.\n"
+          "\n"
+          "Standard output is the printer, descriptor 3 the CUPS back channel. The JSON goes to "
+          "the\n"
+          "file of --output, or to standard error.",
+      .footer =
+          "Exit status: 0 the query succeeded; 1 it failed (the status in the JSON says how);\n"
+          "2 the arguments are wrong or FILE cannot be written.\n",
+      .options = {required(text("--printer-type", options->printerType, "TYPE", "Laser or Inkjet")),
+                  required(text("--transport", options->transport, "NAME",
+                                "usb, socket, mdns or dnssd")),
+                  required(seconds("--timeout", options->timeout, {},
+                                   "longest wait for each single read, 0 to 4294967295")),
+                  outputOption(options->output)},
+      .run = [options] { return runReport(*options); },
+  };
 }
 
 }  // namespace moxsupply

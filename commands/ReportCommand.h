@@ -5,6 +5,6 @@
 namespace moxsupply {
 
 // `moxsupply report`: one query inside a filter pipeline.
-void addReportCommand(CLI::App& app, RunCommand& run);
+Command reportCommand();
 
 }  // namespace moxsupply

@@ -17,6 +17,7 @@
 #include <system_error>
 #include <utility>
 
+#include "commands/ListenAddress.h"
 #include "simulator/ChildCommand.h"
 #include "simulator/Faults.h"
 #include "simulator/ModelFile.h"
@@ -41,16 +42,24 @@ struct SimulateOptions {
   std::string replay;
   bool quick = false;
   bool list = false;
+  std::optional<CommandLine> besides;
 };
 
 void say(std::string_view what) {
   static_cast<void>(writeAll(STDERR_FILENO, fmt::format("moxsupply simulate: {}\n", what)));
 }
 
+// Whatever is wrong, nothing has been served.
+int refuse(const Problem& problem) {
+  say(problem.what);
+  return kExitMisuse;
+}
+
 int listModels() {
   for (const std::string& name : simulator::shippedModels()) {
-    const auto model = simulator::readModelFile(simulator::findModel(name));
-    fmt::print("{:<35} {}\n", name, model.about.front());
+    const auto model = simulator::findModel(name).and_then(simulator::readModelFile);
+    if (!model) return refuse(model.error());
+    fmt::print("{:<35} {}\n", name, model->about.front());
   }
   return 0;
 }
@@ -61,9 +70,13 @@ void complainOfJunk(const simulator::Junk& junk) {
                   isWhole ? "" : " ...", junk.size, junk.size == 1 ? "" : "s"));
 }
 
-simulator::Faults faultsOf(const std::vector<std::string>& texts) {
+Result<simulator::Faults> faultsOf(const std::vector<std::string>& texts) {
   simulator::Faults faults;
-  for (const std::string& text : texts) faults.add(text);
+  for (const std::string& text : texts) {
+    if (const auto added = faults.add(text); !added) {
+      return misuse(fmt::format("--fault {}", added.error().what));
+    }
+  }
   return faults;
 }
 
@@ -104,120 +117,123 @@ int serveCommand(simulator::Server& server, const StopSignals& signals, const st
   return kExitNotStarted;
 }
 
-simulator::Server::NewConversation replayOf(const SimulateOptions& options) try {
+Result<simulator::Server::NewConversation> replayOf(const std::string& path, bool quick) {
+  const auto pauses = quick ? simulator::Pauses::kNone : simulator::Pauses::kAsRecorded;
   errno = 0;
-  std::ifstream file(options.replay);
-  if (!file) throw std::runtime_error(std::strerror(errno));
-  const simulator::Replay replay(
-      transcript::readTranscript(file),
-      options.quick ? simulator::Pauses::kNone : simulator::Pauses::kAsRecorded);
-  return [replay] { return replay.conversation(); };
-} catch (const std::runtime_error& mistake) {
-  throw std::runtime_error(fmt::format("{}: {}", options.replay, mistake.what()));
+  std::ifstream file(path);
+  if (!file) return misuse(fmt::format("{}: {}", path, std::strerror(errno)));
+  const auto replay = transcript::readTranscript(file).and_then(
+      [&](const auto& transcript) { return simulator::Replay::of(transcript, pauses); });
+  if (!replay) return misuse(fmt::format("{}: {}", path, replay.error().what));
+  return [replay = *replay] { return replay.conversation(); };
 }
 
-// The printer that is asked for: a recorded one, or that of a model.
-simulator::Server::NewConversation printerOf(const SimulateOptions& options) {
-  if (!options.replay.empty()) return replayOf(options);
-  const auto model = std::make_shared<const simulator::Model>(
-      simulator::readModelFile(simulator::findModel(options.model)));
+Result<simulator::Server::NewConversation> modelOf(const std::string& nameOrPath) {
+  const auto path = simulator::findModel(nameOrPath);
+  if (!path) {
+    return misuse(path.error().what + "; moxsupply simulate --list names all models");
+  }
+  auto read = simulator::readModelFile(*path);
+  if (!read) return tl::unexpected(std::move(read).error());
+  const auto model = std::make_shared<const simulator::Model>(*std::move(read));
   return [model] {
     return [model](simulator::Request request) { return simulator::answerTo(*model, request); };
   };
 }
 
-int simulate(const SimulateOptions& options, const CommandLine& command) try {
+// Serves the printer that is asked for, a recorded one or that of a model.
+int simulate(const SimulateOptions& options) try {
   if (options.list) return listModels();
-  const auto printer = printerOf(options);
-  const simulator::Faults faults = faultsOf(options.faults);
+  const auto printer =
+      options.replay.empty() ? modelOf(options.model) : replayOf(options.replay, options.quick);
+  if (!printer) return refuse(printer.error());
+  const auto faults = faultsOf(options.faults);
+  if (!faults) return refuse(faults.error());
   const StopSignals signals;
-  auto listener = listenOn(options.listen);
-  const std::string uri = "socket://" + addressOf(listener.get());
+  auto listener = listenThere(options.listen);
+  if (!listener) return refuse(listener.error());
+  const std::string uri = "socket://" + addressOf(listener->get());
   bool wasSentJunk = false;
   const auto complain = [&](const simulator::Junk& junk) {
     wasSentJunk = true;
     complainOfJunk(junk);
   };
-  simulator::Server server(printer, std::move(listener), complain, faults);
-  if (!command) return serve(server, signals, uri);
-  const int status = serveCommand(server, signals, uri, *command);
+  simulator::Server server(*printer, *std::move(listener), complain, *faults);
+  if (!options.besides) return serve(server, signals, uri);
+  const int status = serveCommand(server, signals, uri, *options.besides);
   return status == 0 && wasSentJunk ? kExitFailed : status;
 } catch (const std::exception& error) {
   say(error.what());
   return kExitMisuse;
 }
 
-}  // namespace
-
-CommandLine takeCommandBesides(int& argc, const char* const* argv) {
-  const std::span<const char* const> arguments(argv, static_cast<std::size_t>(argc));
-  if (argc < 2 || arguments[1] != std::string_view("simulate")) return std::nullopt;
-  const auto dashes = std::ranges::find(arguments, std::string_view("--"));
-  if (dashes == arguments.end()) return std::nullopt;
-  argc = static_cast<int>(dashes - arguments.begin());
-  return CommandLine(std::in_place, dashes + 1, arguments.end());
+Result<> agree(const SimulateOptions& options) {
+  if (options.besides && options.besides->empty()) return misuse("a command after -- is required");
+  if (options.quick && options.replay.empty()) return misuse("--quick requires --replay");
+  const bool hasPrinter = !options.model.empty() || !options.replay.empty();
+  if (!options.list && !hasPrinter) return misuse("MODEL, --replay or --list is required");
+  return {};
 }
 
-void addSimulateCommand(CLI::App& app, RunCommand& run, const CommandLine& besides) {
-  CLI::App* command = app.add_subcommand(
-      "simulate",
-      "Be an NPA printer on the network, to try things out without one.\n"
-      "\n"
-      "MODEL is the name of a model, or the path of a model file (it holds a slash or ends in\n"
-      ".json). The first line of output is the device URI at which the printer answers. What it\n"
-      "is sent and is no request is shown on standard error and not answered.\n"
-      "\n"
-      "With a command, the printer runs it and ends with it. {} in its arguments, and the "
-      "variable\n"
-      "DEVICE_URI, stand for the device URI, which then goes to standard error.");
-  command->formatter(
-      std::make_shared<Help>("moxsupply simulate MODEL [--listen ADDRESS:PORT]\n"
-                             "                          [--fault VERB[=VALUE]]... [-- COMMAND...]\n"
-                             "       moxsupply simulate --replay FILE [--quick] [...]\n"
-                             "       moxsupply simulate --list"));
-  command->footer(
-      "Faults, on each connection (bytes are counted over all that the printer sends there):\n" +
-      simulator::describeFaults() +
-      "Of cut, reset and silent the one that is reached first counts.\n"
-      "\n"
-      "Examples:\n"
-      "  moxsupply simulate laser-colour-full --listen 127.0.0.1:9100\n"
-      "  moxsupply simulate inkjet-lantern-four-cartridges -- ./query-printer {}\n"
-      "  moxsupply simulate laser-mono-toner --fault drip=100 --fault silent=60\n"
-      "  moxsupply simulate --replay office.transcript -- moxsupply levels {}\n"
-      "\n"
-      "Exit status: 0 after SIGINT or SIGTERM; 2 the arguments or the model file are wrong, or "
-      "the\n"
-      "address cannot be listened on. With a command its own, 128 and the signal when a signal\n"
-      "ended it; 127 when it cannot be started; 1 when it succeeded although the printer was sent\n"
-      "something that is no request.\n");
+}  // namespace
 
+Command simulateCommand() {
   const auto options = std::make_shared<SimulateOptions>();
-  auto* model =
-      command->add_option("MODEL", options->model, "name or file of a model")->option_text(" ");
-  command
-      ->add_option("--listen", options->listen,
-                   "where to listen; 127.0.0.1:0 when not given. Port 0 is any free one,\n"
-                   "IPv6 addresses stand in brackets: [::1]:9100")
-      ->option_text("ADDRESS:PORT");
-  command
-      ->add_option("--fault", options->faults,
-                   "what is wrong with the printer; may be given several times, see below")
-      ->allow_extra_args(false)
-      ->option_text("VERB[=VALUE]");
-  auto* replay =
-      command->add_option("--replay", options->replay, "be the printer of this transcript again")
-          ->option_text("FILE");
-  command->add_flag("--quick", options->quick, "without the pauses of the transcript");
-  replay->excludes(model);
-  command->add_flag("--list", options->list, "name the models, with a line about each");
-  command->callback([&run, options, model, besides] {
-    if (besides && besides->empty()) throw CLI::RequiredError("a command after --");
-    if (options->quick && options->replay.empty()) throw CLI::RequiresError("--quick", "--replay");
-    const bool hasPrinter = model->count() > 0 || !options->replay.empty();
-    if (!options->list && !hasPrinter) throw CLI::RequiredError("MODEL, --replay or --list");
-    run = [=] { return simulate(*options, besides); };
-  });
+  Option model = argument("MODEL", options->model, "name or file of a model");
+  model.isRequired = false;
+  Option replay =
+      text("--replay", options->replay, "FILE", "be the printer of this transcript again");
+  replay.excludes = "MODEL";
+  return {
+      .name = "simulate",
+      .usage =
+          "moxsupply simulate MODEL [--listen ADDRESS:PORT]\n"
+          "                          [--fault VERB[=VALUE]]... [-- COMMAND...]\n"
+          "       moxsupply simulate --replay FILE [--quick] [...]\n"
+          "       moxsupply simulate --list",
+      .about =
+          "Be an NPA printer on the network, to try things out without one.\n"
+          "\n"
+          "MODEL is the name of a model, or the path of a model file (it holds a slash or ends in\n"
+          ".json). The first line of output is the device URI at which the printer answers. What "
+          "it\n"
+          "is sent and is no request is shown on standard error and not answered.\n"
+          "\n"
+          "With a command, the printer runs it and ends with it. {} in its arguments, and the "
+          "variable\n"
+          "DEVICE_URI, stand for the device URI, which then goes to standard error.",
+      .footer =
+          "Faults, on each connection (bytes are counted over all that the printer sends "
+          "there):\n" +
+          simulator::describeFaults() +
+          "Of cut, reset and silent the one that is reached first counts.\n"
+          "\n"
+          "Examples:\n"
+          "  moxsupply simulate laser-colour-full --listen 127.0.0.1:9100\n"
+          "  moxsupply simulate inkjet-lantern-four-cartridges -- ./query-printer {}\n"
+          "  moxsupply simulate laser-mono-toner --fault drip=100 --fault silent=60\n"
+          "  moxsupply simulate --replay office.transcript -- moxsupply levels {}\n"
+          "\n"
+          "Exit status: 0 after SIGINT or SIGTERM; 2 the arguments or the model file are wrong, or "
+          "the\n"
+          "address cannot be listened on. With a command its own, 128 and the signal when a "
+          "signal\n"
+          "ended it; 127 when it cannot be started; 1 when it succeeded although the printer was "
+          "sent\n"
+          "something that is no request.\n",
+      .options = {model,
+                  listenAddress(
+                      options->listen,
+                      "where to listen; 127.0.0.1:0 when not given. Port 0 is any free one,\n"
+                      "IPv6 addresses stand in brackets: [::1]:9100"),
+                  texts("--fault", options->faults, "VERB[=VALUE]",
+                        "what is wrong with the printer; may be given several times, see below"),
+                  replay, flag("--quick", options->quick, "without the pauses of the transcript"),
+                  flag("--list", options->list, "name the models, with a line about each")},
+      .agree = [options] { return agree(*options); },
+      .run = [options] { return simulate(*options); },
+      .besides = &options->besides,
+  };
 }
 
 }  // namespace moxsupply

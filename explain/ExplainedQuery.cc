@@ -13,10 +13,12 @@
 #include "explain/ExplainedLevels.h"
 #include "explain/ExplainedReply.h"
 #include "front/MoxFilter.h"
+#include "links/AskAsFilter.h"
 #include "links/ReplayedLink.h"
 #include "npa/CommandList.h"
 #include "npa/MoxNPAUtilityCommand.h"
 #include "renderings/SupplyTable.h"
+#include "supplies/Outcome.h"
 #include "supplies/Supplies.h"
 
 namespace moxsupply {
@@ -47,32 +49,22 @@ const RequestRow* rowOf(std::span<const std::uint8_t> request) {
   return row == kRequests.end() ? nullptr : row;
 }
 
-std::string_view wordsFor(Status status) {
-  switch (status) {
-    case Status::kSuccess:
-      return "success";
-    case Status::kReadError:
-      return "the answer broke off within its first 6 bytes";
-    case Status::kWriteError:
-      return "a request did not go out";
-    case Status::kUndecodable:
-      return "an answer that cannot be decoded, or lacks what the report needs";
-    case Status::kNothingReceived:
-      return "no answer";
-    default:
-      return "no query";
-  }
+// How a query ended, in a sentence's end.
+std::string wordsFor(Status status) {
+  const Outcome outcome = outcomeOf(status);
+  if (outcome == Outcome::kSuccess) return std::string(wordOf(outcome));
+  return fmt::format("the printer {}", rowOf(outcome).what);
 }
 
 // One request and what came until the next one.
 struct Exchange {
   const RequestRow* request = nullptr;
-  transcript::Query answers;  // no request in it
+  transcript::Session answers;  // no request in it
 };
 
 class QueryWalk {
  public:
-  QueryWalk(Explanation& text, const transcript::Query& query) : mText(text), mQuery(query) {}
+  QueryWalk(Explanation& text, const transcript::Session& query) : mText(text), mQuery(query) {}
 
   void explain() {
     for (const Operation& operation : mQuery.operations) {
@@ -165,7 +157,7 @@ class QueryWalk {
   }
 
   Explanation& mText;
-  const transcript::Query& mQuery;
+  const transcript::Session& mQuery;
   Exchange mExchange;
   std::optional<Dictionary> mItems;
   std::optional<Dictionary> mTable;
@@ -173,33 +165,33 @@ class QueryWalk {
 };
 
 struct Replayed {
-  Answer answer;
+  Report report;
   bool wentAsRecorded;
 };
 
-Replayed ask(const transcript::Query& query) {
+Replayed ask(const transcript::Session& query) {
   const std::uint32_t timeout = transcript::ReplayPace(query).timeout();
   const auto filter = MoxFilter::initWithPrinterType(query.printerType, query.transport, timeout);
   const ReplayedLink link(query);
-  Answer answer = askPrinterOnStandardOutput(*filter);
-  return {std::move(answer), link.requestsAreAsRecorded()};
+  Report report = askAsFilter(*filter);
+  return {std::move(report), link.requestsAreAsRecorded()};
 }
 
 }  // namespace
 
-Answer replay(const transcript::Query& query) { return ask(query).answer; }
+Report replay(const transcript::Session& query) { return ask(query).report; }
 
-void explainQuery(Explanation& text, const transcript::Query& query, const std::string& title) {
+void explainQuery(Explanation& text, const transcript::Session& query, const std::string& title) {
   text.heading(fmt::format("{}asked as {} printer over {}, {} s for each read", title,
                            query.printerType == "Laser" ? "a laser" : "an inkjet", query.transport,
                            query.timeout));
   QueryWalk(text, query).explain();
-  const auto [answer, wentAsRecorded] = ask(query);
-  text.line(fmt::format("Report: {} ({})", wordsFor(answer.status), signedNumber(answer.status)));
+  const auto [report, wentAsRecorded] = ask(query);
+  text.line(fmt::format("Report: {} ({})", wordsFor(report.status), signedNumber(report.status)));
   if (!wentAsRecorded) {
     text.note("the requests are not those that this program writes: the report may be another");
   }
-  const Supplies supplies = suppliesFromReport(answer.json);
+  const Supplies supplies = suppliesFromReport(report.dictionary);
   if (supplies.list.empty()) return;
   const std::string table = supplyTable(supplies, false);
   for (std::size_t at = 0; at < table.size();) {

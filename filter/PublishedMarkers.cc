@@ -7,32 +7,28 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <fstream>
 #include <sstream>
 
 #include "filter/SchedulerMessage.h"
 #include "system/FileDescriptor.h"
+#include "system/ProcessStatus.h"
+#include "system/ReadFile.h"
 
 namespace moxsupply {
 
 namespace {
 
-// Since when the process that started this one, the print server, has been running. Nothing else
-// tells one print server from the one before it that had the same process number.
-std::string startOfParent() {
-  std::ifstream file(fmt::format("/proc/{}/stat", ::getppid()));
-  std::string text((std::istreambuf_iterator<char>(file)), {});
-  // The second field is a name in parentheses that may hold anything; the start is the 20th after.
-  std::istringstream fields(text.substr(std::min(text.rfind(')') + 1, text.size())));
-  std::string field;
-  for (int i = 0; i < 20; ++i) fields >> field;
-  return fmt::format("{}/{}", ::getppid(), field);
+// The process that started this one, the print server, and since when it has been running: nothing
+// else tells one print server from the one before it that had the same process number.
+std::string parentAndItsStart() {
+  const pid_t parent = ::getppid();
+  return fmt::format("{}/{}", parent, processStatus(parent).value_or(ProcessStatus{}).startTime);
 }
 
 std::string originOf(const std::string& ppdPath) {
   struct stat ppd {};
   static_cast<void>(::stat(ppdPath.c_str(), &ppd));
-  return fmt::format("{} {}/{}.{}", startOfParent(), ppd.st_ino, ppd.st_mtim.tv_sec,
+  return fmt::format("{} {}/{}.{}", parentAndItsStart(), ppd.st_ino, ppd.st_mtim.tv_sec,
                      ppd.st_mtim.tv_nsec);
 }
 
@@ -40,14 +36,7 @@ std::string originOf(const std::string& ppdPath) {
 // longer than any that is written here: no such thing can keep the filter from its work.
 std::string contentOf(const std::string& path) {
   constexpr std::size_t kLongest = 16384;  // six lists of 2000 bytes, and the rest
-  const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-  struct stat about {};
-  const bool isFile = ::fstat(file.get(), &about) == 0 && S_ISREG(about.st_mode);
-  if (!isFile || about.st_size > static_cast<off_t>(kLongest)) return {};
-  std::string content(kLongest, '\0');
-  const ssize_t size = ::read(file.get(), content.data(), content.size());
-  content.resize(size < 0 ? 0 : static_cast<std::size_t>(size));
-  return content;
+  return readFile(path, kLongest, Links::kRefused).value_or("");
 }
 
 // A file name that stays inside the folder, whatever the queue is called.

@@ -11,14 +11,15 @@
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <sstream>
 #include <string_view>
 
 #include "filter/SchedulerMessage.h"
 #include "queue/PrintServer.h"
 #include "system/FileDescriptor.h"
+#include "system/FilterDescriptors.h"
+#include "system/ProcessStatus.h"
+#include "system/ReadFile.h"
 #include "text/Decimal.h"
 
 namespace moxsupply {
@@ -26,7 +27,6 @@ namespace moxsupply {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-constexpr int kBackChannel = 3;
 
 // Reads what still comes and drops it. Returns whether the end came.
 bool backChannelEndsBy(Clock::time_point end) {
@@ -41,27 +41,14 @@ bool backChannelEndsBy(Clock::time_point end) {
   return false;
 }
 
-std::string contentOf(const std::filesystem::path& path) {
-  std::ifstream file(path);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
-
-// The process that started another one; 0 when there is no such process any more.
-pid_t parentOf(const std::filesystem::path& process) {
-  // The second field is a name in parentheses that may hold anything; the parent is two behind it.
-  const std::string stat = contentOf(process / "stat");
-  std::istringstream fields(stat.substr(std::min(stat.rfind(')') + 1, stat.size())));
-  char state = 0;
-  pid_t parent = 0;
-  fields >> state >> parent;
-  return parent;
-}
-
 // Whether a process is the backend of a job: like this one it was started by the print server; it
 // goes by a device URI, and its first argument is the job's number.
-bool isBackendOf(const ServedJob& job, const std::filesystem::path& process) {
-  if (parentOf(process) != ::getppid()) return false;
-  std::istringstream arguments(contentOf(process / "cmdline"));
+bool isBackendOf(const ServedJob& job, pid_t process) {
+  constexpr std::size_t kLongestCommandLine = std::size_t{1} << 20U;
+  const auto status = processStatus(process);
+  if (!status || status->parent != ::getppid()) return false;
+  std::istringstream arguments(
+      readFile(fmt::format("/proc/{}/cmdline", process), kLongestCommandLine).value_or(""));
   std::string name;
   std::string number;
   std::getline(arguments, name, '\0');
@@ -74,8 +61,9 @@ bool isBackendOf(const ServedJob& job, const std::filesystem::path& process) {
 void killBackend(const ServedJob& job) {
   std::error_code ignored;
   for (const auto& entry : std::filesystem::directory_iterator("/proc", ignored)) {
-    const auto process = decimal(entry.path().filename().string());
-    if (process && isBackendOf(job, entry.path())) ::kill(static_cast<pid_t>(*process), SIGKILL);
+    const auto number = decimal(entry.path().filename().string());
+    const auto process = static_cast<pid_t>(number.value_or(0));
+    if (process > 0 && isBackendOf(job, process)) ::kill(process, SIGKILL);
   }
 }
 
@@ -104,11 +92,10 @@ void endJob(const ServedJob& job, std::chrono::milliseconds patience) {
                           : "The CUPS backend still waits for the printer; its job is cancelled.");
   auto server = PrintServer::connect();
   ::signal(SIGTERM, SIG_IGN);
-  const auto problem = std::holds_alternative<Problem>(server)
-                           ? std::optional(std::get<Problem>(server))
-                           : std::get<PrintServer>(server).cancelJob(job.queue, job.id, job.user);
-  if (problem) {
-    tellScheduler("WARNING", problem->what);
+  const auto cancelled = server.and_then(
+      [&](PrintServer& connected) { return connected.cancelJob(job.queue, job.id, job.user); });
+  if (!cancelled) {
+    tellScheduler("WARNING", cancelled.error().what);
   } else {
     // Of a job that is not cancelled, this would be a failure, which can stop the queue.
     killBackend(job);

@@ -30,13 +30,16 @@
 #include "filter/SchedulerMessage.h"
 #include "filter/ServedJob.h"
 #include "front/MoxFilter.h"
-#include "links/FilterQuery.h"
+#include "links/AskAsFilter.h"
 #include "links/QueryWatch.h"
 #include "links/Recording.h"
 #include "queue/QueueSettings.h"
 #include "renderings/MarkerAttributes.h"
 #include "renderings/StateReasons.h"
+#include "supplies/Outcome.h"
 #include "supplies/Supplies.h"
+#include "supplies/Words.h"
+#include "system/FilterDescriptors.h"
 
 namespace moxsupply {
 namespace {
@@ -82,7 +85,6 @@ Commands recognise(const std::vector<std::string>& names) {
 // Takes what lies on the back channel before anything was asked. A new network connection has
 // nothing of that kind; a cable may still hold what the printer said to an earlier job.
 void drainBackChannel() {
-  constexpr int kBackChannel = 3;
   constexpr int kMostReads = 64;
   std::array<char, 4096> buffer{};
   pollfd readable = {.fd = kBackChannel, .events = POLLIN, .revents = 0};
@@ -92,24 +94,10 @@ void drainBackChannel() {
   }
 }
 
-// Why there are no new levels, in a sentence.
-std::string_view whyFailed(Status status) {
-  switch (status) {
-    case Status::kUndecodable:
-      return "The printer answered but its supplies cannot be read.";
-    case Status::kReadError:
-      return "The printer began to answer and broke off.";
-    case Status::kWriteError:
-      return "The link to the printer went away before it was asked.";
-    default:
-      return "The printer did not answer.";
-  }
-}
-
 // The levels stay as they were last reported: old ones are better than none, and the message says
 // that they are old.
 void publishFailure(Status status, PublishedMarkers& markers, bool withLevels) {
-  const std::string why(whyFailed(status));
+  const std::string why = fmt::format("The printer {}.", rowOf(outcomeOf(status)).what);
   tellScheduler("WARNING", why);
   sendToScheduler(stateLineAdding(kDoesNotAnswer));
   if (withLevels) {
@@ -131,7 +119,7 @@ void publish(const Supplies& supplies, PublishedMarkers& markers, bool withLevel
   sendToScheduler(stateLines(stateReasons(supplies)));
 }
 
-int misuse(const Problem& problem) {
+int stopJob(const Problem& problem) {
   tellScheduler("ERROR", problem.what);
   if (!problem.advice.empty()) tellScheduler("INFO", problem.advice);
   return kStopsTheJob;
@@ -145,14 +133,14 @@ std::unique_ptr<Recording> startRecording(const QueueSettings& settings) {
   const std::string path = environment("MOXSUPPLY_RECORD");
   if (path.empty()) return nullptr;
   const bool redacts = !environment("MOXSUPPLY_REDACT").empty();
-  auto result = Recording::create(path, redacts ? Redact::kYes : Redact::kNo);
-  if (const auto* problem = std::get_if<Problem>(&result)) {
-    warnOf(*problem);
+  auto recording = Recording::create(path, redacts ? Redact::kYes : Redact::kNo);
+  if (!recording) {
+    warnOf(recording.error());
     return nullptr;
   }
-  auto recording = std::get<std::unique_ptr<Recording>>(std::move(result));
-  recording->beginQuery(settings.printerType, settings.transport, settings.timeout);
-  return recording;
+  (*recording)
+      ->beginQuery(std::string(wordOf(settings.kind)), settings.transport, settings.timeout);
+  return *std::move(recording);
 }
 
 // The last resort. Whatever hangs, the filter ends by its deadline, and not as a failure, which
@@ -183,41 +171,41 @@ int answer(const Commands& commands, const std::optional<ServedJob>& job,
            const std::string& jobOptions) {
   const std::string ppdPath = environment("PPD");
   const std::string deviceUri = environment("DEVICE_URI");
-  const auto found = queueSettings(ppdPath, jobOptions, deviceUri);
-  if (const auto* problem = std::get_if<Problem>(&found)) return misuse(*problem);
-  const auto& settings = std::get<QueueSettings>(found);
-  const auto filter =
-      MoxFilter::initWithPrinterType(settings.printerType, settings.transport, settings.timeout);
+  const auto settings = queueSettings(ppdPath, jobOptions, deviceUri);
+  if (!settings) return stopJob(settings.error());
+  const auto filter = MoxFilter::initWithPrinterType(std::string(wordOf(settings->kind)),
+                                                     settings->transport, settings->timeout);
   if (!filter) {
-    return misuse({fmt::format("a \"{}\" connection brings no answers back from the printer",
-                               settings.transport),
-                   "Supplies can be asked over usb, socket, dnssd and mdns connections.", true});
+    return stopJob(
+        {.what = fmt::format("a \"{}\" connection brings no answers back from the printer",
+                             settings->transport),
+         .advice = "Supplies can be asked over usb, socket, dnssd and mdns connections."});
   }
 
-  endAtTheLatestAfter(settings.deadline);
-  const Timetable times{std::chrono::seconds(settings.deadline)};
+  endAtTheLatestAfter(settings->deadline);
+  const Timetable times{std::chrono::seconds(settings->deadline)};
   PublishedMarkers markers(environment("CUPS_CACHEDIR"), environment("PRINTER"), ppdPath);
-  const auto recording = startRecording(settings);
-  const Answer answer = [&] {
+  const auto recording = startRecording(*settings);
+  const Report report = [&] {
     const QueryWatch watch("", times.query, [&](const QueryWatch& /*watch*/) {
       publishFailure(Status::kNothingReceived, markers, commands.reportLevels);
       if (job) endJob(*job, times.patienceUntilBackend(kPatienceAfterFailure));
       ::_exit(commands.haveUnknown ? kStopsTheJob : EXIT_SUCCESS);
     });
-    if (settings.transport == "usb") drainBackChannel();
-    return askPrinterOnStandardOutput(*filter, recording.get());
+    if (settings->transport == "usb") drainBackChannel();
+    return askAsFilter(*filter, recording.get());
   }();
   if (recording != nullptr) {
-    if (const auto problem = recording->problem()) warnOf(*problem);
+    if (const auto whole = recording->isWhole(); !whole) warnOf(whole.error());
   }
-  const bool hasFailed = answer.status != Status::kSuccess;
+  const bool hasFailed = report.status != Status::kSuccess;
   if (hasFailed) {
-    publishFailure(answer.status, markers, commands.reportLevels);
+    publishFailure(report.status, markers, commands.reportLevels);
   } else {
-    publish(suppliesFromReport(answer.json), markers, commands.reportLevels);
+    publish(suppliesFromReport(report.dictionary), markers, commands.reportLevels);
   }
   // A cable's backend ends by itself, but not without its printer.
-  const bool mayBeHeld = hasFailed || settings.transport != "usb";
+  const bool mayBeHeld = hasFailed || settings->transport != "usb";
   if (job && mayBeHeld) {
     endJob(*job, times.patienceUntilBackend(hasFailed ? kPatienceAfterFailure : kPatience));
   }

@@ -6,6 +6,7 @@
 #include "fuzz/Target.h"
 #include "renderings/MarkerAttributes.h"
 #include "renderings/StateReasons.h"
+#include "supplies/Words.h"
 #include "tests/support/ServerQueue.h"
 
 namespace moxsupply::fuzzing {
@@ -19,19 +20,14 @@ constexpr std::size_t kLongestName = 255;
 
 // Five bytes for type, colour, status, level and the size of the name, then the name.
 Supplies suppliesFrom(std::span<const std::uint8_t> input) {
-  constexpr auto kTypes = std::to_array<const char*>({"toner", "ink", "fuser", "other"});
-  constexpr auto kColors =
-      std::to_array<const char*>({"", "Cyan", "Magenta", "Yellow", "Black", "Color", "Photo"});
-  constexpr auto kStatuses =
-      std::to_array<const char*>({"Correct", "Empty", "Missing", "Invalid", "Incorrect"});
   constexpr std::size_t kMostSupplies = 255;  // that a printer can report
   Supplies supplies;
   while (input.size() >= 5 && supplies.list.size() < kMostSupplies) {
     Supply supply;
-    supply.type = kTypes.at(input[0] % kTypes.size());
-    supply.color = kColors.at(input[1] % kColors.size());
-    supply.status = kStatuses.at(input[2] % kStatuses.size());
-    if (input[3] <= 100) supply.percentage = input[3];
+    supply.kind = kSupplyKinds.at(input[0] % kSupplyKinds.size()).meaning;
+    supply.color = kColors.at(input[1] % kColors.size()).meaning;
+    supply.status = kSupplyStatuses.at(input[2] % kSupplyStatuses.size()).meaning;
+    if (input[3] <= 100) supply.level = input[3];
     const auto name = input.subspan(5, std::min<std::size_t>(input[4], input.size() - 5));
     supply.name.assign(name.begin(), name.end());
     input = input.subspan(5 + name.size());

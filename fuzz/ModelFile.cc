@@ -5,7 +5,6 @@
 
 #include "fuzz/Target.h"
 #include "simulator/Answer.h"
-#include "simulator/ModelMistake.h"
 
 namespace moxsupply::fuzzing {
 
@@ -41,16 +40,16 @@ void promisePackets(const simulator::Model& model, Request request) {
 // A model file.
 void tryInput(std::span<const std::uint8_t> input) {
   const std::string text(input.begin(), input.end());
-  try {
-    const simulator::Model model = simulator::parseModel(text, "printer.json");
-    for (const Request request :
-         {Request::kInkjetQuery, Request::kDeviceQuery, Request::kSuppliesQuery}) {
-      promisePackets(model, request);
-    }
-  } catch (const simulator::ModelMistake& mistake) {
-    const std::string_view what = mistake.what();
+  const auto model = simulator::parseModel(text, "printer.json");
+  if (!model) {
+    const std::string& what = model.error().what;
     promise(what.starts_with("printer.json:"), "a mistake begins with its file");
     promise(std::ranges::all_of(what, isPlain), "a mistake is one line, safe on a terminal");
+    return;
+  }
+  for (const Request request :
+       {Request::kInkjetQuery, Request::kDeviceQuery, Request::kSuppliesQuery}) {
+    promisePackets(*model, request);
   }
 }
 

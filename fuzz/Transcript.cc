@@ -17,14 +17,12 @@ bool isPlain(char c) { return c >= ' ' && c <= '~'; }
 // The transcript in a text; none, with no queries, when the text is refused.
 Transcript read(const std::string& text) {
   std::istringstream stream(text);
-  try {
-    return transcript::readTranscript(stream);
-  } catch (const transcript::TranscriptMistake& mistake) {
-    const std::string_view what = mistake.what();
-    promise(what.starts_with("line "), "a mistake begins with its line");
-    promise(std::ranges::all_of(what, isPlain), "a mistake is one line, safe on a terminal");
-    return {};
-  }
+  const auto transcript = transcript::readTranscript(stream);
+  if (transcript) return *transcript;
+  const std::string& what = transcript.error().what;
+  promise(what.starts_with("line "), "a mistake begins with its line");
+  promise(std::ranges::all_of(what, isPlain), "a mistake is one line, safe on a terminal");
+  return {};
 }
 
 }  // namespace
@@ -33,7 +31,7 @@ Transcript read(const std::string& text) {
 void tryInput(std::span<const std::uint8_t> input) {
   const Transcript transcript = read(std::string(input.begin(), input.end()));
   promise(read(transcript::asText(transcript)) == transcript, "what is written reads as it was");
-  for (const transcript::Query& query : transcript) {
+  for (const transcript::Session& query : transcript) {
     bool hasEnded = false;
     for (const transcript::Operation& operation : query.operations) {
       const bool isReceived = operation.event == transcript::Event::kReceived;

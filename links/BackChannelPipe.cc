@@ -8,11 +8,12 @@
 #include <cerrno>
 #include <ctime>
 
+#include "system/FilterDescriptors.h"
+
 namespace moxsupply {
 
 namespace {
 
-constexpr int kBackChannel = 3;
 constexpr int kNone = -1;
 constexpr std::chrono::microseconds kBetweenLooks(100);
 

@@ -49,14 +49,13 @@ Result<std::string> findBackend(const DeviceUri& uri) {
   const auto path = backendFolder() / uri.scheme;
   const bool isPlainName = uri.scheme.find('/') == std::string::npos && uri.scheme[0] != '.';
   if (!isPlainName || ::access(path.c_str(), F_OK) != 0) {
-    return Problem{fmt::format("no CUPS backend carries \"{}\"", forTerminal(uri.scheme)),
-                   fmt::format("Installed in {}: {}.", backendFolder().string(),
-                               forTerminal(installedBackends())),
-                   true};
+    return misuse(fmt::format("no CUPS backend carries \"{}\"", forTerminal(uri.scheme)),
+                  fmt::format("Installed in {}: {}.", backendFolder().string(),
+                              forTerminal(installedBackends())));
   }
   if (::access(path.c_str(), X_OK) != 0) {
-    return Problem{fmt::format("only root may run the CUPS backend \"{}\"", uri.scheme),
-                   "Run this command again with sudo.", true};
+    return misuse(fmt::format("only root may run the CUPS backend \"{}\"", uri.scheme),
+                  "Run this command again with sudo.");
   }
   return path.string();
 }
@@ -70,7 +69,7 @@ Result<BackendLink> startBackend(const std::string& path, const DeviceUri& uri) 
   const FileDescriptor null =
       aboveFilterDescriptors(FileDescriptor(::open("/dev/null", O_WRONLY | O_CLOEXEC)));
   if (!toPrinter || !backChannel || !messages || !sideChannel || !null) {
-    return Problem{fmt::format("cannot make a pipe: {}", std::strerror(errno)), {}};
+    return failure(fmt::format("cannot make a pipe: {}", std::strerror(errno)));
   }
 
   ChildProcess backend([&] {

@@ -10,7 +10,7 @@
 namespace moxsupply {
 
 // The installed CUPS backend for the URI's scheme: its path, or why it cannot be run.
-Result<std::string> findBackend(const DeviceUri& uri);
+[[nodiscard]] Result<std::string> findBackend(const DeviceUri& uri);
 
 // A running CUPS backend, wired as the print server wires it, and the filter's ends of its pipes.
 struct BackendLink {
@@ -24,6 +24,6 @@ struct BackendLink {
 };
 
 // Starts the backend at `path`.
-Result<BackendLink> startBackend(const std::string& path, const DeviceUri& uri);
+[[nodiscard]] Result<BackendLink> startBackend(const std::string& path, const DeviceUri& uri);
 
 }  // namespace moxsupply

@@ -37,13 +37,13 @@ Result<DeviceUri> parseDeviceUri(const std::string& text) {
                       host.data(), kSize, &port, resource.data(), kSize);
   // A positive status is a remark only: an unknown scheme, or none.
   if (status < HTTP_URI_STATUS_OK || status == HTTP_URI_STATUS_MISSING_SCHEME) {
-    return Problem{
+    return misuse(
         fmt::format("\"{}\" is no device URI ({})", forTerminal(text), httpURIStatusString(status)),
-        "Write socket://HOST, or a URI that `lpinfo -v` or `lpstat -v` shows.", true};
+        "Write socket://HOST, or a URI that `lpinfo -v` or `lpstat -v` shows.");
   }
   if (std::string_view(scheme.data()) == "socket" && host[0] == '\0') {
-    return Problem{fmt::format("\"{}\" names no host", forTerminal(text)),
-                   "Write socket://HOST or socket://HOST:PORT.", true};
+    return misuse(fmt::format("\"{}\" names no host", forTerminal(text)),
+                  "Write socket://HOST or socket://HOST:PORT.");
   }
   return DeviceUri{text, scheme.data(), host.data(), port};
 }

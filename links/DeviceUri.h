@@ -28,6 +28,6 @@ bool bringsAnswersBack(std::string_view scheme);
 bool looksLikeDeviceUri(std::string_view text);
 
 // Takes a device URI apart.
-Result<DeviceUri> parseDeviceUri(const std::string& text);
+[[nodiscard]] Result<DeviceUri> parseDeviceUri(const std::string& text);
 
 }  // namespace moxsupply

@@ -55,7 +55,7 @@ FileDescriptor openForRecording(const std::string& path) {
 
 Result<std::unique_ptr<Recording>> Recording::create(const std::string& path, Redact redact) {
   const auto refusal = [&](std::string_view why) {
-    return Problem{fmt::format("cannot record into \"{}\": {}", forTerminal(path), why), {}, true};
+    return misuse(fmt::format("cannot record into \"{}\": {}", forTerminal(path), why));
   };
   FileDescriptor file = openForRecording(path);
   if (!file) return refusal(errno == ELOOP ? "it is a symbolic link" : std::strerror(errno));
@@ -64,7 +64,7 @@ Result<std::unique_ptr<Recording>> Recording::create(const std::string& path, Re
     return refusal(std::strerror(errno));
   }
   auto recording = std::make_unique<Recording>(path, std::move(file), redact);
-  if (const auto problem = recording->problem()) return *problem;
+  if (const auto whole = recording->isWhole(); !whole) return tl::unexpected(whole.error());
   return recording;
 }
 
@@ -112,13 +112,11 @@ void Recording::giveUp(const std::string& why) {
   if (mTrouble.empty()) mTrouble = why;
 }
 
-std::optional<Problem> Recording::problem() const {
+Result<> Recording::isWhole() const {
   const std::lock_guard lock(mMutex);
-  if (mTrouble.empty()) return std::nullopt;
-  return Problem{
-      fmt::format("the transcript \"{}\" is not whole: {}", forTerminal(mPath), mTrouble),
-      {},
-      true};
+  if (mTrouble.empty()) return {};
+  return misuse(
+      fmt::format("the transcript \"{}\" is not whole: {}", forTerminal(mPath), mTrouble));
 }
 
 }  // namespace moxsupply

@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <span>
 #include <string>
 
@@ -26,7 +25,8 @@ class Recording {
   // Makes the file, for its owner alone. A file that is there is replaced when it is this user's
   // own regular file without another name, and is empty or a transcript, and nobody records into
   // it; symbolic links are not followed.
-  static Result<std::unique_ptr<Recording>> create(const std::string& path, Redact redact);
+  [[nodiscard]] static Result<std::unique_ptr<Recording>> create(const std::string& path,
+                                                                 Redact redact);
 
   Recording(std::string path, FileDescriptor file, Redact redact);
 
@@ -43,8 +43,8 @@ class Recording {
   // What happens from now on cannot be told to it.
   void giveUp(const std::string& why);
 
-  // Why the transcript is not whole; nothing when it is.
-  [[nodiscard]] std::optional<Problem> problem() const;
+  // Whether the transcript is whole, or why not.
+  [[nodiscard]] Result<> isWhole() const;
 
  private:
   using Clock = std::chrono::steady_clock;

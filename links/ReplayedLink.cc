@@ -10,7 +10,7 @@ namespace moxsupply {
 using transcript::Event;
 using transcript::Operation;
 
-ReplayedLink::ReplayedLink(const transcript::Query& query)
+ReplayedLink::ReplayedLink(const transcript::Session& query)
     : mQuery(query),
       mPace(query),
       mOutput([this](std::span<const std::uint8_t> request) { return take(request); }) {

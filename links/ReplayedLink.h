@@ -21,7 +21,7 @@ namespace moxsupply {
 class ReplayedLink {
  public:
   // `query` must outlive it.
-  explicit ReplayedLink(const transcript::Query& query);
+  explicit ReplayedLink(const transcript::Session& query);
   ~ReplayedLink();
   ReplayedLink(const ReplayedLink&) = delete;
   ReplayedLink& operator=(const ReplayedLink&) = delete;
@@ -41,7 +41,7 @@ class ReplayedLink {
   void play();
   bool awaitRequest(std::size_t number);
 
-  const transcript::Query& mQuery;
+  const transcript::Session& mQuery;
   const transcript::ReplayPace mPace;
   std::vector<Request> mRequests;
 

@@ -45,9 +45,9 @@ Result<FileDescriptor> connectToPrinter(const DeviceUri& uri) {
   const int lookup =
       ::getaddrinfo(uri.host.c_str(), std::to_string(uri.port).c_str(), &wanted, &list);
   if (lookup != 0) {
-    return Problem{fmt::format("cannot find the host \"{}\": {}", forTerminal(uri.host),
+    return failure(fmt::format("cannot find the host \"{}\": {}", forTerminal(uri.host),
                                ::gai_strerror(lookup)),
-                   "Is the name right? The printer's numeric address works too."};
+                   "Is the name right? The printer's numeric address works too.");
   }
   const std::unique_ptr<addrinfo, FreeAddresses> addresses(list);
 
@@ -62,9 +62,9 @@ Result<FileDescriptor> connectToPrinter(const DeviceUri& uri) {
     }
     error = errno;
   }
-  return Problem{fmt::format("cannot connect to {} port {}: {}", forTerminal(uri.host), uri.port,
+  return failure(fmt::format("cannot connect to {} port {}: {}", forTerminal(uri.host), uri.port,
                              std::strerror(error)),
-                 adviceFor(error)};
+                 adviceFor(error));
 }
 
 }  // namespace moxsupply

@@ -8,6 +8,6 @@ namespace moxsupply {
 
 // A connection to the printer at `uri.host` and `uri.port`, for both directions. Blocks, as long as
 // the name servers and the network take.
-Result<FileDescriptor> connectToPrinter(const DeviceUri& uri);
+[[nodiscard]] Result<FileDescriptor> connectToPrinter(const DeviceUri& uri);
 
 }  // namespace moxsupply

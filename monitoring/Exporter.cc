@@ -29,12 +29,12 @@ Exporter::Exporter(const ExporterSettings& settings, ListFile file, PrinterList 
                    FileDescriptor listener)
     : mFile(std::move(file)),
       mMetrics(MOXSUPPLY_VERSION),
-      mQueries(mLoop, settings.program, settings.deadline,
+      mQueries(mLoop, settings.levels, settings.deadline,
                [this](Prober::Id id, QueryResult result) {
                  mProber.ended(id, std::move(result), EventLoop::Clock::now());
                }),
       mProber(settings.limits,
-              {.begin = [this](const Prober::Query& query) { mQueries.begin(query); },
+              {.begin = [this](const Prober::Assignment& one) { mQueries.begin(one); },
                .stop = [this](Prober::Id id) { mQueries.stop(id); },
                .answered = [this](const Prober::Printer& printer) { noteEnd(printer); },
                .released = [this](const std::string& target) { mServer.wake(target); }}),
@@ -66,11 +66,12 @@ void Exporter::lookAtList() {
   mLoop.at(EventLoop::Clock::now() + kBetweenLooks, [this] { lookAtList(); });
   auto found = mFile.look();
   if (!found) return;
-  if (auto* list = std::get_if<PrinterList>(&*found)) {
+  Result<PrinterList>& list = *found;
+  if (list) {
     logLine(fmt::format("the list has changed: {}", printersInWords(list->size())));
-    return take(std::move(*list));
+    return take(*std::move(list));
   }
-  const std::string& problem = std::get<Problem>(*found).what;
+  const std::string& problem = list.error().what;
   logLine(fmt::format("{}; the list before stays", problem));
   mMetrics.listRefused();
   mSite.setListProblem(problem);
@@ -79,7 +80,7 @@ void Exporter::lookAtList() {
 void Exporter::noteEnd(const Prober::Printer& printer) {
   const Prober::Attempt& last = *printer.last;
   const std::string& target = printer.listed.target;
-  mMetrics.queryEnded(last.result.status, last.duration);
+  mMetrics.queryEnded(last.result.outcome, last.duration);
   if (last.result.hasSucceeded()) {
     if (mSilent.erase(target) > 0) logLine(fmt::format("{}: answers again", target));
   } else if (mSilent.insert(target).second) {

@@ -20,7 +20,7 @@ namespace moxsupply {
 struct ExporterSettings {
   Prober::Limits limits;
   std::chrono::seconds deadline{};  // for each query
-  std::string program;              // the path of moxsupply
+  LevelQueries::CommandFor levels;  // how a printer is asked
   std::size_t mostConnections = 0;  // of HTTP clients
 };
 

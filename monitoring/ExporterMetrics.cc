@@ -78,8 +78,8 @@ ExporterMetrics::ExporterMetrics(const std::string& version) {
                   .Name("npa_exporter_queries_total")
                   .Help("Queries of printers that have ended, and how.")
                   .Register(mRegistry);
-  for (const auto& row : kProbeStatuses) {
-    if (row.status != ProbeStatus::kNotAsked) mQueries->Add({{"status", std::string(row.word)}});
+  for (const auto& row : kOutcomes) {
+    if (row.outcome != Outcome::kNotAsked) mQueries->Add({{"status", std::string(row.word)}});
   }
   mRunning = gauge("npa_exporter_queries_running", "Queries that run.");
   mWaiting = gauge("npa_exporter_queries_waiting", "Queries that wait for their turn.");
@@ -99,8 +99,8 @@ ExporterMetrics::ExporterMetrics(const std::string& version) {
                            "Processor time of this process, without that of its queries.");
 }
 
-void ExporterMetrics::queryEnded(ProbeStatus status, std::chrono::duration<double> duration) {
-  mQueries->Add({{"status", std::string(wordOf(status))}}).Increment();
+void ExporterMetrics::queryEnded(Outcome outcome, std::chrono::duration<double> duration) {
+  mQueries->Add({{"status", std::string(wordOf(outcome))}}).Increment();
   mDuration->Observe(duration.count());
 }
 

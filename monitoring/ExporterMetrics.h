@@ -11,7 +11,7 @@
 #include <string>
 
 #include "monitoring/Prober.h"
-#include "supplies/ProbeStatus.h"
+#include "supplies/Outcome.h"
 
 namespace moxsupply {
 
@@ -20,7 +20,7 @@ class ExporterMetrics {
  public:
   explicit ExporterMetrics(const std::string& version);
 
-  void queryEnded(ProbeStatus status, std::chrono::duration<double> duration);
+  void queryEnded(Outcome outcome, std::chrono::duration<double> duration);
   void listTaken(std::size_t targets);
   void listRefused() { mListValid->Set(0); }
 

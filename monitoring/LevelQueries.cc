@@ -189,18 +189,20 @@ class LevelQueries::Process {
   FileDescriptor mEnd;
 };
 
-LevelQueries::LevelQueries(EventLoop& loop, std::string program, std::chrono::seconds deadline,
+LevelQueries::LevelQueries(EventLoop& loop, CommandFor commandFor, std::chrono::seconds deadline,
                            OnEnd onEnd)
-    : mLoop(loop), mProgram(std::move(program)), mDeadline(deadline), mOnEnd(std::move(onEnd)) {}
+    : mLoop(loop),
+      mCommandFor(std::move(commandFor)),
+      mDeadline(deadline),
+      mOnEnd(std::move(onEnd)) {}
 
 LevelQueries::~LevelQueries() = default;
 
-void LevelQueries::begin(const Prober::Query& query) {
-  const auto id = query.id;
+void LevelQueries::begin(const Prober::Assignment& assignment) {
+  const auto id = assignment.id;
   auto process = std::make_unique<Process>(
       mLoop, [this, id] { end(id); }, mDeadline + kGrace);
-  process->start({mProgram, "levels", "--format", "json", "--type", query.type, "--deadline",
-                  std::to_string(mDeadline.count()), "--", query.uri});
+  process->start(mCommandFor(assignment));
   mProcesses[id] = std::move(process);
 }
 

@@ -5,6 +5,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "monitoring/EventLoop.h"
 #include "monitoring/Prober.h"
@@ -18,9 +19,11 @@ class LevelQueries {
  public:
   using OnEnd = std::function<void(Prober::Id, QueryResult)>;
 
-  // `program`: the path of moxsupply. `deadline`: for each query; a process that has not ended a
-  // second later is killed.
-  LevelQueries(EventLoop& loop, std::string program, std::chrono::seconds deadline, OnEnd onEnd);
+  // The command that asks one printer and writes its report as JSON, by the deadline.
+  using CommandFor = std::function<std::vector<std::string>(const Prober::Assignment&)>;
+
+  // `deadline`: of each query; a process that has not ended a second later is killed.
+  LevelQueries(EventLoop& loop, CommandFor commandFor, std::chrono::seconds deadline, OnEnd onEnd);
 
   // Kills those that still run.
   ~LevelQueries();
@@ -31,7 +34,7 @@ class LevelQueries {
   LevelQueries& operator=(LevelQueries&&) = delete;
 
   // Its end is told from the loop, also when the process cannot be started.
-  void begin(const Prober::Query& query);
+  void begin(const Prober::Assignment& assignment);
 
   // Kills it. Its end is not told.
   void stop(Prober::Id id);
@@ -42,7 +45,7 @@ class LevelQueries {
   void end(Prober::Id id);
 
   EventLoop& mLoop;
-  std::string mProgram;
+  CommandFor mCommandFor;
   std::chrono::seconds mDeadline;
   OnEnd mOnEnd;
   std::map<Prober::Id, std::unique_ptr<Process>> mProcesses;

@@ -9,6 +9,7 @@
 #include <span>
 #include <utility>
 
+#include "supplies/Attention.h"
 #include "text/HarmlessText.h"
 
 namespace moxsupply {
@@ -46,24 +47,27 @@ const ConditionRow& rowOf(Condition condition) {
   return kConditions.at(static_cast<std::size_t>(condition));
 }
 
-// What is wrong with a supply, and what to do. A level says that of a cartridge only: no two makers
-// mean the same by that of a fuser or a container.
+// What a supply needs, in a printer's condition and in words.
 struct Trouble {
   Condition condition;
   std::string_view what;
 };
 std::optional<Trouble> troubleOf(const Supply& supply) {
-  if (supply.status == "Missing") return Trouble{Condition::kNeedsSupply, "is missing: put it in."};
-  if (supply.status == "Invalid") {
-    return Trouble{Condition::kNeedsSupply, "is not valid here: put in another."};
+  switch (attentionOf(supply)) {
+    case Attention::kNone:
+      return std::nullopt;
+    case Attention::kLow:
+      return Trouble{Condition::kLow, "is low: have a new one ready."};
+    case Attention::kEmpty:
+      return Trouble{Condition::kNeedsSupply, "is empty: replace it."};
+    case Attention::kMissing:
+      return Trouble{Condition::kNeedsSupply, "is missing: put it in."};
+    case Attention::kWrong:
+      break;
   }
-  if (supply.status == "Incorrect") {
-    return Trouble{Condition::kNeedsSupply, "is the wrong one: put in the right one."};
-  }
-  if (!isCartridge(supply)) return std::nullopt;
-  if (isEmpty(supply)) return Trouble{Condition::kNeedsSupply, "is empty: replace it."};
-  if (isLow(supply)) return Trouble{Condition::kLow, "is low: have a new one ready."};
-  return std::nullopt;
+  const bool isInvalid = supply.status == SupplyStatus::kInvalid;
+  return Trouble{Condition::kNeedsSupply, isInvalid ? "is not valid here: put in another."
+                                                    : "is the wrong one: put in the right one."};
 }
 
 Condition conditionOf(const Printer& printer) {
@@ -122,30 +126,38 @@ std::string inSmallLetters(std::string text) {
 }
 
 // The colour of a bar.
-std::string_view styleOf(const Supply& supply) {
-  using Pair = std::pair<std::string_view, std::string_view>;
-  constexpr std::array<Pair, 6> kStyles = {{{"Cyan", "cyan"},
-                                            {"Magenta", "magenta"},
-                                            {"Yellow", "yellow"},
-                                            {"Black", "black"},
-                                            {"Color", "three"},
-                                            {"Photo", "photo"}}};
-  const auto* row = std::ranges::find(kStyles, supply.color, &Pair::first);
-  return row == kStyles.end() ? "plain" : row->second;
+std::string_view styleOf(Color color) {
+  switch (color) {
+    case Color::kNone:
+      return "plain";
+    case Color::kCyan:
+      return "cyan";
+    case Color::kMagenta:
+      return "magenta";
+    case Color::kYellow:
+      return "yellow";
+    case Color::kBlack:
+      return "black";
+    case Color::kThreeColors:
+      return "three";
+    case Color::kPhoto:
+      break;
+  }
+  return "photo";
 }
 
 std::string supplyRow(const Supply& supply) {
   const std::string name = escaped(supply.name, kLongestName);
-  if (!supply.percentage) {
+  if (!supply.level) {
     return fmt::format(
         "<li class=none><span class=name>{}</span><span class=level>{}</span><span "
         "class=hatched></span>\n",
-        name, supply.noLevel == NoLevel::kMissing ? "no cartridge" : "level not known");
+        name, supply.level.error() == NoLevel::kMissing ? "no cartridge" : "level not known");
   }
   return fmt::format(
       "<li><label><span class=name>{0}</span><span class=level>{1} %</span><meter class={2} "
       "max=100 value={1}>{1} %</meter></label>\n",
-      name, *supply.percentage, styleOf(supply));
+      name, *supply.level, styleOf(supply.color));
 }
 
 std::string suppliesOf(const Supplies& supplies) {

@@ -1,21 +1,23 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "supplies/Supply.h"
 #include "text/Problem.h"
 
 namespace moxsupply {
 
 // A printer of the list.
 struct ListedPrinter {
-  std::string target;  // as the list writes it, and as it is asked for
-  std::string uri;     // its device URI
-  std::string type;    // "auto", "laser" or "inkjet"
-  std::string name;    // for people, harmless; the target when the list gives none
-  std::string place;   // the same; empty when the list gives none
+  std::string target;               // as the list writes it, and as it is asked for
+  std::string uri;                  // its device URI
+  std::optional<PrinterKind> kind;  // none: it is to be found out
+  std::string name;                 // for people, harmless; the target when the list gives none
+  std::string place;                // the same; empty when the list gives none
 
   friend bool operator==(const ListedPrinter&, const ListedPrinter&) = default;
 };
@@ -30,9 +32,9 @@ constexpr std::size_t kLongestList = 8U << 20U;  // bytes
 // "targets", device URIs, and "labels", of which "printer_type", "name" and "place" mean something
 // here. A target without a scheme is the host, or HOST:PORT, of socket://. `name` stands before
 // what is wrong.
-Result<PrinterList> parsePrinterList(std::string_view json, const std::string& name);
+[[nodiscard]] Result<PrinterList> parsePrinterList(std::string_view json, const std::string& name);
 
 // The same of a file, named by its path.
-Result<PrinterList> readPrinterList(const std::string& path);
+[[nodiscard]] Result<PrinterList> readPrinterList(const std::string& path);
 
 }  // namespace moxsupply

@@ -11,7 +11,7 @@ void Prober::setList(PrinterList list) {
   for (ListedPrinter& listed : list) {
     const auto former = mIds.find(listed.target);
     const bool isSame =
-        former != mIds.end() && mEntries.at(former->second).printer.listed.type == listed.type;
+        former != mIds.end() && mEntries.at(former->second).printer.listed.kind == listed.kind;
     const Id id = isSame ? former->second : mNextId++;
     mOrder.push_back(id);
     ids.emplace(listed.target, id);
@@ -85,10 +85,7 @@ void Prober::dequeue(Entry& entry) {
 void Prober::begin(Id id, Entry& entry, Clock::time_point now) {
   dequeue(entry);
   entry.begun = now;
-  entry.askedAs = entry.printer.listed.type;
-  if (entry.askedAs == "auto" && entry.printer.isLaser) {
-    entry.askedAs = *entry.printer.isLaser ? "laser" : "inkjet";
-  }
+  entry.askedAs = entry.printer.listed.kind ? entry.printer.listed.kind : entry.printer.kind;
   ++mRunning.at(entry.lane);
   if (entry.lane == kFast) mFastOnes[now].insert(id);
   mHooks.begin({id, entry.printer.listed.uri, entry.askedAs});
@@ -119,13 +116,13 @@ void Prober::ended(Id id, QueryResult result, Clock::time_point now) {
     printer.notBefore = begun + mLimits.minInterval;
     printer.reading = {*result.supplies, now};
     // To find out what it is takes long once; the next time that is known.
-    const bool wasKnown = entry.askedAs != "auto";
-    printer.isLaser = result.supplies->isLaser;
+    const bool wasKnown = entry.askedAs.has_value();
+    printer.kind = result.supplies->kind;
     entry.isSlow = wasKnown && duration >= kSlow;
   } else {
     ++printer.failures;
     printer.notBefore = now + backoff(printer.failures);
-    printer.isLaser.reset();
+    printer.kind.reset();
   }
   printer.last = {std::move(result), duration, now};
   mHooks.answered(printer);

@@ -41,10 +41,10 @@ class Prober {
   static constexpr std::chrono::milliseconds kSlow = std::chrono::seconds(1);
 
   // A query to begin.
-  struct Query {
+  struct Assignment {
     Id id;
     std::string uri;
-    std::string type;  // "auto", "laser", "inkjet"
+    std::optional<PrinterKind> kind;  // none: it is to be found out
   };
 
   // What was the last attempt to read a printer.
@@ -62,16 +62,16 @@ class Prober {
   // What is known of a printer.
   struct Printer {
     ListedPrinter listed;
-    std::optional<Attempt> last;     // none: it was never asked
-    std::optional<Reading> reading;  // the last that succeeded
-    std::uint32_t failures = 0;      // since then
-    Clock::time_point notBefore;     // when it may be asked again; the beginning of time at first
-    bool isPending = false;          // it is being asked, or waits for that
-    std::optional<bool> isLaser;     // once found out, and as long as it answers
+    std::optional<Attempt> last;      // none: it was never asked
+    std::optional<Reading> reading;   // the last that succeeded
+    std::uint32_t failures = 0;       // since then
+    Clock::time_point notBefore;      // when it may be asked again; the beginning of time at first
+    bool isPending = false;           // it is being asked, or waits for that
+    std::optional<PrinterKind> kind;  // once found out, and as long as it answers
   };
 
   struct Hooks {
-    std::function<void(const Query&)> begin;           // its end is told with `ended`
+    std::function<void(const Assignment&)> begin;      // its end is told with `ended`
     std::function<void(Id)> stop;                      // at once; its end is not told
     std::function<void(const Printer&)> answered;      // an attempt has ended
     std::function<void(const std::string&)> released;  // nobody need wait for this target longer
@@ -125,8 +125,8 @@ class Prober {
 
   struct Entry {
     Printer printer;
-    bool isSlow = false;  // took long the last time
-    std::string askedAs;  // the type of the query that runs
+    bool isSlow = false;                 // took long the last time
+    std::optional<PrinterKind> askedAs;  // of the query that runs
     std::optional<Place> place;
     std::optional<Clock::time_point> begun;
     Lane lane = kFast;

@@ -159,18 +159,18 @@ void Site::probe(const httplib::Request& request, httplib::Response& response) {
     return;
   }
 
-  Attempt attempt;
+  LastProbe last;
   if (printer->isPending) {
-    attempt = {ProbeStatus::kDeadline, std::chrono::round<milliseconds>(mNow - mArrived)};
+    last = {Outcome::kDeadline, std::chrono::round<milliseconds>(mNow - mArrived)};
   } else if (printer->last) {
-    attempt = {printer->last->result.status, printer->last->duration};
+    last = {printer->last->result.outcome, printer->last->duration};
   }
-  std::optional<Reading> reading;
+  std::optional<AgedSupplies> aged;
   if (printer->reading) {
     const auto age = std::chrono::round<milliseconds>(mNow - printer->reading->time);
-    reading = {printer->reading->supplies, age};
+    aged = {printer->reading->supplies, age};
   }
-  response.set_content(metricsText(supplyMetrics(reading, attempt)), kMetrics);
+  response.set_content(metricsText(supplyMetrics(aged, last)), kMetrics);
 }
 
 void Site::showPage(const httplib::Request& request, httplib::Response& response) {

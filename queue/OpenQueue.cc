@@ -10,46 +10,46 @@
 namespace moxsupply {
 
 Result<OpenQueue> openQueue(const std::string& name) {
-  auto connected = PrintServer::connect();
-  if (auto* problem = std::get_if<Problem>(&connected)) return std::move(*problem);
-  auto& server = std::get<PrintServer>(connected);
-  auto queue = server.queue(name);
-  if (auto* problem = std::get_if<Problem>(&queue)) return std::move(*problem);
-  auto ppd = server.ppd(name);
-  if (auto* problem = std::get_if<Problem>(&ppd)) return std::move(*problem);
-  return OpenQueue{std::move(server), std::move(std::get<PrintQueue>(queue)),
-                   std::move(std::get<std::string>(ppd))};
+  auto server = PrintServer::connect();
+  if (!server) return tl::unexpected(std::move(server).error());
+  auto queue = server->queue(name);
+  if (!queue) return tl::unexpected(std::move(queue).error());
+  auto ppd = server->ppd(name);
+  if (!ppd) return tl::unexpected(std::move(ppd).error());
+  return OpenQueue{*std::move(server), *std::move(queue), *std::move(ppd)};
 }
 
-Problem queueIsRaw(const std::string& name) {
-  const std::string queue = forTerminal(name);
-  return {
+Result<> hasDriver(const OpenQueue& open) {
+  if (!open.ppd.empty()) return {};
+  const std::string queue = forTerminal(open.queue.name);
+  return misuse(
       fmt::format("\"{}\" is a raw queue: it has no driver (PPD file), so a command for its "
                   "printer would come out as paper",
                   queue),
       fmt::format("Give it a driver first, laser-passthrough or inkjet-passthrough: lpadmin -p {} "
                   "-m drv:///moxsupply.drv/laser-passthrough.ppd",
-                  queue),
-      true};
+                  queue));
 }
 
-std::optional<Problem> whyNoCommands(const OpenQueue& open) {
+Result<> takesReportLevels(const OpenQueue& open) {
   const std::string queue = forTerminal(open.queue.name);
-  if (open.ppd.empty()) return queueIsRaw(open.queue.name);
+  if (auto driver = hasDriver(open); !driver) return driver;
   const auto ppd = PpdFile::fromText(open.ppd);
   if (!open.queue.takesCommands || !ppd || ppd->commandFilter() != kCommandFilter) {
-    return Problem{fmt::format("nothing on \"{}\" asks its printer for its supplies", queue),
-                   fmt::format("Run: moxsupply enable {} --type laser|inkjet", queue), true};
+    auto problem =
+        misuse(fmt::format("nothing on \"{}\" asks its printer for its supplies", queue));
+    problem.value().remedy = {Remedy::Kind::kEnableQueue, open.queue.name};
+    return problem;
   }
   if (open.queue.isStopped) {
-    return Problem{fmt::format("\"{}\" is stopped", queue),
-                   fmt::format("Run: cupsenable {}", queue)};
+    return failure(fmt::format("\"{}\" is stopped", queue),
+                   fmt::format("Run: cupsenable {}", queue));
   }
   if (!open.queue.acceptsJobs) {
-    return Problem{fmt::format("\"{}\" takes no jobs", queue),
-                   fmt::format("Run: cupsaccept {}", queue)};
+    return failure(fmt::format("\"{}\" takes no jobs", queue),
+                   fmt::format("Run: cupsaccept {}", queue));
   }
-  return std::nullopt;
+  return {};
 }
 
 }  // namespace moxsupply

@@ -14,13 +14,13 @@ struct OpenQueue {
   std::string ppd;  // its PPD file; empty for a raw queue
 };
 
-Result<OpenQueue> openQueue(const std::string& name);
+[[nodiscard]] Result<OpenQueue> openQueue(const std::string& name);
 
-// Why nothing can be done with a raw queue.
-Problem queueIsRaw(const std::string& name);
+// Whether the queue has a driver, or why nothing can be done with it: it is a raw queue.
+[[nodiscard]] Result<> hasDriver(const OpenQueue& open);
 
-// Why the supplies of a queue cannot be had; nothing when its printer can be asked by a command
-// file.
-std::optional<Problem> whyNoCommands(const OpenQueue& open);
+// Whether its printer can be asked by a command file, or why the supplies of the queue cannot be
+// had.
+[[nodiscard]] Result<> takesReportLevels(const OpenQueue& open);
 
 }  // namespace moxsupply

@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+#include "supplies/Words.h"
+
 namespace moxsupply {
 
 namespace {
@@ -134,7 +136,7 @@ std::string withSupplyReports(const std::string& ppd, const PpdSettings& setting
       "*moxTimeout: \"{2}\"{0}"
       "*moxDeadline: \"{3}\"{0}"
       "{4}{0}",
-      lineEnd, settings.printerType, settings.timeout, settings.deadline, kEnd);
+      lineEnd, wordOf(settings.kind), settings.timeout, settings.deadline, kEnd);
   return text;
 }
 

@@ -3,11 +3,13 @@
 #include <cstdint>
 #include <string>
 
+#include "supplies/Supply.h"
+
 namespace moxsupply {
 
 // What a queue's PPD file says of its supplies once the command filter is on it.
 struct PpdSettings {
-  std::string printerType;      // "Laser" or "Inkjet"
+  PrinterKind kind = PrinterKind::kLaser;
   std::uint32_t timeout = 2;    // seconds for each single read
   std::uint32_t deadline = 45;  // seconds for everything
 };

@@ -5,10 +5,12 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <string_view>
 #include <utility>
 
 #include "system/MemoryFile.h"
+#include "system/ReadFile.h"
 #include "text/TerminalText.h"
 
 namespace moxsupply {
@@ -16,6 +18,7 @@ namespace moxsupply {
 namespace {
 
 constexpr int kPatienceInSeconds = 10;
+constexpr std::size_t kLongestPpd = std::size_t{64} << 20U;  // far beyond any driver
 
 struct DeleteIpp {
   void operator()(ipp_t* ipp) const { ippDelete(ipp); }
@@ -67,25 +70,25 @@ void askFor(ipp_t* request, const std::array<const char*, Count>& attributes) {
                 attributes.data());
 }
 
-// What the print server said to the last request.
-Problem refusal(const std::string& attempt) {
-  Problem problem = {
-      fmt::format("{}: the print server says: {}", attempt, forTerminal(cupsLastErrorString())),
-      {}};
-  switch (cupsLastError()) {
+std::string adviceFor(ipp_status_t refusal) {
+  switch (refusal) {
     case IPP_STATUS_ERROR_NOT_FOUND:
-      problem.advice = "`lpstat -e` names the queues.";
-      break;
+      return "`lpstat -e` names the queues.";
     case IPP_STATUS_ERROR_FORBIDDEN:
     case IPP_STATUS_ERROR_NOT_AUTHENTICATED:
     case IPP_STATUS_ERROR_NOT_AUTHORIZED:
     case IPP_STATUS_ERROR_CUPS_AUTHENTICATION_CANCELED:
-      problem.advice = "Only an administrator may do this. Run this command again with sudo.";
-      break;
+      return "Only an administrator may do this. Run this command again with sudo.";
     default:
-      break;
+      return {};
   }
-  return problem;
+}
+
+// What the print server said to the last request.
+tl::unexpected<Problem> refusal(const std::string& attempt) {
+  return failure(
+      fmt::format("{}: the print server says: {}", attempt, forTerminal(cupsLastErrorString())),
+      adviceFor(cupsLastError()));
 }
 
 bool succeeded() { return cupsLastError() <= IPP_STATUS_OK_EVENTS_COMPLETE; }
@@ -130,9 +133,9 @@ Result<PrintServer> PrintServer::connect() {
   http_t* http = httpConnect2(cupsServer(), ippPort(), nullptr, AF_UNSPEC, cupsEncryption(), 1,
                               kPatienceInSeconds * 1000, nullptr);
   if (http == nullptr) {
-    return Problem{
+    return failure(
         fmt::format("no connection to the print server at {}", forTerminal(cupsServer())),
-        "Does it run? Try: systemctl status cups"};
+        "Does it run? Try: systemctl status cups");
   }
   httpSetTimeout(http, kPatienceInSeconds, giveUp, nullptr);
   return PrintServer(http);
@@ -147,8 +150,8 @@ Result<PrintQueue> PrintServer::queue(const std::string& name) {
   askFor(request.get(), kAttributes);
   const Ipp answer(cupsDoRequest(mHttp.get(), request.release(), "/"));
   if (!succeeded()) {
-    Problem problem = refusal(fmt::format("no queue \"{}\"", forTerminal(name)));
-    problem.isMisuse = cupsLastError() == IPP_STATUS_ERROR_NOT_FOUND;
+    auto problem = refusal(fmt::format("no queue \"{}\"", forTerminal(name)));
+    problem.value().isMisuse = cupsLastError() == IPP_STATUS_ERROR_NOT_FOUND;
     return problem;
   }
 
@@ -196,18 +199,22 @@ Result<std::string> PrintServer::ppd(const std::string& queue) {
       cupsGetFd(mHttp.get(), resourceOf(queue, ".ppd").c_str(), file.get());
   if (status == HTTP_STATUS_NOT_FOUND) return std::string();
   if (status != HTTP_STATUS_OK) {
-    return Problem{fmt::format("cannot read the PPD file of \"{}\": {}", forTerminal(queue),
-                               httpStatus(status)),
-                   {}};
+    return failure(fmt::format("cannot read the PPD file of \"{}\": {}", forTerminal(queue),
+                               httpStatus(status)));
   }
-  return contentOf(file);
+  auto ppd = readFile(file.get(), kLongestPpd);
+  if (!ppd) {
+    return failure(fmt::format("cannot read the PPD file of \"{}\": {}", forTerminal(queue),
+                               std::strerror(ppd.error())));
+  }
+  return *std::move(ppd);
 }
 
-std::optional<Problem> PrintServer::setPpd(const std::string& queue, const std::string& ppd) {
+Result<> PrintServer::setPpd(const std::string& queue, const std::string& ppd) {
   const FileDescriptor file = memoryFile(ppd);
   Ipp request = requestAbout(queue, IPP_OP_CUPS_ADD_MODIFY_PRINTER);
   const Ipp answer(cupsDoIORequest(mHttp.get(), request.release(), "/admin/", file.get(), -1));
-  if (succeeded()) return std::nullopt;
+  if (succeeded()) return {};
   return refusal(fmt::format("cannot change the PPD file of \"{}\"", forTerminal(queue)));
 }
 
@@ -268,11 +275,10 @@ Result<PrintJob> PrintServer::job(const std::string& queue, int id) {
                   .state = static_cast<ipp_jstate_t>(numberOf(answer.get(), "job-state"))};
 }
 
-std::optional<Problem> PrintServer::cancelJob(const std::string& queue, int id,
-                                              const std::string& user) {
+Result<> PrintServer::cancelJob(const std::string& queue, int id, const std::string& user) {
   Ipp request = requestAbout(queue, id, IPP_OP_CANCEL_JOB, user);
   const Ipp answer(cupsDoRequest(mHttp.get(), request.release(), "/jobs/"));
-  if (succeeded()) return std::nullopt;
+  if (succeeded()) return {};
   return refusal(fmt::format("cannot cancel job {}", id));
 }
 

@@ -4,7 +4,6 @@
 
 #include <chrono>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -44,32 +43,32 @@ struct PrintJob {
 // takes.
 class PrintServer {
  public:
-  static Result<PrintServer> connect();
+  [[nodiscard]] static Result<PrintServer> connect();
 
   // The queue, or why there is none.
-  Result<PrintQueue> queue(const std::string& name);
+  [[nodiscard]] Result<PrintQueue> queue(const std::string& name);
 
   // The names of all queues that take commands.
-  Result<std::vector<std::string>> queuesThatTakeCommands();
+  [[nodiscard]] Result<std::vector<std::string>> queuesThatTakeCommands();
 
   // The queue's PPD file as text; empty for a raw queue, which has none.
-  Result<std::string> ppd(const std::string& queue);
+  [[nodiscard]] Result<std::string> ppd(const std::string& queue);
 
-  // Gives the queue another PPD file; needs the rights of an administrator. Nothing on success.
-  std::optional<Problem> setPpd(const std::string& queue, const std::string& ppd);
+  // Gives the queue another PPD file; needs the rights of an administrator.
+  [[nodiscard]] Result<> setPpd(const std::string& queue, const std::string& ppd);
 
   // Submits a command file with one command, which the print server cancels when it is not done
   // after so long. Returns the job's number.
-  Result<int> submitCommand(const std::string& queue, const std::string& command,
-                            std::chrono::seconds cancelAfter);
+  [[nodiscard]] Result<int> submitCommand(const std::string& queue, const std::string& command,
+                                          std::chrono::seconds cancelAfter);
 
   // The queue's jobs that are not over.
-  Result<std::vector<PrintJob>> unfinishedJobs(const std::string& queue);
+  [[nodiscard]] Result<std::vector<PrintJob>> unfinishedJobs(const std::string& queue);
 
-  Result<PrintJob> job(const std::string& queue, int id);
+  [[nodiscard]] Result<PrintJob> job(const std::string& queue, int id);
 
   // Cancels a job as the user whose job it is.
-  std::optional<Problem> cancelJob(const std::string& queue, int id, const std::string& user);
+  [[nodiscard]] Result<> cancelJob(const std::string& queue, int id, const std::string& user);
 
  private:
   struct Close {

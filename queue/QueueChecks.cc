@@ -11,23 +11,24 @@
 #include <string_view>
 
 #include "links/DeviceUri.h"
-#include "queue/OpenQueue.h"
 #include "queue/PpdFile.h"
 #include "queue/QueueSettings.h"
 #include "renderings/StateReasons.h"
+#include "supplies/Words.h"
 #include "text/TerminalText.h"
 
 namespace moxsupply {
 
 namespace {
 
-Finding good(std::string what) { return {true, std::move(what), {}}; }
-Finding bad(std::string what, std::string remedy) {
-  return {false, std::move(what), std::move(remedy)};
+Finding good(std::string what) { return {true, std::move(what), {}, {}}; }
+Finding bad(std::string what, std::string advice) {
+  return {false, std::move(what), std::move(advice), {}};
 }
 
-std::string enableCommand(const std::string& queue) {
-  return fmt::format("moxsupply enable {} --type laser|inkjet", forTerminal(queue));
+// What `moxsupply enable` mends.
+Finding notEnabled(const PrintQueue& queue, std::string what) {
+  return {false, std::move(what), {}, {Remedy::Kind::kEnableQueue, queue.name}};
 }
 
 std::string_view schemeOf(const std::string& uri) {
@@ -47,20 +48,18 @@ Finding checkTransport(const PrintQueue& queue) {
 
 Finding checkCommandFilter(const PrintQueue& queue, const PpdFile& ppd) {
   const std::string program = ppd.commandFilter();
-  const std::string remedy = enableCommand(queue.name);
   if (program == kCommandFilter) return good("the command filter commandtomox is on the queue");
   if (ppd.hidesCommandFilter(std::string(kCommandFilter))) {
-    return bad(
-        "the command filter is on a cupsFilter line of the driver, which its cupsFilter2 lines "
-        "hide",
-        remedy);
+    return notEnabled(queue,
+                      "the command filter is on a cupsFilter line of the driver, which its "
+                      "cupsFilter2 lines hide");
   }
   if (!program.empty()) {
-    return bad(fmt::format("the queue's command filter is {}, which cannot ask this printer",
-                           forTerminal(program)),
-               remedy);
+    return notEnabled(queue,
+                      fmt::format("the queue's command filter is {}, which cannot ask this printer",
+                                  forTerminal(program)));
   }
-  return bad("no command filter is on the queue", remedy);
+  return notEnabled(queue, "no command filter is on the queue");
 }
 
 Finding checkCommands(const PrintQueue& queue, const PpdFile& ppd) {
@@ -68,16 +67,16 @@ Finding checkCommands(const PrintQueue& queue, const PpdFile& ppd) {
   if (commands.find("ReportLevels") != std::string::npos) {
     return good("the queue takes the command ReportLevels");
   }
-  return bad("the driver does not say that the queue takes ReportLevels (cupsCommands)",
-             enableCommand(queue.name));
+  return notEnabled(queue,
+                    "the driver does not say that the queue takes ReportLevels (cupsCommands)");
 }
 
 Finding checkPrinterType(const PrintQueue& queue, const PpdFile& ppd) {
   const auto type = ppd.value("moxPrinterType");
-  const auto known = type ? printerTypeOf(*type) : std::nullopt;
-  if (known) return good(fmt::format("it is asked as a printer of the type {}", *known));
-  return bad("the driver does not say whether it is a laser or an inkjet printer (moxPrinterType)",
-             enableCommand(queue.name));
+  const auto known = type ? printerKindOf(*type) : std::nullopt;
+  if (known) return good(fmt::format("it is asked as a printer of the type {}", wordOf(*known)));
+  return notEnabled(
+      queue, "the driver does not say whether it is a laser or an inkjet printer (moxPrinterType)");
 }
 
 Finding checkSnmp(const PrintQueue& queue, const PpdFile& ppd) {
@@ -117,12 +116,12 @@ std::string withoutWaiting(const std::string& uri) {
 
 }  // namespace
 
-std::vector<Finding> checkQueue(const PrintQueue& queue, const std::string& ppd) {
-  if (ppd.empty()) {
-    const Problem raw = queueIsRaw(queue.name);
-    return {bad(raw.what, raw.advice)};
+std::vector<Finding> checkQueue(const OpenQueue& open) {
+  const PrintQueue& queue = open.queue;
+  if (const auto driver = hasDriver(open); !driver) {
+    return {bad(driver.error().what, driver.error().advice)};
   }
-  const auto parsed = PpdFile::fromText(ppd);
+  const auto parsed = PpdFile::fromText(open.ppd);
   if (!parsed) {
     return {bad("the queue's driver (PPD file) cannot be read",
                 fmt::format("cupstestppd /etc/cups/ppd/{}.ppd", forTerminal(queue.name)))};
@@ -160,10 +159,8 @@ Finding checkFilterProgram(const std::string& folder) {
 }
 
 Finding checkReport(const Result<Refreshed>& report) {
-  if (const auto* problem = std::get_if<Problem>(&report)) {
-    return bad(problem->what, problem->advice);
-  }
-  const auto& [queue, wasHeld] = std::get<Refreshed>(report);
+  if (!report) return bad(report.error().what, report.error().advice);
+  const auto& [queue, wasHeld] = *report;
   const std::string name = forTerminal(queue.name);
   if (queue.hasReason(kDoesNotAnswer)) {
     return bad(

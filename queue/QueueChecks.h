@@ -3,8 +3,9 @@
 #include <string>
 #include <vector>
 
-#include "queue/PrintServer.h"
+#include "queue/OpenQueue.h"
 #include "queue/Refresh.h"
+#include "text/Problem.h"
 
 namespace moxsupply {
 
@@ -12,12 +13,13 @@ namespace moxsupply {
 struct Finding {
   bool isGood = true;
   std::string what;    // one line; harmless for a terminal
-  std::string remedy;  // the command that mends it, or a sentence; empty where nothing is wrong
+  std::string advice;  // what mends it, where that is no command of ours
+  Remedy remedy;       // where it is
 };
 
-// What the queue and its PPD file (as text; empty for a raw queue) say, in the order in which it
-// matters. Whatever is wrong here keeps levels from coming.
-std::vector<Finding> checkQueue(const PrintQueue& queue, const std::string& ppd);
+// What the queue and its PPD file say, in the order in which it matters. Whatever is wrong here
+// keeps levels from coming.
+std::vector<Finding> checkQueue(const OpenQueue& open);
 
 // Whether the print server runs the command filter in `folder`: it takes only programs, and folders
 // of programs, that belong to root and that nobody else may write.

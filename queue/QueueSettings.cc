@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "queue/PpdFile.h"
+#include "supplies/Words.h"
 #include "text/Decimal.h"
 
 namespace moxsupply {
@@ -37,32 +38,29 @@ class Lookup {
 
 }  // namespace
 
-std::optional<std::string> printerTypeOf(const std::string& word) {
-  if (word == "Laser" || word == "laser") return "Laser";
-  if (word == "Inkjet" || word == "inkjet") return "Inkjet";
-  return std::nullopt;
+std::optional<PrinterKind> printerKindOf(std::string_view word) {
+  if (word == "laser") return PrinterKind::kLaser;
+  if (word == "inkjet") return PrinterKind::kInkjet;
+  return meaningIn(kPrinterKinds, word);
 }
 
 Result<QueueSettings> queueSettings(const std::string& ppdPath, const std::string& jobOptions,
                                     const std::string& deviceUri) {
   const auto ppd = PpdFile::fromFile(ppdPath);
-  if (!ppd) {
-    return Problem{fmt::format("cannot read the queue's PPD file \"{}\"", ppdPath), {}, true};
-  }
+  if (!ppd) return misuse(fmt::format("cannot read the queue's PPD file \"{}\"", ppdPath));
   const Lookup lookup(*ppd, jobOptions);
 
   QueueSettings settings;
   const auto type = lookup.find("moxPrinterType");
   if (!type) {
-    return Problem{"the queue's PPD file does not say what kind of printer it is (moxPrinterType)",
-                   "Run: moxsupply enable QUEUE --type laser|inkjet", true};
+    return misuse("the queue's PPD file does not say what kind of printer it is (moxPrinterType)",
+                  "`moxsupply enable` writes it there.");
   }
-  const auto printerType = printerTypeOf(*type);
-  if (!printerType) {
-    return Problem{
-        fmt::format("moxPrinterType is \"{}\"; it must be Laser or Inkjet", *type), {}, true};
+  const auto kind = printerKindOf(*type);
+  if (!kind) {
+    return misuse(fmt::format("moxPrinterType is \"{}\"; it must be Laser or Inkjet", *type));
   }
-  settings.printerType = *printerType;
+  settings.kind = *kind;
 
   for (auto [name, setting] :
        {std::pair("moxTimeout", &settings.timeout), std::pair("moxDeadline", &settings.deadline)}) {
@@ -70,13 +68,12 @@ Result<QueueSettings> queueSettings(const std::string& ppdPath, const std::strin
     if (!text) continue;
     const auto seconds = decimal(*text);
     if (!seconds) {
-      return Problem{
-          fmt::format("{} is \"{}\"; it must be a whole number of seconds", name, *text), {}, true};
+      return misuse(fmt::format("{} is \"{}\"; it must be a whole number of seconds", name, *text));
     }
     *setting = *seconds;
   }
   if (settings.deadline == 0) {
-    return Problem{"moxDeadline is 0; it must leave the printer at least a second", {}, true};
+    return misuse("moxDeadline is 0; it must leave the printer at least a second");
   }
 
   settings.transport = deviceUri.substr(0, deviceUri.find(':'));

@@ -3,27 +3,30 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 
+#include "supplies/Supply.h"
 #include "text/Problem.h"
 
 namespace moxsupply {
 
 // How the printer of a queue is asked.
 struct QueueSettings {
-  std::string printerType;      // "Laser" or "Inkjet"
+  PrinterKind kind = PrinterKind::kLaser;
   std::string transport;        // "usb", "socket", "mdns" or "dnssd"
   std::uint32_t timeout = 2;    // seconds for each single read
   std::uint32_t deadline = 45;  // seconds for everything
 };
 
-// The printer type as the module takes it, "Laser" or "Inkjet", which people may also write in
-// small letters. Nothing for any other word.
-std::optional<std::string> printerTypeOf(const std::string& word);
+// The kind that "Laser" or "Inkjet" names, which people may also write in small letters. Nothing
+// for any other word.
+[[nodiscard]] std::optional<PrinterKind> printerKindOf(std::string_view word);
 
 // Gathers the settings for a job of the print server: from the queue's PPD file (*moxPrinterType,
 // *moxTimeout, *moxDeadline), then from the job's options of the same names without the star, which
 // count for more; the transport is the scheme of the device URI.
-Result<QueueSettings> queueSettings(const std::string& ppdPath, const std::string& jobOptions,
-                                    const std::string& deviceUri);
+[[nodiscard]] Result<QueueSettings> queueSettings(const std::string& ppdPath,
+                                                  const std::string& jobOptions,
+                                                  const std::string& deviceUri);
 
 }  // namespace moxsupply

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "renderings/MarkerAttributes.h"
+#include "supplies/Words.h"
 
 namespace moxsupply {
 
@@ -22,16 +23,16 @@ Supplies suppliesOf(const PrintQueue& queue) {
   for (std::size_t i = 0; i < queue.markerNames.size(); ++i) {
     Supply supply;
     supply.name = queue.markerNames[i];
-    supply.type = valueAt<std::string>(queue.markerTypes, i, "other");
+    supply.kind = meaningIn(kSupplyKinds, valueAt<std::string>(queue.markerTypes, i, "other"))
+                      .value_or(SupplyKind::kOther);
     supply.color = colorPublishedAs(valueAt<std::string>(queue.markerColors, i, "none"));
-    supply.status = "Correct";
+    supply.status = statusToldBy(queue.markerMessage, supply.name);
     const int level = valueAt(queue.markerLevels, i, kUnknownLevel);
-    if (level >= 0) supply.percentage = std::min(level, kFullLevel);
+    if (level >= 0) supply.level = std::min(level, kFullLevel);
     if (level == kNoCartridge) {
-      supply.noLevel = NoLevel::kMissing;
-      supply.status = "Missing";
+      supply.level = tl::unexpected(NoLevel::kMissing);
+      supply.status = SupplyStatus::kMissing;
     }
-    if (isCartridge(supply) && isEmpty(supply)) supply.status = "Empty";
     supplies.list.push_back(std::move(supply));
   }
   return supplies;

@@ -24,11 +24,10 @@ constexpr const char* kCommand = "ReportLevels";
 Result<int> waitingOrNewJob(PrintServer& server, const std::string& queue,
                             std::chrono::seconds deadline) {
   const auto jobs = server.unfinishedJobs(queue);
-  if (const auto* problem = std::get_if<Problem>(&jobs)) return *problem;
-  const auto& list = std::get<std::vector<PrintJob>>(jobs);
+  if (!jobs) return tl::unexpected(jobs.error());
   const auto waiting = std::ranges::find_if(
-      list, [](const PrintJob& job) { return job.title == kCommand && !job.isStuck(); });
-  if (waiting != list.end()) return waiting->id;
+      *jobs, [](const PrintJob& job) { return job.title == kCommand && !job.isStuck(); });
+  if (waiting != jobs->end()) return waiting->id;
   return server.submitCommand(queue, kCommand, deadline);
 }
 
@@ -39,19 +38,18 @@ Result<PrintJob> endOf(PrintServer& server, const std::string& queue, int id,
   progress.waitingFor(fmt::format("Waiting for {} to report", forTerminal(queue)));
   for (milliseconds pause(5); Clock::now() < end; pause = std::min(pause * 2, milliseconds(200))) {
     auto job = server.job(queue, id);
-    const auto* seen = std::get_if<PrintJob>(&job);
-    if (seen == nullptr || seen->isOver()) return job;
-    if (seen->isStuck()) {
-      return Problem{fmt::format("the job was stopped: the command filter of \"{}\" failed",
+    if (!job || job->isOver()) return job;
+    if (job->isStuck()) {
+      return failure(fmt::format("the job was stopped: the command filter of \"{}\" failed",
                                  forTerminal(queue)),
-                     "The print server's error_log has its reason."};
+                     "The print server's error_log has its reason.");
     }
     std::this_thread::sleep_for(pause);
     progress.refresh();
   }
   static_cast<void>(server.cancelJob(queue, id, cupsUser()));
-  return Problem{fmt::format("\"{}\" did not come to it by the deadline", forTerminal(queue)),
-                 fmt::format("`lpstat -o {}` shows what it is doing.", forTerminal(queue))};
+  return failure(fmt::format("\"{}\" did not come to it by the deadline", forTerminal(queue)),
+                 fmt::format("`lpstat -o {}` shows what it is doing.", forTerminal(queue)));
 }
 
 }  // namespace
@@ -60,15 +58,15 @@ Result<Refreshed> refresh(PrintServer& server, const std::string& queue,
                           std::chrono::seconds deadline) {
   const auto end = Clock::now() + deadline;
   const auto id = waitingOrNewJob(server, queue, deadline);
-  if (const auto* problem = std::get_if<Problem>(&id)) return *problem;
-  const auto job = endOf(server, queue, std::get<int>(id), end);
-  if (const auto* problem = std::get_if<Problem>(&job)) return *problem;
+  if (!id) return tl::unexpected(id.error());
+  const auto job = endOf(server, queue, *id, end);
+  if (!job) return tl::unexpected(job.error());
 
   auto after = server.queue(queue);
-  if (auto* problem = std::get_if<Problem>(&after)) return std::move(*problem);
-  Refreshed refreshed{std::get<PrintQueue>(std::move(after))};
-  refreshed.wasHeld = std::get<PrintJob>(job).state == IPP_JSTATE_CANCELED &&
-                      !refreshed.queue.hasReason(kDoesNotAnswer);
+  if (!after) return tl::unexpected(std::move(after).error());
+  Refreshed refreshed{*std::move(after)};
+  refreshed.wasHeld =
+      job->state == IPP_JSTATE_CANCELED && !refreshed.queue.hasReason(kDoesNotAnswer);
   return refreshed;
 }
 

@@ -18,7 +18,7 @@ struct Refreshed {
 // this kind that is already waiting is taken for ours, so that they do not pile up before a printer
 // that is switched off. Shows on the terminal what is being waited for; `deadline` bounds the
 // whole.
-Result<Refreshed> refresh(PrintServer& server, const std::string& queue,
-                          std::chrono::seconds deadline);
+[[nodiscard]] Result<Refreshed> refresh(PrintServer& server, const std::string& queue,
+                                        std::chrono::seconds deadline);
 
 }  // namespace moxsupply

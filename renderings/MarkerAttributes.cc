@@ -6,6 +6,8 @@
 #include <array>
 #include <string_view>
 
+#include "supplies/Attention.h"
+#include "supplies/Words.h"
 #include "text/HarmlessText.h"
 
 namespace moxsupply {
@@ -16,27 +18,27 @@ constexpr std::size_t kLongestLine = 2000;
 constexpr std::size_t kLongestName = 255;  // an IPP name holds no more
 
 struct ColorRow {
-  std::string_view color;
+  Color color;
   std::string_view published;
 };
 // A cartridge of several colours has them all, one after the other.
-constexpr std::array<ColorRow, 6> kColors = {{
-    {"Cyan", "#00FFFF"},
-    {"Magenta", "#FF00FF"},
-    {"Yellow", "#FFFF00"},
-    {"Black", "#000000"},
-    {"Color", "#00FFFF#FF00FF#FFFF00"},
-    {"Photo", "#000000#E0FFFF#FF77FF"},  // black, light cyan, light magenta
+constexpr std::array<ColorRow, 7> kPublishedColors = {{
+    {Color::kNone, "none"},
+    {Color::kCyan, "#00FFFF"},
+    {Color::kMagenta, "#FF00FF"},
+    {Color::kYellow, "#FFFF00"},
+    {Color::kBlack, "#000000"},
+    {Color::kThreeColors, "#00FFFF#FF00FF#FFFF00"},
+    {Color::kPhoto, "#000000#E0FFFF#FF77FF"},  // black, light cyan, light magenta
 }};
 
-std::string publishedColor(const std::string& color) {
-  const auto* row = std::ranges::find(kColors, color, &ColorRow::color);
-  return std::string(row == kColors.end() ? "none" : row->published);
+std::string publishedColor(Color color) {
+  return std::string(std::ranges::find(kPublishedColors, color, &ColorRow::color)->published);
 }
 
-int publishedLevel(const Supply& supply) {
-  if (supply.percentage) return *supply.percentage;
-  return supply.noLevel == NoLevel::kMissing ? kNoCartridge : kUnknownLevel;
+int publishedLevel(const Level& level) {
+  if (level) return *level;
+  return level.error() == NoLevel::kMissing ? kNoCartridge : kUnknownLevel;
 }
 
 // Some characters have a meaning on the way to the print server or in its files.
@@ -65,24 +67,47 @@ std::string publishable(std::string_view text, std::size_t mostBytes) {
   return harmlessLine(line, mostBytes);
 }
 
-std::string attentionOf(const Supply& supply) {
+// What goes behind the name of a supply in the message.
+struct StatusWords {
+  SupplyStatus status;
+  std::string_view words;
+};
+constexpr std::array<StatusWords, 4> kStatusWords = {{
+    {SupplyStatus::kMissing, "is missing"},
+    {SupplyStatus::kInvalid, "is not valid in this printer"},
+    {SupplyStatus::kIncorrect, "is the wrong cartridge"},
+    {SupplyStatus::kEmpty, "is empty"},
+}};
+constexpr std::string_view kBetween = "; ";
+
+std::string_view wordsFor(SupplyStatus status) {
+  return std::ranges::find(kStatusWords, status, &StatusWords::status)->words;
+}
+
+// Empty where nothing is needed.
+std::string neededBy(const Supply& supply) {
   const std::string name = markerName(supply.name, kLongestName);
-  if (supply.status == "Missing") return name + " is missing";
-  if (supply.status == "Invalid") return name + " is not valid in this printer";
-  if (supply.status == "Incorrect") return name + " is the wrong cartridge";
-  if (!isCartridge(supply) || !supply.percentage) return {};
-  if (isEmpty(supply)) return name + " is empty";
-  if (isLow(supply)) return fmt::format("{} is low ({} %)", name, *supply.percentage);
-  return {};
+  switch (attentionOf(supply)) {
+    case Attention::kNone:
+      return {};
+    case Attention::kLow:
+      return fmt::format("{} is low ({} %)", name, *supply.level);
+    case Attention::kEmpty:
+      return fmt::format("{} {}", name, wordsFor(SupplyStatus::kEmpty));
+    case Attention::kMissing:
+    case Attention::kWrong:
+      break;
+  }
+  return fmt::format("{} {}", name, wordsFor(supply.status));
 }
 
 std::string messageOf(const Supplies& supplies) {
   std::string message;
   for (const Supply& supply : supplies.list) {
-    const std::string attention = attentionOf(supply);
-    if (attention.empty()) continue;
-    if (!message.empty()) message += "; ";
-    message += attention;
+    const std::string needed = neededBy(supply);
+    if (needed.empty()) continue;
+    if (!message.empty()) message += kBetween;
+    message += needed;
   }
   return message;
 }
@@ -130,18 +155,27 @@ std::string markerName(const std::string& name, std::size_t mostBytes) {
   return marker.empty() ? "?" : marker;
 }
 
-std::string colorPublishedAs(const std::string& published) {
-  const auto* row = std::ranges::find(kColors, published, &ColorRow::published);
-  return std::string(row == kColors.end() ? "" : row->color);
+Color colorPublishedAs(std::string_view published) {
+  const auto* row = std::ranges::find(kPublishedColors, published, &ColorRow::published);
+  return row == kPublishedColors.end() ? Color::kNone : row->color;
+}
+
+SupplyStatus statusToldBy(std::string_view message, std::string_view markerName) {
+  const std::string clauses = fmt::format("{0}{1}{0}", kBetween, message);
+  for (const auto& [status, words] : kStatusWords) {
+    const std::string clause = fmt::format("{0}{1} {2}{0}", kBetween, markerName, words);
+    if (clauses.find(clause) != std::string::npos) return status;
+  }
+  return SupplyStatus::kCorrect;
 }
 
 MarkerAttributes markerAttributes(const Supplies& supplies) {
   MarkerAttributes attributes;
   for (const Supply& supply : supplies.list) {
     attributes.names.push_back(markerName(supply.name, kLongestName));
-    attributes.types.push_back(supply.type);
+    attributes.types.emplace_back(wordOf(supply.kind));
     attributes.colors.push_back(publishedColor(supply.color));
-    attributes.levels.push_back(publishedLevel(supply));
+    attributes.levels.push_back(publishedLevel(supply.level));
     attributes.lowLevels.push_back(kLowLevel);
     attributes.highLevels.push_back(kFullLevel);
   }

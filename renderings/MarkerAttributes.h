@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "supplies/Supplies.h"
@@ -29,9 +30,12 @@ struct MarkerAttributes {
 
 MarkerAttributes markerAttributes(const Supplies& supplies);
 
-// The colour that is published so, as `Supply` names it; empty for none, and for one that is not
-// ours.
-std::string colorPublishedAs(const std::string& published);
+// The colour that is published so; none for one that is not ours.
+Color colorPublishedAs(std::string_view published);
+
+// The status that a published message tells of the supply with this marker name. A status has no
+// list of its own at the print server, and a level does not say that a cartridge is the wrong one.
+SupplyStatus statusToldBy(std::string_view message, std::string_view markerName);
 
 // A supply's name as it can be published: one line of harmless UTF-8 without blanks at its ends, of
 // at most `mostBytes`. The print server writes names joined with commas to a file of its own and

@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "supplies/Attention.h"
 #include "text/HarmlessText.h"
 
 namespace moxsupply {
@@ -50,39 +51,52 @@ std::vector<std::string> distinctNames(const Supplies& supplies) {
   return names;
 }
 
+bool isJudged(const Supply& supply, const PluginThresholds& thresholds) {
+  return thresholds.judgesFusersToo || isCartridge(supply);
+}
+
 // What is to be thought of one supply, and what led to it.
 struct Judgement {
   PluginState state = PluginState::kOk;
   std::string text;  // "80 %"
 };
 
-Judgement judgementOf(const Supply& supply, const PluginThresholds& thresholds, bool isJudged) {
-  if (supply.status == "Missing") return {PluginState::kCritical, "missing"};
-  const std::string level =
-      supply.percentage ? fmt::format("{} %", *supply.percentage) : "level not known";
-  if (supply.status == "Invalid") return {PluginState::kCritical, level + " (not valid here)"};
-  if (supply.status == "Incorrect") return {PluginState::kCritical, level + " (wrong cartridge)"};
-  if (!isJudged) return {PluginState::kOk, level};
-  if (isEmpty(supply)) return {PluginState::kCritical, level + " (empty)"};
-  if (!supply.percentage) return {PluginState::kUnknown, level};
-  if (*supply.percentage < thresholds.critical) {
-    return {PluginState::kCritical, fmt::format("{} (below {} %)", level, thresholds.critical)};
+Judgement judgementOf(const Supply& supply, const PluginThresholds& thresholds) {
+  const std::string level = supply.level ? fmt::format("{} %", *supply.level) : "level not known";
+  // A level is bad below a threshold; low is what is at or below a level.
+  const bool all = thresholds.judgesFusersToo;
+  switch (attentionOf(supply, {thresholds.critical - 1, all})) {
+    case Attention::kMissing:
+      return {PluginState::kCritical, "missing"};
+    case Attention::kWrong: {
+      const bool isInvalid = supply.status == SupplyStatus::kInvalid;
+      return {PluginState::kCritical,
+              level + (isInvalid ? " (not valid here)" : " (wrong cartridge)")};
+    }
+    case Attention::kEmpty:
+      return {PluginState::kCritical, level + " (empty)"};
+    case Attention::kLow:
+      return {PluginState::kCritical, fmt::format("{} (below {} %)", level, thresholds.critical)};
+    case Attention::kNone:
+      break;
   }
-  if (*supply.percentage < thresholds.warning) {
+  if (attentionOf(supply, {thresholds.warning - 1, all}) == Attention::kLow) {
     return {PluginState::kWarning, fmt::format("{} (below {} %)", level, thresholds.warning)};
   }
-  return {PluginState::kOk, level};
+  const bool isMissed = !supply.level && isJudged(supply, thresholds);
+  return {isMissed ? PluginState::kUnknown : PluginState::kOk, level};
 }
 
 // Performance data of one supply: 'label'=value%;warning;critical;least;most. "20:" is the range
 // from 20 on, outside of which a level is bad; U is a value that could not be had.
 std::string performanceData(const std::string& name, const Supply& supply,
-                            const PluginThresholds& thresholds, bool isJudged) {
+                            const PluginThresholds& thresholds) {
   std::string label;
   for (const char c : name) label += c == '\'' ? std::string("''") : std::string(1, c);
-  const std::string value = supply.percentage ? fmt::format("{}%", *supply.percentage) : "U";
-  const std::string ranges =
-      isJudged ? fmt::format("{}:;{}:", thresholds.warning, thresholds.critical) : ";";
+  const std::string value = supply.level ? fmt::format("{}%", *supply.level) : "U";
+  const std::string ranges = isJudged(supply, thresholds)
+                                 ? fmt::format("{}:;{}:", thresholds.warning, thresholds.critical)
+                                 : ";";
   return fmt::format("'{}'={};{};0;100", label, value, ranges);
 }
 
@@ -105,10 +119,9 @@ PluginResult pluginResult(const Supplies& supplies, const PluginThresholds& thre
   const std::vector<std::string> names = distinctNames(supplies);
   for (std::size_t i = 0; i < names.size(); ++i) {
     const Supply& supply = supplies.list[i];
-    const bool isJudged = thresholds.judgesFusersToo || isCartridge(supply);
-    Judgement judgement = judgementOf(supply, thresholds, isJudged);
-    data.push_back(performanceData(names[i], supply, thresholds, isJudged));
-    isAnyLevelKnown = isAnyLevelKnown || (isJudged && supply.percentage);
+    Judgement judgement = judgementOf(supply, thresholds);
+    data.push_back(performanceData(names[i], supply, thresholds));
+    isAnyLevelKnown = isAnyLevelKnown || (isJudged(supply, thresholds) && supply.level);
     if (badness(judgement.state) > badness(worst)) worst = judgement.state;
     judgement.text = fmt::format("{} {}", names[i], judgement.text);
     told.push_back(std::move(judgement));

@@ -1,14 +1,19 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
-#include "values/Dictionary.h"
-#include "values/Status.h"
+#include "supplies/Report.h"
+#include "text/Problem.h"
 
 namespace moxsupply {
 
-// The result of a query as one line of JSON, {"status": -4, "report": {...}}, with a newline: the
-// status as a signed number, the report with the keys and values that the query left. UTF-8.
-std::string reportAsJson(Status status, const Dictionary& report);
+// A report as one line of JSON, {"status": -4, "report": {...}}, with a newline: the status as a
+// signed number, the dictionary with the keys and values that the query left. UTF-8.
+std::string reportAsJson(const Report& report);
+
+// The other way round, for what another process wrote. Of the dictionary it takes what programs
+// show: the print head, and the record of each supply.
+Result<Report> reportFromJson(std::string_view json);
 
 }  // namespace moxsupply

@@ -5,6 +5,8 @@
 #include <array>
 #include <vector>
 
+#include "supplies/Attention.h"
+
 namespace moxsupply {
 
 namespace {
@@ -22,13 +24,20 @@ constexpr std::array<std::string_view, 7> kOurs = {kTonerLow, kTonerEmpty, kInkL
                                                    kMissing,  kWrong,      kDoesNotAnswer};
 
 std::string_view reasonOf(const Supply& supply) {
-  const bool isToner = supply.type == "toner";
-  if (!isCartridge(supply)) return {};
-  if (supply.status == "Missing") return kMissing;
-  if (supply.status == "Invalid" || supply.status == "Incorrect") return kWrong;
-  if (isEmpty(supply)) return isToner ? kTonerEmpty : kInkEmpty;
-  if (isLow(supply)) return isToner ? kTonerLow : kInkLow;
-  return {};
+  const bool isToner = supply.kind == SupplyKind::kToner;
+  switch (attentionOf(supply)) {
+    case Attention::kNone:
+      return {};
+    case Attention::kLow:
+      return isToner ? kTonerLow : kInkLow;
+    case Attention::kEmpty:
+      return isToner ? kTonerEmpty : kInkEmpty;
+    case Attention::kMissing:
+      return kMissing;
+    case Attention::kWrong:
+      break;
+  }
+  return kWrong;
 }
 
 }  // namespace

@@ -8,8 +8,7 @@
 
 namespace moxsupply {
 
-// The registered printer-state-reasons that hold for these supplies. Cartridges only: no two makers
-// mean the same by the level of a fuser or a container.
+// The registered printer-state-reasons that hold for these supplies.
 std::set<std::string_view> stateReasons(const Supplies& supplies);
 
 // The reason that holds when a printer gives no answer, or none that can be used.

@@ -10,6 +10,7 @@
 #include <string_view>
 #include <utility>
 
+#include "supplies/Words.h"
 #include "text/HarmlessText.h"
 
 namespace moxsupply {
@@ -19,17 +20,17 @@ namespace {
 // Longer text is cut: a label is for telling supplies apart.
 constexpr std::size_t kMostLabelBytes = 256;
 
-// The word of a report, and the one that stands for it in a label.
+// What stands for a status in a label.
 struct StatusRow {
-  std::string_view reported;
+  SupplyStatus status;
   std::string_view word;
 };
-constexpr std::array<StatusRow, 5> kSupplyStatuses = {{
-    {"Correct", "correct"},
-    {"Empty", "empty"},
-    {"Missing", "missing"},
-    {"Invalid", "invalid"},
-    {"Incorrect", "incorrect"},
+constexpr std::array<StatusRow, 5> kStatusLabels = {{
+    {SupplyStatus::kCorrect, "correct"},
+    {SupplyStatus::kEmpty, "empty"},
+    {SupplyStatus::kMissing, "missing"},
+    {SupplyStatus::kInvalid, "invalid"},
+    {SupplyStatus::kIncorrect, "incorrect"},
 }};
 
 // Gauges of one name.
@@ -74,30 +75,33 @@ void addSupplies(std::vector<prometheus::MetricFamily>& families, const Supplies
   int number = 0;
   for (const Supply& supply : supplies.list) {
     const prometheus::ClientMetric::Label place = {"supply", fmt::to_string(++number)};
-    info.add(1, {place, {"name", supply.name}, {"type", supply.type}, {"color", supply.color}});
-    if (supply.percentage) {
-      level.add(*supply.percentage / 100.0, {place});
+    info.add(1, {place,
+                 {"name", supply.name},
+                 {"type", std::string(wordOf(supply.kind))},
+                 {"color", std::string(wordOf(supply.color))}});
+    if (supply.level) {
+      level.add(*supply.level / 100.0, {place});
     } else {
-      const bool isMissing = supply.noLevel == NoLevel::kMissing;
+      const bool isMissing = supply.level.error() == NoLevel::kMissing;
       unknown.add(1, {place, {"reason", isMissing ? "missing" : "not_reported"}});
     }
-    for (const auto& [reported, word] : kSupplyStatuses) {
-      status.add(supply.status == reported ? 1 : 0, {place, {"status", std::string(word)}});
+    for (const auto& [told, word] : kStatusLabels) {
+      status.add(supply.status == told ? 1 : 0, {place, {"status", std::string(word)}});
     }
   }
   for (Family* family : {&info, &level, &unknown, &status}) family->moveTo(families);
 }
 
-void addAttempt(std::vector<prometheus::MetricFamily>& families, const Attempt& attempt,
-                const MetricLabels& labels) {
+void addLastProbe(std::vector<prometheus::MetricFamily>& families, const LastProbe& last,
+                  const MetricLabels& labels) {
   Family success("npa_probe_success", "Whether the last attempt to read the printer succeeded.",
                  labels);
   Family duration("npa_probe_duration_seconds", "How long that attempt took.", labels);
   Family status("npa_probe_status", "How that attempt ended.", labels);
-  success.add(attempt.status == ProbeStatus::kSuccess ? 1 : 0);
-  duration.add(attempt.duration.count());
-  for (const auto& row : kProbeStatuses) {
-    status.add(attempt.status == row.status ? 1 : 0, {{"status", std::string(row.word)}});
+  success.add(last.outcome == Outcome::kSuccess ? 1 : 0);
+  duration.add(last.duration.count());
+  for (const auto& row : kOutcomes) {
+    status.add(last.outcome == row.outcome ? 1 : 0, {{"status", std::string(row.word)}});
   }
   for (Family* family : {&success, &duration, &status}) family->moveTo(families);
 }
@@ -113,18 +117,18 @@ std::string withShortValue(const std::string& series) {
 
 }  // namespace
 
-std::vector<prometheus::MetricFamily> supplyMetrics(const std::optional<Reading>& reading,
-                                                    const Attempt& attempt,
+std::vector<prometheus::MetricFamily> supplyMetrics(const std::optional<AgedSupplies>& aged,
+                                                    const LastProbe& last,
                                                     const MetricLabels& labels) {
   std::vector<prometheus::MetricFamily> families;
-  if (reading) {
-    addSupplies(families, reading->supplies, labels);
+  if (aged) {
+    addSupplies(families, aged->supplies, labels);
     Family age("npa_reading_age_seconds", "How long ago the printer gave the supplies shown.",
                labels);
-    age.add(reading->age.count());
+    age.add(aged->age.count());
     age.moveTo(families);
   }
-  addAttempt(families, attempt, labels);
+  addLastProbe(families, last, labels);
   return families;
 }
 

@@ -8,30 +8,30 @@
 #include <string>
 #include <vector>
 
-#include "supplies/ProbeStatus.h"
+#include "supplies/Outcome.h"
 #include "supplies/Supplies.h"
 
 namespace moxsupply {
 
 // What a printer said when it was last read with success.
-struct Reading {
+struct AgedSupplies {
   Supplies supplies;
   std::chrono::duration<double> age{};
 };
 
-// The last attempt to read a printer, which may have failed long after its last reading.
-struct Attempt {
-  ProbeStatus status = ProbeStatus::kNotAsked;
+// The last attempt to read a printer, which may have failed long after that.
+struct LastProbe {
+  Outcome outcome = Outcome::kNotAsked;
   std::chrono::duration<double> duration{};
 };
 
 using MetricLabels = std::vector<prometheus::ClientMetric::Label>;
 
-// One printer as metrics tell it (docs/metrics.md lists them). `reading`: none when the printer has
+// One printer as metrics tell it (docs/metrics.md lists them). `aged`: none when the printer has
 // never been read. `labels` stand first on every series; their values, like all text from a
 // printer, are made harmless. A family without a series is left out.
-std::vector<prometheus::MetricFamily> supplyMetrics(const std::optional<Reading>& reading,
-                                                    const Attempt& attempt,
+std::vector<prometheus::MetricFamily> supplyMetrics(const std::optional<AgedSupplies>& aged,
+                                                    const LastProbe& last,
                                                     const MetricLabels& labels = {});
 
 // Text exposition format 0.0.4. As far as gauges go it is OpenMetrics, too, but for the "# EOF"

@@ -6,6 +6,7 @@
 #include <array>
 #include <string_view>
 
+#include "supplies/Attention.h"
 #include "text/TerminalText.h"
 
 namespace moxsupply {
@@ -19,39 +20,27 @@ constexpr std::string_view kReset = "\x1B[0m";
 constexpr std::string_view kBold = "\x1B[1m";
 constexpr std::string_view kDim = "\x1B[2m";
 constexpr std::string_view kAlarm = "\x1B[31m";
+constexpr std::string_view kWarning = "\x1B[33m";
 
 // How a colour is written and drawn. Black is drawn in grey, which shows on a dark terminal too.
 struct ColorRow {
-  std::string_view color;
+  Color color;
   std::string_view word;
   std::string_view sequence;
 };
-constexpr std::array<ColorRow, 6> kColors = {{
-    {"Cyan", "cyan", "\x1B[36m"},
-    {"Magenta", "magenta", "\x1B[35m"},
-    {"Yellow", "yellow", "\x1B[33m"},
-    {"Black", "black", "\x1B[90m"},
-    {"Color", "three-colour", "\x1B[34m"},
-    {"Photo", "photo", "\x1B[94m"},
+constexpr std::array<ColorRow, 7> kColorRows = {{
+    {Color::kNone, "-", ""},
+    {Color::kCyan, "cyan", "\x1B[36m"},
+    {Color::kMagenta, "magenta", "\x1B[35m"},
+    {Color::kYellow, "yellow", "\x1B[33m"},
+    {Color::kBlack, "black", "\x1B[90m"},
+    {Color::kThreeColors, "three-colour", "\x1B[34m"},
+    {Color::kPhoto, "photo", "\x1B[94m"},
 }};
 
-const ColorRow* colorRow(std::string_view color) {
-  const auto* row = std::ranges::find(kColors, color, &ColorRow::color);
-  return row == kColors.end() ? nullptr : row;
+const ColorRow& rowFor(Color color) {
+  return *std::ranges::find(kColorRows, color, &ColorRow::color);
 }
-
-struct StatusRow {
-  std::string_view status;
-  std::string_view words;
-  std::string_view sequence;
-};
-constexpr std::array<StatusRow, 5> kStatuses = {{
-    {"Correct", "ok", ""},
-    {"Empty", "empty", kAlarm},
-    {"Missing", "missing", kAlarm},
-    {"Invalid", "not valid here", kAlarm},
-    {"Incorrect", "wrong cartridge", kAlarm},
-}};
 
 // Rounded up: only a level of 0 has no bar at all.
 std::string bar(int percentage) {
@@ -73,6 +62,23 @@ struct Cell {
   std::string_view sequence = {};  // its colour
 };
 
+Cell statusOf(const Supply& supply) {
+  switch (attentionOf(supply)) {
+    case Attention::kNone:
+      return {"ok"};
+    case Attention::kLow:
+      return {"low", kWarning};
+    case Attention::kEmpty:
+      return {"empty", kAlarm};
+    case Attention::kMissing:
+      return {"missing", kAlarm};
+    case Attention::kWrong:
+      break;
+  }
+  const bool isInvalid = supply.status == SupplyStatus::kInvalid;
+  return {isInvalid ? "not valid here" : "wrong cartridge", kAlarm};
+}
+
 struct Row {
   Cell name;
   Cell color;
@@ -86,7 +92,7 @@ class Table {
   Table(const Supplies& supplies, bool colored) : mSupplies(supplies), mColored(colored) {
     for (const Supply& supply : supplies.list) {
       mNameColumns = std::max(mNameColumns, columnsOf(nameOf(supply)));
-      mColorColumns = std::max(mColorColumns, columnsOf(colorWordOf(supply)));
+      mColorColumns = std::max(mColorColumns, columnsOf(rowFor(supply.color).word));
     }
   }
 
@@ -102,24 +108,19 @@ class Table {
 
  private:
   static Row rowOf(const Supply& supply) {
-    const ColorRow* color = colorRow(supply.color);
+    const ColorRow& color = rowFor(supply.color);
     Row row;
     row.name = {nameOf(supply)};
-    row.color = {colorWordOf(supply)};
-    if (supply.percentage) {
-      row.level = {bar(*supply.percentage), color == nullptr ? "" : color->sequence};
-      row.percent = {fmt::format("{} %", *supply.percentage)};
+    row.color = {std::string(color.word)};
+    if (supply.level) {
+      row.level = {bar(*supply.level), color.sequence};
+      row.percent = {fmt::format("{} %", *supply.level)};
     } else {
-      row.level = {supply.noLevel == NoLevel::kMissing ? "no cartridge" : "level not known", kDim};
+      const bool isMissing = supply.level.error() == NoLevel::kMissing;
+      row.level = {isMissing ? "no cartridge" : "level not known", kDim};
     }
-    row.status = statusCell(supply.status);
+    row.status = statusOf(supply);
     return row;
-  }
-
-  static Cell statusCell(const std::string& status) {
-    const auto* row = std::ranges::find(kStatuses, status, &StatusRow::status);
-    if (row == kStatuses.end()) return {forTerminal(status), kAlarm};
-    return {std::string(row->words), row->sequence};
   }
 
   [[nodiscard]] std::string line(const Row& row) const {
@@ -140,11 +141,6 @@ class Table {
 
   static std::string nameOf(const Supply& supply) {
     return cutToColumns(forTerminal(supply.name), kMostNameColumns);
-  }
-
-  static std::string colorWordOf(const Supply& supply) {
-    const ColorRow* color = colorRow(supply.color);
-    return color == nullptr ? "-" : std::string(color->word);
   }
 
   const Supplies& mSupplies;

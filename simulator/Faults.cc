@@ -19,9 +19,14 @@ constexpr std::int64_t kLongestLength = 65'535;
 
 using Value = std::optional<std::string_view>;
 
+class FaultMistake : public std::invalid_argument {
+ public:
+  using std::invalid_argument::invalid_argument;
+};
+
 [[noreturn]] void refuse(std::string_view verb, std::string_view expected, const Value& value) {
-  throw std::invalid_argument(fmt::format("--fault {}: expected {}, not {}", verb, expected,
-                                          value ? fmt::format("\"{}\"", *value) : "nothing"));
+  throw FaultMistake(fmt::format("{}: expected {}, not {}", verb, expected,
+                                 value ? fmt::format("\"{}\"", *value) : "nothing"));
 }
 
 std::optional<std::int64_t> wholeNumber(std::string_view text) {
@@ -47,7 +52,7 @@ std::size_t bytesFor(std::string_view verb, const Value& value) {
 }
 
 void takeNoValue(std::string_view verb, const Value& value) {
-  if (value) throw std::invalid_argument(fmt::format("--fault {}: takes no value", verb));
+  if (value) throw FaultMistake(fmt::format("{}: takes no value", verb));
 }
 
 Faults::Flood floodFor(std::string_view verb, const Value& value) {
@@ -129,7 +134,7 @@ constexpr std::array<VerbRow, 10> kVerbs = {{
 
 }  // namespace
 
-void Faults::add(std::string_view text) {
+Result<> Faults::add(std::string_view text) try {
   const std::size_t equals = text.find('=');
   const std::string_view verb = text.substr(0, equals);
   const auto* row = std::ranges::find(kVerbs, verb, &VerbRow::verb);
@@ -137,14 +142,17 @@ void Faults::add(std::string_view text) {
     std::vector<std::string_view> usages;
     usages.reserve(kVerbs.size());
     for (const VerbRow& known : kVerbs) usages.push_back(known.usage);
-    throw std::invalid_argument(fmt::format("--fault: there is no fault \"{}\"; there are {}", verb,
-                                            fmt::join(usages, ", ")));
+    return misuse(
+        fmt::format("{}: there is no such fault; there are {}", verb, fmt::join(usages, ", ")));
   }
   row->add(*this, verb,
            equals == std::string_view::npos ? Value() : Value(text.substr(equals + 1)));
   if (flood && (cut || reset || silent || drip)) {
-    throw std::invalid_argument("--fault flood: goes with none of cut, reset, silent and drip");
+    return misuse("flood: goes with none of cut, reset, silent and drip");
   }
+  return {};
+} catch (const FaultMistake& mistake) {
+  return misuse(mistake.what());
 }
 
 std::string describeFaults() {

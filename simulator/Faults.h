@@ -8,6 +8,8 @@
 #include <string_view>
 #include <vector>
 
+#include "text/Problem.h"
+
 namespace moxsupply::simulator {
 
 // What is wrong with a printer. Bytes are counted over all that it sends on one connection.
@@ -34,9 +36,8 @@ struct Faults {
   bool wrongRequest = false;         // each answer is said to be that to another request
   bool neverClose = false;           // it stays when the host has hung up
 
-  // Adds the fault that VERB or VERB=VALUE names. Throws std::invalid_argument with a line that
-  // says what is wrong.
-  void add(std::string_view text);
+  // Adds the fault that VERB or VERB=VALUE names. What is wrong with it begins with VERB.
+  [[nodiscard]] Result<> add(std::string_view text);
 };
 
 // A line about each verb, for people.

@@ -7,17 +7,13 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
-#include <fstream>
-#include <nlohmann/json.hpp>
 #include <stdexcept>
 
-#include "json/JsonDocument.h"
-#include "json/JsonMistake.h"
-#include "json/JsonPlace.h"
+#include "json/ReadJson.h"
 #include "simulator/Answer.h"
 #include "simulator/InkjetModelFile.h"
 #include "simulator/LaserModelFile.h"
-#include "simulator/ModelMistake.h"
+#include "system/ReadFile.h"
 
 namespace moxsupply::simulator {
 
@@ -107,34 +103,21 @@ Model readModel(const JsonPlace& file) {
 
 }  // namespace
 
-Model parseModel(std::string_view json, const std::string& name) {
-  try {
-    const nlohmann::json document = parseJsonDocument(json);
-    return readModel(JsonPlace(document));
-  } catch (const JsonSyntaxMistake& mistake) {
-    throw ModelMistake(fmt::format("{}:{}:{}: {}", name, mistake.line(), mistake.column(),
-                                   asOneLine(mistake.what())));
-  } catch (const JsonMistake& mistake) {
-    throw ModelMistake(fmt::format("{}: {}", name, asOneLine(mistake.what())));
-  } catch (const std::length_error& mistake) {
-    throw ModelMistake(fmt::format("{}: a reply cannot be made of this: {}", name, mistake.what()));
-  }
+Result<Model> parseModel(std::string_view json, const std::string& name) try {
+  return readJson(json, name, readModel);
+} catch (const std::length_error& mistake) {
+  return misuse(fmt::format("{}: a reply cannot be made of this: {}", name, mistake.what()));
 }
 
-Model readModelFile(const std::filesystem::path& file) {
-  constexpr std::streamsize kLongest = 1 << 20;
-  std::ifstream stream(file, std::ios::binary);
-  std::string text(kLongest + 1, '\0');
-  stream.read(text.data(), kLongest + 1);
-  if (stream.bad() || !stream.is_open()) {
-    throw ModelMistake(fmt::format("{}: {}", file.string(), std::strerror(errno)));
+Result<Model> readModelFile(const std::filesystem::path& file) {
+  constexpr std::size_t kLongest = std::size_t{1} << 20U;
+  const auto json = readFile(file.string(), kLongest);
+  if (json) return parseModel(*json, file.string());
+  if (json.error() == EFBIG) {
+    return misuse(fmt::format("{}: longer than {} bytes, the most that a model file may have",
+                              file.string(), kLongest));
   }
-  if (stream.gcount() > kLongest) {
-    throw ModelMistake(fmt::format("{}: longer than {} bytes, the most that a model file may have",
-                                   file.string(), kLongest));
-  }
-  text.resize(static_cast<std::size_t>(stream.gcount()));
-  return parseModel(text, file.string());
+  return misuse(fmt::format("{}: {}", file.string(), std::strerror(json.error())));
 }
 
 }  // namespace moxsupply::simulator

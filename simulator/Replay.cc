@@ -8,27 +8,23 @@
 #include <utility>
 #include <variant>
 
-#include "simulator/ModelMistake.h"
-
 namespace moxsupply::simulator {
 
 using transcript::Event;
 using transcript::Operation;
 
-Replay::Replay(const transcript::Transcript& transcript, Pauses pauses) {
+Result<Replay> Replay::of(const transcript::Transcript& transcript, Pauses pauses) {
   std::vector<Script> scripts;
-  for (const transcript::Query& query : transcript) {
+  for (const transcript::Session& query : transcript) {
     if (Script script = scriptOf(query, pauses); !script.empty()) {
       scripts.push_back(std::move(script));
     }
   }
-  if (scripts.empty()) {
-    throw ModelMistake("the transcript holds no request that a printer knows");
-  }
-  mScripts = std::make_shared<const std::vector<Script>>(std::move(scripts));
+  if (scripts.empty()) return misuse("the transcript holds no request that a printer knows");
+  return Replay(std::move(scripts));
 }
 
-Replay::Script Replay::scriptOf(const transcript::Query& query, Pauses pauses) {
+Replay::Script Replay::scriptOf(const transcript::Session& query, Pauses pauses) {
   Script script;
   RequestReader reader;
   std::vector<Write> early;

@@ -1,11 +1,13 @@
 #pragma once
 
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "simulator/Answer.h"
 #include "simulator/Printer.h"
 #include "simulator/Requests.h"
+#include "text/Problem.h"
 #include "transcript/Transcript.h"
 
 namespace moxsupply::simulator {
@@ -21,8 +23,9 @@ enum class Pauses : bool { kNone, kAsRecorded };
 // silent. Bytes that came before the first request come with its answer.
 class Replay {
  public:
-  // Throws ModelMistake when the transcript holds no request that a printer knows.
-  explicit Replay(const transcript::Transcript& transcript, Pauses pauses = Pauses::kAsRecorded);
+  // Refuses a transcript that holds no request that a printer knows.
+  [[nodiscard]] static Result<Replay> of(const transcript::Transcript& transcript,
+                                         Pauses pauses = Pauses::kAsRecorded);
 
   // Answers of one connection.
   [[nodiscard]] Answers conversation() const;
@@ -34,7 +37,10 @@ class Replay {
   };
   using Script = std::vector<Step>;  // one query
 
-  static Script scriptOf(const transcript::Query& query, Pauses pauses);
+  explicit Replay(std::vector<Script> scripts)
+      : mScripts(std::make_shared<const std::vector<Script>>(std::move(scripts))) {}
+
+  static Script scriptOf(const transcript::Session& query, Pauses pauses);
 
   std::shared_ptr<const std::vector<Script>> mScripts;
 };

@@ -5,8 +5,6 @@
 #include <algorithm>
 #include <system_error>
 
-#include "simulator/ModelMistake.h"
-
 namespace moxsupply::simulator {
 
 namespace fs = std::filesystem;
@@ -31,15 +29,14 @@ std::vector<std::string> shippedModels() {
   return names;
 }
 
-fs::path findModel(const std::string& nameOrPath) {
+Result<fs::path> findModel(const std::string& nameOrPath) {
   if (nameOrPath.find('/') != std::string::npos || nameOrPath.ends_with(kExtension)) {
-    return nameOrPath;
+    return fs::path(nameOrPath);
   }
   fs::path file = modelsDirectory() / (nameOrPath + std::string(kExtension));
   std::error_code ignored;
   if (!fs::exists(file, ignored)) {
-    throw ModelMistake(fmt::format(
-        "there is no model \"{}\"; moxsupply simulate --list names all models", nameOrPath));
+    return misuse(fmt::format("there is no model \"{}\"", nameOrPath));
   }
   return file;
 }

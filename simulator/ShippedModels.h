@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "text/Problem.h"
+
 namespace moxsupply::simulator {
 
 // Where the models of this program lie: beside it in ../share/moxsupply/models.
@@ -13,7 +15,7 @@ std::filesystem::path modelsDirectory();
 std::vector<std::string> shippedModels();
 
 // The file of a model given by its name or as the path of a file, which holds a slash or ends in
-// ".json". Throws ModelMistake for a name that no model has.
-std::filesystem::path findModel(const std::string& nameOrPath);
+// ".json"; a problem for a name that no model has.
+[[nodiscard]] Result<std::filesystem::path> findModel(const std::string& nameOrPath);
 
 }  // namespace moxsupply::simulator

@@ -1,80 +1,76 @@
 #include "supplies/Supplies.h"
 
-#include <fmt/format.h>
-
+#include <algorithm>
 #include <cstdint>
-#include <nlohmann/json.hpp>
+
+#include "supplies/Words.h"
 
 namespace moxsupply {
 
 namespace {
 
-using Json = nlohmann::json;
+std::string textOf(const Dictionary& record, const Key& key) {
+  const auto* text = record.get<std::string>(key);
+  return text == nullptr ? std::string() : *text;
+}
 
 // A laser supply's colour, which the report takes from its name and makes black for want of a word.
 // That is right for the toner of a mono printer, and the best guess for other toners; a fuser or a
 // container has no colour of its own.
-std::string colorOfLaserSupply(const Supply& supply, const std::string& reported) {
-  if (supply.type == "fuser") return {};
-  const bool isNamed = supply.name.find(reported) != std::string::npos;
-  return supply.type == "other" && !isNamed ? std::string() : reported;
+Color colorOfLaserSupply(const Supply& supply, Color reported) {
+  if (supply.kind == SupplyKind::kFuser) return Color::kNone;
+  const bool isNamed = supply.name.find(wordOf(reported)) != std::string::npos;
+  return supply.kind == SupplyKind::kOther && !isNamed ? Color::kNone : reported;
 }
 
-std::optional<int> laserPercentage(std::int64_t reported) {
-  if (reported < 0) return std::nullopt;
-  return static_cast<int>(std::min<std::int64_t>(reported, 100));
+Level laserLevel(std::int32_t reported) {
+  if (reported < 0) return tl::unexpected(NoLevel::kUnknown);
+  return std::min(reported, 100);
 }
 
-std::optional<int> inkjetPercentage(std::int64_t reported) {
-  if (reported < 0 || reported > 100) return std::nullopt;
-  return static_cast<int>(reported);
+Level inkjetLevel(std::int32_t reported) {
+  if (reported < 0 || reported > 100) return tl::unexpected(NoLevel::kUnknown);
+  return reported;
 }
 
 // Some printers leave a name empty; people still need one to point at.
-std::string nameOf(const Json& record, int number, bool isLaser) {
-  std::string name = record.value("SupplyName", "");
+std::string nameOf(const Dictionary& record, int number, bool isLaser) {
+  std::string name = textOf(record, "SupplyName");
   if (name.find_first_not_of(' ') != std::string::npos) return name;
-  return fmt::format("{} {}", isLaser ? "Supply" : "Cartridge", number);
+  return (isLaser ? "Supply " : "Cartridge ") + std::to_string(number);
 }
 
-Supply supplyFromRecord(const Json& record, int number, bool isLaser) {
+Supply supplyFromRecord(const Dictionary& record, int number, bool isLaser) {
   Supply supply;
   supply.name = nameOf(record, number, isLaser);
-  supply.type = record.value("SupplyType", isLaser ? "other" : "ink");
-  supply.status = record.value("SupplyStatus", "");
-  const std::string color = record.value("SupplyColor", "");
+  supply.kind = meaningIn(kSupplyKinds, textOf(record, "SupplyType"))
+                    .value_or(isLaser ? SupplyKind::kOther : SupplyKind::kInk);
+  supply.status =
+      meaningIn(kSupplyStatuses, textOf(record, "SupplyStatus")).value_or(SupplyStatus::kCorrect);
+  const Color color = meaningIn(kColors, textOf(record, "SupplyColor")).value_or(Color::kNone);
   supply.color = isLaser ? colorOfLaserSupply(supply, color) : color;
-  if (supply.status == "Missing") {
-    supply.noLevel = NoLevel::kMissing;
-  } else if (record.contains("SupplyPercentage")) {
-    const auto reported = record["SupplyPercentage"].get<std::int64_t>();
-    supply.percentage = isLaser ? laserPercentage(reported) : inkjetPercentage(reported);
+  const auto* level = record.get<std::int32_t>("SupplyPercentage");
+  if (supply.status == SupplyStatus::kMissing) {
+    supply.level = tl::unexpected(NoLevel::kMissing);
+  } else if (level != nullptr) {
+    supply.level = isLaser ? laserLevel(*level) : inkjetLevel(*level);
   }
   return supply;
 }
 
 }  // namespace
 
-bool isCartridge(const Supply& supply) { return supply.type == "toner" || supply.type == "ink"; }
-
-bool isEmpty(const Supply& supply) { return supply.percentage == 0 || supply.status == "Empty"; }
-
-bool isLow(const Supply& supply) {
-  return supply.percentage && *supply.percentage <= kLowLevel && !isEmpty(supply);
-}
-
-Supplies suppliesFromReport(std::string_view json) {
-  const Json answer = Json::parse(json);
-  const Json& report = answer.at("report");
+Supplies suppliesFromReport(const Dictionary& report) {
   Supplies supplies;
-  const std::string head = report.value("PrintHeadType", "");
-  supplies.isLaser = head == "LaserSupplies";
-  if (!supplies.isLaser) supplies.head = head;
-  for (int number = 1; report.contains(fmt::format("Supply {}", number)); ++number) {
-    supplies.list.push_back(
-        supplyFromRecord(report[fmt::format("Supply {}", number)], number, supplies.isLaser));
+  const std::string head = textOf(report, "PrintHeadType");
+  const bool isLaser = head == "LaserSupplies";
+  supplies.kind = isLaser ? PrinterKind::kLaser : PrinterKind::kInkjet;
+  if (!isLaser) supplies.head = head;
+  for (int number = 1;; ++number) {
+    const auto* record = report.get<Dictionary>({"Supply", number});
+    if (record == nullptr) return supplies;
+    supplies.list.push_back(supplyFromRecord(*record, number, isLaser));
   }
-  return supplies;
 }
 
 }  // namespace moxsupply

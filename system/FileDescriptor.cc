@@ -7,6 +7,8 @@
 #include <cerrno>
 #include <cstddef>
 
+#include "system/FilterDescriptors.h"
+
 namespace moxsupply {
 
 int FileDescriptor::close() noexcept {
@@ -31,7 +33,6 @@ int writeAll(int descriptor, std::string_view text) noexcept {
 }
 
 FileDescriptor aboveFilterDescriptors(FileDescriptor descriptor) noexcept {
-  constexpr int kFirstFree = 5;
   if (!descriptor || descriptor.get() >= kFirstFree) return descriptor;
   return FileDescriptor(::fcntl(descriptor.get(), F_DUPFD_CLOEXEC, kFirstFree));
 }

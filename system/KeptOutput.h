@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include "system/FileDescriptor.h"
+#include "system/FilterDescriptors.h"
 
 namespace moxsupply {
 
@@ -16,8 +17,6 @@ class KeptOutput {
   [[nodiscard]] int descriptor() const { return mOutput.get(); }
 
  private:
-  static constexpr int kFirstFree = 5;  // those below have a meaning in a filter
-
   FileDescriptor mOutput;
 };
 

@@ -11,7 +11,6 @@
 #include <cstdint>
 #include <memory>
 #include <stdexcept>
-#include <system_error>
 
 namespace moxsupply {
 
@@ -45,13 +44,9 @@ Addresses resolve(const std::string& addressAndPort) {
 
 }  // namespace
 
-FileDescriptor listenOn(const std::string& addressAndPort) {
+tl::expected<FileDescriptor, int> listenOn(const std::string& addressAndPort) {
   const Addresses addresses = resolve(addressAndPort);
-  if (!addresses) {
-    throw std::runtime_error(fmt::format(
-        "--listen: expected ADDRESS:PORT, such as 127.0.0.1:9100 or [::1]:0, not \"{}\"",
-        addressAndPort));
-  }
+  if (!addresses) return tl::unexpected(kNoAddress);
   FileDescriptor listener(
       ::socket(addresses->ai_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
   const int reuse = 1;  // also while connections of an earlier run still fade away
@@ -59,7 +54,7 @@ FileDescriptor listenOn(const std::string& addressAndPort) {
       ::setsockopt(listener.get(), SOL_SOCKET, SO_REUSEADDR, &reuse, sizeof reuse) != 0 ||
       ::bind(listener.get(), addresses->ai_addr, addresses->ai_addrlen) != 0 ||
       ::listen(listener.get(), SOMAXCONN) != 0) {
-    throw std::system_error(errno, std::generic_category(), addressAndPort);
+    return tl::unexpected(errno);
   }
   return listener;
 }

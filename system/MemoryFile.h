@@ -1,6 +1,5 @@
 #pragma once
 
-#include <string>
 #include <string_view>
 
 #include "system/FileDescriptor.h"
@@ -10,8 +9,5 @@ namespace moxsupply {
 // A file without a name and without a place on disk, at its beginning. Empty when there is no more
 // memory or descriptors to be had.
 FileDescriptor memoryFile(std::string_view content);
-
-// All that is in a file, wherever its position is.
-std::string contentOf(const FileDescriptor& file);
 
 }  // namespace moxsupply

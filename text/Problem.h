@@ -1,18 +1,44 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
-#include <variant>
+#include <tl/expected.hpp>
+#include <utility>
 
 namespace moxsupply {
 
+// What mends a problem where that is a command of ours, or one of its options: how it is typed is
+// known where commands are.
+struct Remedy {
+  enum class Kind : std::uint8_t {
+    kNone,
+    kEnableQueue,     // let the queue `subject` report its supplies
+    kExamineQueue,    // find out what is wrong with the queue `subject`
+    kLongerDeadline,  // give all of it more time
+  };
+  Kind kind = Kind::kNone;
+  std::string subject = {};
+};
+
 // Why something did not work, for people: what happened, and what they can try.
 struct Problem {
-  std::string what;       // one line, without the program's name
-  std::string advice;     // one or more sentences; empty when there is none
+  std::string what;    // one line, without the program's name
+  std::string advice;  // one or more sentences; empty when there is none
+  Remedy remedy = {};
   bool isMisuse = false;  // the arguments or the set-up are wrong; nothing was tried
 };
 
-template <typename Value>
-using Result = std::variant<Value, Problem>;
+// How everything in the programs fails that can fail.
+template <typename Value = void>
+using Result = tl::expected<Value, Problem>;
+
+// A problem as a function returns it; of the second kind when the arguments or the set-up are
+// wrong.
+[[nodiscard]] inline tl::unexpected<Problem> failure(std::string what, std::string advice = {}) {
+  return tl::unexpected(Problem{std::move(what), std::move(advice), {}, false});
+}
+[[nodiscard]] inline tl::unexpected<Problem> misuse(std::string what, std::string advice = {}) {
+  return tl::unexpected(Problem{std::move(what), std::move(advice), {}, true});
+}
 
 }  // namespace moxsupply

@@ -15,7 +15,7 @@ namespace moxsupply::transcript {
 // k reads timed out becomes k and a half seconds.
 class ReplayPace {
  public:
-  explicit ReplayPace(const Query& query)
+  explicit ReplayPace(const Session& query)
       : mRecordedTimeout(std::chrono::seconds(query.timeout)),
         mHasSilence(std::ranges::any_of(query.operations, [this](const Operation& operation) {
           return silentReads(operation) > 0;

@@ -27,17 +27,17 @@ struct Operation {
 };
 
 // One query of a printer: how it was asked, and what then went over the link.
-struct Query {
+struct Session {
   std::string printerType;    // "Laser" or "Inkjet"
   std::string transport;      // "usb", "socket", "mdns" or "dnssd"
   std::uint32_t timeout = 0;  // seconds for each single read
   std::vector<Operation> operations;
 
-  friend bool operator==(const Query&, const Query&) = default;
+  friend bool operator==(const Session&, const Session&) = default;
 };
 
-// One query, or several of the same printer, one after the other.
-using Transcript = std::vector<Query>;
+// One session, or several of the same printer, one after the other.
+using Transcript = std::vector<Session>;
 
 // What a transcript can hold. A query takes in 8 replies of at most 65,536 bytes each and asks with
 // fewer than 100; two of them, one as a laser and one as an inkjet printer, fit four times.

@@ -5,6 +5,8 @@
 #include <charconv>
 #include <limits>
 #include <optional>
+#include <stdexcept>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -55,6 +57,11 @@ std::optional<std::uint8_t> hexByte(std::string_view pair) {
   if (pair.size() != 2 || error != std::errc() || stop != end) return std::nullopt;
   return value;
 }
+
+class TranscriptMistake : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
 
 class Reader {
  public:
@@ -195,6 +202,10 @@ class Reader {
 
 }  // namespace
 
-Transcript readTranscript(std::istream& text) { return Reader(text).read(); }
+Result<Transcript> readTranscript(std::istream& text) try {
+  return Reader(text).read();
+} catch (const TranscriptMistake& mistake) {
+  return misuse(mistake.what());
+}
 
 }  // namespace moxsupply::transcript

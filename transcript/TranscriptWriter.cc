@@ -24,7 +24,7 @@ std::string commentLine(std::string_view text) {
   return std::string(1, kComment) + ' ' + std::string(text) + '\n';
 }
 
-std::string queryLine(const Query& query) {
+std::string queryLine(const Session& query) {
   return std::string(kQuery) + ' ' + query.printerType + ' ' + query.transport + ' ' +
          std::to_string(query.timeout) + '\n';
 }
@@ -41,7 +41,7 @@ std::string operationLine(Event event, std::chrono::milliseconds pause,
 
 std::string asText(const Transcript& transcript) {
   std::string text = headerLine();
-  for (const Query& query : transcript) {
+  for (const Session& query : transcript) {
     text += queryLine(query);
     for (const Operation& operation : query.operations) {
       text += operationLine(operation.event, operation.pause, operation.bytes);

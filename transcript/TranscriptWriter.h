@@ -19,7 +19,7 @@ std::string headerLine();
 std::string commentLine(std::string_view text);
 
 // The line with which a query begins. What `query` holds of operations does not matter.
-std::string queryLine(const Query& query);
+std::string queryLine(const Session& query);
 
 std::string operationLine(Event event, std::chrono::milliseconds pause,
                           std::span<const std::uint8_t> bytes = {});

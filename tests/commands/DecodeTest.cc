@@ -27,7 +27,7 @@ using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::Not;
 using transcript::Event;
-using transcript::Query;
+using transcript::Session;
 
 class Decode : public ::testing::Test {
  protected:
@@ -41,7 +41,7 @@ class Decode : public ::testing::Test {
 
   // Of a query with one request and its reply.
   std::string decoded(const std::string& type, const Bytes& request, const Bytes& reply) {
-    const Query query = {
+    const Session query = {
         type, "usb", 2, {{Event::kSent, 0ms, request}, {Event::kReceived, 1ms, reply}}};
     const Ran ran = decode(transcript::asText({query}));
     EXPECT_EQ(ran.exitStatus, 0);
@@ -188,13 +188,13 @@ TEST_F(Decode, IsColouredOnlyWhenAsked) {
 TEST_F(Decode, WaitsWhereTheRecordedQueryWaitedInVain) {
   const Bytes table = deviceReply(suppliesRecord(
       {supply(1, {description("Black"), field(7, hex("01")), maxLevel(100), currentLevel(37)})}));
-  Query query = {"Laser",
-                 "usb",
-                 2,
-                 {{Event::kSent, 0ms, kDeviceQuery},
-                  {Event::kReceived, 1ms, hex("A5 00 FF")},
-                  {Event::kReceived, 4100ms, table},
-                  {Event::kSent, 0ms, kSuppliesQuery}}};
+  Session query = {"Laser",
+                   "usb",
+                   2,
+                   {{Event::kSent, 0ms, kDeviceQuery},
+                    {Event::kReceived, 1ms, hex("A5 00 FF")},
+                    {Event::kReceived, 4100ms, table},
+                    {Event::kSent, 0ms, kSuppliesQuery}}};
   const auto levelIn = [](const std::string& json) {
     return Json::parse(json)["report"]["Supply 1"]["SupplyPercentage"];
   };
@@ -206,11 +206,11 @@ TEST_F(Decode, WaitsWhereTheRecordedQueryWaitedInVain) {
 }
 
 TEST_F(Decode, ShowsARequestThatTheLinkDidNotTake) {
-  const Query query = {
+  const Session query = {
       "Laser", "usb", 2, {{Event::kSent, 0ms, kDeviceQuery}, {Event::kFailed, 0ms, {}}}};
   EXPECT_THAT(decode(transcript::asText({query})).output,
               AllOf(HasSubstr("the link took no more"),
-                    HasSubstr("Report: a request did not go out (-2)")));
+                    HasSubstr("Report: the printer hung up before it was asked (-2)")));
 }
 
 // Nothing that a file says makes it take long or stop.
@@ -242,7 +242,7 @@ TEST_F(Decode, ExplainsEveryGoldenExchange) {
     const Golden golden = readGolden(name);
     if (!golden.isExchange()) continue;
     const bool isLaser = golden.kind == Golden::Kind::kLaser;
-    Query query = {isLaser ? "Laser" : "Inkjet", golden.transport, 2, {}};
+    Session query = {isLaser ? "Laser" : "Inkjet", golden.transport, 2, {}};
     if (!isLaser && (golden.transport == "socket" || golden.transport == "dnssd")) {
       query.operations.push_back({Event::kSent, 0ms, kLoopBack});
     }

@@ -51,10 +51,10 @@ const std::vector<Printer> kPrinters = {
     {"inkjet-lantern-nearly-empty",
      "Inkjet printer, Lantern print head, 4 supplies",
      {
-         "Cyan Cartridge | cyan | 2 % | ok",
+         "Cyan Cartridge | cyan | 2 % | low",
          "Black Cartridge | black | 0 % | empty",
          "Magenta Cartridge | magenta | 0 % | empty",
-         "Yellow Cartridge | yellow | 5 % | ok",
+         "Yellow Cartridge | yellow | 5 % | low",
      }},
     // The photo inks' levels, not the standard inks' 100.
     {"inkjet-lantern-photo-inks",
@@ -103,7 +103,7 @@ const std::vector<Printer> kPrinters = {
      {
          "Cyan Toner Cartridge | cyan | 90 % | ok",
          "Magenta Toner Cartridge | magenta | 30 % | ok",
-         "Yellow Toner Cartridge | yellow | 1 % | ok",
+         "Yellow Toner Cartridge | yellow | 1 % | low",
          "Black Toner Cartridge | black | 50 % | ok",
      }},
     // Toners of 10,000 and 20,000; a fuser of 150,000. Fuser and container have no colour.
@@ -149,14 +149,14 @@ const std::vector<Printer> kPrinters = {
          "Cyan Toner Cartridge | cyan | 25 % | ok",
          "Magenta Toner Cartridge | magenta | 50 % | ok",
          "Yellow Toner Cartridge | yellow | 75 % | ok",
-         "Black Toner Cartridge | black | 10 % | ok",
+         "Black Toner Cartridge | black | 10 % | low",
      }},
     // Supply n has n * 50 * n of n * 1000 left: 5 percent times n.
     {"laser-colour-several-packets",
      "Laser printer, 19 supplies",
      {
-         "Cyan Toner Cartridge | cyan | 5 % | ok",
-         "Magenta Toner Cartridge | magenta | 10 % | ok",
+         "Cyan Toner Cartridge | cyan | 5 % | low",
+         "Magenta Toner Cartridge | magenta | 10 % | low",
          "Yellow Toner Cartridge | yellow | 15 % | ok",
          "Black Toner Cartridge | black | 20 % | ok",
          "Cyan Developer Unit | cyan | 25 % | ok",

@@ -523,7 +523,7 @@ TEST_F(CommandFilter, SaysThatTheLinkWentAway) {
   filter.closeLink();
   EXPECT_EQ(finish(filter).exitStatus, 0);
   EXPECT_THAT(mQueue.messages("WARNING"),
-              ElementsAre("The link to the printer went away before it was asked."));
+              ElementsAre("The printer hung up before it was asked."));
   EXPECT_THAT(mQueue.reasons(), ElementsAre("timed-out-report"));
 }
 

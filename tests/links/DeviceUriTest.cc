@@ -7,11 +7,8 @@ namespace {
 
 DeviceUri parsed(const std::string& text) {
   auto result = parseDeviceUri(text);
-  if (const auto* problem = std::get_if<Problem>(&result)) {
-    ADD_FAILURE() << text << ": " << problem->what;
-    return {};
-  }
-  return std::get<DeviceUri>(std::move(result));
+  if (!result) ADD_FAILURE() << text << ": " << result.error().what;
+  return std::move(result).value_or(DeviceUri());
 }
 
 TEST(DeviceUri, HasThePrintersPortWhereNoneIsGiven) {
@@ -48,18 +45,18 @@ TEST(DeviceUri, RefusesWhatIsNone) {
   for (const char* text : {"", "printer", "192.0.2.7", "socket", "socket://", "socket:///",
                            "://host", "socket://host:port"}) {
     const auto result = parseDeviceUri(text);
-    const auto* problem = std::get_if<Problem>(&result);
-    ASSERT_NE(problem, nullptr) << text;
-    EXPECT_TRUE(problem->isMisuse) << text;
-    EXPECT_NE(problem->what.find(std::string("\"") + text + "\""), std::string::npos)
-        << problem->what;
-    EXPECT_FALSE(problem->advice.empty()) << text;
+    ASSERT_FALSE(result) << text;
+    const Problem& problem = result.error();
+    EXPECT_TRUE(problem.isMisuse) << text;
+    EXPECT_NE(problem.what.find(std::string("\"") + text + "\""), std::string::npos)
+        << problem.what;
+    EXPECT_FALSE(problem.advice.empty()) << text;
   }
 }
 
 TEST(DeviceUri, IsNotShownRawWhenItIsRefused) {
   const auto result = parseDeviceUri("\x1B[2J");
-  EXPECT_EQ(std::get<Problem>(result).what.find('\x1B'), std::string::npos);
+  EXPECT_EQ(result.error().what.find('\x1B'), std::string::npos);
 }
 
 }  // namespace

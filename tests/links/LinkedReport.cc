@@ -15,10 +15,13 @@
 
 #include "system/MemoryFile.h"
 #include "system/Pipe.h"
+#include "system/ReadFile.h"
 
 namespace moxsupply::testing {
 
 namespace {
+
+constexpr std::size_t kMostRead = std::size_t{1} << 20U;
 
 constexpr int kBackChannel = 3;
 
@@ -121,7 +124,7 @@ LinkedReport::Ending LinkedReport::finish() {
   if (!mProcess.waitFor(std::chrono::seconds(10))) ADD_FAILURE() << "it let go, but did not end";
   const int status = mProcess.waitStatus().value_or(-1);
   if (WIFEXITED(status)) ending.exitStatus = WEXITSTATUS(status);
-  ending.result = contentOf(mErrors);
+  ending.result = readFile(mErrors.get(), kMostRead).value();
   return ending;
 }
 

@@ -14,12 +14,15 @@
 
 #include "system/MemoryFile.h"
 #include "system/Pipe.h"
+#include "system/ReadFile.h"
 #include "tests/monitoring/HttpRequest.h"
 #include "tests/support/BecomeProgram.h"
 
 namespace moxsupply::testing {
 
 namespace {
+
+constexpr std::size_t kLongestLog = std::size_t{64} << 20U;
 
 constexpr std::chrono::seconds kPatience(10);
 
@@ -71,7 +74,7 @@ void ExporterProcess::replaceList(const std::string& list) const {
   std::filesystem::rename(next, this->list());
 }
 
-std::string ExporterProcess::log() const { return contentOf(mLog); }
+std::string ExporterProcess::log() const { return readFile(mLog.get(), kLongestLog).value(); }
 
 void ExporterProcess::awaitLog(const std::string& text) const {
   EXPECT_TRUE(await([&] { return log().find(text) != std::string::npos; }))

@@ -26,18 +26,25 @@ class LevelQueriesTest : public ::testing::Test {
     return path;
   }
 
+  static LevelQueries::CommandFor commandOf(const std::string& program) {
+    return [program](const Prober::Assignment& one) {
+      return std::vector<std::string>{program, one.uri};
+    };
+  }
+
   // What comes of a query by such a program, whose deadline is a second.
   QueryResult resultOf(const std::string& program) {
     std::optional<QueryResult> result;
     EventLoop loop;
-    LevelQueries queries(loop, program, seconds(1), [&](Prober::Id id, QueryResult ended) {
-      EXPECT_EQ(id, 7U);
-      result = std::move(ended);
-      loop.stop();
-    });
+    LevelQueries queries(loop, commandOf(program), seconds(1),
+                         [&](Prober::Id id, QueryResult ended) {
+                           EXPECT_EQ(id, 7U);
+                           result = std::move(ended);
+                           loop.stop();
+                         });
     const auto begin = EventLoop::Clock::now();
     loop.at(begin + seconds(10), [&] { loop.stop(); });
-    queries.begin({7, "socket://192.0.2.7", "laser"});
+    queries.begin({7, "socket://192.0.2.7", PrinterKind::kLaser});
     EXPECT_FALSE(result) << "the end was not told from the loop";
     loop.run([] { return EventLoop::Clock::time_point::max(); });
     time = EventLoop::Clock::now() - begin;
@@ -58,9 +65,8 @@ TEST_F(LevelQueriesTest, AskAsTheyAreTold) {
   const auto said = folder.path() / "said";
   const QueryResult result = resultOf(
       program("echo \"$*\" >" + said.string() + R"(; echo '{"status": 0, "report": {}}')"));
-  EXPECT_EQ(result.status, ProbeStatus::kSuccess);
-  EXPECT_EQ(content("said"),
-            "levels --format json --type laser --deadline 1 -- socket://192.0.2.7\n");
+  EXPECT_EQ(result.outcome, Outcome::kSuccess);
+  EXPECT_EQ(content("said"), "socket://192.0.2.7\n");
 }
 
 TEST_F(LevelQueriesTest, LeaveNothingOpenToTheirPrograms) {
@@ -82,28 +88,28 @@ TEST_F(LevelQueriesTest, SpeakTheLanguageOfSeries) {
 
 TEST_F(LevelQueriesTest, SayThatAProgramIsNotThere) {
   const QueryResult result = resultOf("/nowhere/moxsupply");
-  EXPECT_EQ(result.status, ProbeStatus::kInternal);
+  EXPECT_EQ(result.outcome, Outcome::kInternal);
   EXPECT_EQ(result.what, "cannot be started: No such file or directory");
 }
 
 TEST_F(LevelQueriesTest, KillAProgramThatDoesNotEnd) {
   const QueryResult result = resultOf(program("echo '{\"status\": 0'; exec sleep 60"));
-  EXPECT_EQ(result.status, ProbeStatus::kDeadline);
+  EXPECT_EQ(result.outcome, Outcome::kDeadline);
   EXPECT_NEAR(time.count(), 2, 0.5);
 }
 
 TEST_F(LevelQueriesTest, KillAProgramThatWritesWithoutEnd) {
   const QueryResult result = resultOf(program("exec cat /dev/zero"));
-  EXPECT_EQ(result.status, ProbeStatus::kUndecodable);
+  EXPECT_EQ(result.outcome, Outcome::kUndecodable);
   EXPECT_LT(time.count(), 1.9);
-  EXPECT_EQ(resultOf(program("exec cat /dev/zero >&2")).status, ProbeStatus::kUndecodable);
+  EXPECT_EQ(resultOf(program("exec cat /dev/zero >&2")).outcome, Outcome::kUndecodable);
 }
 
 TEST_F(LevelQueriesTest, KillWhatAProgramLeavesBehind) {
   const auto said = folder.path() / "said";
   const QueryResult result = resultOf(program("sleep 60 & echo $! >" + said.string() +
                                               R"(; echo '{"status": -6, "report": {}}'; exit 1)"));
-  EXPECT_EQ(result.status, ProbeStatus::kNothingReceived);
+  EXPECT_EQ(result.outcome, Outcome::kNothingReceived);
   EXPECT_LT(time.count(), 1);  // it does not wait for what holds the output
   const int left = std::stoi(content("said"));
   for (int i = 0; i < 100 && ::kill(left, 0) == 0; ++i) {
@@ -120,10 +126,10 @@ TEST_F(LevelQueriesTest, EndWithTheirOwner) {
   {
     EventLoop loop;
     LevelQueries queries(
-        loop, program("echo $$ >" + said.string() + "; exec sleep 60"), seconds(60),
+        loop, commandOf(program("echo $$ >" + said.string() + "; exec sleep 60")), seconds(60),
         [](Prober::Id, const QueryResult&) { ADD_FAILURE() << "an end was told"; });
-    queries.begin({1, "a", "laser"});
-    queries.begin({2, "b", "laser"});
+    queries.begin({1, "a", {}});
+    queries.begin({2, "b", {}});
     queries.stop(2);
     loop.at(EventLoop::Clock::now() + std::chrono::milliseconds(300), [&] { loop.stop(); });
     loop.run([] { return EventLoop::Clock::time_point::max(); });

@@ -4,6 +4,7 @@
 #include <deque>
 
 #include "monitoring/Page.h"
+#include "tests/support/MadeSupply.h"
 
 namespace moxsupply::testing {
 namespace {
@@ -19,25 +20,24 @@ using Printer = Prober::Printer;
 
 constexpr Prober::Clock::time_point kNow{hours(100)};
 
-Supply toner(const std::string& name, std::optional<int> percentage,
+Supply toner(const std::string& name, std::optional<int> level,
              const std::string& status = "Correct") {
-  return {name,   "toner",    "Cyan",
-          status, percentage, status == "Missing" ? NoLevel::kMissing : NoLevel::kUnknown};
+  return madeSupply({.name = name, .color = "Cyan", .status = status, .level = level});
 }
 
 Printer printerWith(const std::string& name, std::vector<Supply> supplies) {
   Printer printer;
-  printer.listed = {"target-of-" + name, "socket://" + name, "auto", name, ""};
-  const Supplies read{0, true, "", std::move(supplies)};
-  printer.last = {{ProbeStatus::kSuccess, read, {}, {}}, milliseconds(50), kNow};
+  printer.listed = {"target-of-" + name, "socket://" + name, {}, name, ""};
+  const Supplies read{PrinterKind::kLaser, "", std::move(supplies)};
+  printer.last = {{Outcome::kSuccess, read, {}, {}}, milliseconds(50), kNow};
   printer.reading = {read, kNow - seconds(12)};
   return printer;
 }
 
 Printer silentPrinter(const std::string& name) {
   Printer printer;
-  printer.listed = {name, name, "auto", name, ""};
-  printer.last = {{ProbeStatus::kUnreachable, std::nullopt, "cannot be found", "Is it there?"},
+  printer.listed = {name, name, {}, name, ""};
+  printer.last = {{Outcome::kUnreachable, std::nullopt, "cannot be found", "Is it there?"},
                   milliseconds(50),
                   kNow - seconds(5)};
   printer.failures = 1;
@@ -94,7 +94,7 @@ TEST(ThePage, SaysWhatToDo) {
 
 TEST(ThePage, DoesNotJudgeTheLevelOfAFuserOrAContainer) {
   Supply fuser = toner("Fuser", 0);
-  fuser.type = "fuser";
+  fuser.kind = SupplyKind::kFuser;
   EXPECT_THAT(pageOf({printerWith("Office", {fuser})}), Not(HasSubstr("replace it")));
 }
 
@@ -112,7 +112,7 @@ TEST(ThePage, SaysWhyAPrinterDoesNotAnswer) {
 
 TEST(ThePage, ShowsTheWorstFirst) {
   Printer unread;
-  unread.listed = {"unread", "unread", "auto", "unread", ""};
+  unread.listed = {"unread", "unread", {}, "unread", ""};
   const std::deque<Printer> printers = {
       printerWith("fine", {toner("T", 80)}), unread, printerWith("low", {toner("T", 10)}),
       silentPrinter("silent"), printerWith("empty", {toner("T", 0)})};
@@ -172,10 +172,9 @@ const std::string kTurn = std::string("\xE2\x80") + '\xAE';
 
 TEST(ThePage, EscapesAllTextFromElsewhere) {
   const std::string hostile = "<script>alert('1')</script>\"&\x1B[2J\xff" + kTurn;
-  Printer printer = printerWith(hostile, {toner(hostile, 5, hostile), toner(hostile, 0)});
-  printer.listed = {hostile, hostile, hostile, hostile + "name", hostile};
-  printer.reading->supplies.list[0].color = hostile;
-  printer.last->result = {ProbeStatus::kUnreachable, std::nullopt, hostile, hostile};
+  Printer printer = printerWith(hostile, {toner(hostile, 5), toner(hostile, 0)});
+  printer.listed = {hostile, hostile, {}, hostile + "name", hostile};
+  printer.last->result = {Outcome::kUnreachable, std::nullopt, hostile, hostile};
   printer.failures = 1;
   for (const bool isByPlace : {false, true}) {
     PageView view;
@@ -225,8 +224,8 @@ TEST(ThePage, HasABoundOnItsSize) {
   for (int i = 0; i < 1000; ++i) {
     Printer printer =
         printerWith("p", std::vector<Supply>(255, toner(std::string(255, '"'), 5, "Invalid")));
-    printer.listed = {std::string(512, '"'), "", "auto", longest, longest};
-    printer.last->result = {ProbeStatus::kUnreachable, std::nullopt, std::string(300, '"'),
+    printer.listed = {std::string(512, '"'), "", {}, longest, longest};
+    printer.last->result = {Outcome::kUnreachable, std::nullopt, std::string(300, '"'),
                             std::string(300, '"')};
     printer.failures = 1;
     printers.push_back(std::move(printer));

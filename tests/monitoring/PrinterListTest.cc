@@ -15,17 +15,16 @@ using ::testing::StartsWith;
 
 PrinterList listOf(std::string_view json) {
   const auto list = parsePrinterList(json, "list");
-  if (const auto* problem = std::get_if<Problem>(&list)) ADD_FAILURE() << problem->what;
-  return std::holds_alternative<PrinterList>(list) ? std::get<PrinterList>(list) : PrinterList{};
+  if (!list) ADD_FAILURE() << list.error().what;
+  return list.value_or(PrinterList());
 }
 
 std::string mistakeIn(std::string_view json) {
   const auto list = parsePrinterList(json, "list");
-  const auto* problem = std::get_if<Problem>(&list);
-  if (problem == nullptr) return "nothing is wrong";
-  EXPECT_TRUE(problem->isMisuse);
-  EXPECT_EQ(problem->what.find('\n'), std::string::npos);
-  return problem->what;
+  if (list) return "nothing is wrong";
+  EXPECT_TRUE(list.error().isMisuse);
+  EXPECT_EQ(list.error().what.find('\n'), std::string::npos);
+  return list.error().what;
 }
 
 TEST(AListOfPrinters, HasTheirLabels) {
@@ -34,11 +33,11 @@ TEST(AListOfPrinters, HasTheirLabels) {
      "labels": {"printer_type": "laser", "name": "Office", "place": "2nd floor", "team": "blue"}},
     {"targets": ["usb://Example/Printer?serial=1"]}])");
   ASSERT_EQ(list.size(), 2U);
-  EXPECT_EQ(list[0], (ListedPrinter{"socket://192.0.2.7", "socket://192.0.2.7", "laser", "Office",
-                                    "2nd floor"}));
+  EXPECT_EQ(list[0], (ListedPrinter{"socket://192.0.2.7", "socket://192.0.2.7", PrinterKind::kLaser,
+                                    "Office", "2nd floor"}));
   EXPECT_EQ(list[1],
             (ListedPrinter{"usb://Example/Printer?serial=1", "usb://Example/Printer?serial=1",
-                           "auto", "usb://Example/Printer?serial=1", ""}));
+                           std::nullopt, "usb://Example/Printer?serial=1", ""}));
 }
 
 TEST(AListOfPrinters, MayNameHostsOnly) {
@@ -110,13 +109,11 @@ TEST(AMistakeInAList, IsToHaveTooManyPrinters) {
 TEST(AListInAFile, IsReadOrItIsSaidWhyNot) {
   const TemporaryFolder folder;
   const std::string path = folder.path() / "list.json";
-  const auto problem = [](const std::string& file) {
-    return std::get<Problem>(readPrinterList(file)).what;
-  };
+  const auto problem = [](const std::string& file) { return readPrinterList(file).error().what; };
   EXPECT_EQ(problem(path), path + ": No such file or directory");
   EXPECT_EQ(problem(folder.path()), folder.path().string() + ": Is a directory");
   std::ofstream(path) << R"([{"targets": ["a"]}])";
-  EXPECT_EQ(std::get<PrinterList>(readPrinterList(path)).size(), 1U);
+  EXPECT_EQ(readPrinterList(path)->size(), 1U);
   std::filesystem::resize_file(path, kLongestList + 1);
   EXPECT_EQ(problem(path), path + ": longer than 8388608 bytes, the most that a list may have");
 }

@@ -17,25 +17,25 @@ using ::testing::IsEmpty;
 constexpr auto kSomebodyWaits = Prober::Urgency::kSomebodyWaits;
 constexpr auto kInTheBackground = Prober::Urgency::kInTheBackground;
 
-QueryResult success(bool isLaser = true, int percentage = 50) {
+QueryResult success(PrinterKind kind = PrinterKind::kLaser, int level = 50) {
   Supply supply;
-  supply.percentage = percentage;
-  return {ProbeStatus::kSuccess, Supplies{0, isLaser, "", {supply}}, {}, {}};
+  supply.level = level;
+  return {Outcome::kSuccess, Supplies{kind, "", {supply}}, {}, {}};
 }
 
-QueryResult failure() { return {ProbeStatus::kUnreachable, std::nullopt, "is not there", {}}; }
+QueryResult silence() { return {Outcome::kUnreachable, std::nullopt, "is not there", {}}; }
 
 // A prober at a time of the test's choice, and the queries that it would have run.
 class ProberTest : public ::testing::Test {
  protected:
   struct Running {
-    Prober::Query query;
+    Prober::Assignment query;
     Prober::Clock::time_point begun;
   };
 
   static PrinterList listOf(const std::vector<std::string>& targets) {
     PrinterList list;
-    for (const std::string& target : targets) list.push_back({target, target, "auto", target, ""});
+    for (const std::string& target : targets) list.push_back({target, target, {}, target, ""});
     return list;
   }
 
@@ -96,7 +96,7 @@ class ProberTest : public ::testing::Test {
   std::vector<std::string> released;
   Prober prober{{.minInterval = seconds(30), .maxBackoff = minutes(15), .queriesAtOnce = 4},
                 {.begin =
-                     [this](const Prober::Query& query) {
+                     [this](const Prober::Assignment& query) {
                        running.push_back({query, now});
                      },
                  .stop =
@@ -153,7 +153,7 @@ TEST_F(ProberTest, AsksASilentPrinterEverMoreSeldom) {
   for (const seconds pause : pauses) {
     ASSERT_TRUE(want("a"));
     pass(seconds(9));
-    end("a", failure());
+    end("a", silence());
     EXPECT_FALSE(want("a"));
     pass(pause - milliseconds(1));
     EXPECT_FALSE(want("a")) << pause.count();
@@ -161,19 +161,19 @@ TEST_F(ProberTest, AsksASilentPrinterEverMoreSeldom) {
   }
   ask("a", success());
   pass(seconds(30));
-  ask("a", failure());
+  ask("a", silence());
   pass(seconds(30));
   EXPECT_TRUE(want("a"));  // from the beginning
 }
 
 TEST_F(ProberTest, KeepsTheLastReadingOfAPrinterThatFellSilent) {
   use({"a"});
-  ask("a", success(true, 40));
+  ask("a", success(PrinterKind::kLaser, 40));
   pass(seconds(30));
-  ask("a", failure());
+  ask("a", silence());
   const Prober::Printer& printer = *prober.find("a");
-  EXPECT_EQ(printer.last->result.status, ProbeStatus::kUnreachable);
-  EXPECT_EQ(printer.reading->supplies.list.at(0).percentage, 40);
+  EXPECT_EQ(printer.last->result.outcome, Outcome::kUnreachable);
+  EXPECT_EQ(printer.reading->supplies.list.at(0).level, 40);
   EXPECT_EQ(now - printer.reading->time, seconds(30));
 }
 
@@ -201,7 +201,7 @@ TEST_F(ProberTest, AsksAPrinterOnceThoughItIsMovedBetweenTheLanes) {
     auto targets = asked();
     std::ranges::sort(targets);
     EXPECT_EQ(std::ranges::adjacent_find(targets), targets.end());
-    if (i % 17 == 0 && !targets.empty()) end(targets.front(), failure());
+    if (i % 17 == 0 && !targets.empty()) end(targets.front(), silence());
   }
 }
 
@@ -220,7 +220,7 @@ TEST_F(ProberTest, LetsFiftySilentPrintersDelayNobody) {
       for (const auto& [query, begun] : before) {
         const bool isSilent = query.uri.starts_with("silent");
         if (now - begun < (isSilent ? milliseconds(9000) : milliseconds(50))) continue;
-        end(query.uri, isSilent ? failure() : success());
+        end(query.uri, isSilent ? silence() : success());
         times[query.uri] = time;
       }
       pass(milliseconds(10));
@@ -251,7 +251,7 @@ TEST_F(ProberTest, LetsPrintersThatFallSilentAllAtOnceGoAfterASecond) {
   pass(seconds(1));
   EXPECT_THAT(asked(), ElementsAre("silent0", "silent1", "healthy"));
   end("healthy", success());
-  end("silent0", failure());
+  end("silent0", silence());
   EXPECT_THAT(asked(), ElementsAre("silent1", "silent2"));
 }
 
@@ -277,30 +277,30 @@ TEST_F(ProberTest, PrefersPrintersThatItKnows) {
 TEST_F(ProberTest, RemembersTheTypeThatItFound) {
   use({"a"});
   want("a");
-  EXPECT_EQ(running.at(0).query.type, "auto");
+  EXPECT_EQ(running.at(0).query.kind, std::nullopt);
   pass(seconds(5));
-  end("a", success(/*isLaser=*/false));
+  end("a", success(PrinterKind::kInkjet));
   pass(minutes(1));
   want("a");
-  EXPECT_EQ(running.at(0).query.type, "inkjet");
+  EXPECT_EQ(running.at(0).query.kind, PrinterKind::kInkjet);
   EXPECT_EQ(prober.nextMove(), now + seconds(1));  // in the fast lane: only finding out took long
-  end("a", failure());
+  end("a", silence());
   pass(minutes(1));
   want("a");
-  EXPECT_EQ(running.at(0).query.type, "auto");  // another may stand there now
+  EXPECT_EQ(running.at(0).query.kind, std::nullopt);  // another may stand there now
 }
 
 TEST_F(ProberTest, TakesTheTypeOfTheList) {
-  prober.setList({{"a", "a", "laser", "a", ""}});
+  prober.setList({{"a", "a", PrinterKind::kLaser, "a", ""}});
   want("a");
-  EXPECT_EQ(running.at(0).query.type, "laser");
+  EXPECT_EQ(running.at(0).query.kind, PrinterKind::kLaser);
 }
 
 TEST_F(ProberTest, KeepsWhatItKnowsWhenTheListChanges) {
   use({"a", "b"});
   ask("a", success());
   want("b");
-  prober.setList({{"c", "c", "auto", "c", ""}, {"a", "a", "auto", "New name", "New place"}});
+  prober.setList({{"c", "c", {}, "c", ""}, {"a", "a", {}, "New name", "New place"}});
   EXPECT_TRUE(prober.find("a")->reading);
   EXPECT_EQ(prober.find("a")->listed.name, "New name");
   EXPECT_FALSE(want("a"));
@@ -325,7 +325,7 @@ TEST_F(ProberTest, ForgetsWhatWaitsAndIsNoLongerInTheList) {
 TEST_F(ProberTest, BeginsAnewWithAPrinterOfAnotherType) {
   use({"a"});
   ask("a", success());
-  prober.setList({{"a", "a", "inkjet", "a", ""}});
+  prober.setList({{"a", "a", PrinterKind::kInkjet, "a", ""}});
   EXPECT_FALSE(prober.find("a")->reading);
   EXPECT_TRUE(want("a"));
 }

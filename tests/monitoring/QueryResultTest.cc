@@ -27,20 +27,19 @@ TEST(AQueryThatSucceeded, HasSupplies) {
       ending(0, R"({"status": 0, "report": {"PrintHeadType": "LaserSupplies", "SupplyCount": 1,
              "Supply 1": {"SupplyName": "Toner", "SupplyPercentage": 40}}})"));
   EXPECT_TRUE(result.hasSucceeded());
-  EXPECT_EQ(result.status, ProbeStatus::kSuccess);
-  EXPECT_EQ(result.supplies->list.at(0).percentage, 40);
+  EXPECT_EQ(result.outcome, Outcome::kSuccess);
+  EXPECT_EQ(result.supplies->list.at(0).level, 40);
   EXPECT_EQ(result.what, "");
 }
 
 TEST(AQueryThatReachedItsPrinter, HasTheStatusOfItsReport) {
-  const std::vector<std::pair<int, ProbeStatus>> kExpected = {
-      {-1, ProbeStatus::kReadError},       {-2, ProbeStatus::kWriteError},
-      {-4, ProbeStatus::kUndecodable},     {-5, ProbeStatus::kInternal},
-      {-6, ProbeStatus::kNothingReceived}, {-7, ProbeStatus::kInternal}};
-  for (const auto& [number, status] : kExpected) {
+  const std::vector<std::pair<int, Outcome>> kExpected = {
+      {-1, Outcome::kReadError}, {-2, Outcome::kWriteError},      {-4, Outcome::kUndecodable},
+      {-5, Outcome::kInternal},  {-6, Outcome::kNothingReceived}, {-7, Outcome::kInternal}};
+  for (const auto& [number, outcome] : kExpected) {
     const QueryResult result = resultOf(
         ending(1, R"({"status": )" + std::to_string(number) + R"(, "report": {}})", "anything"));
-    EXPECT_EQ(result.status, status) << number;
+    EXPECT_EQ(result.outcome, outcome) << number;
     EXPECT_FALSE(result.supplies);
     EXPECT_THAT(result.what, Not(IsEmpty()));
   }
@@ -51,7 +50,7 @@ TEST(AQueryWithoutAReport, TellsWhatLevelsSays) {
       resultOf(ending(1, "",
                       "moxsupply levels: cannot connect to 192.0.2.7 port 9100: refused\n"
                       "Is it there?\x1B[2J\nIs it on?\n"));
-  EXPECT_EQ(result.status, ProbeStatus::kUnreachable);
+  EXPECT_EQ(result.outcome, Outcome::kUnreachable);
   EXPECT_EQ(result.what, "cannot connect to 192.0.2.7 port 9100: refused");
   EXPECT_EQ(result.advice, "Is it there? [2J Is it on?");
 }
@@ -59,26 +58,26 @@ TEST(AQueryWithoutAReport, TellsWhatLevelsSays) {
 TEST(AQueryWithoutAReport, HadNoTimeLeft) {
   const auto late =
       ending(1, "", "moxsupply levels: no answer by the deadline\n", std::chrono::seconds(9));
-  EXPECT_EQ(resultOf(late).status, ProbeStatus::kDeadline);
+  EXPECT_EQ(resultOf(late).outcome, Outcome::kDeadline);
   EXPECT_EQ(resultOf(late).what, "was not done within 9 seconds");
-  EXPECT_EQ(resultOf({.wasStopped = true, .output = R"({"status": 0, "rep)"}).status,
-            ProbeStatus::kDeadline);
+  EXPECT_EQ(resultOf({.wasStopped = true, .output = R"({"status": 0, "rep)"}).outcome,
+            Outcome::kDeadline);
 }
 
 TEST(AQueryWithoutAReport, CouldNotEvenBegin) {
   const QueryResult result = resultOf(ending(2, "", "moxsupply levels: there is no backend\n"));
-  EXPECT_EQ(result.status, ProbeStatus::kInternal);
+  EXPECT_EQ(result.outcome, Outcome::kInternal);
   EXPECT_EQ(result.what, "there is no backend");
-  EXPECT_EQ(resultOf({}).status, ProbeStatus::kInternal);  // a signal ended it
+  EXPECT_EQ(resultOf({}).outcome, Outcome::kInternal);  // a signal ended it
   EXPECT_EQ(resultOf({}).what, "could not be asked");
 }
 
 TEST(AQueryThatSaysAnythingElse, IsNoSuccess) {
   for (const char* output : {"{", "[]", "7", R"({"status": "0"})", R"({"status": 0})",
                              R"({"status": 0, "report": []})", "\xff"}) {
-    EXPECT_EQ(resultOf(ending(0, output)).status, ProbeStatus::kInternal) << output;
+    EXPECT_EQ(resultOf(ending(0, output)).outcome, Outcome::kInternal) << output;
   }
-  EXPECT_EQ(resultOf({.exitStatus = 0, .isCut = true}).status, ProbeStatus::kUndecodable);
+  EXPECT_EQ(resultOf({.exitStatus = 0, .isCut = true}).outcome, Outcome::kUndecodable);
 }
 
 TEST(WhatAQuerySays, IsNotLonger) {

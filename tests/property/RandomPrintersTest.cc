@@ -40,7 +40,7 @@ std::vector<Bytes> answersOf(const Model& model) {
 
 // So that a printer which another test shows as a model file is that printer.
 std::string answersLikeItsModelFile(const DrawnPrinter& printer) {
-  const Model read = simulator::parseModel(modelJson(printer.model), "model");
+  const Model read = simulator::parseModel(modelJson(printer.model), "model").value();
   return answersOf(read) == answersOf(printer.model) ? "" : "its model file answers otherwise";
 }
 

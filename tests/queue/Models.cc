@@ -7,7 +7,7 @@
 namespace moxsupply::testing {
 
 simulator::Model shippedModel(const std::string& name) {
-  return simulator::readModelFile(fmt::format("{}/{}.json", MOXSUPPLY_MODELS, name));
+  return simulator::readModelFile(fmt::format("{}/{}.json", MOXSUPPLY_MODELS, name)).value();
 }
 
 simulator::Model laserPrinter(const std::vector<Toner>& toners) {
@@ -36,7 +36,7 @@ simulator::Model inkjetPrinter(std::string_view cyanCode, int cyanLevel) {
     ],
     "ink-remaining": {{"black": 80, "cyan": {}, "magenta": 47, "yellow": 92}}
   }})";
-  return simulator::parseModel(fmt::format(kModel, cyanCode, cyanLevel), "inkjet");
+  return simulator::parseModel(fmt::format(kModel, cyanCode, cyanLevel), "inkjet").value();
 }
 
 }  // namespace moxsupply::testing

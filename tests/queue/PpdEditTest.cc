@@ -26,8 +26,8 @@ using ::testing::IsEmpty;
 using ::testing::Not;
 using ::testing::StartsWith;
 
-const PpdSettings kLaser = {.printerType = "Laser", .timeout = 2};
-const PpdSettings kInkjet = {.printerType = "Inkjet", .timeout = 30};
+const PpdSettings kLaser = {.kind = PrinterKind::kLaser, .timeout = 2};
+const PpdSettings kInkjet = {.kind = PrinterKind::kInkjet, .timeout = 30};
 
 constexpr const char* kCommandFilter = "application/vnd.cups-command 0 commandtomox";
 
@@ -63,11 +63,8 @@ class ReadPpd {
 
   [[nodiscard]] QueueSettings settings() const {
     const auto settings = queueSettings(path(), "", "usb://x");
-    if (const auto* problem = std::get_if<Problem>(&settings)) {
-      ADD_FAILURE() << problem->what;
-      return {};
-    }
-    return std::get<QueueSettings>(settings);
+    if (!settings) ADD_FAILURE() << settings.error().what;
+    return settings.value_or(QueueSettings());
   }
 
  private:
@@ -240,7 +237,7 @@ TEST(PpdWithSupplyReports, IsReadByThePrintServerAsItIsMeant) {
   EXPECT_THAT(ppd.values("cupsFilter2"), IsEmpty());
   EXPECT_THAT(ppd.values("cupsCommands"), ElementsAre("ReportLevels ReportStatus"));
   EXPECT_THAT(ppd.values("cupsSNMPSupplies"), ElementsAre("False"));
-  EXPECT_EQ(ppd.settings().printerType, "Inkjet");
+  EXPECT_EQ(ppd.settings().kind, PrinterKind::kInkjet);
   EXPECT_EQ(ppd.settings().timeout, 30U);
 }
 
@@ -421,7 +418,7 @@ TEST(InstalledPpds, GetTheCommandFilterAndLoseItAgain) {
     const ReadPpd before(text.str());
     const ReadPpd after(edited);
     EXPECT_THAT(after.values("cupsCommands"), ElementsAre("ReportLevels ReportStatus"));
-    EXPECT_EQ(after.settings().printerType, "Inkjet");
+    EXPECT_EQ(after.settings().kind, PrinterKind::kInkjet);
     for (const char* keyword : {"NickName", "PageSize", "cupsModelNumber", "Resolution"}) {
       EXPECT_EQ(after.values(keyword), before.values(keyword));
     }

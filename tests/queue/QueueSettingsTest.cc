@@ -25,21 +25,17 @@ class SettingsOfAQueue : public ::testing::Test {
   QueueSettings settings(std::string_view ppdLines, const std::string& jobOptions = "",
                          const std::string& deviceUri = "usb://Example/Small") {
     const auto result = read(ppdLines, jobOptions, deviceUri);
-    if (const auto* problem = std::get_if<Problem>(&result)) {
-      ADD_FAILURE() << problem->what;
-      return {};
-    }
-    return std::get<QueueSettings>(result);
+    if (!result) ADD_FAILURE() << result.error().what;
+    return result.value_or(QueueSettings());
   }
 
   // What is wrong with them; every such mistake is one of the set-up.
   std::string mistake(std::string_view ppdLines, const std::string& jobOptions = "") {
     const auto result = read(ppdLines, jobOptions);
-    const auto* problem = std::get_if<Problem>(&result);
-    EXPECT_NE(problem, nullptr);
-    if (problem == nullptr) return {};
-    EXPECT_TRUE(problem->isMisuse);
-    return problem->what;
+    EXPECT_FALSE(result);
+    if (result) return {};
+    EXPECT_TRUE(result.error().isMisuse);
+    return result.error().what;
   }
 
   [[nodiscard]] std::string path() const { return mFolder.path() / "queue.ppd"; }
@@ -53,7 +49,7 @@ TEST_F(SettingsOfAQueue, AreThoseOfItsPpdFile) {
       "*moxPrinterType: \"Inkjet\"\n"
       "*moxTimeout: \"7\"\n"
       "*moxDeadline: \"20\"\n");
-  EXPECT_EQ(found.printerType, "Inkjet");
+  EXPECT_EQ(found.kind, PrinterKind::kInkjet);
   EXPECT_EQ(found.timeout, 7U);
   EXPECT_EQ(found.deadline, 20U);
   EXPECT_EQ(found.transport, "usb");
@@ -61,41 +57,41 @@ TEST_F(SettingsOfAQueue, AreThoseOfItsPpdFile) {
 
 TEST_F(SettingsOfAQueue, AreTheOrdinaryOnesWhereThePpdFileHasNone) {
   const QueueSettings found = settings("*moxPrinterType: \"Laser\"\n");
-  EXPECT_EQ(found.printerType, "Laser");
+  EXPECT_EQ(found.kind, PrinterKind::kLaser);
   EXPECT_EQ(found.timeout, 2U);
   EXPECT_EQ(found.deadline, 45U);
 }
 
 TEST_F(SettingsOfAQueue, MayStandWithoutQuotes) {
   const QueueSettings found = settings("*moxPrinterType: Inkjet\n*moxTimeout: 3\n");
-  EXPECT_EQ(found.printerType, "Inkjet");
+  EXPECT_EQ(found.kind, PrinterKind::kInkjet);
   EXPECT_EQ(found.timeout, 3U);
 }
 
 TEST_F(SettingsOfAQueue, MayStandInAFileWithReturns) {
   const QueueSettings found = settings("*moxPrinterType: \"Inkjet\"\r\n*moxTimeout: \"3\"\r\n");
-  EXPECT_EQ(found.printerType, "Inkjet");
+  EXPECT_EQ(found.kind, PrinterKind::kInkjet);
   EXPECT_EQ(found.timeout, 3U);
 }
 
 TEST_F(SettingsOfAQueue, TakeSmallLettersForTheType) {
-  EXPECT_EQ(settings("*moxPrinterType: \"laser\"\n").printerType, "Laser");
-  EXPECT_EQ(settings("*moxPrinterType: \"inkjet\"\n").printerType, "Inkjet");
+  EXPECT_EQ(settings("*moxPrinterType: \"laser\"\n").kind, PrinterKind::kLaser);
+  EXPECT_EQ(settings("*moxPrinterType: \"inkjet\"\n").kind, PrinterKind::kInkjet);
 }
 
 TEST_F(SettingsOfAQueue, AreOverriddenByJobOptions) {
   const std::string ppd = "*moxPrinterType: \"Laser\"\n*moxTimeout: \"7\"\n*moxDeadline: \"20\"\n";
   const QueueSettings found =
       settings(ppd, "sides=one-sided moxPrinterType=Inkjet moxTimeout='1' moxDeadline=4294967295");
-  EXPECT_EQ(found.printerType, "Inkjet");
+  EXPECT_EQ(found.kind, PrinterKind::kInkjet);
   EXPECT_EQ(found.timeout, 1U);
   EXPECT_EQ(found.deadline, 4294967295U);
   EXPECT_EQ(settings(ppd, "moxTimeout=0").timeout, 0U);
-  EXPECT_EQ(settings(ppd, "moxTimeout=9").printerType, "Laser");
+  EXPECT_EQ(settings(ppd, "moxTimeout=9").kind, PrinterKind::kLaser);
 }
 
 TEST_F(SettingsOfAQueue, MayComeFromJobOptionsAlone) {
-  EXPECT_EQ(settings("", "moxPrinterType=Laser").printerType, "Laser");
+  EXPECT_EQ(settings("", "moxPrinterType=Laser").kind, PrinterKind::kLaser);
 }
 
 TEST_F(SettingsOfAQueue, HaveTheSchemeOfTheDeviceUriAsTransport) {
@@ -111,24 +107,23 @@ TEST_F(SettingsOfAQueue, HaveTheSchemeOfTheDeviceUriAsTransport) {
 TEST_F(SettingsOfAQueue, NeedAPpdFile) {
   for (const std::string& path : {path(), std::string()}) {
     const auto result = queueSettings(path, "moxPrinterType=Laser", "usb://x");
-    const auto* problem = std::get_if<Problem>(&result);
-    ASSERT_NE(problem, nullptr);
-    EXPECT_EQ(problem->what, "cannot read the queue's PPD file \"" + path + "\"");
-    EXPECT_TRUE(problem->isMisuse);
+    ASSERT_FALSE(result);
+    EXPECT_EQ(result.error().what, "cannot read the queue's PPD file \"" + path + "\"");
+    EXPECT_TRUE(result.error().isMisuse);
   }
 }
 
 TEST_F(SettingsOfAQueue, NeedAPpdFileThatIsOne) {
   std::ofstream(path()) << "#!/bin/sh\n";
   const auto result = queueSettings(path(), "moxPrinterType=Laser", "usb://x");
-  ASSERT_TRUE(std::holds_alternative<Problem>(result));
-  EXPECT_THAT(std::get<Problem>(result).what, HasSubstr(path()));
+  ASSERT_FALSE(result);
+  EXPECT_THAT(result.error().what, HasSubstr(path()));
 }
 
 TEST_F(SettingsOfAQueue, NeedAType) {
   EXPECT_THAT(mistake(""), HasSubstr("moxPrinterType"));
   const auto result = read("");
-  EXPECT_EQ(std::get<Problem>(result).advice, "Run: moxsupply enable QUEUE --type laser|inkjet");
+  EXPECT_EQ(result.error().advice, "`moxsupply enable` writes it there.");
 }
 
 TEST_F(SettingsOfAQueue, NeedATypeThatThereIs) {

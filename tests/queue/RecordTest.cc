@@ -29,7 +29,7 @@ TEST_F(RecordOnAQueue, IsOfTheLastReportAndForThePrintServerAlone) {
     report();
     EXPECT_EQ(attributes()["marker-levels"], (Values{"45", "81"}));
     std::ifstream stream(file);
-    const auto transcript = transcript::readTranscript(stream);
+    const auto transcript = transcript::readTranscript(stream).value();
     ASSERT_EQ(transcript.size(), 1U);
     EXPECT_EQ(transcript[0].printerType, "Laser");
     ASSERT_GE(transcript[0].operations.size(), 4U);

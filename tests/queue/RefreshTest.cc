@@ -34,9 +34,29 @@ TEST_F(Refresh, ShowsWhatThePrinterHasJustReported) {
                             "\n"
                             "SUPPLY       COLOUR  LEVEL                       STATUS\n"
                             "Cyan Toner   cyan    █████████████░░░░░░░  62 %  ok\n"
-                            "Black Toner  black   ██░░░░░░░░░░░░░░░░░░   8 %  ok\n"
+                            "Black Toner  black   ██░░░░░░░░░░░░░░░░░░   8 %  low\n"
                             "\n"
                             "Black Toner is low (8 %)\n");
+}
+
+// The print server keeps levels alone, and a message.
+TEST_F(Refresh, CallsNoCartridgeGoodThatThePrinterRefuses) {
+  addEnabledQueue("inkjet");
+  const ModelPrinter printer(port(), shippedModel("inkjet-lantern-cartridge-faults"));
+  const Ran ran = refresh();
+  EXPECT_EQ(ran.exitStatus, 0);
+  EXPECT_EQ(ran.output,
+            queue() +
+                ", 4 supplies\n"
+                "\n"
+                "SUPPLY             COLOUR   LEVEL                       STATUS\n"
+                "Cyan Cartridge     cyan     no cartridge                missing\n"
+                "Black Cartridge    black    █████░░░░░░░░░░░░░░░  25 %  not valid here\n"
+                "Magenta Cartridge  magenta  ██████████░░░░░░░░░░  50 %  wrong cartridge\n"
+                "Yellow Cartridge   yellow   ███████████████░░░░░  75 %  ok\n"
+                "\n"
+                "Cyan Cartridge is missing; Black Cartridge is not valid in this printer; Magenta "
+                "Cartridge is the wrong cartridge\n");
 }
 
 TEST_F(Refresh, OfASilentPrinterShowsItsLastReportAndSaysSo) {

@@ -7,6 +7,7 @@
 #include <random>
 
 #include "renderings/MarkerAttributes.h"
+#include "tests/support/MadeSupply.h"
 #include "tests/support/ServerQueue.h"
 #include "text/HarmlessText.h"
 
@@ -25,25 +26,16 @@ constexpr std::array<const char*, 6> kLists = {"marker-names",      "marker-type
                                                "marker-colors",     "marker-levels",
                                                "marker-low-levels", "marker-high-levels"};
 
-Supply toner(std::string name, std::optional<int> percentage = 50) {
-  Supply supply;
-  supply.name = std::move(name);
-  supply.type = "toner";
-  supply.color = "Black";
-  supply.status = "Correct";
-  supply.percentage = percentage;
-  return supply;
+Supply toner(const std::string& name, std::optional<int> level = 50) {
+  return madeSupply({.name = name, .color = "Black", .level = level});
 }
 
-Supply tonerThatIs(const std::string& status, std::optional<int> percentage = 50) {
-  Supply supply = toner("Cyan", percentage);
-  supply.status = status;
-  return supply;
+Supply tonerThatIs(const std::string& status, std::optional<int> level = 50) {
+  return madeSupply({.name = "Cyan", .color = "Black", .status = status, .level = level});
 }
 
 Supplies suppliesOf(std::vector<Supply> list) {
   Supplies supplies;
-  supplies.isLaser = true;
   supplies.list = std::move(list);
   return supplies;
 }
@@ -160,8 +152,8 @@ TEST(MarkerName, IsCutToItsRoom) {
 
 TEST(MarkerAttributes, HoldEachSupplyInItsOrder) {
   Supply fuser = toner("Fuser", 93);
-  fuser.type = "fuser";
-  fuser.color = "";
+  fuser.kind = SupplyKind::kFuser;
+  fuser.color = Color::kNone;
   const MarkerAttributes attributes = attributesOf({toner("Black Toner", 37), fuser});
   EXPECT_THAT(attributes.names, ElementsAre("Black Toner", "Fuser"));
   EXPECT_THAT(attributes.types, ElementsAre("toner", "fuser"));
@@ -175,20 +167,27 @@ TEST(MarkerAttributes, HoldEachSupplyInItsOrder) {
 TEST(MarkerAttributes, OfNoSuppliesAreEmpty) { EXPECT_EQ(attributesOf({}), MarkerAttributes()); }
 
 TEST(MarkerColors, AreThoseOfTheInkOrToner) {
-  const auto colorOf = [](const char* color) {
+  const auto colorOf = [](Color color) {
     Supply supply = toner("Name");
     supply.color = color;
     return attributesOf({supply}).colors.at(0);
   };
-  EXPECT_EQ(colorOf("Cyan"), "#00FFFF");
-  EXPECT_EQ(colorOf("Magenta"), "#FF00FF");
-  EXPECT_EQ(colorOf("Yellow"), "#FFFF00");
-  EXPECT_EQ(colorOf("Black"), "#000000");
-  EXPECT_EQ(colorOf("Color"), "#00FFFF#FF00FF#FFFF00");
-  EXPECT_EQ(colorOf("Photo"), "#000000#E0FFFF#FF77FF");
-  EXPECT_EQ(colorOf(""), "none");
-  EXPECT_EQ(colorOf("cyan"), "none");
-  EXPECT_EQ(colorOf("Cyan,#123456"), "none");
+  EXPECT_EQ(colorOf(Color::kCyan), "#00FFFF");
+  EXPECT_EQ(colorOf(Color::kMagenta), "#FF00FF");
+  EXPECT_EQ(colorOf(Color::kYellow), "#FFFF00");
+  EXPECT_EQ(colorOf(Color::kBlack), "#000000");
+  EXPECT_EQ(colorOf(Color::kThreeColors), "#00FFFF#FF00FF#FFFF00");
+  EXPECT_EQ(colorOf(Color::kPhoto), "#000000#E0FFFF#FF77FF");
+  EXPECT_EQ(colorOf(Color::kNone), "none");
+}
+
+TEST(MarkerColors, AreReadAsTheyArePublished) {
+  for (const auto& [color, text] : kColors) {
+    Supply supply = toner("Name");
+    supply.color = color;
+    EXPECT_EQ(colorPublishedAs(attributesOf({supply}).colors.at(0)), color) << text;
+  }
+  EXPECT_EQ(colorPublishedAs("#123456"), Color::kNone);
 }
 
 TEST(MarkerLevels, AreWhatIsKnown) {
@@ -197,9 +196,7 @@ TEST(MarkerLevels, AreWhatIsKnown) {
   EXPECT_EQ(levelOf(toner("Name", 1)), 1);
   EXPECT_EQ(levelOf(toner("Name", 100)), 100);
   EXPECT_EQ(levelOf(toner("Name", std::nullopt)), -2);
-  Supply missing = tonerThatIs("Missing", std::nullopt);
-  missing.noLevel = NoLevel::kMissing;
-  EXPECT_EQ(levelOf(missing), -1);
+  EXPECT_EQ(levelOf(tonerThatIs("Missing", std::nullopt)), -1);
 }
 
 TEST(MarkerMessage, NamesWhatNeedsAttention) {
@@ -209,6 +206,7 @@ TEST(MarkerMessage, NamesWhatNeedsAttention) {
   EXPECT_EQ(messageOf(tonerThatIs("Incorrect", 0)), "Cyan is the wrong cartridge");
   EXPECT_EQ(messageOf(toner("Cyan", 0)), "Cyan is empty");
   EXPECT_EQ(messageOf(tonerThatIs("Empty", 0)), "Cyan is empty");
+  EXPECT_EQ(messageOf(tonerThatIs("Empty", std::nullopt)), "Cyan is empty");
   EXPECT_EQ(messageOf(toner("Cyan", 1)), "Cyan is low (1 %)");
   EXPECT_EQ(messageOf(toner("Cyan", 10)), "Cyan is low (10 %)");
   EXPECT_EQ(messageOf(toner("Cyan", 11)), "");
@@ -216,11 +214,9 @@ TEST(MarkerMessage, NamesWhatNeedsAttention) {
 }
 
 TEST(MarkerMessage, SaysNothingOfTheLevelOfAFuserOrAContainer) {
-  for (const char* type : {"fuser", "other"}) {
+  for (const char* kind : {"fuser", "other"}) {
     for (const int level : {0, 5}) {
-      Supply supply = toner("Waste Bottle", level);
-      supply.type = type;
-      EXPECT_EQ(attributesOf({supply}).message, "") << type;
+      EXPECT_EQ(attributesOf({supplyOf(kind, level)}).message, "") << kind;
     }
   }
 }
@@ -230,9 +226,29 @@ TEST(MarkerMessage, JoinsSeveral) {
             "Cyan is empty; Kit / 110V is low (7 %)");
 }
 
+// What a message tells of each supply can be read from it again.
+TEST(MarkerMessage, TellsTheStatusOfEachSupply) {
+  std::vector<Supply> list;
+  for (const char* status : {"Missing", "Invalid", "Incorrect", "Empty", "Correct"}) {
+    list.push_back(
+        madeSupply({.name = std::string("Ink, ") + status, .status = status, .level = 3}));
+  }
+  const MarkerAttributes attributes = attributesOf(list);
+  for (std::size_t i = 0; i < list.size(); ++i) {
+    EXPECT_EQ(statusToldBy(attributes.message, attributes.names[i]), list[i].status)
+        << attributes.message;
+  }
+}
+
+TEST(MarkerMessage, TellsNothingOfASupplyThatItDoesNotName) {
+  EXPECT_EQ(statusToldBy("", "Cyan"), SupplyStatus::kCorrect);
+  EXPECT_EQ(statusToldBy("Light Cyan is missing", "Cyan"), SupplyStatus::kCorrect);
+  EXPECT_EQ(statusToldBy("Cyan is missing a lid", "Cyan"), SupplyStatus::kCorrect);
+  EXPECT_EQ(statusToldBy("The printer is missing", "Cyan"), SupplyStatus::kCorrect);
+}
+
 TEST(MarkerLines, AreSixListsOfTheSameLength) {
-  Supply missing = tonerThatIs("Missing", std::nullopt);
-  missing.noLevel = NoLevel::kMissing;
+  const Supply missing = tonerThatIs("Missing", std::nullopt);
   EXPECT_THAT(
       linesOf({toner("Black Toner", 37), toner("Waste", std::nullopt), missing}),
       ElementsAre("ATTR: marker-names='Black Toner,Waste,Cyan'\n",
@@ -300,11 +316,11 @@ TEST(MarkerLines, CutLongNamesBetweenCharacters) {
 // A laser printer can count up to 255 supplies.
 TEST(MarkerLines, LeaveOutOfAllListsWhatOneHasNoRoomFor) {
   struct Row {
-    const char* color;
+    Color color;
     std::size_t published;
   };
   // With its comma a colour takes 8 bytes, three of them 22, none 5.
-  for (const Row& row : {Row{"Black", 246}, Row{"Photo", 89}, Row{"", 255}}) {
+  for (const Row& row : {Row{Color::kBlack, 246}, Row{Color::kPhoto, 89}, Row{Color::kNone, 255}}) {
     std::vector<Supply> list(255, toner("Toner", 42));
     for (Supply& supply : list) supply.color = row.color;
     const ServerQueue queue = expectSixListsOf(linesOf(list), row.published);
@@ -317,7 +333,7 @@ TEST(MarkerLines, LeaveOutOfAllListsWhatOneHasNoRoomFor) {
 
 TEST(MarkerLines, HoldAnyNumberOfSuppliesWithTheLongestOfEverything) {
   Supply supply = toner(std::string(255, 'n'), 100);
-  supply.color = "Color";
+  supply.color = Color::kThreeColors;
   for (std::size_t count = 1; count <= 100; ++count) {
     expectSixListsOf(linesOf(std::vector<Supply>(count, supply)), std::min<std::size_t>(count, 89));
   }

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "renderings/PluginLine.h"
+#include "tests/support/MadeSupply.h"
 
 namespace moxsupply::testing {
 namespace {
@@ -11,19 +12,12 @@ namespace {
 using ::testing::HasSubstr;
 using ::testing::Not;
 
-Supply toner(const char* name, std::optional<int> percentage, const char* status = "Correct") {
-  Supply supply;
-  supply.name = name;
-  supply.type = "toner";
-  supply.status = status;
-  supply.percentage = percentage;
-  return supply;
+Supply toner(const char* name, std::optional<int> level, const char* status = "Correct") {
+  return madeSupply({.name = name, .status = status, .level = level});
 }
 
-Supply container(const char* name, std::optional<int> percentage) {
-  Supply supply = toner(name, percentage);
-  supply.type = "other";
-  return supply;
+Supply container(const char* name, std::optional<int> level) {
+  return madeSupply({.name = name, .kind = "other", .level = level});
 }
 
 PluginResult resultOf(std::vector<Supply> list, const PluginThresholds& thresholds = {}) {

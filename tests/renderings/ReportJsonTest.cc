@@ -18,7 +18,7 @@ TEST(ReportJson, HoldsTheStatusAsASignedNumberAndTheReportAsItStands) {
   report.set({"Supply", 1}, supply);
   report.set("SupplyCount", 1);
 
-  const std::string text = reportAsJson(Status::kUndecodable, report);
+  const std::string text = reportAsJson({Status::kUndecodable, report});
   EXPECT_EQ(Json::parse(text), Json::parse(R"({
     "status": -4,
     "report": {
@@ -31,15 +31,55 @@ TEST(ReportJson, HoldsTheStatusAsASignedNumberAndTheReportAsItStands) {
 }
 
 TEST(ReportJson, HasAnEmptyReportWhereNothingWasWritten) {
-  EXPECT_EQ(reportAsJson(Status::kNothingReceived, {}), "{\"status\":-6,\"report\":{}}\n");
-  EXPECT_EQ(reportAsJson(Status::kSuccess, {}), "{\"status\":0,\"report\":{}}\n");
+  EXPECT_EQ(reportAsJson({Status::kNothingReceived, {}}), "{\"status\":-6,\"report\":{}}\n");
+  EXPECT_EQ(reportAsJson({Status::kSuccess, {}}), "{\"status\":0,\"report\":{}}\n");
 }
 
 TEST(ReportJson, WritesBytesAndBareNumberKeys) {
   Dictionary report;
   report.set(Key(7), Bytes{0, 255});
-  EXPECT_EQ(Json::parse(reportAsJson(Status::kSuccess, report))["report"],
+  EXPECT_EQ(Json::parse(reportAsJson({Status::kSuccess, report}))["report"],
             Json::parse(R"({"7": [0, 255]})"));
+}
+
+TEST(ReportFromJson, HasWhatWasWritten) {
+  Dictionary supply;
+  supply.set("SupplyName", std::string("Encre \"noire\"\n"));
+  supply.set("SupplyType", std::string("ink"));
+  supply.set("SupplyColor", std::string("Black"));
+  supply.set("SupplyPercentage", std::int32_t{-2147483647 - 1});
+  supply.set("SupplyStatus", std::string("Missing"));
+  Dictionary dictionary;
+  dictionary.set("PrintHeadType", std::string("Lantern"));
+  dictionary.set("SupplyCount", 2);
+  dictionary.set({"Supply", 1}, supply);
+  dictionary.set({"Supply", 2}, Dictionary());
+  const auto report = reportFromJson(reportAsJson({Status::kUndecodable, dictionary}));
+  ASSERT_TRUE(report);
+  EXPECT_EQ(report->status, Status::kUndecodable);
+  EXPECT_EQ(report->dictionary, dictionary);
+}
+
+// Another program may have written it.
+TEST(ReportFromJson, PassesByWhatIsNoneOfIt) {
+  const auto report = reportFromJson(R"({"status": 0, "more": [1], "report": {
+    "PrintHeadType": 7, "SupplyCount": 4294967296, "Other": "x", "Supply 1": {
+      "SupplyName": ["x"], "SupplyPercentage": 1.5, "SupplyStatus": "Correct", "More": 1},
+    "Supply 3": {"SupplyName": "beyond the gap"}}})");
+  ASSERT_TRUE(report);
+  Dictionary supply;
+  supply.set("SupplyStatus", std::string("Correct"));
+  Dictionary dictionary;
+  dictionary.set("PrintHeadType", 7);
+  dictionary.set({"Supply", 1}, supply);
+  EXPECT_EQ(report->dictionary, dictionary);
+}
+
+TEST(ReportFromJson, RefusesWhatIsNoReport) {
+  for (const char* json : {"", "{", "[]", "7", R"({"status": "0", "report": {}})",
+                           R"({"status": 0})", R"({"status": 0, "report": []})", "\xff"}) {
+    EXPECT_FALSE(reportFromJson(json)) << json;
+  }
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "renderings/StateReasons.h"
+#include "tests/support/MadeSupply.h"
 #include "tests/support/ServerQueue.h"
 
 namespace moxsupply::testing {
@@ -10,15 +11,6 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-Supply supply(const char* type, std::optional<int> percentage, const char* status = "Correct") {
-  Supply supply;
-  supply.name = "Name";
-  supply.type = type;
-  supply.status = status;
-  supply.percentage = percentage;
-  return supply;
-}
-
 std::set<std::string_view> reasonsOf(std::vector<Supply> list) {
   Supplies supplies;
   supplies.list = std::move(list);
@@ -26,44 +18,45 @@ std::set<std::string_view> reasonsOf(std::vector<Supply> list) {
 }
 
 TEST(StateReasons, OfATonerFollowItsLevel) {
-  EXPECT_THAT(reasonsOf({supply("toner", 0)}), ElementsAre("toner-empty-warning"));
-  EXPECT_THAT(reasonsOf({supply("toner", 1)}), ElementsAre("toner-low-report"));
-  EXPECT_THAT(reasonsOf({supply("toner", 10)}), ElementsAre("toner-low-report"));
-  EXPECT_THAT(reasonsOf({supply("toner", 11)}), IsEmpty());
-  EXPECT_THAT(reasonsOf({supply("toner", 100)}), IsEmpty());
+  EXPECT_THAT(reasonsOf({supplyOf("toner", 0)}), ElementsAre("toner-empty-warning"));
+  EXPECT_THAT(reasonsOf({supplyOf("toner", 1)}), ElementsAre("toner-low-report"));
+  EXPECT_THAT(reasonsOf({supplyOf("toner", 10)}), ElementsAre("toner-low-report"));
+  EXPECT_THAT(reasonsOf({supplyOf("toner", 11)}), IsEmpty());
+  EXPECT_THAT(reasonsOf({supplyOf("toner", 100)}), IsEmpty());
 }
 
 TEST(StateReasons, OfAnInkCartridgeFollowItsLevel) {
-  EXPECT_THAT(reasonsOf({supply("ink", 0)}), ElementsAre("marker-supply-empty-warning"));
-  EXPECT_THAT(reasonsOf({supply("ink", 0, "Empty")}), ElementsAre("marker-supply-empty-warning"));
-  EXPECT_THAT(reasonsOf({supply("ink", 10)}), ElementsAre("marker-supply-low-report"));
-  EXPECT_THAT(reasonsOf({supply("ink", 11)}), IsEmpty());
+  EXPECT_THAT(reasonsOf({supplyOf("ink", 0)}), ElementsAre("marker-supply-empty-warning"));
+  EXPECT_THAT(reasonsOf({supplyOf("ink", 0, "Empty")}), ElementsAre("marker-supply-empty-warning"));
+  EXPECT_THAT(reasonsOf({supplyOf("ink", 10)}), ElementsAre("marker-supply-low-report"));
+  EXPECT_THAT(reasonsOf({supplyOf("ink", 11)}), IsEmpty());
 }
 
 TEST(StateReasons, AreNoneWhereNoLevelIsKnown) {
-  EXPECT_THAT(reasonsOf({supply("toner", std::nullopt), supply("ink", std::nullopt)}), IsEmpty());
+  EXPECT_THAT(reasonsOf({supplyOf("toner", std::nullopt), supplyOf("ink", std::nullopt)}),
+              IsEmpty());
   EXPECT_THAT(reasonsOf({}), IsEmpty());
 }
 
 TEST(StateReasons, AreNoneForAFuserOrAContainer) {
   for (const char* type : {"fuser", "other"}) {
-    EXPECT_THAT(reasonsOf({supply(type, 0), supply(type, 5)}), IsEmpty()) << type;
+    EXPECT_THAT(reasonsOf({supplyOf(type, 0), supplyOf(type, 5)}), IsEmpty()) << type;
   }
 }
 
 TEST(StateReasons, OfACartridgeThatIsMissingOrWrongAreNotItsLevels) {
-  EXPECT_THAT(reasonsOf({supply("ink", std::nullopt, "Missing")}),
+  EXPECT_THAT(reasonsOf({supplyOf("ink", std::nullopt, "Missing")}),
               ElementsAre("marker-supply-missing-warning"));
   for (const char* status : {"Invalid", "Incorrect"}) {
-    EXPECT_THAT(reasonsOf({supply("ink", 0, status)}),
+    EXPECT_THAT(reasonsOf({supplyOf("ink", 0, status)}),
                 ElementsAre("subunit-recoverable-failure-warning"))
         << status;
   }
 }
 
 TEST(StateReasons, OfSeveralSuppliesHoldTogether) {
-  EXPECT_THAT(reasonsOf({supply("ink", 3), supply("ink", 0), supply("ink", 50), supply("ink", 4),
-                         supply("ink", std::nullopt, "Missing")}),
+  EXPECT_THAT(reasonsOf({supplyOf("ink", 3), supplyOf("ink", 0), supplyOf("ink", 50),
+                         supplyOf("ink", 4), supplyOf("ink", std::nullopt, "Missing")}),
               ElementsAre("marker-supply-empty-warning", "marker-supply-low-report",
                           "marker-supply-missing-warning"));
 }
@@ -91,16 +84,16 @@ TEST(StateLines, LeaveTheReasonsThatHoldAndThoseOfOthers) {
 
 // Whatever can hold is cleared by the next report in which it no longer does.
 TEST(StateLines, ClearEachReasonThatCanHold) {
-  const std::vector<Supply> all = {supply("toner", 0),
-                                   supply("toner", 5),
-                                   supply("ink", 0),
-                                   supply("ink", 5),
-                                   supply("ink", 5, "Incorrect"),
-                                   supply("ink", std::nullopt, "Missing")};
+  const std::vector<Supply> all = {supplyOf("toner", 0),
+                                   supplyOf("toner", 5),
+                                   supplyOf("ink", 0),
+                                   supplyOf("ink", 5),
+                                   supplyOf("ink", 5, "Incorrect"),
+                                   supplyOf("ink", std::nullopt, "Missing")};
   ServerQueue queue;
   queue.hear(stateLines(reasonsOf(all)) + stateLineAdding(kDoesNotAnswer));
   EXPECT_EQ(queue.reasons().size(), 7U);
-  queue.hear(stateLines(reasonsOf({supply("toner", 50)})));
+  queue.hear(stateLines(reasonsOf({supplyOf("toner", 50)})));
   EXPECT_THAT(queue.reasons(), IsEmpty());
 }
 

@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "renderings/SupplyMetrics.h"
+#include "tests/support/MadeSupply.h"
 
 namespace moxsupply::testing {
 namespace {
@@ -16,18 +17,14 @@ using ::testing::Not;
 
 using std::chrono::milliseconds;
 
-constexpr Attempt kSuccess = {ProbeStatus::kSuccess, milliseconds(250)};
+constexpr LastProbe kSuccess = {Outcome::kSuccess, milliseconds(250)};
 
-Supply supply(std::optional<int> percentage) {
-  return {.name = "Cyan Toner",
-          .type = "toner",
-          .color = "Cyan",
-          .status = "Correct",
-          .percentage = percentage};
+Supply supply(std::optional<int> level) {
+  return madeSupply({.name = "Cyan Toner", .color = "Cyan", .level = level});
 }
 
-Reading reading(std::vector<Supply> list) {
-  Reading read;
+AgedSupplies reading(std::vector<Supply> list) {
+  AgedSupplies read;
   read.supplies.list = std::move(list);
   return read;
 }
@@ -48,9 +45,9 @@ std::vector<std::string> seriesIn(const std::string& text) {
 TEST(SupplyMetrics, AreAllThatIsKnownOfAPrinter) {
   Supply waste = supply(std::nullopt);
   waste.name = "Waste";
-  waste.type = "other";
-  waste.color = "";
-  Reading read = reading({supply(62), waste});
+  waste.kind = SupplyKind::kOther;
+  waste.color = Color::kNone;
+  AgedSupplies read = reading({supply(62), waste});
   read.age = milliseconds(1500);
   EXPECT_EQ(metricsText(supplyMetrics(read, kSuccess)),
             R"(# HELP npa_supply_info What a supply is, in its labels.
@@ -100,7 +97,7 @@ npa_probe_status{status="internal"} 0
 
 TEST(SupplyMetrics, OfAPrinterThatWasNeverReadTellOfTheAttemptOnly) {
   const std::string text =
-      metricsText(supplyMetrics(std::nullopt, {ProbeStatus::kNothingReceived, milliseconds(8000)}));
+      metricsText(supplyMetrics(std::nullopt, {Outcome::kNothingReceived, milliseconds(8000)}));
   EXPECT_THAT(text, Not(HasSubstr("npa_supply")));
   EXPECT_THAT(text, Not(HasSubstr("npa_reading")));
   EXPECT_THAT(seriesIn(text), Contains("npa_probe_success 0"));
@@ -111,7 +108,7 @@ TEST(SupplyMetrics, OfAPrinterThatWasNeverReadTellOfTheAttemptOnly) {
 
 TEST(SupplyMetrics, OfAPrinterThatFailsNowShowItsLastReading) {
   const std::string text =
-      metricsText(supplyMetrics(reading({supply(40)}), {ProbeStatus::kDeadline, milliseconds(1)}));
+      metricsText(supplyMetrics(reading({supply(40)}), {Outcome::kDeadline, milliseconds(1)}));
   EXPECT_THAT(seriesIn(text), Contains("npa_supply_level_ratio{supply=\"1\"} 0.4"));
   EXPECT_THAT(seriesIn(text), Contains("npa_probe_success 0"));
 }
@@ -129,10 +126,7 @@ TEST(LevelOfASupply, ThatIsNotKnownIsAbsent) {
 }
 
 TEST(LevelOfASupply, ThatIsMissingIsAbsent) {
-  Supply missing = supply(std::nullopt);
-  missing.noLevel = NoLevel::kMissing;
-  missing.status = "Missing";
-  const std::string text = textOf(missing);
+  const std::string text = textOf(supplyOf("ink", std::nullopt, "Missing"));
   EXPECT_THAT(text, Not(HasSubstr("npa_supply_level_ratio")));
   EXPECT_THAT(seriesIn(text),
               Contains("npa_supply_level_unknown{supply=\"1\",reason=\"missing\"} 1"));
@@ -158,16 +152,6 @@ TEST(MetricsText, LeavesNumbersBeyondAllNumbersAsTheyAre) {
   EXPECT_EQ(metricsText({family}), "# TYPE odd gauge\nodd +Inf\nodd Nan\n");
 }
 
-TEST(StatusOfASupply, ThatIsNoneOfTheKnownIsNoneOfThem) {
-  Supply odd = supply(50);
-  odd.status = "";
-  const std::string text = textOf(odd);
-  EXPECT_THAT(text, HasSubstr("npa_supply_status{supply=\"1\",status=\"correct\"} 0\n"));
-  for (const std::string& series : seriesIn(text)) {
-    EXPECT_FALSE(series.starts_with("npa_supply_status") && series.ends_with(" 1")) << series;
-  }
-}
-
 TEST(TextFromAPrinter, IsEscapedAsALabel) {
   Supply quoted = supply(50);
   quoted.name = R"(The "best" \ toner)";
@@ -177,12 +161,8 @@ TEST(TextFromAPrinter, IsEscapedAsALabel) {
 TEST(TextFromAPrinter, IsMadeHarmless) {
   Supply hostile = supply(50);
   hostile.name = "Toner\x1B[2J\nnpa_probe_success 1\xFF\xE2\x80\x8B!";
-  hostile.type = "ton\ner";
-  hostile.color =
-      "Cy\x01"
-      "an";
-  EXPECT_THAT(textOf(hostile), HasSubstr("name=\"Toner [2J npa_probe_success 1\xEF\xBF\xBD !\","
-                                         "type=\"ton er\",color=\"Cy an\""));
+  EXPECT_THAT(textOf(hostile),
+              HasSubstr("name=\"Toner [2J npa_probe_success 1\xEF\xBF\xBD !\",type"));
 }
 
 TEST(TextFromAPrinter, IsCutToALengthThatIsFitForALabel) {
@@ -197,15 +177,6 @@ TEST(LabelsOfAPrinter, StandFirstOnEachSeries) {
     EXPECT_THAT(series, HasSubstr("{instance=\"socket://192.0.2.7\""));
   }
   EXPECT_FALSE(seriesIn(text).empty());
-}
-
-TEST(StatusOfAProbe, IsThatOfItsQuery) {
-  EXPECT_EQ(probeStatusOf(Status::kSuccess), ProbeStatus::kSuccess);
-  EXPECT_EQ(probeStatusOf(Status::kReadError), ProbeStatus::kReadError);
-  EXPECT_EQ(probeStatusOf(Status::kWriteError), ProbeStatus::kWriteError);
-  EXPECT_EQ(probeStatusOf(Status::kUndecodable), ProbeStatus::kUndecodable);
-  EXPECT_EQ(probeStatusOf(Status::kNothingReceived), ProbeStatus::kNothingReceived);
-  EXPECT_EQ(probeStatusOf(Status::kNoCommand), ProbeStatus::kInternal);
 }
 
 }  // namespace

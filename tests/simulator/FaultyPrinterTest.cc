@@ -108,7 +108,7 @@ TEST(SimulateFault, ThatIsWrongIsToldInOneLineAndGives2) {
        {std::pair("drip",
                   "--fault drip: expected a number of milliseconds from 0 to 3600000, not "
                   "nothing\n"),
-        {"burn", "--fault: there is no fault \"burn\"; there are cut[=N], "}}) {
+        {"burn", "--fault burn: there is no such fault; there are cut[=N], "}}) {
     FilterProcess program(BackChannel::kClosed,
                           {MOXSUPPLY_PROGRAM, "simulate", kFour, "--fault", fault});
     const auto ending = program.wait();

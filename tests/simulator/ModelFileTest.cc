@@ -4,7 +4,6 @@
 #include <filesystem>
 
 #include "simulator/ModelFile.h"
-#include "simulator/ModelMistake.h"
 #include "tests/simulator/TemporaryFile.h"
 #include "tests/support/Hex.h"
 
@@ -17,15 +16,17 @@ using simulator::DotsRecord;
 using simulator::InkjetModel;
 using simulator::LaserModel;
 using simulator::Model;
-using simulator::ModelMistake;
 using simulator::PagesRecord;
-using simulator::parseModel;
 using simulator::Request;
 using simulator::SingleSupplyRecord;
 using simulator::UnknownRecord;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
+
+Model parseModel(const std::string& json, const std::string& name) {
+  return simulator::parseModel(json, name).value();
+}
 
 // An inkjet or laser model file with further members.
 std::string inkjetFile(const std::string& members) {
@@ -263,12 +264,9 @@ struct Mistake {
 class ModelFileMistake : public ::testing::TestWithParam<Mistake> {};
 
 TEST_P(ModelFileMistake, IsToldInOneLine) {
-  try {
-    parseModel(GetParam().file, "file.json");
-    FAIL() << "no mistake was found";
-  } catch (const ModelMistake& mistake) {
-    EXPECT_EQ(mistake.what(), GetParam().line);
-  }
+  const auto model = simulator::parseModel(GetParam().file, "file.json");
+  ASSERT_FALSE(model) << "no mistake was found";
+  EXPECT_EQ(model.error().what, GetParam().line);
 }
 
 std::string nameOf(const ::testing::TestParamInfo<Mistake>& info) { return info.param.name; }
@@ -473,12 +471,8 @@ INSTANTIATE_TEST_SUITE_P(
 
 // The mistake in it.
 std::string read(const std::filesystem::path& file) {
-  try {
-    simulator::readModelFile(file);
-  } catch (const ModelMistake& mistake) {
-    return mistake.what();
-  }
-  return "";
+  const auto model = simulator::readModelFile(file);
+  return model ? "" : model.error().what;
 }
 
 TEST(ModelFileOnDisk, IsRead) {

@@ -11,7 +11,6 @@
 #include "simulator/Answer.h"
 #include "simulator/LaserReply.h"
 #include "simulator/ModelFile.h"
-#include "simulator/ModelMistake.h"
 #include "simulator/ShippedModels.h"
 #include "tests/support/FilterProcess.h"
 
@@ -34,7 +33,7 @@ std::vector<std::string> allModels() {
 }
 
 Model shipped(const std::string& name) {
-  return simulator::readModelFile(kModels / (name + ".json"));
+  return simulator::readModelFile(kModels / (name + ".json")).value();
 }
 
 Bytes wholeAnswer(const Model& model, Request request) {

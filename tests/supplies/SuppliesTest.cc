@@ -1,54 +1,58 @@
 #include <gtest/gtest.h>
 
-#include <nlohmann/json.hpp>
-
 #include "supplies/Supplies.h"
+#include "tests/support/MadeSupply.h"
 
 namespace moxsupply::testing {
 namespace {
 
-using Json = nlohmann::json;
-
-Supplies suppliesOf(const char* head, const std::vector<Json>& records) {
-  Json report = {{"PrintHeadType", head}, {"SupplyCount", records.size()}};
-  for (std::size_t i = 0; i < records.size(); ++i) {
-    report["Supply " + std::to_string(i + 1)] = records[i];
+Supplies suppliesOf(const char* head, const std::vector<Dictionary>& records) {
+  Dictionary report;
+  report.set("PrintHeadType", std::string(head));
+  for (const Dictionary& record : records) {
+    report.set({"Supply", static_cast<std::int32_t>(report.size())}, record);
   }
-  return suppliesFromReport(Json{{"status", 0}, {"report", report}}.dump());
+  return suppliesFromReport(report);
 }
 
-Supply laserSupply(const Json& record) { return suppliesOf("LaserSupplies", {record}).list.at(0); }
-Supply inkjetSupply(const Json& record) { return suppliesOf("Lantern", {record}).list.at(0); }
-
-Json record(std::int64_t percentage, const char* status = "Correct") {
-  return {{"SupplyName", "Name"},
-          {"SupplyType", "toner"},
-          {"SupplyColor", "Cyan"},
-          {"SupplyPercentage", percentage},
-          {"SupplyStatus", status}};
+Supply laserSupply(const Dictionary& record) {
+  return suppliesOf("LaserSupplies", {record}).list.at(0);
 }
+Supply inkjetSupply(const Dictionary& record) { return suppliesOf("Lantern", {record}).list.at(0); }
+
+Dictionary record(std::int32_t percentage, const char* status = "Correct") {
+  Dictionary record;
+  record.set("SupplyName", std::string("Name"));
+  record.set("SupplyType", std::string("toner"));
+  record.set("SupplyColor", std::string("Cyan"));
+  record.set("SupplyPercentage", percentage);
+  record.set("SupplyStatus", std::string(status));
+  return record;
+}
+
+constexpr auto unknown = tl::unexpected(NoLevel::kUnknown);
 
 TEST(Supplies, AreReadInTheirOrder) {
   const Supplies supplies = suppliesOf("Lantern", {record(1), record(2), record(3)});
-  EXPECT_FALSE(supplies.isLaser);
+  EXPECT_EQ(supplies.kind, PrinterKind::kInkjet);
   EXPECT_EQ(supplies.head, "Lantern");
   ASSERT_EQ(supplies.list.size(), 3U);
-  EXPECT_EQ(supplies.list[0].percentage, 1);
-  EXPECT_EQ(supplies.list[2].percentage, 3);
+  EXPECT_EQ(supplies.list[0].level, 1);
+  EXPECT_EQ(supplies.list[2].level, 3);
   EXPECT_EQ(supplies.list[2].name, "Name");
 }
 
 TEST(Supplies, OfALaserPrinterHaveNoHead) {
   const Supplies supplies = suppliesOf("LaserSupplies", {});
-  EXPECT_TRUE(supplies.isLaser);
+  EXPECT_EQ(supplies.kind, PrinterKind::kLaser);
   EXPECT_EQ(supplies.head, "");
 }
 
 TEST(Supplies, WithoutANameAreNumbered) {
-  Json blank = record(1);
-  blank["SupplyName"] = "  ";
-  Json nameless = record(2);
-  nameless.erase("SupplyName");
+  Dictionary blank = record(1);
+  blank.set("SupplyName", std::string("  "));
+  Dictionary nameless = record(2);
+  nameless.remove("SupplyName");
   const Supplies laser = suppliesOf("LaserSupplies", {record(0), blank, nameless});
   EXPECT_EQ(laser.list.at(0).name, "Name");
   EXPECT_EQ(laser.list.at(1).name, "Supply 2");
@@ -57,82 +61,71 @@ TEST(Supplies, WithoutANameAreNumbered) {
 }
 
 TEST(LevelOfALaserSupply, IsShownFromZeroToHundred) {
-  EXPECT_EQ(laserSupply(record(0)).percentage, 0);
-  EXPECT_EQ(laserSupply(record(37)).percentage, 37);
-  EXPECT_EQ(laserSupply(record(100)).percentage, 100);
+  EXPECT_EQ(laserSupply(record(0)).level, 0);
+  EXPECT_EQ(laserSupply(record(37)).level, 37);
+  EXPECT_EQ(laserSupply(record(100)).level, 100);
 }
 
 TEST(LevelOfALaserSupply, AboveHundredIsHundred) {
-  EXPECT_EQ(laserSupply(record(101)).percentage, 100);
-  EXPECT_EQ(laserSupply(record(2147483647)).percentage, 100);
+  EXPECT_EQ(laserSupply(record(101)).level, 100);
+  EXPECT_EQ(laserSupply(record(2147483647)).level, 100);
 }
 
 TEST(LevelOfALaserSupply, IsUnknownWithoutAFullLevel) {
-  const Supply supply = laserSupply(record(-2147483648LL));
-  EXPECT_EQ(supply.percentage, std::nullopt);
-  EXPECT_EQ(supply.noLevel, NoLevel::kUnknown);
+  const Supply supply = laserSupply(record(-2147483647 - 1));
+  EXPECT_EQ(supply.level, unknown);
 }
 
 TEST(LevelOfAnInkjetCartridge, AboveHundredIsUnknown) {
-  EXPECT_EQ(inkjetSupply(record(0, "Empty")).percentage, 0);
-  EXPECT_EQ(inkjetSupply(record(100)).percentage, 100);
-  EXPECT_EQ(inkjetSupply(record(101)).percentage, std::nullopt);
-  EXPECT_EQ(inkjetSupply(record(255)).percentage, std::nullopt);
-  EXPECT_EQ(inkjetSupply(record(255)).noLevel, NoLevel::kUnknown);
+  EXPECT_EQ(inkjetSupply(record(0, "Empty")).level, 0);
+  EXPECT_EQ(inkjetSupply(record(100)).level, 100);
+  EXPECT_EQ(inkjetSupply(record(101)).level, unknown);
+  EXPECT_EQ(inkjetSupply(record(255)).level, unknown);
 }
 
 TEST(LevelOfAnInkjetCartridge, IsNoneWhenItIsMissing) {
   const Supply supply = inkjetSupply(record(40, "Missing"));
-  EXPECT_EQ(supply.percentage, std::nullopt);
-  EXPECT_EQ(supply.noLevel, NoLevel::kMissing);
+  EXPECT_EQ(supply.level, tl::unexpected(NoLevel::kMissing));
 }
 
 TEST(LevelOfAnInkjetCartridge, IsShownWhenItIsInvalidOrIncorrect) {
-  EXPECT_EQ(inkjetSupply(record(40, "Invalid")).percentage, 40);
-  EXPECT_EQ(inkjetSupply(record(40, "Incorrect")).percentage, 40);
+  EXPECT_EQ(inkjetSupply(record(40, "Invalid")).level, 40);
+  EXPECT_EQ(inkjetSupply(record(40, "Incorrect")).level, 40);
 }
 
 TEST(ACartridgeWithAStatusOnly, HasANumberForANameAndNoLevel) {
-  const Supplies supplies =
-      suppliesOf("Quarry", {record(1), record(2), {{"SupplyStatus", "Correct"}}});
+  Dictionary statusOnly;
+  statusOnly.set("SupplyStatus", std::string("Correct"));
+  const Supplies supplies = suppliesOf("Quarry", {record(1), record(2), statusOnly});
   const Supply& supply = supplies.list.at(2);
   EXPECT_EQ(supply.name, "Cartridge 3");
-  EXPECT_EQ(supply.type, "ink");
-  EXPECT_EQ(supply.color, "");
-  EXPECT_EQ(supply.percentage, std::nullopt);
-  EXPECT_EQ(supply.noLevel, NoLevel::kUnknown);
+  EXPECT_EQ(supply.kind, SupplyKind::kInk);
+  EXPECT_EQ(supply.color, Color::kNone);
+  EXPECT_EQ(supply.level, unknown);
 }
 
 Supply laserSupplyNamed(const char* name, const char* type, const char* color) {
-  return laserSupply({{"SupplyName", name},
-                      {"SupplyType", type},
-                      {"SupplyColor", color},
-                      {"SupplyPercentage", 50},
-                      {"SupplyStatus", "Correct"}});
+  Dictionary named = record(50);
+  named.set("SupplyName", std::string(name));
+  named.set("SupplyType", std::string(type));
+  named.set("SupplyColor", std::string(color));
+  return laserSupply(named);
 }
 
 TEST(ColorOfALaserSupply, IsTheTonersOwn) {
-  EXPECT_EQ(laserSupplyNamed("Cyan Toner", "toner", "Cyan").color, "Cyan");
-  EXPECT_EQ(laserSupplyNamed("Toner", "toner", "Black").color, "Black");
+  EXPECT_EQ(laserSupplyNamed("Cyan Toner", "toner", "Cyan").color, Color::kCyan);
+  EXPECT_EQ(laserSupplyNamed("Toner", "toner", "Black").color, Color::kBlack);
 }
 
 TEST(ColorOfALaserSupply, IsNoneForAFuserOrAContainer) {
-  EXPECT_EQ(laserSupplyNamed("Fuser", "fuser", "Black").color, "");
-  EXPECT_EQ(laserSupplyNamed("Waste Toner Bottle", "other", "Black").color, "");
-  EXPECT_EQ(laserSupplyNamed("Yellow-tagged Fuser", "fuser", "Yellow").color, "");
+  EXPECT_EQ(laserSupplyNamed("Fuser", "fuser", "Black").color, Color::kNone);
+  EXPECT_EQ(laserSupplyNamed("Waste Toner Bottle", "other", "Black").color, Color::kNone);
+  EXPECT_EQ(laserSupplyNamed("Yellow-tagged Fuser", "fuser", "Yellow").color, Color::kNone);
 }
 
 TEST(ColorOfALaserSupply, IsTheNamedOneForAnImagingUnit) {
-  EXPECT_EQ(laserSupplyNamed("Cyan Imaging Unit", "other", "Cyan").color, "Cyan");
-  EXPECT_EQ(laserSupplyNamed("Black Imaging Unit", "other", "Black").color, "Black");
-}
-
-Supply supplyOf(const char* type, std::optional<int> percentage, const char* status = "Correct") {
-  Supply supply;
-  supply.type = type;
-  supply.percentage = percentage;
-  supply.status = status;
-  return supply;
+  EXPECT_EQ(laserSupplyNamed("Cyan Imaging Unit", "other", "Cyan").color, Color::kCyan);
+  EXPECT_EQ(laserSupplyNamed("Black Imaging Unit", "other", "Black").color, Color::kBlack);
 }
 
 TEST(Cartridge, IsATonerOrAnInk) {
@@ -142,26 +135,17 @@ TEST(Cartridge, IsATonerOrAnInk) {
   EXPECT_FALSE(isCartridge(supplyOf("other", 50)));
 }
 
-TEST(EmptySupply, HasNothingLeftOrSaysSo) {
-  EXPECT_TRUE(isEmpty(supplyOf("toner", 0)));
-  EXPECT_TRUE(isEmpty(supplyOf("ink", 0, "Empty")));
-  EXPECT_TRUE(isEmpty(supplyOf("ink", std::nullopt, "Empty")));
-  EXPECT_FALSE(isEmpty(supplyOf("toner", 1)));
-  EXPECT_FALSE(isEmpty(supplyOf("toner", std::nullopt)));
-  EXPECT_FALSE(isEmpty(supplyOf("ink", std::nullopt, "Missing")));
-}
-
-TEST(LowSupply, HasOneToTenPercentLeft) {
-  EXPECT_FALSE(isLow(supplyOf("toner", 0)));
-  EXPECT_TRUE(isLow(supplyOf("toner", 1)));
-  EXPECT_TRUE(isLow(supplyOf("toner", 10)));
-  EXPECT_FALSE(isLow(supplyOf("toner", 11)));
-  EXPECT_FALSE(isLow(supplyOf("toner", 100)));
-}
-
-TEST(LowSupply, IsNoneThatIsEmptyOrUnknown) {
-  EXPECT_FALSE(isLow(supplyOf("ink", 5, "Empty")));
-  EXPECT_FALSE(isLow(supplyOf("toner", std::nullopt)));
+TEST(Words, MeanWhatTheySay) {
+  for (const auto& [kind, text] : kSupplyKinds) EXPECT_EQ(meaningIn(kSupplyKinds, text), kind);
+  for (const auto& [color, text] : kColors) EXPECT_EQ(meaningIn(kColors, text), color);
+  for (const auto& [status, text] : kSupplyStatuses) {
+    EXPECT_EQ(meaningIn(kSupplyStatuses, text), status);
+    EXPECT_EQ(wordOf(status), text);
+  }
+  EXPECT_EQ(wordOf(PrinterKind::kLaser), "Laser");
+  EXPECT_EQ(wordOf(SupplyKind::kOther), "other");
+  EXPECT_EQ(wordOf(Color::kThreeColors), "Color");
+  EXPECT_EQ(meaningIn(kSupplyStatuses, "correct"), std::nullopt);
 }
 
 }  // namespace

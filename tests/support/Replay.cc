@@ -16,7 +16,7 @@ namespace moxsupply::testing {
 
 using transcript::Event;
 
-std::string reportOnReplay(const std::string& program, const transcript::Query& query) {
+std::string reportOnReplay(const std::string& program, const transcript::Session& query) {
   const transcript::ReplayPace pace(query);
   FilterProcess report(BackChannel::kNonBlockingPipe,
                        {program, "report", "--printer-type", query.printerType, "--transport",
@@ -55,7 +55,7 @@ std::vector<std::string> transcriptNames() {
 
 transcript::Transcript readTranscriptOf(const std::string& name) {
   std::ifstream file(dataFile(name + ".transcript"));
-  return transcript::readTranscript(file);
+  return transcript::readTranscript(file).value();
 }
 
 std::string dataFile(const std::string& name) {

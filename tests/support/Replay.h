@@ -9,12 +9,12 @@ namespace moxsupply::testing {
 
 // Plays a query to `moxsupply report` (MOXSUPPLY_PROGRAM) on descriptors 1 and 3, operation by
 // operation. Returns the line of JSON that it prints. The requests must be those of the query.
-std::string reportOnReplay(const std::string& program, const transcript::Query& query);
+std::string reportOnReplay(const std::string& program, const transcript::Session& query);
 
 // Names of the files in tests/data that end in ".transcript", without that, in alphabetical order.
 std::vector<std::string> transcriptNames();
 
-// Reads tests/data/NAME.transcript. Throws TranscriptMistake.
+// Reads tests/data/NAME.transcript. Throws when it is none.
 transcript::Transcript readTranscriptOf(const std::string& name);
 
 // The path of a file in tests/data.

@@ -7,15 +7,15 @@ namespace {
 
 using namespace std::chrono_literals;
 using transcript::Event;
-using transcript::Query;
 using transcript::ReplayPace;
+using transcript::Session;
 
-Query queryWithPause(std::uint32_t timeout, std::chrono::milliseconds pause) {
+Session queryWithPause(std::uint32_t timeout, std::chrono::milliseconds pause) {
   return {"Laser", "usb", timeout, {{Event::kSent, 0ms, {1}}, {Event::kReceived, pause, {1}}}};
 }
 
 TEST(ReplayPace, WaitsForNothingWhereNoReadTimedOut) {
-  const Query query = queryWithPause(5, 4999ms);
+  const Session query = queryWithPause(5, 4999ms);
   const ReplayPace pace(query);
   EXPECT_FALSE(pace.hasSilence());
   EXPECT_GE(pace.timeout(), 10U);
@@ -23,7 +23,7 @@ TEST(ReplayPace, WaitsForNothingWhereNoReadTimedOut) {
 }
 
 TEST(ReplayPace, LetsAsManyReadsTimeOutAsDid) {
-  const Query query = queryWithPause(5, 10001ms);
+  const Session query = queryWithPause(5, 10001ms);
   const ReplayPace pace(query);
   EXPECT_TRUE(pace.hasSilence());
   EXPECT_EQ(pace.timeout(), 1U);
@@ -32,14 +32,14 @@ TEST(ReplayPace, LetsAsManyReadsTimeOutAsDid) {
 }
 
 TEST(ReplayPace, IsBoundedWhateverIsWritten) {
-  const Query query = queryWithPause(1, 4294967295ms);
+  const Session query = queryWithPause(1, 4294967295ms);
   EXPECT_EQ(ReplayPace(query).pauseBefore(query.operations[1]), 8500ms);
-  const Query unending = queryWithPause(4294967295, 4294967295ms);
+  const Session unending = queryWithPause(4294967295, 4294967295ms);
   EXPECT_FALSE(ReplayPace(unending).hasSilence());
 }
 
 TEST(ReplayPace, OfAQueryThatNeverWaitsHasNoPauses) {
-  const Query query = queryWithPause(0, 3000ms);
+  const Session query = queryWithPause(0, 3000ms);
   EXPECT_EQ(ReplayPace(query).pauseBefore(query.operations[1]), 0ms);
 }
 

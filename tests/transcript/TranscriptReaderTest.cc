@@ -16,16 +16,17 @@ using transcript::Transcript;
 
 Transcript read(const std::string& text) {
   std::istringstream stream(text);
-  return transcript::readTranscript(stream);
+  return transcript::readTranscript(stream).value();
+}
+
+std::string mistakeIn(std::istream& stream) {
+  const auto transcript = transcript::readTranscript(stream);
+  return transcript ? "none" : transcript.error().what;
 }
 
 std::string mistakeIn(const std::string& text) {
-  try {
-    read(text);
-  } catch (const transcript::TranscriptMistake& mistake) {
-    return mistake.what();
-  }
-  return "none";
+  std::istringstream stream(text);
+  return mistakeIn(stream);
 }
 
 const std::string kHeader = "moxsupply-transcript 1\n";
@@ -164,12 +165,7 @@ class Endless : public std::streambuf {
 std::string mistakeInEndless(const std::string& first, const std::string& again) {
   Endless endless(first, again);
   std::istream stream(&endless);
-  try {
-    transcript::readTranscript(stream);
-  } catch (const transcript::TranscriptMistake& mistake) {
-    return mistake.what();
-  }
-  return "none";
+  return mistakeIn(stream);
 }
 
 TEST(TranscriptReader, GivesUpOnAFileWithoutEnd) {

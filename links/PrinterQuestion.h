@@ -7,22 +7,23 @@
 
 #include "links/DeviceUri.h"
 #include "links/Recording.h"
+#include "supplies/Report.h"
+#include "supplies/Supply.h"
 #include "text/Problem.h"
-#include "values/Status.h"
 
 namespace moxsupply {
 
-struct PrinterQuery {
+// What one printer is asked once, and how.
+struct PrinterQuestion {
   DeviceUri uri;
-  std::string printerType;         // "Laser" or "Inkjet"
+  PrinterKind kind;                // as which it is asked
   std::uint32_t timeout;           // seconds for each single read
   bool throughBackend = false;     // use the CUPS backend for socket:// too
   Recording* recording = nullptr;  // writes down what goes over the link
 };
 
 struct PrinterAnswer {
-  Status status;
-  std::string json;            // status and report, as `moxsupply report` prints them
+  Report report;
   std::string backendMessage;  // the CUPS backend's last word of trouble, or else its last word
 };
 
@@ -35,10 +36,10 @@ using OnDeadline = std::function<void(const Problem&)>;
 // descriptor 3 are the printer's; afterwards they are what they were, standard output unbuffered.
 // Shows on the terminal what is being waited for. Another thread calls `onDeadline`.
 //
-// A query that the printer leaves unanswered is an answer too, with its status; a Problem is that
-// the printer could not be asked.
-Result<PrinterAnswer> askPrinter(const PrinterQuery& query,
-                                 std::chrono::steady_clock::time_point deadline,
-                                 const OnDeadline& onDeadline);
+// A question that the printer leaves unanswered is an answer too, with its status; a Problem is
+// that the printer could not be asked.
+[[nodiscard]] Result<PrinterAnswer> askPrinter(const PrinterQuestion& question,
+                                               std::chrono::steady_clock::time_point deadline,
+                                               const OnDeadline& onDeadline);
 
 }  // namespace moxsupply

@@ -1,0 +1,99 @@
+#include "commands/PrinterOptions.h"
+
+#include <fmt/format.h>
+
+#include <chrono>
+#include <utility>
+
+#include "links/QueryWatch.h"
+#include "queue/OpenQueue.h"
+#include "queue/PpdFile.h"
+#include "queue/QueueSettings.h"
+#include "supplies/Outcome.h"
+#include "text/TerminalText.h"
+
+namespace moxsupply {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+Result<> followQueue(PrinterOptions& options, Clock::time_point deadline,
+                     const OnDeadline& onDeadline) {
+  const QueryWatch watch("Asking the print server", deadline, [&](const QueryWatch&) {
+    onDeadline({.what = fmt::format("no answer from the print server, which was asked for \"{}\", "
+                                    "by the deadline",
+                                    forTerminal(options.printer)),
+                .advice = "Does it run? With the printer's device URI it is not needed."});
+  });
+  const auto open = openQueue(options.printer);
+  if (!open) return tl::unexpected(open.error());
+  options.printer = open->queue.deviceUri;
+  const auto settings = PpdFile::fromText(open->ppd);
+  const auto type = settings ? settings->value("moxPrinterType") : std::nullopt;
+  if (!options.kind && type) options.kind = printerKindOf(*type);
+  return {};
+}
+
+}  // namespace
+
+Option printerArgument(std::string& printer) {
+  return argument("PRINTER", printer, "device URI, or name of a print queue");
+}
+
+Option queueArgument(std::string& queue) {
+  return argument("QUEUE", queue, "name of a print queue");
+}
+
+Option printerType(std::optional<PrinterKind>& kind) {
+  return choice<std::optional<PrinterKind>>(
+      "--type", kind,
+      {{"auto", std::nullopt}, {"laser", PrinterKind::kLaser}, {"inkjet", PrinterKind::kInkjet}},
+      "TYPE", "auto, laser or inkjet (auto)");
+}
+
+Option readTimeout(std::uint32_t& seconds, const Bounds& bounds) {
+  return moxsupply::seconds("--timeout", seconds, bounds, "longest wait for each single read (2)");
+}
+
+std::string_view typedKind(std::optional<PrinterKind> kind) {
+  if (!kind) return "auto";
+  return *kind == PrinterKind::kLaser ? "laser" : "inkjet";
+}
+
+Result<SupplyRequest> supplyRequest(const PrinterOptions& options, const OnDeadline& onDeadline) {
+  const auto deadline = Clock::now() + std::chrono::seconds(options.deadline);
+  PrinterOptions followed = options;
+  if (!looksLikeDeviceUri(followed.printer)) {
+    const auto found = followQueue(followed, deadline, onDeadline);
+    if (!found) return tl::unexpected(found.error());
+  }
+  auto uri = parseDeviceUri(followed.printer);
+  if (!uri) return tl::unexpected(std::move(uri).error());
+  return SupplyRequest{.uri = *std::move(uri),
+                       .kind = followed.kind,
+                       .timeout = followed.timeout,
+                       .deadline = deadline,
+                       .throughBackend = followed.throughBackend};
+}
+
+Problem whyNoSupplies(const PrinterAnswer& answer, const SupplyRequest& request) {
+  const OutcomeRow& row = rowOf(outcomeOf(answer.report.status));
+  Problem problem = {.what = fmt::format("{} {}", forTerminal(request.uri.text), row.what),
+                     .advice = std::string(row.advice)};
+  if (row.outcome == Outcome::kNothingReceived) {
+    const std::string_view kind = request.kind == PrinterKind::kLaser    ? "a laser"
+                                  : request.kind == PrinterKind::kInkjet ? "an inkjet"
+                                                                         : "a laser or inkjet";
+    problem.what += fmt::format(" as {} printer", kind);
+    if (request.kind) problem.advice += " Without --type both kinds are tried.";
+    problem.advice += " --timeout SECONDS waits longer for each reply.";
+  }
+  if (!answer.backendMessage.empty()) {
+    problem.advice =
+        fmt::format("The CUPS backend says: {}\n{}", answer.backendMessage, problem.advice);
+  }
+  return problem;
+}
+
+}  // namespace moxsupply

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "commands/Option.h"
+#include "links/SupplyRequest.h"
+#include "supplies/Supply.h"
+#include "text/Problem.h"
+
+namespace moxsupply {
+
+// Whom to ask for supplies and how, as a command line gives it.
+struct PrinterOptions {
+  std::string printer = {};              // a device URI, or the name of a print queue
+  std::optional<PrinterKind> kind = {};  // none: it is to be found out
+  std::uint32_t timeout = 2;             // seconds
+  std::uint32_t deadline = 60;           // seconds
+  bool throughBackend = false;
+};
+
+// The options that several commands take, each of the same name and meaning.
+[[nodiscard]] Option printerArgument(std::string& printer);
+[[nodiscard]] Option queueArgument(std::string& queue);
+[[nodiscard]] Option printerType(std::optional<PrinterKind>& kind);
+[[nodiscard]] Option readTimeout(std::uint32_t& seconds, const Bounds& bounds = {});
+
+// A printer's kind as it is typed behind --type: "auto" when it is to be found out.
+[[nodiscard]] std::string_view typedKind(std::optional<PrinterKind> kind);
+
+// Puts the printer of a queue in the place of the queue's name, with what the queue knows of it.
+// Asks the print server for that, and nothing else of anyone. The time until the deadline starts
+// with the call; another thread calls `onDeadline` when the print server has not answered by then.
+[[nodiscard]] Result<SupplyRequest> supplyRequest(const PrinterOptions& options,
+                                                  const OnDeadline& onDeadline);
+
+// Why an answer is not a success, and what can be tried.
+[[nodiscard]] Problem whyNoSupplies(const PrinterAnswer& answer, const SupplyRequest& request);
+
+}  // namespace moxsupply

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <string>
+
+#include "text/Problem.h"
+
+namespace moxsupply {
+
+// The command that mends it, as it is typed; empty where none of ours does.
+[[nodiscard]] std::string commandFor(const Remedy& remedy);
+
+// What can be done about a problem, in sentences; empty when nothing is known.
+[[nodiscard]] std::string helpFor(const Problem& problem);
+
+}  // namespace moxsupply

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <cstdint>
+
+#include "supplies/Supply.h"
+
+namespace moxsupply {
+
+// What a supply needs of people. One judgement for every page, metric, message and table.
+enum class Attention : std::uint8_t { kNone, kLow, kEmpty, kMissing, kWrong };
+
+// At this level and below a cartridge is low.
+constexpr int kLowLevel = 10;
+
+// By what a supply is judged.
+struct Measure {
+  int lowLevel = kLowLevel;  // percent: low at this level and below
+  bool judgesAll = false;    // fusers and containers by their levels as well
+};
+
+// Judges one reading of a supply:
+//
+//   status              level            cartridge   fuser, container
+//   Missing             any              missing     missing
+//   Invalid, Incorrect  any              wrong       wrong
+//   Empty               any              empty       none
+//   Correct             0                empty       none
+//   Correct             1 to the low one low         none
+//   Correct             more, or unknown none        none
+//
+// The level of a fuser or a container says nothing, since no two makers mean the same by it; who
+// knows better has it judged like that of a cartridge.
+[[nodiscard]] Attention attentionOf(const Supply& supply, const Measure& measure = {});
+
+}  // namespace moxsupply
