@@ -7,7 +7,6 @@
 
 #include <chrono>
 #include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <list>
 #include <nlohmann/json.hpp>
@@ -15,7 +14,9 @@
 
 #include "tests/support/FilterProcess.h"
 #include "tests/support/Golden.h"
+#include "tests/support/Processes.h"
 #include "tests/support/SimulatedPrinter.h"
+#include "tests/support/TestName.h"
 
 namespace moxsupply::testing {
 namespace {
@@ -24,25 +25,6 @@ using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
 constexpr auto kSlack = 3s;  // for a busy machine
-
-// Processes whose command line has `word` in it, but for the printer and this one.
-bool isAnyLeftWithin(const std::string& word, pid_t printer, std::chrono::milliseconds patience) {
-  const auto isRunning = [&] {
-    for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
-      std::ifstream file(entry.path() / "cmdline");
-      const std::string line((std::istreambuf_iterator<char>(file)), {});
-      const int pid = std::atoi(entry.path().filename().c_str());
-      const bool isOther = pid > 0 && pid != ::getpid() && pid != printer;
-      if (isOther && line.find(word) != std::string::npos) return true;
-    }
-    return false;
-  };
-  for (const auto end = Clock::now() + patience; isRunning();) {
-    if (Clock::now() > end) return true;
-    std::this_thread::sleep_for(10ms);
-  }
-  return false;
-}
 
 const std::vector<std::string> kEnvironment = {"LC_ALL=C"};
 
@@ -71,13 +53,7 @@ INSTANTIATE_TEST_SUITE_P(
                       Meeting{"drip=900", 1}, Meeting{"flood", 1}, Meeting{"flood=packets", 1},
                       Meeting{"twice", 0}, Meeting{"wrong-request", 1}, Meeting{"length=60000", 1},
                       Meeting{"length=-1", 1}, Meeting{"flip=0", 1}, Meeting{"never-close", 0}),
-    [](const auto& meeting) {
-      std::string name = meeting.param.fault;
-      for (char& letter : name) {
-        if (std::isalnum(static_cast<unsigned char>(letter)) == 0) letter = '_';
-      }
-      return name;
-    });
+    [](const auto& meeting) { return asTestName(meeting.param.fault); });
 
 // Directly, and at the same time through the real socket backend.
 TEST_P(Fault, EndsByTheDeadline) {
@@ -94,7 +70,7 @@ TEST_P(Fault, EndsByTheDeadline) {
     EXPECT_EQ(ending.exitStatus, GetParam().exitStatus) << ending.result;
     EXPECT_EQ(ending.result.empty(), GetParam().exitStatus == 0) << ending.result;
   }
-  EXPECT_FALSE(isAnyLeftWithin(printer.uri(), printer.pid(), 2s));
+  EXPECT_TRUE(areGoneWithin(2s, printer.uri(), printer.pid()));
 }
 
 // ---- A printer that sends each byte just before the read for it would give up.
@@ -191,7 +167,7 @@ TEST(ManyQueries, LeaveNoProcessAndThePrinterNoDescriptor) {
     const auto ending = process.wait();
     EXPECT_EQ(ending.exitStatus, 0) << ending.result;
   }
-  EXPECT_FALSE(isAnyLeftWithin(printer.uri(), printer.pid(), 2s));
+  EXPECT_TRUE(areGoneWithin(2s, printer.uri(), printer.pid()));
   EXPECT_TRUE(comesDownTo(printer.pid(), before));
 }
 

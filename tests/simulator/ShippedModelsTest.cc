@@ -14,6 +14,7 @@
 #include "simulator/ModelMistake.h"
 #include "simulator/ShippedModels.h"
 #include "tests/support/FilterProcess.h"
+#include "tests/support/TestName.h"
 
 namespace moxsupply::testing {
 namespace {
@@ -80,12 +81,6 @@ TEST_P(ShippedModel, SendsNoStartByteInsideAPacket) {
       EXPECT_EQ(reply[at] == 0xA5, std::ranges::find(offsets, at) != offsets.end()) << at;
     }
   }
-}
-
-std::string testName(const ::testing::TestParamInfo<std::string>& info) {
-  std::string name = info.param;
-  std::ranges::replace(name, '-', '_');
-  return name;
 }
 
 INSTANTIATE_TEST_SUITE_P(Each, ShippedModel, ::testing::ValuesIn(allModels()), testName);
