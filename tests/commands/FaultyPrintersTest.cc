@@ -70,7 +70,7 @@ TEST_P(Fault, EndsByTheDeadline) {
     EXPECT_EQ(ending.exitStatus, GetParam().exitStatus) << ending.result;
     EXPECT_EQ(ending.result.empty(), GetParam().exitStatus == 0) << ending.result;
   }
-  EXPECT_TRUE(areGoneWithin(2s, printer.uri(), printer.pid()));
+  EXPECT_TRUE(areGoneWithin(2s, printer.uri()));
 }
 
 // ---- A printer that sends each byte just before the read for it would give up.
@@ -144,13 +144,8 @@ TEST_P(LatePrinter, IsWaitedForFourTimesAQuery) {
 
 // ---- Many queries.
 
-std::size_t descriptorsOf(pid_t process) {
-  const std::filesystem::directory_iterator all(fmt::format("/proc/{}/fd", process));
-  return static_cast<std::size_t>(std::distance(begin(all), end(all)));
-}
-
-bool comesDownTo(pid_t process, std::size_t descriptors) {
-  for (const auto end = Clock::now() + 2s; descriptorsOf(process) > descriptors;) {
+bool comeDownTo(std::size_t descriptors) {
+  for (const auto end = Clock::now() + 2s; openDescriptors() > descriptors;) {
     if (Clock::now() > end) return false;
     std::this_thread::sleep_for(10ms);
   }
@@ -159,7 +154,7 @@ bool comesDownTo(pid_t process, std::size_t descriptors) {
 
 TEST(ManyQueries, LeaveNoProcessAndThePrinterNoDescriptor) {
   const SimulatedPrinter printer("laser-mono-toner");
-  const std::size_t before = descriptorsOf(printer.pid());
+  const std::size_t before = openDescriptors();
   for (int i = 0; i < 40; ++i) {
     std::vector<std::string> options = {"--type", "laser"};
     if (i % 2 == 0) options.emplace_back("--backend");
@@ -167,8 +162,8 @@ TEST(ManyQueries, LeaveNoProcessAndThePrinterNoDescriptor) {
     const auto ending = process.wait();
     EXPECT_EQ(ending.exitStatus, 0) << ending.result;
   }
-  EXPECT_TRUE(areGoneWithin(2s, printer.uri(), printer.pid()));
-  EXPECT_TRUE(comesDownTo(printer.pid(), before));
+  EXPECT_TRUE(areGoneWithin(2s, printer.uri()));
+  EXPECT_TRUE(comeDownTo(before));
 }
 
 }  // namespace

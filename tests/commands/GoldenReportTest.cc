@@ -9,19 +9,12 @@
 #include "tests/support/FilterProcess.h"
 #include "tests/support/Golden.h"
 #include "tests/support/Hex.h"
+#include "tests/support/ReportOn.h"
 #include "tests/support/Requests.h"
 #include "tests/support/TestName.h"
 
 namespace moxsupply::testing {
 namespace {
-
-// `timeout`: seconds for each read.
-std::vector<std::string> reportOn(const Golden& exchange, const char* timeout) {
-  return {MOXSUPPLY_PROGRAM, "report",
-          "--printer-type",  exchange.kind == Golden::Kind::kLaser ? "Laser" : "Inkjet",
-          "--transport",     exchange.transport,
-          "--timeout",       timeout};
-}
 
 const std::vector<std::string> kEnvironment = {"LC_ALL=C"};
 

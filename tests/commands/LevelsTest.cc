@@ -18,6 +18,7 @@
 #include "tests/support/FilterProcess.h"
 #include "tests/support/Hex.h"
 #include "tests/support/Processes.h"
+#include "tests/support/ReservedPort.h"
 #include "tests/support/SilentPort.h"
 #include "tests/support/SimulatedPrinter.h"
 #include "tests/support/TemporaryFolder.h"
@@ -180,16 +181,14 @@ TEST(LevelsThroughABackend, EndAtTheDeadlineAndLeaveNoBackend) {
 }
 
 TEST(LevelsThroughABackend, PassOnWhatTheBackendSays) {
-  SilentPort port;
-  port.close();
+  const ReservedPort port;
   const Shown shown = show({port.uri(), "--backend", "--deadline", "2"});
   EXPECT_EQ(shown.exitStatus, 1);
   EXPECT_NE(shown.errors.find("The CUPS backend says: "), std::string::npos) << shown.errors;
 }
 
 TEST(LevelsOfAHostThatRefuses, FailAtOnceWithAdvice) {
-  SilentPort port;
-  port.close();
+  const ReservedPort port;
   const Shown shown = show({port.uri()});
   EXPECT_EQ(shown.exitStatus, 1);
   EXPECT_NE(shown.errors.find("Connection refused"), std::string::npos) << shown.errors;

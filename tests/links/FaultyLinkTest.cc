@@ -12,17 +12,19 @@
 #include <deque>
 #include <list>
 #include <nlohmann/json.hpp>
+#include <optional>
 
 #include "tests/links/BrokenOffExchange.h"
-#include "tests/links/LinkedReport.h"
+#include "tests/support/FilterProcess.h"
 #include "tests/support/Golden.h"
 #include "tests/support/Processes.h"
+#include "tests/support/ReportOn.h"
 
 namespace moxsupply::testing {
 namespace {
 
 using namespace std::chrono_literals;
-using Clock = LinkedReport::Clock;
+using Clock = std::chrono::steady_clock;
 
 // For a busy machine.
 constexpr auto kSlack = MOXSUPPLY_CUT_EVERY == 1 ? 3s : 6s;
@@ -32,11 +34,77 @@ struct Case {
   std::size_t size;  // of the replies, that comes
 };
 
+// What the link does after the last byte.
+enum class Fault {
+  kCut,     // it ends, both ways
+  kSilent,  // it stays
+  kReset,   // it ends with an error
+};
+
+// `moxsupply report` with this object for its printer. Answers each request once it is there, and
+// fails after the last answer. Never waits.
+class LinkedReport {
+ public:
+  // `timeout`: seconds for each read.
+  LinkedReport(const Case& tried, const char* timeout, Fault fault)
+      : mTalk(talkWithin(*tried.exchange, tried.size)),
+        mFault(fault),
+        mReport(fault == Fault::kReset ? BackChannel::kTcp : BackChannel::kNonBlockingPipe,
+                reportOn(*tried.exchange, timeout), {"LC_ALL=C"}) {}
+
+  [[nodiscard]] const FilterProcess& process() const { return mReport; }
+
+  // Takes what has come of the requests, and answers.
+  void proceed() {
+    if (!mStart) mStart = Clock::now();
+    const Bytes request = mReport.receiveSome(256);
+    mReceived += request.size();
+    if (request.empty()) {
+      mReport.closeLink();
+    } else if (mAnswered < mTalk.size() && mReceived >= mTalk[mAnswered].requestSize) {
+      answer();
+    }
+  }
+
+  struct Ending {
+    FilterProcess::Ending report;
+    Clock::duration time{};  // since this object saw its first request
+    Clock::duration life{};  // since it was started
+  };
+
+  // To be called once the life of the process is over.
+  Ending finish() {
+    const auto now = Clock::now();
+    return {mReport.wait(), now - mStart.value_or(mBirth), now - mBirth};
+  }
+
+ private:
+  void answer() {
+    mReceived -= mTalk[mAnswered].requestSize;
+    mReport.send(mTalk[mAnswered].replies);
+    ++mAnswered;
+    const bool isLast = mAnswered == mTalk.size() || mTalk[mAnswered].replies.empty();
+    if (isLast && mFault == Fault::kReset) mReport.resetLink();
+    if (isLast && mFault == Fault::kCut) {
+      mReport.closeLink();
+      mReport.endBackChannel();
+    }
+  }
+
+  std::vector<Talk> mTalk;
+  Fault mFault;
+  std::size_t mAnswered = 0;  // requests
+  std::size_t mReceived = 0;  // bytes of the request that is to be answered next
+  Clock::time_point mBirth = Clock::now();
+  std::optional<Clock::time_point> mStart;
+  FilterProcess mReport;
+};
+
 // What becomes of a query must be what the bytes that have come are worth, no more and no less.
 void expectAnswer(const LinkedReport::Ending& ending, const Case& tried) {
-  const auto answer = nlohmann::json::parse(ending.result, nullptr, false);
+  const auto answer = nlohmann::json::parse(ending.report.result, nullptr, false);
   EXPECT_EQ(answer.dump(2), answerTo(*tried.exchange, tried.size));
-  EXPECT_EQ(ending.exitStatus, answer.is_object() && answer["status"] == 0 ? 0 : 1);
+  EXPECT_EQ(ending.report.exitStatus, answer.is_object() && answer["status"] == 0 ? 0 : 1);
 }
 
 // A laser printer is asked twice. It is asked the second thing only when the first was answered,
@@ -65,15 +133,18 @@ class FaultyLink : public ::testing::TestWithParam<Fault> {
   std::list<Golden> mExchanges;
 
  private:
+  static constexpr auto kTimeout = 1s;
+  static constexpr const char* kTimeoutText = "1";
+
   struct Run {
+    Run(const Case& toTry, Fault fault) : tried(toTry), report(toTry, kTimeoutText, fault) {}
+
     Case tried;
     LinkedReport report;
   };
 
   void finish(Run& run) const;
 
-  static constexpr auto kTimeout = 1s;
-  static constexpr const char* kTimeoutText = "1";
   // Silence costs seconds, and no work.
   static constexpr std::size_t kAtATime = MOXSUPPLY_CUT_EVERY == 1 ? 512 : 96;
 
@@ -86,15 +157,14 @@ void FaultyLink::run(const std::deque<Case>& cases) {
   while ((next != cases.end() || !mRuns.empty()) && !HasFailure()) {
     // A few at a time, so that none waits for the processor when its time is measured.
     for (int started = 0; started < 4 && mRuns.size() < atATime && next != cases.end(); ++started) {
-      const auto& [exchange, size] = *next;
-      mRuns.push_back(
-          {*next, LinkedReport(*exchange, kTimeoutText, talkWithin(*exchange, size), GetParam())});
+      mRuns.emplace_back(*next, GetParam());
       ++next;
     }
     std::vector<pollfd> sources;
     for (const Run& run : mRuns) {
-      sources.push_back({.fd = run.report.requests(), .events = POLLIN, .revents = 0});
-      sources.push_back({.fd = run.report.end(), .events = POLLIN, .revents = 0});
+      const FilterProcess& process = run.report.process();
+      sources.push_back({.fd = process.output(), .events = POLLIN, .revents = 0});
+      sources.push_back({.fd = process.life(), .events = 0, .revents = 0});
     }
     const bool mayStartMore = mRuns.size() < atATime && next != cases.end();
     ::poll(sources.data(), sources.size(), mayStartMore ? 10 : 20'000);

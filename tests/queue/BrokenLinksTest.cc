@@ -21,12 +21,12 @@
 #include "queue/PrintServer.h"
 #include "tests/links/BrokenOffExchange.h"
 #include "tests/queue/Drivers.h"
-#include "tests/queue/ModelPrinter.h"
-#include "tests/queue/Models.h"
 #include "tests/queue/PrintTools.h"
 #include "tests/queue/PrivatePrintServer.h"
+#include "tests/support/Models.h"
 #include "tests/support/Processes.h"
 #include "tests/support/ReservedPort.h"
+#include "tests/support/SimulatedPrinter.h"
 
 namespace moxsupply::testing {
 namespace {
@@ -98,7 +98,7 @@ class Lane {
  public:
   Lane(const PrivatePrintServer& server, int number, const char* type)
       : mName(fmt::format("{}{}", type, number)) {
-    addQueue(server, mName, mPort.deviceUri(), postScriptDriver());
+    addQueue(server, mName, mPort.uri(), postScriptDriver());
     const Ran ran = server.moxsupply(
         {"enable", mName, "--type", type, "--timeout", kTimeout, "--deadline", kDeadline});
     EXPECT_EQ(ran.exitStatus, 0) << ran.errors;
@@ -106,12 +106,12 @@ class Lane {
 
   [[nodiscard]] bool isBusy() const { return mPrinter != nullptr; }
   [[nodiscard]] int job() const { return mJob; }
-  [[nodiscard]] std::string deviceUri() const { return mPort.deviceUri(); }
+  [[nodiscard]] std::string uri() const { return mPort.uri(); }
 
   void begin(PrintServer& server, Case next) {
     mCase = std::move(next);
     mBefore = queue(server).markerLevels;
-    mPrinter = std::make_unique<ModelPrinter>(mPort, printerOf(*mCase.exchange), mCase.faults);
+    mPrinter = std::make_unique<SimulatedPrinter>(mPort, printerOf(*mCase.exchange), mCase.faults);
     mStart = Clock::now();
     const auto job = server.submitCommand(mName, "ReportLevels", 300s);
     ASSERT_TRUE(std::holds_alternative<int>(job)) << std::get<Problem>(job).what;
@@ -142,7 +142,7 @@ class Lane {
   // A printer without a fault is reported, and its job is over.
   void expectGood(PrintServer& server, const PrivatePrintServer& tools,
                   const simulator::Model& good, const std::vector<int>& levels) {
-    const ModelPrinter printer(mPort, good);
+    const SimulatedPrinter printer(mPort, good);
     const auto job = server.submitCommand(mName, "ReportLevels", 300s);
     EXPECT_EQ(endOf(tools, mName, std::get<int>(job)), "completed");
     EXPECT_EQ(queue(server).markerLevels, levels);
@@ -160,7 +160,7 @@ class Lane {
   ReservedPort mPort;
   Case mCase;
   std::vector<int> mBefore;
-  std::unique_ptr<ModelPrinter> mPrinter;
+  std::unique_ptr<SimulatedPrinter> mPrinter;
   int mJob = 0;
   Clock::time_point mStart;
 };
@@ -253,7 +253,7 @@ TEST(BrokenLinks, KeepNeitherJobNorQueueNorProcess) {
 
   ASSERT_FALSE(HasFailure());
   for (Work* work : {&laser, &inkjet}) {
-    for (Lane& lane : work->lanes) EXPECT_TRUE(areGoneWithin(2s, lane.deviceUri()));
+    for (Lane& lane : work->lanes) EXPECT_TRUE(areGoneWithin(2s, lane.uri()));
     work->lanes.front().expectGood(server, tools, work->good, work->goodLevels);
   }
 }

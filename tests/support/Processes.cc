@@ -17,10 +17,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
-bool isRunning(const std::string& word, pid_t except) {
+bool isRunning(const std::string& word) {
   for (const auto& entry : fs::directory_iterator("/proc")) {
     const pid_t process = std::atoi(entry.path().filename().c_str());
-    if (process <= 0 || process == ::getpid() || process == except) continue;
+    if (process <= 0 || process == ::getpid()) continue;
     if (contentOf(entry.path() / "cmdline").find(word) != std::string::npos) return true;
   }
   return false;
@@ -28,9 +28,9 @@ bool isRunning(const std::string& word, pid_t except) {
 
 }  // namespace
 
-bool areGoneWithin(std::chrono::milliseconds patience, const std::string& word, pid_t except) {
+bool areGoneWithin(std::chrono::milliseconds patience, const std::string& word) {
   using Clock = std::chrono::steady_clock;
-  for (const auto end = Clock::now() + patience; isRunning(word, except);) {
+  for (const auto end = Clock::now() + patience; isRunning(word);) {
     if (Clock::now() > end) return false;
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }

@@ -9,9 +9,8 @@
 // What /proc tells of processes.
 namespace moxsupply::testing {
 
-// Whether, at the latest after so long, no process but this one and `except` has `word` in its
-// command line.
-bool areGoneWithin(std::chrono::milliseconds patience, const std::string& word, pid_t except = -1);
+// Whether, at the latest after so long, no process but this one has `word` in its command line.
+bool areGoneWithin(std::chrono::milliseconds patience, const std::string& word);
 
 // The processor time that a process, and those of its children that have ended, has used so far.
 std::chrono::duration<double> processorTime(pid_t process);
