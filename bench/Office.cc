@@ -18,11 +18,11 @@
 #include <vector>
 
 #include "tests/queue/Drivers.h"
-#include "tests/queue/ModelPrinter.h"
-#include "tests/queue/Models.h"
 #include "tests/queue/PrintTools.h"
 #include "tests/queue/PrivatePrintServer.h"
+#include "tests/support/Models.h"
 #include "tests/support/ReservedPort.h"
+#include "tests/support/SimulatedPrinter.h"
 
 namespace moxsupply {
 namespace {
@@ -51,15 +51,15 @@ int runToItsEnd(char** command) {
 int run(const std::string& supplies, char** command) {
   const testing::PrivatePrintServer cups;
   const testing::ReservedPort port;
-  const testing::ModelPrinter printer(port, testing::laserPrinter(readSupplies(supplies)));
-  testing::addQueue(cups, "office", port.deviceUri(), testing::postScriptDriver());
+  const testing::SimulatedPrinter printer(port, testing::laserPrinter(readSupplies(supplies)));
+  testing::addQueue(cups, "office", port.uri(), testing::postScriptDriver());
   for (const auto& step : {std::vector<std::string>{"enable", "office", "--type", "laser"},
                            std::vector<std::string>{"refresh", "office"}}) {
     if (const auto ran = cups.moxsupply(step); ran.exitStatus != 0) {
       throw std::runtime_error(ran.errors);
     }
   }
-  ::setenv("DEVICE_URI", port.deviceUri().c_str(), 1);
+  ::setenv("DEVICE_URI", port.uri().c_str(), 1);
   ::setenv("QUEUE_URI", cups.printerUri("office").c_str(), 1);
   ::setenv("CUPS_SERVER", (cups.folder() / "cups.sock").c_str(), 1);
   return runToItsEnd(command);

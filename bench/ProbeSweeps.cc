@@ -16,13 +16,13 @@
 #include <iterator>
 #include <mutex>
 #include <span>
-#include <sstream>
 #include <string>
 #include <string_view>
 #include <thread>
 #include <vector>
 
 #include "tests/monitoring/HttpRequest.h"
+#include "tests/support/Processes.h"
 
 namespace {
 
@@ -33,18 +33,6 @@ int number(std::string_view text) {
   int value = 0;
   std::from_chars(text.data(), text.data() + text.size(), value);
   return value;
-}
-
-// Processor time of a process and of its children that have ended, in seconds.
-double processorTime(int pid) {
-  std::ifstream file(fmt::format("/proc/{}/stat", pid));
-  std::string text((std::istreambuf_iterator<char>(file)), {});
-  std::istringstream fields(text.substr(text.rfind(')') + 2));
-  const std::vector<std::string> all{std::istream_iterator<std::string>(fields), {}};
-  double ticks = 0;
-  for (std::size_t i = 11; i < 15; ++i)
-    ticks += std::stod(all.at(i));  // utime, stime, cutime, cstime
-  return ticks / static_cast<double>(::sysconf(_SC_CLK_TCK));
 }
 
 double residentMegabytes(int pid) {
@@ -117,7 +105,7 @@ int main(int argc, char** argv) {
   std::ranges::sort(targets, {}, std::hash<std::string>());
 
   for (int round = 1; round <= number(arguments[5]); ++round) {
-    const double processorBefore = processorTime(pid);
+    const Seconds processorBefore = moxsupply::testing::processorTime(pid);
     const auto begin = Clock::now();
     const std::vector<Probe> probes = sweep(port, arguments[2], arguments[3], targets, interval);
     const Seconds time = Clock::now() - begin;
@@ -131,7 +119,8 @@ int main(int argc, char** argv) {
         "{:5}  {:6.1f} s  {:6.0f} {:6.0f} {:6.0f}  {:7.0f}  {:6}  {:7.1f} MB  {:5}  {:7.2f} ms\n",
         round, time.count(), quantile(healthy, 0.5), quantile(healthy, 0.99), quantile(healthy, 1),
         quantile(silent, 1), bad, residentMegabytes(pid), descriptors(pid),
-        1000 * (processorTime(pid) - processorBefore) / static_cast<double>(probes.size()));
+        1000 * (moxsupply::testing::processorTime(pid) - processorBefore).count() /
+            static_cast<double>(probes.size()));
     std::cout.flush();
     std::this_thread::sleep_until(begin + std::chrono::duration_cast<Clock::duration>(interval));
   }

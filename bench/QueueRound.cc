@@ -22,11 +22,11 @@
 
 #include "queue/PrintServer.h"
 #include "tests/queue/Drivers.h"
-#include "tests/queue/ModelPrinter.h"
-#include "tests/queue/Models.h"
 #include "tests/queue/PrintTools.h"
 #include "tests/queue/PrivatePrintServer.h"
+#include "tests/support/Models.h"
 #include "tests/support/ReservedPort.h"
+#include "tests/support/SimulatedPrinter.h"
 
 namespace moxsupply {
 namespace {
@@ -126,9 +126,9 @@ int run(bool snmpAnswers) {
                            "*cupsSNMPSupplies: " +
                            snmp + "\n");
   };
-  testing::addQueue(cups, "nothing", port.deviceUri(), driverWith("command-to-nothing", "False"));
-  testing::addQueue(cups, "snmp", port.deviceUri(), driverWith("commandtops", "True"));
-  testing::addQueue(cups, "ours", port.deviceUri(), testing::postScriptDriver());
+  testing::addQueue(cups, "nothing", port.uri(), driverWith("command-to-nothing", "False"));
+  testing::addQueue(cups, "snmp", port.uri(), driverWith("commandtops", "True"));
+  testing::addQueue(cups, "ours", port.uri(), testing::postScriptDriver());
   if (cups.moxsupply({"enable", "ours", "--type", "laser"}).exitStatus != 0) return EXIT_FAILURE;
 
   ::setenv("CUPS_SERVER", (cups.folder() / "cups.sock").c_str(), 1);
@@ -139,7 +139,7 @@ int run(bool snmpAnswers) {
   for (int i = 0; i <= kRounds; ++i) {
     // Another level in each round, since the same would not be published again.
     const int level = i % 100;
-    const testing::ModelPrinter printer(
+    const testing::SimulatedPrinter printer(
         port, testing::laserPrinter({{"Black", static_cast<std::uint32_t>(level)}}));
     nothing.push_back(takeRound(server, "nothing", [](int job) { return std::optional(job); }));
     ours.push_back(takeRound(server, "ours", [&](int /*job*/) { return std::optional(level); }));

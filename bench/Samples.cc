@@ -9,10 +9,10 @@
 namespace moxsupply::bench {
 
 using testing::Bytes;
-using testing::filled;
 using testing::hex;
 using testing::inkjetItem;
 using testing::joined;
+using testing::repeated;
 
 namespace {
 
@@ -40,16 +40,16 @@ Bytes suppliesTable(std::size_t supplies) { return table(supplies, Levels::kInTa
 Bytes suppliesTableWithoutLevels(std::size_t supplies) { return table(supplies, Levels::kNone); }
 
 Bytes pageLevels() {
-  return joined({hex("18"), Bytes(24, 'S'),       // serial number
-                 hex("01 22 00 01"), filled(20),  // one supply, up to the part number
-                 hex("18"), Bytes(24, 'P'), filled(14)});
+  return joined({hex("18"), Bytes(24, 'S'),               // serial number
+                 hex("01 22 00 01"), repeated(0x00, 20),  // one supply, up to the part number
+                 hex("18"), Bytes(24, 'P'), repeated(0x00, 14)});
 }
 
 Bytes pageCounts(std::size_t supplies) {
   Bytes record =
       joined({hex("18"), Bytes(24, 'S'), {static_cast<std::uint8_t>(supplies)}, hex("22 00 02")});
   for (std::size_t i = 1; i <= supplies; ++i) {
-    const Bytes entry = joined({{static_cast<std::uint8_t>(i)}, filled(13, 7)});
+    const Bytes entry = joined({{static_cast<std::uint8_t>(i)}, repeated(7, 13)});
     record.insert(record.end(), entry.begin(), entry.end());
   }
   return record;

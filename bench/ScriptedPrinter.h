@@ -38,6 +38,8 @@ class FilterLink {
 };
 
 // A printer that has answered before it is asked: of a query on its link nothing waits.
+//
+// Use it where the query's own work is measured.
 class PreparedPrinter {
  public:
   explicit PreparedPrinter(std::vector<Exchange> script) : mScript(std::move(script)) {}
@@ -53,6 +55,9 @@ class PreparedPrinter {
 // A printer in a thread of its own, which answers each request when it has come, and goes through
 // its script again and again. It has a processor of its own, where there are two: a printer is
 // another machine, and must not wait until the host's processor is free.
+//
+// Use it where a whole query is measured, its waiting included. In tests, FilterProcess, which
+// looks at what is asked.
 class ScriptedPrinter {
  public:
   explicit ScriptedPrinter(std::vector<Exchange> script);

@@ -13,6 +13,9 @@ namespace moxsupply::fuzzing {
 // what the module writes to standard output comes here, and libcups's read of the back channel is
 // answered from here. The rest of the module's channel, MoxFilterComm, is what it is anywhere.
 //
+// Use it in fuzz targets, which make thousands of queries a second and have no time for processes
+// and pipes. In tests, FilterProcess.
+//
 // The first byte of the input says which write is refused: the first, the second and so on; 0 means
 // none. The second says for how many reads the sizes follow, a byte each: 0, nothing comes within
 // the timeout; 255, as many bytes come as are wanted; any other, at most that many. What follows is

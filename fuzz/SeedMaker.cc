@@ -3,10 +3,14 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <string>
 
+#include "tests/support/DictionaryJson.h"
 #include "tests/support/Golden.h"
+#include "tests/support/Hex.h"
+#include "tests/support/TextFile.h"
 
 // Makes the seeds of the fuzz targets, one folder a target, from what is readable in the sources:
 // the golden files and transcripts, the simulator's models, a few command files, and the findings.
@@ -31,17 +35,6 @@ class Seeds {
  private:
   Path mFolder;
 };
-
-Bytes from(const Bytes& bytes, std::size_t offset) {
-  return {bytes.begin() + static_cast<std::ptrdiff_t>(std::min(offset, bytes.size())), bytes.end()};
-}
-
-std::string textOf(const Path& file) {
-  std::ifstream stream(file, std::ios::binary);
-  std::string text{std::istreambuf_iterator<char>(stream), {}};
-  if (!stream) throw std::runtime_error(file.string() + ": cannot be read");
-  return text;
-}
 
 bool isInkjet(const Golden& golden) { return golden.kind == Golden::Kind::kInkjet; }
 
@@ -70,8 +63,8 @@ void addExchange(const Seeds& seeds, const std::string& name, const Golden& gold
     } else {
       seeds.add("DeviceReply", replyName, reply);
       seeds.add("QueryReply", replyName, reply);
-      seeds.add("SuppliesTable", replyName, from(reply, 8));  // bytes before the record
-      seeds.add("KelvoRecords", replyName, from(reply, 7));
+      seeds.add("SuppliesTable", replyName, bytesFrom(reply, 8));  // bytes before the record
+      seeds.add("KelvoRecords", replyName, bytesFrom(reply, 7));
     }
   }
   // No write is refused, and reads bring all that is wanted; or the first ones bring a byte each.
@@ -93,7 +86,8 @@ Bytes supplyNamed(const Bytes& name) {
 // The names that a golden report has, as the supplies of a printer.
 void addNames(const Seeds& seeds, const std::string& name, const Golden& golden) {
   Bytes supplies;
-  for (const Json& supply : golden.report->at("report")) {
+  const Json report = Json::parse(*golden.report).at("report");
+  for (const Json& supply : report) {
     if (!supply.is_object() || !supply.contains("SupplyName")) continue;
     supplies = joined({supplies, supplyNamed(bytesOf(supply["SupplyName"].get<std::string>()))});
   }
@@ -134,14 +128,14 @@ void addCommandFiles(const Seeds& seeds) {
 
 void addModels(const Seeds& seeds, const Path& folder) {
   for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-    seeds.add("ModelFile", entry.path().stem(), bytesOf(textOf(entry.path())));
+    seeds.add("ModelFile", entry.path().stem(), bytesOf(contentOf(entry.path())));
   }
 }
 
 void addTranscripts(const Seeds& seeds, const Path& folder) {
   for (const auto& entry : std::filesystem::directory_iterator(folder)) {
     if (entry.path().extension() != ".transcript") continue;
-    seeds.add("Transcript", entry.path().stem(), bytesOf(textOf(entry.path())));
+    seeds.add("Transcript", entry.path().stem(), bytesOf(contentOf(entry.path())));
   }
 }
 
@@ -150,7 +144,7 @@ void addFindings(const Seeds& seeds, const Path& folder) {
   for (const auto& entry : std::filesystem::directory_iterator(folder)) {
     if (entry.path().extension() != ".hex") continue;
     const std::string name = entry.path().stem();
-    seeds.add(name.substr(0, name.find('-')), "finding-" + name, hex(textOf(entry.path())));
+    seeds.add(name.substr(0, name.find('-')), "finding-" + name, hex(contentOf(entry.path())));
   }
 }
 

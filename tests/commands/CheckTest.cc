@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <chrono>
 
+#include "tests/support/ReservedPort.h"
 #include "tests/support/Run.h"
 #include "tests/support/SilentPort.h"
 #include "tests/support/SimulatedPrinter.h"
@@ -108,9 +109,8 @@ TEST(CheckOfAPrinterThatIsSilent, EndsWithinTenSecondsByItself) {
 }
 
 TEST(CheckThroughABackend, EndsAtTheDeadlineWithItsLine) {
-  SilentPort port;
+  const ReservedPort port;
   // No connection comes about; the backend goes on trying.
-  port.close();
   const std::string uri = "ipp" + port.uri().substr(6);
   const Ran checked = check({uri, "--deadline", "1"});
   EXPECT_EQ(checked.exitStatus, 3);
@@ -153,8 +153,7 @@ TEST_P(CheckOfAFaultyPrinter, IsOneLineInTime) {
 }
 
 TEST(CheckOfAHostThatRefuses, IsUnknown) {
-  SilentPort port;
-  port.close();
+  const ReservedPort port;
   const Ran checked = check({port.uri()});
   EXPECT_EQ(checked.exitStatus, 3);
   EXPECT_THAT(checked.output, StartsWith("NPA UNKNOWN - "));

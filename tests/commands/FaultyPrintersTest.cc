@@ -7,7 +7,6 @@
 
 #include <chrono>
 #include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <list>
 #include <nlohmann/json.hpp>
@@ -15,7 +14,9 @@
 
 #include "tests/support/FilterProcess.h"
 #include "tests/support/Golden.h"
+#include "tests/support/Processes.h"
 #include "tests/support/SimulatedPrinter.h"
+#include "tests/support/TestName.h"
 
 namespace moxsupply::testing {
 namespace {
@@ -24,25 +25,6 @@ using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
 constexpr auto kSlack = 3s;  // for a busy machine
-
-// Processes whose command line has `word` in it, but for the printer and this one.
-bool isAnyLeftWithin(const std::string& word, pid_t printer, std::chrono::milliseconds patience) {
-  const auto isRunning = [&] {
-    for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
-      std::ifstream file(entry.path() / "cmdline");
-      const std::string line((std::istreambuf_iterator<char>(file)), {});
-      const int pid = std::atoi(entry.path().filename().c_str());
-      const bool isOther = pid > 0 && pid != ::getpid() && pid != printer;
-      if (isOther && line.find(word) != std::string::npos) return true;
-    }
-    return false;
-  };
-  for (const auto end = Clock::now() + patience; isRunning();) {
-    if (Clock::now() > end) return true;
-    std::this_thread::sleep_for(10ms);
-  }
-  return false;
-}
 
 const std::vector<std::string> kEnvironment = {"LC_ALL=C"};
 
@@ -71,13 +53,7 @@ INSTANTIATE_TEST_SUITE_P(
                       Meeting{"drip=900", 1}, Meeting{"flood", 1}, Meeting{"flood=packets", 1},
                       Meeting{"twice", 0}, Meeting{"wrong-request", 1}, Meeting{"length=60000", 1},
                       Meeting{"length=-1", 1}, Meeting{"flip=0", 1}, Meeting{"never-close", 0}),
-    [](const auto& meeting) {
-      std::string name = meeting.param.fault;
-      for (char& letter : name) {
-        if (std::isalnum(static_cast<unsigned char>(letter)) == 0) letter = '_';
-      }
-      return name;
-    });
+    [](const auto& meeting) { return asTestName(meeting.param.fault); });
 
 // Directly, and at the same time through the real socket backend.
 TEST_P(Fault, EndsByTheDeadline) {
@@ -94,7 +70,7 @@ TEST_P(Fault, EndsByTheDeadline) {
     EXPECT_EQ(ending.exitStatus, GetParam().exitStatus) << ending.result;
     EXPECT_EQ(ending.result.empty(), GetParam().exitStatus == 0) << ending.result;
   }
-  EXPECT_FALSE(isAnyLeftWithin(printer.uri(), printer.pid(), 2s));
+  EXPECT_TRUE(areGoneWithin(2s, printer.uri()));
 }
 
 // ---- A printer that sends each byte just before the read for it would give up.
@@ -168,13 +144,8 @@ TEST_P(LatePrinter, IsWaitedForFourTimesAQuery) {
 
 // ---- Many queries.
 
-std::size_t descriptorsOf(pid_t process) {
-  const std::filesystem::directory_iterator all(fmt::format("/proc/{}/fd", process));
-  return static_cast<std::size_t>(std::distance(begin(all), end(all)));
-}
-
-bool comesDownTo(pid_t process, std::size_t descriptors) {
-  for (const auto end = Clock::now() + 2s; descriptorsOf(process) > descriptors;) {
+bool comeDownTo(std::size_t descriptors) {
+  for (const auto end = Clock::now() + 2s; openDescriptors() > descriptors;) {
     if (Clock::now() > end) return false;
     std::this_thread::sleep_for(10ms);
   }
@@ -183,7 +154,7 @@ bool comesDownTo(pid_t process, std::size_t descriptors) {
 
 TEST(ManyQueries, LeaveNoProcessAndThePrinterNoDescriptor) {
   const SimulatedPrinter printer("laser-mono-toner");
-  const std::size_t before = descriptorsOf(printer.pid());
+  const std::size_t before = openDescriptors();
   for (int i = 0; i < 40; ++i) {
     std::vector<std::string> options = {"--type", "laser"};
     if (i % 2 == 0) options.emplace_back("--backend");
@@ -191,8 +162,8 @@ TEST(ManyQueries, LeaveNoProcessAndThePrinterNoDescriptor) {
     const auto ending = process.wait();
     EXPECT_EQ(ending.exitStatus, 0) << ending.result;
   }
-  EXPECT_FALSE(isAnyLeftWithin(printer.uri(), printer.pid(), 2s));
-  EXPECT_TRUE(comesDownTo(printer.pid(), before));
+  EXPECT_TRUE(areGoneWithin(2s, printer.uri()));
+  EXPECT_TRUE(comeDownTo(before));
 }
 
 }  // namespace

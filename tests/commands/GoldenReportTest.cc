@@ -3,36 +3,31 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cctype>
+#include <nlohmann/json.hpp>
 #include <span>
 
 #include "tests/support/FilterProcess.h"
 #include "tests/support/Golden.h"
+#include "tests/support/Hex.h"
+#include "tests/support/ReportOn.h"
 #include "tests/support/Requests.h"
+#include "tests/support/TestName.h"
 
 namespace moxsupply::testing {
 namespace {
-
-// `timeout`: seconds for each read.
-std::vector<std::string> reportOn(const Golden& exchange, const char* timeout) {
-  return {MOXSUPPLY_PROGRAM, "report",
-          "--printer-type",  exchange.kind == Golden::Kind::kLaser ? "Laser" : "Inkjet",
-          "--transport",     exchange.transport,
-          "--timeout",       timeout};
-}
 
 const std::vector<std::string> kEnvironment = {"LC_ALL=C"};
 
 // What the program printed, which must be one line of JSON without a byte to spare, and end as it
 // must. Its keys may come in any order; here they are in that of the alphabet.
-Json answerOf(const FilterProcess::Ending& ending) {
+nlohmann::json answerOf(const FilterProcess::Ending& ending) {
   const auto printed = nlohmann::ordered_json::parse(ending.result, nullptr, false);
   if (printed.is_discarded()) {
     ADD_FAILURE() << "no JSON: " << ending.result;
-    return {{"status", nullptr}, {"report", Json::object()}};
+    return {{"status", nullptr}, {"report", nlohmann::json::object()}};
   }
   EXPECT_EQ(ending.result, printed.dump() + '\n');
-  Json answer = printed;
+  nlohmann::json answer = printed;
   EXPECT_EQ(answer.size(), 2U) << ending.result;
   EXPECT_EQ(ending.exitStatus, answer.at("status") == 0 ? 0 : 1);
   EXPECT_EQ(ending.signal, 0);
@@ -56,41 +51,21 @@ Bytes requestBefore(const Golden& exchange, std::size_t step) {
   return isOnNetwork ? joined({kLoopBack, kInkjetQuery}) : kInkjetQuery;
 }
 
-std::string testName(const ::testing::TestParamInfo<std::string>& name) {
-  std::string word = name.param;
-  std::ranges::replace_if(
-      word, [](unsigned char letter) { return std::isalnum(letter) == 0; }, '_');
-  return word;
-}
-
-// A broken file counts as an exchange, so that it fails here too.
-std::vector<std::string> namesOfExchanges() {
-  std::vector<std::string> names = goldenNames();
-  std::erase_if(names, [](const std::string& name) {
-    try {
-      return !readGolden(name).isExchange();
-    } catch (const BrokenGolden&) {
-      return false;
-    }
-  });
-  return names;
-}
-
 class GoldenReport : public ::testing::TestWithParam<std::string> {
  protected:
   Golden mGolden = readGolden(GetParam());
 };
 
-INSTANTIATE_TEST_SUITE_P(Data, GoldenReport, ::testing::ValuesIn(namesOfExchanges()), testName);
+INSTANTIATE_TEST_SUITE_P(Data, GoldenReport, ::testing::ValuesIn(exchangeNames()), testName);
 
-TEST(GoldenReports, AreAtLeastTwentySeven) { EXPECT_GE(namesOfExchanges().size(), 27U); }
+TEST(GoldenReports, AreAtLeastTwentySeven) { EXPECT_GE(exchangeNames().size(), 27U); }
 
 TEST_P(GoldenReport, IsPrintedWhenAllRepliesLieOnTheBackChannel) {
   FilterProcess report(BackChannel::kNonBlockingPipe, reportOn(mGolden, "5"), kEnvironment,
                        mGolden.all(Golden::What::kReply));
   report.endBackChannel();
   const auto ending = report.wait();
-  EXPECT_EQ(answerOf(ending).dump(2), mGolden.report->dump(2));
+  EXPECT_EQ(answerOf(ending).dump(2), *mGolden.report);
   if (listsRequests(mGolden)) {
     EXPECT_EQ(hexText(ending.written), hexText(mGolden.all(Golden::What::kRequest)));
   }
@@ -109,7 +84,7 @@ TEST_P(GoldenReport, IsPrintedWhenThePrinterAnswersRequestByRequest) {
   }
   report.endBackChannel();
   const auto ending = report.wait();
-  EXPECT_EQ(answerOf(ending).dump(2), mGolden.report->dump(2));
+  EXPECT_EQ(answerOf(ending).dump(2), *mGolden.report);
   if (listsRequests(mGolden)) {
     EXPECT_EQ(hexText(ending.written), "");
   }

@@ -11,6 +11,8 @@
 #include "tests/support/FilterProcess.h"
 #include "tests/support/Replay.h"
 #include "tests/support/Run.h"
+#include "tests/support/TestName.h"
+#include "tests/support/TextFile.h"
 
 namespace moxsupply::testing {
 namespace {
@@ -30,16 +32,7 @@ Reports reportsIn(const std::string& text) {
 }
 
 Reports expectedOf(const std::string& name) {
-  std::ifstream file(dataFile(name + ".report.json"));
-  EXPECT_TRUE(file) << name << ".report.json is not there";
-  return reportsIn({std::istreambuf_iterator<char>(file), {}});
-}
-
-std::string testName(const ::testing::TestParamInfo<std::string>& name) {
-  std::string word = name.param;
-  std::ranges::replace_if(
-      word, [](unsigned char letter) { return std::isalnum(letter) == 0; }, '_');
-  return word;
+  return reportsIn(contentOf(dataFile(name + ".report.json")));
 }
 
 class GoldenTranscript : public ::testing::TestWithParam<std::string> {};

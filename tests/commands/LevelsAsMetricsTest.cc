@@ -8,6 +8,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "tests/support/ReservedPort.h"
 #include "tests/support/Run.h"
 #include "tests/support/SilentPort.h"
 #include "tests/support/SimulatedPrinter.h"
@@ -129,8 +130,7 @@ TEST(MetricsOfAPrinterThatIsSilent, ComeAtTheDeadline) {
 }
 
 TEST(MetricsOfAHostThatRefuses, SayThatItCannotBeReached) {
-  SilentPort port;
-  port.close();
+  const ReservedPort port;
   const Ran shown = metrics({port.uri()});
   EXPECT_EQ(shown.exitStatus, 1);
   EXPECT_THAT(shown.errors, HasSubstr("Connection refused"));

@@ -11,13 +11,14 @@
 #include <chrono>
 #include <csignal>
 #include <filesystem>
-#include <fstream>
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <thread>
 
 #include "tests/support/FilterProcess.h"
 #include "tests/support/Hex.h"
+#include "tests/support/Processes.h"
+#include "tests/support/ReservedPort.h"
 #include "tests/support/SilentPort.h"
 #include "tests/support/SimulatedPrinter.h"
 #include "tests/support/TemporaryFolder.h"
@@ -56,27 +57,6 @@ Shown show(std::vector<std::string> arguments, std::vector<std::string> environm
   return finish(process);
 }
 
-// The processes that have `word` in their command line, but for this one.
-std::vector<int> processesWith(const std::string& word) {
-  std::vector<int> found;
-  for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
-    std::ifstream file(entry.path() / "cmdline");
-    std::string line((std::istreambuf_iterator<char>(file)), {});
-    const int pid = std::atoi(entry.path().filename().c_str());
-    if (pid > 0 && pid != ::getpid() && line.find(word) != std::string::npos) found.push_back(pid);
-  }
-  return found;
-}
-
-bool goneWithin(const std::string& word, std::chrono::milliseconds patience) {
-  const auto deadline = std::chrono::steady_clock::now() + patience;
-  while (!processesWith(word).empty()) {
-    if (std::chrono::steady_clock::now() > deadline) return false;
-    std::this_thread::sleep_for(10ms);
-  }
-  return true;
-}
-
 TEST(Levels, OfAnInkjetPrinterAreATable) {
   const SimulatedPrinter printer("inkjet-lantern-four-cartridges");
   const Shown shown = show({printer.uri(), "--type", "inkjet"});
@@ -108,7 +88,7 @@ TEST(Levels, ComeThroughTheRealSocketBackend) {
     const Shown backend = show({printer.uri(), "--backend"});
     EXPECT_EQ(backend.exitStatus, 0) << backend.errors;
     EXPECT_EQ(backend.output, direct.output);
-    EXPECT_TRUE(goneWithin(printer.uri(), 2s)) << "a backend is left";
+    EXPECT_TRUE(areGoneWithin(2s, printer.uri())) << "a backend is left";
   }
 }
 
@@ -197,20 +177,18 @@ TEST(LevelsThroughABackend, EndAtTheDeadlineAndLeaveNoBackend) {
   const Shown shown = show({port.uri(), "--backend", "--timeout", "100", "--deadline", "1"});
   EXPECT_EQ(shown.exitStatus, 1);
   EXPECT_LT(shown.time, 4s);
-  EXPECT_TRUE(goneWithin(port.uri(), 2s)) << "a backend is left";
+  EXPECT_TRUE(areGoneWithin(2s, port.uri())) << "a backend is left";
 }
 
 TEST(LevelsThroughABackend, PassOnWhatTheBackendSays) {
-  SilentPort port;
-  port.close();
+  const ReservedPort port;
   const Shown shown = show({port.uri(), "--backend", "--deadline", "2"});
   EXPECT_EQ(shown.exitStatus, 1);
   EXPECT_NE(shown.errors.find("The CUPS backend says: "), std::string::npos) << shown.errors;
 }
 
 TEST(LevelsOfAHostThatRefuses, FailAtOnceWithAdvice) {
-  SilentPort port;
-  port.close();
+  const ReservedPort port;
   const Shown shown = show({port.uri()});
   EXPECT_EQ(shown.exitStatus, 1);
   EXPECT_NE(shown.errors.find("Connection refused"), std::string::npos) << shown.errors;
@@ -268,7 +246,7 @@ TEST(LevelsWhileTheyWait, TakeTheirBackendWithThem) {
   const FileDescriptor connection = port.accept();
   ::kill(process.pid(), SIGTERM);
   EXPECT_EQ(finish(process).signal, SIGTERM);
-  EXPECT_TRUE(goneWithin(port.uri(), 2s)) << "a backend is left";
+  EXPECT_TRUE(areGoneWithin(2s, port.uri())) << "a backend is left";
 }
 
 TEST(LevelsWhileTheyWait, ShowNothingInAPipe) {

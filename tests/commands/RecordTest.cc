@@ -21,10 +21,12 @@
 #include "tests/support/FilterProcess.h"
 #include "tests/support/Hex.h"
 #include "tests/support/Replay.h"
+#include "tests/support/Requests.h"
 #include "tests/support/Run.h"
 #include "tests/support/SimulatedPrinter.h"
 #include "tests/support/SmallPpd.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/TextFile.h"
 #include "transcript/TranscriptReader.h"
 
 namespace moxsupply::testing {
@@ -36,18 +38,6 @@ using ::testing::HasSubstr;
 using ::testing::StartsWith;
 using transcript::Event;
 using transcript::Transcript;
-
-const Bytes kDeviceQuery = hex(R"(
-    A5 00 10 80 A4 5B A4 5B 10 EF A4 5B 11 EE 00 FF 13 EC 2E
-    A5 00 08 50 E0 21 01 00 00 01 08)");
-const Bytes kSuppliesQuery = hex(R"(
-    A5 00 10 80 A4 5B A4 5B 10 EF A4 5B 11 EE 00 FF 13 EC 2E
-    A5 00 05 50 E0 07 02 00)");
-
-std::string contentOf(const fs::path& path) {
-  std::ifstream file(path);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
 
 Transcript transcriptIn(const fs::path& path) {
   std::ifstream file(path);

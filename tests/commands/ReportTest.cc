@@ -5,12 +5,12 @@
 
 #include <fstream>
 #include <nlohmann/json.hpp>
-#include <sstream>
 
 #include "tests/support/FilterProcess.h"
 #include "tests/support/Hex.h"
 #include "tests/support/Requests.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/TextFile.h"
 
 namespace moxsupply::testing {
 namespace {
@@ -70,11 +70,7 @@ class OutputFile : public ::testing::Test {
  protected:
   [[nodiscard]] std::string path() const { return mFolder.path() / "report.json"; }
 
-  [[nodiscard]] std::string content() const {
-    std::ostringstream text;
-    text << std::ifstream(path()).rdbuf();
-    return text.str();
-  }
+  [[nodiscard]] std::string content() const { return contentOf(path()); }
 
  private:
   TemporaryFolder mFolder;

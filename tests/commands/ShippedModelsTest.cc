@@ -9,6 +9,7 @@
 
 #include "tests/support/FilterProcess.h"
 #include "tests/support/SimulatedPrinter.h"
+#include "tests/support/TestName.h"
 
 namespace moxsupply::testing {
 namespace {
@@ -250,13 +251,8 @@ TEST_P(LevelsOfShippedModel, AreWhatTheModelSays) {
   EXPECT_EQ(shown, expected);
 }
 
-std::string testName(const ::testing::TestParamInfo<Printer>& info) {
-  std::string name = info.param.model;
-  std::ranges::replace(name, '-', '_');
-  return name;
-}
-
-INSTANTIATE_TEST_SUITE_P(Each, LevelsOfShippedModel, ::testing::ValuesIn(kPrinters), testName);
+INSTANTIATE_TEST_SUITE_P(Each, LevelsOfShippedModel, ::testing::ValuesIn(kPrinters),
+                         [](const auto& printer) { return asTestName(printer.param.model); });
 
 TEST(LevelsOfShippedModels, AreAllExpectedHere) {
   Lines shipped;

@@ -4,7 +4,6 @@
 
 #include <chrono>
 #include <csignal>
-#include <fstream>
 #include <list>
 #include <thread>
 
@@ -13,6 +12,7 @@
 #include "tests/simulator/TemporaryFile.h"
 #include "tests/support/FilterProcess.h"
 #include "tests/support/Hex.h"
+#include "tests/support/Processes.h"
 #include "tests/support/Requests.h"
 
 namespace moxsupply::testing {
@@ -57,24 +57,13 @@ FilterProcess::Ending stopped(FilterProcess& program, int signal = SIGTERM) {
   return program.wait();
 }
 
-// The processor time that the program has used so far.
-std::chrono::milliseconds processorTime(const FilterProcess& program) {
-  std::ifstream stat("/proc/" + std::to_string(program.pid()) + "/stat");
-  std::string field;
-  for (int i = 0; i < 13; ++i) stat >> field;
-  std::int64_t user = 0;
-  std::int64_t system = 0;
-  stat >> user >> system;
-  return std::chrono::milliseconds((user + system) * 1000 / ::sysconf(_SC_CLK_TCK));
-}
-
 // That it comes to rest, and does not poll in a circle. What it was given to do before may take it
 // a while on a busy machine.
 void expectIdle(const FilterProcess& program) {
   for (int looks = 0; looks < 15; ++looks) {
-    const auto before = processorTime(program);
+    const auto before = processorTime(program.pid());
     std::this_thread::sleep_for(400ms);
-    if (processorTime(program) - before < 100ms) return;
+    if (processorTime(program.pid()) - before < 100ms) return;
   }
   ADD_FAILURE() << "never idle";
 }

@@ -294,10 +294,10 @@ TEST_P(GoldenPrinter, HasItsSuppliesPublished) {
 
 TEST_F(CommandFilter, WritesNothingButItsRequestsToThePrinter) {
   FilterProcess filter = start(kReportLevels);
-  EXPECT_EQ(filter.receive(deviceRequest().size()), deviceRequest());
+  EXPECT_EQ(filter.receive(kDeviceQuery.size()), kDeviceQuery);
   filter.send(tonerAt(37));
   filter.endBackChannel();
-  EXPECT_EQ(finish(filter).written, queryRequest());
+  EXPECT_EQ(finish(filter).written, kSuppliesQuery);
 }
 
 TEST_F(CommandFilter, ReadsItsCommandsFromStandardInputWithoutAFileArgument) {
@@ -317,7 +317,7 @@ TEST_F(CommandFilter, TakesCommandsInAnyLetters) {
 
 TEST_F(CommandFilter, AsksThePrinterOnceForSeveralCommands) {
   const auto ending = runWithReply(tonerAt(5), "ReportLevels\nReportStatus\nReportLevels\n");
-  EXPECT_EQ(1 + ending.written.size(), deviceRequest().size() + queryRequest().size());
+  EXPECT_EQ(1 + ending.written.size(), kDeviceQuery.size() + kSuppliesQuery.size());
   EXPECT_THAT(mQueue.numbers("marker-levels"), ElementsAre(5));
   EXPECT_THAT(mQueue.reasons(), ElementsAre("toner-low-report"));
 }
@@ -542,7 +542,7 @@ TEST_F(CommandFilter, SaysThatItCannotReadAnAnswer) {
 TEST_F(CommandFilter, OutlivesAPrinterThatHangsUpInItsReply) {
   const Bytes reply = tonerAt(37);
   for (std::size_t size = 0; size < reply.size(); size += 3) {
-    runWithReply(cut(reply, size));
+    runWithReply(firstBytes(reply, size));
     EXPECT_LT(mTime, 5s);
     expectEqualLists();
     EXPECT_THAT(mQueue.values("marker-names"), Each(StartsWith("Cyan Toner")));
@@ -662,7 +662,7 @@ TEST_F(CommandFilter, EndsByItsDeadlineWhenNobodyReadsItsMessages) {
 
 TEST_F(CommandFilter, EndsAtOnceOnSigterm) {
   FilterProcess filter = start(kReportLevels);
-  EXPECT_EQ(filter.receive(deviceRequest().size()), deviceRequest());
+  EXPECT_EQ(filter.receive(kDeviceQuery.size()), kDeviceQuery);
   const auto sent = Clock::now();
   ::kill(filter.pid(), SIGTERM);
   const auto ending = finish(filter);

@@ -5,14 +5,13 @@
 #include <unistd.h>
 
 #include <filesystem>
-#include <fstream>
 #include <functional>
-#include <sstream>
 
 #include "filter/PublishedMarkers.h"
 #include "tests/support/CapturedErrors.h"
 #include "tests/support/FilterProcess.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/TextFile.h"
 
 namespace moxsupply::testing {
 namespace {
@@ -26,14 +25,6 @@ const Lines kLists = {"ATTR: marker-names='Black'\n", "ATTR: marker-levels='37'\
 const Lines kOtherLists = {"ATTR: marker-names='Black'\n", "ATTR: marker-levels='36'\n"};
 const std::string kMessage = "ATTR: marker-message='Black is low (5 %)'\n";
 const std::string kNoMessage = "ATTR: marker-message=\n";
-
-void write(const fs::path& path, const std::string& text) { std::ofstream(path) << text; }
-
-std::string contentOf(const fs::path& path) {
-  std::ostringstream text;
-  text << std::ifstream(path).rdbuf();
-  return text.str();
-}
 
 std::ptrdiff_t filesIn(const fs::path& folder) {
   return std::distance(fs::directory_iterator(folder), fs::directory_iterator());

@@ -7,7 +7,7 @@
 
 #include "front/InkjetReport.h"
 #include "front/SupplyNames.h"
-#include "tests/support/DictionaryText.h"
+#include "tests/support/DictionaryJson.h"
 #include "tests/support/Hex.h"
 
 namespace moxsupply::testing {

@@ -3,6 +3,7 @@
 
 #include <cstdio>
 #include <limits>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <utility>
@@ -253,9 +254,9 @@ std::string left(std::int32_t status, const char* report) {
 TEST(LaserQuery, AsksTheSameOnEveryTransport) {
   for (const char* transport : {"usb", "socket", "mdns", "dnssd"}) {
     FilterProcess filter(BackChannel::kNonBlockingPipe, [&] { return runQuery(transport); });
-    EXPECT_EQ(filter.receive(30), deviceRequest()) << transport;
+    EXPECT_EQ(filter.receive(30), kDeviceQuery) << transport;
     filter.sendInPieces({deviceReply(suppliesRecord({supply(1, {description("Cyan")})}))});
-    EXPECT_EQ(filter.receive(27), queryRequest()) << transport;
+    EXPECT_EQ(filter.receive(27), kSuppliesQuery) << transport;
     filter.sendInPieces({queryReply(dotCountRecord({{1, 200, 150}}))});
     const auto ending = filter.wait();
     EXPECT_EQ(ending.written, Bytes()) << transport;
@@ -290,7 +291,7 @@ TEST(LaserQuery, LeavesTheReportWhenTheLinkIsGone) {
 
 TEST(LaserQuery, NamesTheFamilyOfATableThatIsRefused) {
   FilterProcess filter(BackChannel::kNonBlockingPipe, [] { return runQuery("usb"); });
-  filter.sendInPieces({deviceReply(filled(60))});
+  filter.sendInPieces({deviceReply(repeated(0x00, 60))});
   filter.endBackChannel();
   EXPECT_EQ(filter.wait().result, left(-4, R"({"PrintHeadType": "LaserSupplies"})"));
 }
@@ -313,10 +314,10 @@ TEST(LaserQuery, AsksAsOftenAsTheHostLikes) {
     return first + runQuery(*query);
   });
   for (const std::uint32_t level : {30U, 20U}) {
-    EXPECT_EQ(filter.receive(30), deviceRequest());
+    EXPECT_EQ(filter.receive(30), kDeviceQuery);
     filter.sendInPieces({deviceReply(
         suppliesRecord({supply(1, {description("Cyan"), maxLevel(40), currentLevel(level)})}))});
-    EXPECT_EQ(filter.receive(27), queryRequest());
+    EXPECT_EQ(filter.receive(27), kSuppliesQuery);
     filter.sendInPieces({queryReply(dotCountRecord({}))});
   }
   const auto reportOf = [](int percentage) {

@@ -7,14 +7,13 @@
 
 #include <cerrno>
 #include <chrono>
-#include <filesystem>
-#include <iterator>
 #include <memory>
 
 #include "front/MoxFilter.h"
 #include "tests/support/FilterProcess.h"
 #include "tests/support/Golden.h"
 #include "tests/support/Hex.h"
+#include "tests/support/Processes.h"
 
 namespace moxsupply::testing {
 namespace {
@@ -75,11 +74,6 @@ TEST(LongestQuery, OfALaserHasEightTimes65536Reads) {
 }
 
 // ---- 1,000 queries.
-
-std::size_t openDescriptors() {
-  const std::filesystem::directory_iterator all("/proc/self/fd");
-  return static_cast<std::size_t>(std::distance(begin(all), end(all)));
-}
 
 bool hasChildren() { return ::waitpid(-1, nullptr, WNOHANG) != -1 || errno != ECHILD; }
 

@@ -13,7 +13,7 @@
 
 #include "front/MoxFilter.h"
 #include "tests/support/Allocations.h"
-#include "tests/support/DictionaryText.h"
+#include "tests/support/DictionaryJson.h"
 #include "tests/support/FilterProcess.h"
 #include "tests/support/Hex.h"
 #include "tests/support/InkjetReply.h"
@@ -87,24 +87,30 @@ const Bytes kInkjetReply = inkjetReply({
     hex("04 27 01  3C"),  // kMonoInkRemaining: 60
     hex("04 28 01  28"),  // kCyanInkRemaining: 40
 });
-const char* const kInkjetReport =
-    R"({"PrintHeadType": "Lantern", )"
-    R"("Supply 1": {"SupplyColor": "Color", "SupplyName": "Color Cartridge", )"
-    R"("SupplyPercentage": 40, "SupplyStatus": "Correct", "SupplyType": "ink"}, )"
-    R"("Supply 2": {"SupplyColor": "Black", "SupplyName": "Black Cartridge", )"
-    R"("SupplyPercentage": 60, "SupplyStatus": "Correct", "SupplyType": "ink"}, )"
-    R"("SupplyCount": 2})";
+const std::string kInkjetReport = json(R"({
+    "PrintHeadType": "Lantern",
+    "Supply 1": {"SupplyColor": "Color", "SupplyName": "Color Cartridge",
+                 "SupplyPercentage": 40, "SupplyStatus": "Correct", "SupplyType": "ink"},
+    "Supply 2": {"SupplyColor": "Black", "SupplyName": "Black Cartridge",
+                 "SupplyPercentage": 60, "SupplyStatus": "Correct", "SupplyType": "ink"},
+    "SupplyCount": 2})");
 
 // A query into `report`: its status, and what the report is afterwards.
 std::string queried(MoxFilter& filter, Dictionary& report) {
   const Status status = filter.inkStatusQuery(&report);
-  return fmt::format("{} {}", signedNumber(status), text(report));
+  return fmt::format("{} {}", signedNumber(status), shown(report));
 }
 
 std::string queryInFilter(const char* printerType, const char* transport,
                           std::uint32_t timeout = kPatience, Dictionary report = {}) {
   std::setvbuf(stdout, nullptr, _IONBF, 0);
   return queried(*MoxFilter::initWithPrinterType(printerType, transport, timeout), report);
+}
+
+const char* const kUntouched = R"({"Queue": "office"})";
+
+std::string failed(int status, const std::string& report) {
+  return fmt::format("{} {}", status, json(report));
 }
 
 std::string queryInkjetWith(const std::vector<Bytes>& replies) {
@@ -123,7 +129,7 @@ TEST_P(EveryTransport, BringsTheReportOfAnInkjet) {
                        [] { return queryInFilter("Inkjet", GetParam()); });
   filter.sendInPieces({kInkjetReply});
   filter.endBackChannel();
-  EXPECT_EQ(filter.wait().result, std::string("0 ") + kInkjetReport);
+  EXPECT_EQ(filter.wait().result, "0 " + kInkjetReport);
 }
 
 class RequestOfAnInkjetQuery
@@ -198,7 +204,7 @@ TEST(MoxFilterQuery, FailsOnAnObjectThatWasMovedFrom) {
     filter.send(hex("A5 00"));
     filter.endBackChannel();
     const auto ending = filter.wait();
-    EXPECT_EQ(ending.result, R"(-5 {"Queue": "office"} left [A5 00])") << type;
+    EXPECT_EQ(ending.result, failed(-5, kUntouched) + " left [A5 00]") << type;
     EXPECT_TRUE(ending.written.empty()) << type;
   }
 }
@@ -212,7 +218,7 @@ TEST(MoxFilterQuery, WorksOnTheObjectThatWasMovedTo) {
   filter.sendInPieces({kInkjetReply});
   filter.endBackChannel();
   const auto ending = filter.wait();
-  EXPECT_EQ(ending.result, std::string("0 ") + kInkjetReport);
+  EXPECT_EQ(ending.result, "0 " + kInkjetReport);
   EXPECT_EQ(ending.written, joined({kLoopBack, kInkjetQuery}));
 }
 
@@ -222,7 +228,7 @@ TEST(MoxFilterQuery, WaitsTheTimeoutForEachRead) {
   filter.receive(kInkjetQuery.size());
   std::this_thread::sleep_for(100ms);
   filter.sendInPieces({kInkjetReply});  // and the channel stays open
-  EXPECT_EQ(filter.wait().result, std::string("0 ") + kInkjetReport);
+  EXPECT_EQ(filter.wait().result, "0 " + kInkjetReport);
 }
 
 TEST(MoxFilterQuery, TakesOnlyWhatIsThereWithATimeoutOfZero) {
@@ -251,31 +257,25 @@ TEST(MoxFilterQuery, MayBeMadeAgain) {
   });
   filter.endBackChannel();
   const auto ending = filter.wait();
-  EXPECT_EQ(ending.result,
-            R"(0 {"PrintHeadType": "Lantern", "Queue": "office", )"
-            R"("Supply 1": {"SupplyColor": "Color", "SupplyName": "Color Cartridge", )"
-            R"("SupplyPercentage": 40, "SupplyStatus": "Correct", "SupplyType": "ink"}, )"
-            R"("Supply 2": {"SupplyColor": "Black", "SupplyName": "Black Cartridge", )"
-            R"("SupplyPercentage": 60, "SupplyStatus": "Correct", "SupplyType": "ink"}, )"
-            R"("SupplyCount": 2})"
-            "\n"
-            // "Supply 2" is the first query's.
-            R"(0 {"PrintHeadType": "Quarry", "Queue": "office", )"
-            R"("Supply 1": {"SupplyColor": "Black", "SupplyName": "Black", )"
-            R"("SupplyPercentage": 50, "SupplyStatus": "Correct", "SupplyType": "ink"}, )"
-            R"("Supply 2": {"SupplyColor": "Black", "SupplyName": "Black Cartridge", )"
-            R"("SupplyPercentage": 60, "SupplyStatus": "Correct", "SupplyType": "ink"}, )"
-            R"("SupplyCount": 1})");
+  EXPECT_EQ(ending.result, "0 " + json(R"({
+      "PrintHeadType": "Lantern", "Queue": "office",
+      "Supply 1": {"SupplyColor": "Color", "SupplyName": "Color Cartridge",
+                   "SupplyPercentage": 40, "SupplyStatus": "Correct", "SupplyType": "ink"},
+      "Supply 2": {"SupplyColor": "Black", "SupplyName": "Black Cartridge",
+                   "SupplyPercentage": 60, "SupplyStatus": "Correct", "SupplyType": "ink"},
+      "SupplyCount": 2})") + "\n" +
+                               // "Supply 2" is the first query's.
+                               "0 " + json(R"({
+      "PrintHeadType": "Quarry", "Queue": "office",
+      "Supply 1": {"SupplyColor": "Black", "SupplyName": "Black",
+                   "SupplyPercentage": 50, "SupplyStatus": "Correct", "SupplyType": "ink"},
+      "Supply 2": {"SupplyColor": "Black", "SupplyName": "Black Cartridge",
+                   "SupplyPercentage": 60, "SupplyStatus": "Correct", "SupplyType": "ink"},
+      "SupplyCount": 1})"));
   EXPECT_EQ(ending.written, joined({kLoopBack, kInkjetQuery, kLoopBack, kInkjetQuery}));
 }
 
 // A query that fails
-
-const char* const kUntouched = R"({"Queue": "office"})";
-
-std::string failed(int status, const std::string& report) {
-  return fmt::format("{} {}", status, report);
-}
 
 TEST(FailedInkjetQuery, LeavesTheReportWhenNothingCame) {
   EXPECT_EQ(queryInkjetWith({}), failed(-6, kUntouched));
@@ -400,7 +400,7 @@ std::string queryWithoutMemory(const char* printerType, const char* transport,
         undisturbed = !allocation.hasFailed();
       }
       ending += std::to_string(signedNumber(status));
-      if (status == Status::kSuccess) ending += ' ' + text(report);
+      if (status == Status::kSuccess) ending += ' ' + shown(report);
     }
     if (blocksInUse() != blocksBefore) ending = "lost a block";
     if (undisturbed) return fmt::format("{}\n{}", fmt::join(endings, "\n"), ending);
@@ -411,22 +411,22 @@ std::string queryWithoutMemory(const char* printerType, const char* transport,
 TEST(QueryWithoutMemory, OfAnInkjetIsUndecodable) {
   FilterProcess filter(BackChannel::kClosed,
                        [] { return queryWithoutMemory("Inkjet", "socket", kInkjetReply); });
-  EXPECT_EQ(filter.wait().result, std::string("-4\n0 ") + kInkjetReport);
+  EXPECT_EQ(filter.wait().result, "-4\n0 " + kInkjetReport);
 }
 
 // Without the model-family record the supplies table stands alone, and the full level is missing.
 TEST(QueryWithoutMemory, OfALaserIsUndecodableOrWithoutTheModelFamilyRecord) {
-  const auto reportOf = [](const char* percentage) {
-    return fmt::format(
-        R"(0 {{"PrintHeadType": "LaserSupplies", )"
-        R"("Supply 1": {{"SupplyColor": "Black", "SupplyName": "Toner", )"
-        R"("SupplyPercentage": {}, "SupplyStatus": "Correct", "SupplyType": "toner"}}, )"
-        R"("SupplyCount": 1}})",
-        percentage);
+  const auto answerWith = [](int percentage) {
+    return "0 " + json(fmt::format(R"({{
+        "PrintHeadType": "LaserSupplies",
+        "Supply 1": {{"SupplyColor": "Black", "SupplyName": "Toner",
+                      "SupplyPercentage": {}, "SupplyStatus": "Correct", "SupplyType": "toner"}},
+        "SupplyCount": 1}})",
+                                   percentage));
   };
   FilterProcess filter(BackChannel::kClosed,
                        [] { return queryWithoutMemory("Laser", "usb", kLaserReplies); });
-  EXPECT_EQ(filter.wait().result, "-4\n" + reportOf("0") + "\n" + reportOf("50"));
+  EXPECT_EQ(filter.wait().result, "-4\n" + answerWith(0) + "\n" + answerWith(50));
 }
 
 class EveryPrinterType : public ::testing::TestWithParam<const char*> {};

@@ -4,12 +4,15 @@
 #include <array>
 #include <cstdint>
 #include <map>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <span>
 
 #include "simulator/Model.h"
 #include "tests/property/InkjetExpectation.h"
 #include "tests/property/LaserExpectation.h"
+#include "tests/support/DictionaryJson.h"
+#include "tests/support/Requests.h"
 
 namespace moxsupply::testing {
 
@@ -20,20 +23,8 @@ constexpr std::size_t kShortestReply = 6;  // fewer bytes are no reply: -1
 constexpr std::size_t kReplyHead = 8;      // fewer cannot be decoded
 constexpr std::size_t kLaterHead = 5;      // of a further packet
 
-// Bytes of the requests.
-constexpr std::size_t kLoopBackSize = 9;
-constexpr std::size_t kInkjetQuerySize = 8;
-constexpr std::size_t kDeviceQuerySize = 30;
-constexpr std::size_t kSuppliesQuerySize = 27;
-
 // A reply's packets, each as far as it has come.
 using Packets = std::vector<Bytes>;
-
-Bytes joined(const Packets& packets) {
-  Bytes whole;
-  for (const Bytes& packet : packets) whole.insert(whole.end(), packet.begin(), packet.end());
-  return whole;
-}
 
 // The replies of an exchange as far as their first `size` bytes go.
 std::vector<Packets> repliesWithin(const Golden& exchange, std::size_t size) {
@@ -42,9 +33,8 @@ std::vector<Packets> repliesWithin(const Golden& exchange, std::size_t size) {
     if (step.what != Golden::What::kReply) continue;
     Packets& packets = replies.emplace_back();
     for (const Bytes& packet : step.packets) {
-      const auto come = std::span(packet).first(std::min(size, packet.size()));
-      packets.emplace_back(come.begin(), come.end());
-      size -= come.size();
+      packets.push_back(firstBytes(packet, size));
+      size -= packets.back().size();
     }
   }
   return replies;
@@ -52,14 +42,11 @@ std::vector<Packets> repliesWithin(const Golden& exchange, std::size_t size) {
 
 // What the packets of a reply carry behind their heads.
 Bytes payloadOf(const Packets& packets) {
-  Bytes payload;
-  for (std::size_t i = 0; i < packets.size(); ++i) {
-    const std::size_t head = i == 0 ? kReplyHead : kLaterHead;
-    if (packets[i].size() <= head) continue;
-    const auto carried = std::span(packets[i]).subspan(head);
-    payload.insert(payload.end(), carried.begin(), carried.end());
+  std::vector<Bytes> carried;
+  for (const Bytes& packet : packets) {
+    carried.push_back(bytesFrom(packet, carried.empty() ? kReplyHead : kLaterHead));
   }
-  return payload;
+  return joined(carried);
 }
 
 using Echo = std::array<std::uint8_t, 3>;
@@ -242,7 +229,7 @@ Json answerOfLaser(const Golden& exchange, std::size_t size) {
 
   Json report = {{"PrintHeadType", "LaserSupplies"}};
   const Bytes reply = joined(answer.packets);
-  const Json& wholeReport = exchange.report->at("report");
+  const Json wholeReport = Json::parse(*exchange.report).at("report");
   const bool isReadable = reply.size() >= kReplyHead && reply[7] == 0x00;
   if (!isReadable || !wholeReport.contains("SupplyCount")) {
     return {{"status", -4}, {"report", report}};
@@ -327,20 +314,21 @@ std::size_t firstAnswerEnd(const Golden& exchange) {
 std::vector<Talk> talkWithin(const Golden& exchange, std::size_t size) {
   const Bytes replies = exchange.all(Golden::What::kReply);
   const auto part = [&](std::size_t begin, std::size_t end) {
-    const auto bytes = std::span(replies).first(std::min(end, size));
-    const auto from = bytes.subspan(std::min(begin, bytes.size()));
-    return Bytes(from.begin(), from.end());
+    return bytesFrom(firstBytes(replies, std::min(end, size)), begin);
   };
   if (!isLaser(exchange)) {
     const bool isOnNetwork = exchange.transport == "socket" || exchange.transport == "dnssd";
-    return {{kInkjetQuerySize + (isOnNetwork ? kLoopBackSize : 0), part(0, replies.size())}};
+    return {{kInkjetQuery.size() + (isOnNetwork ? kLoopBack.size() : 0), part(0, replies.size())}};
   }
   const std::size_t first = firstAnswerEnd(exchange);
-  return {{kDeviceQuerySize, part(0, first)}, {kSuppliesQuerySize, part(first, replies.size())}};
+  return {{kDeviceQuery.size(), part(0, first)},
+          {kSuppliesQuery.size(), part(first, replies.size())}};
 }
 
-Json answerTo(const Golden& exchange, std::size_t size) {
-  return isLaser(exchange) ? answerOfLaser(exchange, size) : answerOfInkjet(exchange, size);
+std::string answerTo(const Golden& exchange, std::size_t size) {
+  const Json answer =
+      isLaser(exchange) ? answerOfLaser(exchange, size) : answerOfInkjet(exchange, size);
+  return answer.dump(2);
 }
 
 }  // namespace moxsupply::testing

@@ -189,7 +189,7 @@ TEST(TheExporter, LetsSilentPrintersDelayNobody) {
   for (int i = 0; i < 50; ++i) {
     ports.emplace_back();
     listeners.push_back(listenOn(ports.back()));
-    targets.push_back(ports.back().deviceUri());
+    targets.push_back(ports.back().uri());
   }
   const SimulatedPrinter healthy("laser-mono-toner");
   targets.push_back(healthy.uri());

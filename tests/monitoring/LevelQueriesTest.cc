@@ -10,6 +10,7 @@
 
 #include "monitoring/LevelQueries.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/TextFile.h"
 
 namespace moxsupply::testing {
 namespace {
@@ -53,8 +54,7 @@ class LevelQueriesTest : public ::testing::Test {
   }
 
   [[nodiscard]] std::string content(const char* name) const {
-    std::ifstream file(folder.path() / name);
-    return {std::istreambuf_iterator<char>(file), {}};
+    return contentOf(folder.path() / name);
   }
 
   TemporaryFolder folder;
@@ -113,8 +113,7 @@ TEST_F(LevelQueriesTest, KillWhatAProgramLeavesBehind) {
   EXPECT_LT(time.count(), 1);  // it does not wait for what holds the output
   const int left = std::stoi(content("said"));
   for (int i = 0; i < 100 && ::kill(left, 0) == 0; ++i) {
-    std::ifstream state("/proc/" + std::to_string(left) + "/stat");
-    const std::string text{std::istreambuf_iterator<char>(state), {}};
+    const std::string text = contentOf("/proc/" + std::to_string(left) + "/stat");
     if (text.find(") Z") != std::string::npos) return;  // nobody has taken it away yet
     ::usleep(10'000);
   }

@@ -131,8 +131,8 @@ TEST(WithoutMemory, TheSuppliesTableIsNotDecoded) {
 }
 
 TEST(WithoutMemory, TheRecordOfOneSupplyIsNotDecoded) {
-  const Bytes record = joined({hex("18"), bytesOf(longName()),  // serial number
-                               hex("01 22 00 01"), filled(20),  // up to the part number
+  const Bytes record = joined({hex("18"), bytesOf(longName()),          // serial number
+                               hex("01 22 00 01"), repeated(0x00, 20),  // up to the part number
                                hex("18"), bytesOf(longName())});
   const MoxNPAUtilityCommand npa;
   EXPECT_EQ(expectNothingWithoutMemory([&] { return npa.parseKelvoS(record, 1); }), 3U);
@@ -140,8 +140,8 @@ TEST(WithoutMemory, TheRecordOfOneSupplyIsNotDecoded) {
 
 TEST(WithoutMemory, ATableOfPageCountsIsNotDecoded) {
   const Bytes record = joined({hex("18"), bytesOf(longName()), hex("02 22 00 02"), hex("01"),
-                               filled(13),               // supply 1
-                               hex("02"), filled(13)});  // supply 2
+                               repeated(0x00, 13),               // supply 1
+                               hex("02"), repeated(0x00, 13)});  // supply 2
   const MoxNPAUtilityCommand npa;
   EXPECT_EQ(expectNothingWithoutMemory([&] { return npa.parseKelvoSC(record, 1); }), 4U);
 }
@@ -168,7 +168,8 @@ TEST(Allocations, OfTheReplyReaderAreNone) {
         askForAllocations([&] { status = MoxNPAUtilityCommand().getNPAReply(reply, length, 8); });
     return made + (status == Status::kSuccess ? " for " : " in vain for ") + std::to_string(length);
   });
-  filter.sendInPieces({packet(kMoreFollow, filled(1000)), packet(kLast, filled(2000))});
+  filter.sendInPieces(
+      {packet(kMoreFollow, repeated(0x00, 1000)), packet(kLast, repeated(0x00, 2000))});
   EXPECT_EQ(filter.wait().result, "0 for 3008");
 }
 
@@ -219,20 +220,22 @@ std::string queryWithoutAllocation(std::size_t nth) {
       const FailingAllocation allocation(nth);
       status = MoxNPAUtilityCommand().pssdQueryAll(supplies, 8);
     }
-    return std::to_string(signedNumber(status)) + ' ' + asJson(supplies).dump();
+    return std::to_string(signedNumber(status)) + ' ' + shown(supplies);
   });
   filter.receive(30);
   filter.sendInPieces({deviceReply({})});
   filter.receive(27);
-  filter.sendInPieces({queryReply(joined({hex("00 01 22 00 01"), hex("03"), filled(16),  // supply 3
-                                          hex("64 25"), filled(16)}))});  // 37 of 100
+  filter.sendInPieces(
+      {queryReply(joined({hex("00 01 22 00 01"), hex("03"), repeated(0x00, 16),  // supply 3
+                          hex("64 25"), repeated(0x00, 16)}))});                 // 37 of 100
   return filter.wait().result;
 }
 
 TEST(WithoutMemory, AQueryThatCannotFillInASupplyIsUndecodable) {
   EXPECT_EQ(queryWithoutAllocation(1), "0 {}");  // the record is not decoded, and passed over
-  EXPECT_EQ(queryWithoutAllocation(2), R"(-4 {"Before":1})");
-  EXPECT_EQ(queryWithoutAllocation(100), R"(0 {"Supply 3":{"Current Level":37,"Max Level":100}})");
+  EXPECT_EQ(queryWithoutAllocation(2), "-4 " + json(R"({"Before": 1})"));
+  EXPECT_EQ(queryWithoutAllocation(100),
+            "0 " + json(R"({"Supply 3": {"Current Level": 37, "Max Level": 100}})"));
 }
 
 }  // namespace

@@ -6,7 +6,7 @@
 #include <thread>
 
 #include "npa/MoxNPAUtilityCommand.h"
-#include "tests/support/DictionaryText.h"
+#include "tests/support/DictionaryJson.h"
 #include "tests/support/FilterProcess.h"
 #include "tests/support/Hex.h"
 #include "tests/support/InkjetReply.h"
@@ -17,15 +17,14 @@ namespace {
 
 using namespace std::chrono_literals;
 
-const char* const kNothing = "nothing";
+const char* const kNothing = "null";
 
-// The dictionary that a reply makes, as text. The bytes lie in a block of exactly their size, so
+// The dictionary that a reply makes, as JSON. The bytes lie in a block of exactly their size, so
 // that the address sanitizer sees a read beyond them.
 std::string parsed(const Bytes& reply, std::size_t withLength) {
   const Bytes block(reply.begin(), reply.end());
-  const auto items =
-      MoxNPAUtilityCommand().parseCPDQueryResponse(block, static_cast<std::uint32_t>(withLength));
-  return items ? text(*items) : kNothing;
+  return shown(
+      MoxNPAUtilityCommand().parseCPDQueryResponse(block, static_cast<std::uint32_t>(withLength)));
 }
 
 std::string parsed(const Bytes& reply) { return parsed(reply, reply.size()); }
@@ -35,10 +34,6 @@ Bytes withByte(Bytes bytes, std::size_t at, std::uint8_t byte) {
   return bytes;
 }
 
-Bytes firstBytes(const Bytes& bytes, std::size_t count) {
-  return {bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(count)};
-}
-
 const Bytes kReply = hex(R"(
   A5 00 0F 50     # a packet of 18, the last of its reply
   E0 81 00 FF     # the request's body
@@ -46,7 +41,7 @@ const Bytes kReply = hex(R"(
   01 10 01 30     # kFirstCartID: 30
   00 19 01 02     # kPrintHead: 02
 )");
-const char* const kReplyItems = R"({"kFirstCartID": <30>, "kPrintHead": <02>})";
+const std::string kReplyItems = json(R"({"kFirstCartID": ["30"], "kPrintHead": ["02"]})");
 
 // The reply's head
 
@@ -71,7 +66,7 @@ TEST_P(CPDReplyHead, IsTheRequests) {
 
 struct LastFlags {
   std::uint8_t flags;
-  const char* result;
+  std::string result;
 };
 
 class CPDReplyFlags : public ::testing::TestWithParam<LastFlags> {};
@@ -115,7 +110,7 @@ TEST(CPDReplyLength, BeyondTheBytesCountsAsTheirNumber) {
 }
 
 TEST(CPDReplyLength, EndsTheReplyBeforeTheEndOfTheBytes) {
-  EXPECT_EQ(parsed(kReply, 14), R"({"kFirstCartID": <30>})");
+  EXPECT_EQ(parsed(kReply, 14), json(R"({"kFirstCartID": ["30"]})"));
 }
 
 // The same at every length between two.
@@ -123,7 +118,7 @@ struct CutReply {
   const char* name;
   std::size_t first;
   std::size_t last;
-  const char* result;
+  std::string result;
 };
 
 class CPDReplyCutShort : public ::testing::TestWithParam<CutReply> {};
@@ -148,15 +143,16 @@ TEST_P(CPDReplyCutShort, GivesTheItemsBeforeTheCut) {
 
 INSTANTIATE_TEST_SUITE_P(
     At, CPDReplyCutShort,
-    ::testing::Values(
-        CutReply{"TheHead", 0, 7, kNothing},     //
-        CutReply{"TheCount", 8, 9, kNothing},    // fewer than two bytes are no count
-        CutReply{"TheFirstItem", 10, 13, "{}"},  // its head, or its value, is not whole
-        CutReply{"TheSecondItem", 14, 16, R"({"kFirstCartID": <30>})"},  //
-        // the head is whole, the value is to come
-        CutReply{"TheSecondPacket", 17, 21, R"({"kFirstCartID": <30>})"},
-        CutReply{"TheSecondItemsValue", 22, 23, R"({"kFirstCartID": <30>})"},
-        CutReply{"TheThirdItem", 24, 26, R"({"kFirstCartID": <30>, "kSecondCartID": <50 51>})"}),
+    ::testing::Values(CutReply{"TheHead", 0, 7, kNothing},   //
+                      CutReply{"TheCount", 8, 9, kNothing},  // fewer than two bytes are no count
+                      CutReply{"TheFirstItem", 10, 13,
+                               "{}"},  // its head, or its value, is not whole
+                      CutReply{"TheSecondItem", 14, 16, json(R"({"kFirstCartID": ["30"]})")},  //
+                      // the head is whole, the value is to come
+                      CutReply{"TheSecondPacket", 17, 21, json(R"({"kFirstCartID": ["30"]})")},
+                      CutReply{"TheSecondItemsValue", 22, 23, json(R"({"kFirstCartID": ["30"]})")},
+                      CutReply{"TheThirdItem", 24, 26,
+                               json(R"({"kFirstCartID": ["30"], "kSecondCartID": ["50", "51"]})")}),
     [](const auto& row) { return std::string(row.param.name); });
 
 // A reply of one packet of exactly `size` bytes whose first item is the cartridge 30 and whose last
@@ -182,7 +178,7 @@ TEST(CPDReplyLength, Above65535GivesNothing) {
   EXPECT_EQ(parsed(reply), kNothing);
   EXPECT_EQ(parsed(reply, 4294967295U), kNothing);
   // 65535 of them can be looked at; the last item is cut.
-  EXPECT_EQ(parsed(reply, 65535), R"({"kFirstCartID": <30>})");
+  EXPECT_EQ(parsed(reply, 65535), json(R"({"kFirstCartID": ["30"]})"));
 }
 
 // The packets
@@ -201,7 +197,7 @@ TEST(CPDPackets, MayBeThree) {
               A5 00 06 70  00           00 19 01 02
               A5 00 06 50  00           01 20 01 50
             )")),
-            R"({"kFirstCartID": <30>, "kPrintHead": <02>, "kSecondCartID": <50>})");
+            json(R"({"kFirstCartID": ["30"], "kPrintHead": ["02"], "kSecondCartID": ["50"]})"));
 }
 
 TEST(CPDPackets, MayCutAnItemAndTheCount) {
@@ -210,7 +206,7 @@ TEST(CPDPackets, MayCutAnItemAndTheCount) {
               A5 00 06 70  00           01 01 10 02
               A5 00 04 50  00           30 31
             )")),
-            R"({"kFirstCartID": <30 31>})");
+            json(R"({"kFirstCartID": ["30", "31"]})"));
 }
 
 TEST(CPDPackets, MayBeWithoutData) {
@@ -219,14 +215,14 @@ TEST(CPDPackets, MayBeWithoutData) {
               A5 00 02 70  00
               A5 00 08 50  00           00 01  01 10 01 30
             )")),
-            R"({"kFirstCartID": <30>})");
+            json(R"({"kFirstCartID": ["30"]})"));
 }
 
 TEST(CPDPackets, EndWithTheLastOneThatAnotherWasAnnouncedFor) {
   EXPECT_EQ(parsed(hex(R"(
               A5 00 0B 70  E0 81 00 FF  00 01  01 10 01 30
             )")),
-            R"({"kFirstCartID": <30>})");
+            json(R"({"kFirstCartID": ["30"]})"));
 }
 
 TEST(CPDPackets, EndWithALastOneWhoseFlagsAreNot50) {
@@ -235,7 +231,7 @@ TEST(CPDPackets, EndWithALastOneWhoseFlagsAreNot50) {
               A5 00 06 40  00           00 19 01 02
               A5 00 06 50  00           01 20 01 50
             )")),
-            R"({"kFirstCartID": <30>})");
+            json(R"({"kFirstCartID": ["30"]})"));
 }
 
 TEST(CPDPackets, EndWithTheFirstThatIsTheLast) {
@@ -243,7 +239,7 @@ TEST(CPDPackets, EndWithTheFirstThatIsTheLast) {
               A5 00 0B 50  E0 81 00 FF  00 02  01 10 01 30
               A5 00 06 50  00           00 19 01 02
             )")),
-            R"({"kFirstCartID": <30>})");
+            json(R"({"kFirstCartID": ["30"]})"));
 }
 
 TEST(CPDPackets, EndWhereNoStartByteIs) {
@@ -251,13 +247,13 @@ TEST(CPDPackets, EndWhereNoStartByteIs) {
               A5 00 0B 70  E0 81 00 FF  00 02  01 10 01 30
               5A 00 06 50  00           00 19 01 02
             )")),
-            R"({"kFirstCartID": <30>})");
+            json(R"({"kFirstCartID": ["30"]})"));
   EXPECT_EQ(parsed(hex(R"(
               A5 00 0B 70  E0 81 00 FF  00 02  01 10 01 30
               00                                              # one byte off
               A5 00 06 50  00           00 19 01 02
             )")),
-            R"({"kFirstCartID": <30>})");
+            json(R"({"kFirstCartID": ["30"]})"));
 }
 
 TEST(CPDPackets, EndAtAFirstOneTooShortForItsHead) {
@@ -277,19 +273,19 @@ TEST(CPDPackets, EndAtALaterOneTooShortForItsHead) {
               A5 00 01 70                                     # no room for the fifth byte
               A5 00 06 50  00           00 19 01 02
             )")),
-            R"({"kFirstCartID": <30>})");
+            json(R"({"kFirstCartID": ["30"]})"));
   EXPECT_EQ(parsed(hex(R"(
               A5 00 0B 70  E0 81 00 FF  00 02  01 10 01 30
               A5 00 00                                        # no room for flags
               A5 00 06 50  00           00 19 01 02
             )")),
-            R"({"kFirstCartID": <30>})");
+            json(R"({"kFirstCartID": ["30"]})"));
 }
 
 TEST(CPDPackets, EndAtALaterOneWhoseHeadIsCut) {
   const Bytes first = hex("A5 00 0B 70  E0 81 00 FF  00 02  01 10 01 30");
   for (const char* cut : {"A5", "A5 00", "A5 00 06", "A5 00 06 50"}) {
-    EXPECT_EQ(parsed(joined({first, hex(cut)})), R"({"kFirstCartID": <30>})") << cut;
+    EXPECT_EQ(parsed(joined({first, hex(cut)})), json(R"({"kFirstCartID": ["30"]})")) << cut;
   }
 }
 
@@ -297,12 +293,12 @@ TEST(CPDPackets, GiveWhatIsThereOfDataThatTheReplysEndCuts) {
   EXPECT_EQ(parsed(hex(R"(
               A5 01 00 70  E0 81 00 FF  00 02  01 10 01 30
             )")),
-            R"({"kFirstCartID": <30>})");
+            json(R"({"kFirstCartID": ["30"]})"));
   EXPECT_EQ(parsed(hex(R"(
               A5 00 06 70  E0 81 00 FF  00
               A5 01 00 50  00           02  01 10 01 30  00 19
             )")),
-            R"({"kFirstCartID": <30>})");
+            json(R"({"kFirstCartID": ["30"]})"));
 }
 
 // Where the next packet would be, 65,536, is again 0 in 16 bits. The second time around would find
@@ -347,19 +343,21 @@ TEST(CPDItems, NumberZeroGivesNothing) { EXPECT_EQ(parsed(withByte(kReply, 9, 0)
 
 TEST(CPDItems, OfNoBytesAreKept) {
   EXPECT_EQ(parsed(inkjetReply({hex("01 10 00"), hex("00 19 01 02")})),
-            R"({"kFirstCartID": <>, "kPrintHead": <02>})");
-  EXPECT_EQ(parsed(inkjetReply({hex("01 10 00")})), R"({"kFirstCartID": <>})");
+            json(R"({"kFirstCartID": [], "kPrintHead": ["02"]})"));
+  EXPECT_EQ(parsed(inkjetReply({hex("01 10 00")})), json(R"({"kFirstCartID": []})"));
 }
 
 TEST(CPDItems, KeepAllTheirBytesAsTheyAre) {
   EXPECT_EQ(parsed(inkjetReply({hex("04 15 04  00 A5 80 FF")})),
-            R"({"kSlot2DotCapacityC": <00 A5 80 FF>})");
+            json(R"({"kSlot2DotCapacityC": ["00", "A5", "80", "FF"]})"));
 }
 
 TEST(CPDItems, MayBe255BytesLong) {
   const Bytes value = repeated(0x11, 255);
-  EXPECT_EQ(parsed(inkjetReply({inkjetItem(0x0400, value), hex("00 19 01 02")})),
-            R"({"kDotCountBlack": <)" + hexText(value) + R"(>, "kPrintHead": <02>})");
+  Dictionary items;
+  items.set("kDotCountBlack", value);
+  items.set("kPrintHead", Bytes{0x02});
+  EXPECT_EQ(parsed(inkjetReply({inkjetItem(0x0400, value), hex("00 19 01 02")})), shown(items));
 }
 
 TEST(CPDItems, ThatNobodyKnowsAreSkipped) {
@@ -384,17 +382,17 @@ TEST(CPDItems, OfEveryRowOfTheTableAreKept) {
                 hex("04 19 01 15"), hex("04 27 01 16"), hex("04 28 01 17"), hex("04 29 01 18"),
                 hex("04 2A 01 19"), hex("04 2B 01 1A"), hex("04 2C 01 1B"), hex("04 2D 01 1C"),
             })),
-            "{\"kAltColorDotCapacity\": <12>, \"kCyanInkRemaining\": <17>, "
-            "\"kCyanPhotoInkRemaining\": <1A>, \"kDotCountAlternativeC\": <0D>, "
-            "\"kDotCountAlternativeM\": <0E>, \"kDotCountAlternativeY\": <0F>, "
-            "\"kDotCountBlack\": <06>, \"kDotCountCyan\": <07>, \"kDotCountMagenta\": <08>, "
-            "\"kDotCountPhotoC\": <0B>, \"kDotCountPhotoK\": <0A>, \"kDotCountPhotoM\": <0C>, "
-            "\"kDotCountYellow\": <09>, \"kFirstCartID\": <02>, \"kFourthCartID\": <05>, "
-            "\"kMagentaInkRemaining\": <18>, \"kMagentaPhotoInkRemaining\": <1B>, "
-            "\"kMonoInkRemaining\": <16>, \"kPhotoDotCapacity\": <13>, \"kPrintHead\": <01>, "
-            "\"kSecondCartID\": <03>, \"kSlot1DotCapacityB\": <10>, \"kSlot2DotCapacityC\": <11>, "
-            "\"kSlot3DotCapacityM\": <14>, \"kSlot4DotCapacityY\": <15>, \"kThirdCartID\": <04>, "
-            "\"kYellowInkRemaining\": <19>, \"kYellowPhotoInkRemaining\": <1C>}");
+            json(R"({
+    "kAltColorDotCapacity": ["12"], "kCyanInkRemaining": ["17"], "kCyanPhotoInkRemaining": ["1A"],
+    "kDotCountAlternativeC": ["0D"], "kDotCountAlternativeM": ["0E"],
+    "kDotCountAlternativeY": ["0F"], "kDotCountBlack": ["06"], "kDotCountCyan": ["07"],
+    "kDotCountMagenta": ["08"], "kDotCountPhotoC": ["0B"], "kDotCountPhotoK": ["0A"],
+    "kDotCountPhotoM": ["0C"], "kDotCountYellow": ["09"], "kFirstCartID": ["02"],
+    "kFourthCartID": ["05"], "kMagentaInkRemaining": ["18"], "kMagentaPhotoInkRemaining": ["1B"],
+    "kMonoInkRemaining": ["16"], "kPhotoDotCapacity": ["13"], "kPrintHead": ["01"],
+    "kSecondCartID": ["03"], "kSlot1DotCapacityB": ["10"], "kSlot2DotCapacityC": ["11"],
+    "kSlot3DotCapacityM": ["14"], "kSlot4DotCapacityY": ["15"], "kThirdCartID": ["04"],
+    "kYellowInkRemaining": ["19"], "kYellowPhotoInkRemaining": ["1C"]})"));
 }
 
 struct TwoIds {
@@ -411,48 +409,53 @@ INSTANTIATE_TEST_SUITE_P(All, CPDItemsWithTwoIds,
                                            TwoIds{"kSlot2DotCapacityC", 0x0415, 0x0103}),
                          [](const auto& row) { return std::string(row.param.key); });
 
+std::string itemAlone(const char* key, int byte) {
+  return json(fmt::format(R"({{"{}": ["{:02X}"]}})", key, byte));
+}
+
 TEST_P(CPDItemsWithTwoIds, KeepTheLaterOfBoth) {
   const auto [key, first, second] = GetParam();
   EXPECT_EQ(parsed(inkjetReply({inkjetItem(first, {0x30}), inkjetItem(second, {0x3F})})),
-            fmt::format("{{\"{}\": <3F>}}", key));
+            itemAlone(key, 0x3F));
   EXPECT_EQ(parsed(inkjetReply({inkjetItem(second, {0x3F}), inkjetItem(first, {0x30})})),
-            fmt::format("{{\"{}\": <30>}}", key));
+            itemAlone(key, 0x30));
 }
 
 TEST_P(CPDItemsWithTwoIds, KeepEitherAlone) {
   const auto [key, first, second] = GetParam();
-  EXPECT_EQ(parsed(inkjetReply({inkjetItem(first, {0x30})})), fmt::format("{{\"{}\": <30>}}", key));
-  EXPECT_EQ(parsed(inkjetReply({inkjetItem(second, {0x3F})})),
-            fmt::format("{{\"{}\": <3F>}}", key));
+  EXPECT_EQ(parsed(inkjetReply({inkjetItem(first, {0x30})})), itemAlone(key, 0x30));
+  EXPECT_EQ(parsed(inkjetReply({inkjetItem(second, {0x3F})})), itemAlone(key, 0x3F));
 }
 
 TEST(CPDItems, KeepTheLastOfTheSameId) {
   EXPECT_EQ(parsed(inkjetReply({hex("01 10 02 30 31"), hex("01 10 01 50"), hex("01 10 00")})),
-            R"({"kFirstCartID": <>})");
+            json(R"({"kFirstCartID": []})"));
 }
 
 TEST(CPDItems, EndAtOneWhoseHeadIsCut) {
   for (const char* cut : {"00", "00 19"}) {
-    EXPECT_EQ(parsed(inkjetReply({hex("01 10 01 30"), hex(cut)})), R"({"kFirstCartID": <30>})")
+    EXPECT_EQ(parsed(inkjetReply({hex("01 10 01 30"), hex(cut)})),
+              json(R"({"kFirstCartID": ["30"]})"))
         << cut;
   }
 }
 
 TEST(CPDItems, EndAtOneWhoseValueIsCut) {
   for (const char* cut : {"00 19 01", "00 19 02 02", "00 19 FF 02 03 04"}) {
-    EXPECT_EQ(parsed(inkjetReply({hex("01 10 01 30"), hex(cut)})), R"({"kFirstCartID": <30>})")
+    EXPECT_EQ(parsed(inkjetReply({hex("01 10 01 30"), hex(cut)})),
+              json(R"({"kFirstCartID": ["30"]})"))
         << cut;
   }
 }
 
 TEST(CPDItems, EndAtAnUnknownOneWhoseValueIsCut) {
   EXPECT_EQ(parsed(inkjetReply({hex("01 10 01 30"), hex("AB CD 05"), hex("00 19 01 02")})),
-            R"({"kFirstCartID": <30>})");
+            json(R"({"kFirstCartID": ["30"]})"));
 }
 
 TEST(CPDItems, ThatAreCutLeaveTheEarlierOneOfTheSameKey) {
   EXPECT_EQ(parsed(inkjetReply({hex("01 10 01 30"), hex("01 10 02 50")})),
-            R"({"kFirstCartID": <30>})");
+            json(R"({"kFirstCartID": ["30"]})"));
 }
 
 // The query
@@ -464,7 +467,7 @@ std::string queryInFilter(std::uint32_t timeout = 8) {
   Dictionary items;
   items.set("before", "the query");
   const Status status = MoxNPAUtilityCommand().cpdQueryAll(items, timeout);
-  return fmt::format("{} {} left [{}]", signedNumber(status), text(items),
+  return fmt::format("{} {} left [{}]", signedNumber(status), shown(items),
                      hexText(restOfBackChannel()));
 }
 
@@ -473,7 +476,7 @@ std::string answered(const std::string& items, const Bytes& left = {}) {
 }
 
 std::string failed(int status, const Bytes& left = {}) {
-  return fmt::format(R"({} {{"before": "the query"}} left [{}])", status, hexText(left));
+  return fmt::format("{} {} left [{}]", status, json(R"({"before": "the query"})"), hexText(left));
 }
 
 const Bytes kRequest = hex("A5 00 05 50 E0 81 00 FF");
@@ -592,7 +595,7 @@ TEST(CPDQuery, DecodesNoMoreThanTheReplyBrought) {
   // The answer announces a packet that never comes; the one that the reply before left behind it
   // does not count.
   EXPECT_EQ(queryWith({longer, hex("A5 00 0B 70  E0 81 00 FF  00 01  01 10 01 30")}),
-            answered(R"({"kFirstCartID": <30>})"));
+            answered(json(R"({"kFirstCartID": ["30"]})")));
 }
 
 TEST(CPDQuery, FindsZerosInTheBufferAtFirst) {
@@ -605,7 +608,8 @@ TEST(CPDQuery, KeepsTheItemsThatLieInTheFirst4096Bytes) {
   for (int i = 0; i < 16; ++i) items.push_back(inkjetItem(0xABCD, repeated(0, 252)));
   // 8 of the head, 2 of the number, 4 + 16 * 255 of the items: 4094 bytes so far.
   items.push_back(hex("00 19 01 02"));  // two of its bytes are stored
-  EXPECT_EQ(queryWith({inkjetReply(items), kOther}), answered(R"({"kFirstCartID": <30>})", kOther));
+  EXPECT_EQ(queryWith({inkjetReply(items), kOther}),
+            answered(json(R"({"kFirstCartID": ["30"]})"), kOther));
 }
 
 TEST(CPDQuery, TakesOnlyWhatIsThereWithATimeoutOfZero) {

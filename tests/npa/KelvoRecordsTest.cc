@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <utility>
@@ -67,7 +68,7 @@ TEST(KelvoRecords, StoreAnEmptySerialNumber) {
 }
 
 TEST(KelvoRecords, ReadTheLongestSerialNumber) {
-  const Bytes record = joined({hex("FF"), filled(255, 'x'), hex("00 22 07 02")});
+  const Bytes record = joined({hex("FF"), repeated('x', 255), hex("00 22 07 02")});
   const Json head = {{"Serial Number", std::string(255, 'x')},
                      {"Supplies Count", 0},
                      {"Record Length", 34},
@@ -167,14 +168,14 @@ TEST(KelvoS, ReadsOneSupply) {
 }
 
 TEST(KelvoS, LooksForNothingBehindItsEnd) {
-  EXPECT_EQ(kelvoS(joined({oneSupply(), filled(100, 0xFF)})), kelvoS(oneSupply()));
+  EXPECT_EQ(kelvoS(joined({oneSupply(), repeated(0xFF, 100)})), kelvoS(oneSupply()));
 }
 
 // Offset n + 26 holds the capacity when there is no part number.
 TEST(KelvoS, HasNoPartNumberOfNoLength) {
   const Bytes record = joined({
       hex("00 01 2A 00 01 05"),  // n = 0, and the rest of the head
-      filled(16),                // pages
+      repeated(0x00, 16),        // pages
       hex("0A 03 02"),           // levels
       hex("00"),                 // m = 0
       hex("00 00 17 70 00 01 00 02 00 03 00 04 00 05"),
@@ -191,12 +192,12 @@ TEST(KelvoS, HasNoPartNumberOfNoLength) {
 TEST(KelvoS, ReadsTheLongestTexts) {
   const Bytes record = joined({
       hex("FF"),
-      filled(255, 's'),
+      repeated('s', 255),
       hex("01 2A 00 01 05"),
-      filled(16),
+      repeated(0x00, 16),
       hex("0A 03 02"),  //
       hex("FF"),
-      filled(255, 'p'),
+      repeated('p', 255),
       hex("00 00 17 70 00 01 00 02 00 03 00 04 00 05"),
   });
   const auto result = decode(kDecoders[0], record, 1);
@@ -241,7 +242,7 @@ TEST(KelvoS, LeavesOutWhatIsCutOff) {
     for (const auto& [end, key] : ends) {
       if (end <= size) expected[key] = whole[key];
     }
-    const Bytes part = cut(oneSupply(), size);
+    const Bytes part = firstBytes(oneSupply(), size);
     EXPECT_EQ(shown(decode(kDecoders[0], part, 100)), expected.dump(2)) << size;
   }
 }
@@ -364,7 +365,7 @@ TEST(KelvoTables, LeaveOutWhatIsCutOff) {
       }
       if (size >= 7 + entrySize) expected["#1"] = whole["#1"];
       if (size >= 7 + 2 * entrySize) expected["#2"] = whole["#2"];
-      const Bytes part = cut(record, size);
+      const Bytes part = firstBytes(record, size);
       EXPECT_EQ(shown(decode(decoder, part, 100)), expected.dump(2)) << size;
     }
   }

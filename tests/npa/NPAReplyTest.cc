@@ -88,7 +88,7 @@ std::string readFromMessages(const std::vector<Bytes>& messages) {
   return filter.wait().result;
 }
 
-const Bytes kLast = hex("EE");  // a last piece
+const Bytes kLastPiece = hex("EE");  // a last piece
 
 const Bytes kOnePacket = hex(R"(
   A5 00 09                 # 9 bytes follow: a packet of 12
@@ -110,27 +110,19 @@ const Bytes kSecondOfTwo = hex(R"(
 
 const Bytes kTwoPackets = joined({kFirstOfTwo, kSecondOfTwo});
 
-Bytes firstBytes(const Bytes& bytes, std::size_t count) {
-  return {bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(count)};
-}
-
-Bytes bytesAfter(const Bytes& bytes, std::size_t count) {
-  return {bytes.begin() + static_cast<std::ptrdiff_t>(count), bytes.end()};
-}
-
 // The whole reply at once
 
 TEST(NPAReply, OfOnePacketEndsWithItsLastByte) {
-  EXPECT_EQ(readFrom({kOnePacket, kLast}), gathered(kOnePacket, kLast));
+  EXPECT_EQ(readFrom({kOnePacket, kLastPiece}), gathered(kOnePacket, kLastPiece));
 }
 
 TEST(NPAReply, OfTwoPacketsHoldsBothWithTheirHeads) {
-  EXPECT_EQ(readFrom({kTwoPackets, kLast}), gathered(kTwoPackets, kLast));
+  EXPECT_EQ(readFrom({kTwoPackets, kLastPiece}), gathered(kTwoPackets, kLastPiece));
 }
 
 TEST(NPAReply, OfThreePacketsHoldsAllThree) {
   const Bytes reply = joined({kFirstOfTwo, kFirstOfTwo, kSecondOfTwo});
-  EXPECT_EQ(readFrom({reply, kLast}), gathered(reply, kLast));
+  EXPECT_EQ(readFrom({reply, kLastPiece}), gathered(reply, kLastPiece));
 }
 
 TEST(NPAReply, LeavesTheNextReplyOnTheChannel) {
@@ -170,7 +162,8 @@ INSTANTIATE_TEST_SUITE_P(NPAReply, FlagsOfAnEarlierPacket,
 
 TEST_P(FlagsOfAnEarlierPacket, AskForTheNextPacket) {
   const Bytes first = packet(GetParam(), hex("E0 81 00 FF 31"));
-  EXPECT_EQ(readFrom({first, kSecondOfTwo, kLast}), gathered(joined({first, kSecondOfTwo}), kLast));
+  EXPECT_EQ(readFrom({first, kSecondOfTwo, kLastPiece}),
+            gathered(joined({first, kSecondOfTwo}), kLastPiece));
 }
 
 TEST(NPAReply, IsDecidedByTheFlagsOfItsLatestPacket) {
@@ -185,9 +178,9 @@ TEST(NPAReplyReads, AskForFiveBytesThenForTheRestOfThePacket) {
   EXPECT_EQ(readFromMessages({
                 hex("A5 00 09 50 E0 AA AA AA AA AA AA AA AA"),  // 5 are asked for
                 hex("81 00 FF 31 32 33 34 BB BB BB BB"),        // then 7
-                kLast,
+                kLastPiece,
             }),
-            gathered(kOnePacket, kLast));
+            gathered(kOnePacket, kLastPiece));
 }
 
 TEST(NPAReplyReads, AskForFiveBytesOfTheNextPacket) {
@@ -196,9 +189,9 @@ TEST(NPAReplyReads, AskForFiveBytesOfTheNextPacket) {
                 hex("81 00 FF 31 32 33 34"),           //
                 hex("A5 00 06 50 E1 AA AA AA AA AA"),  // 5 are asked for
                 hex("41 42 43 44 BB BB BB BB BB"),     // then 4
-                kLast,
+                kLastPiece,
             }),
-            gathered(kTwoPackets, kLast));
+            gathered(kTwoPackets, kLastPiece));
 }
 
 TEST(NPAReplyReads, AskFor512BytesAtMost) {
@@ -207,20 +200,20 @@ TEST(NPAReplyReads, AskFor512BytesAtMost) {
                 repeated(0x11, 600),    // 1195 are missing, 512 are asked for
                 repeated(0x22, 600),    // 683 are missing, 512 are asked for
                 repeated(0x33, 600),    // 171 are missing
-                kLast,
+                kLastPiece,
             }),
             gathered(joined({hex("A5 04 AD 50 E0"), repeated(0x11, 512), repeated(0x22, 512),
                              repeated(0x33, 171)}),
-                     kLast));
+                     kLastPiece));
 }
 
 TEST(NPAReplyReads, AskFor512BytesWhenExactlySoManyAreMissing) {
   EXPECT_EQ(readFromMessages({
                 hex("A5 02 02 50 E0"),  // 202: a packet of 517
                 repeated(0x11, 600),    //
-                kLast,
+                kLastPiece,
             }),
-            gathered(joined({hex("A5 02 02 50 E0"), repeated(0x11, 512)}), kLast));
+            gathered(joined({hex("A5 02 02 50 E0"), repeated(0x11, 512)}), kLastPiece));
 }
 
 TEST(NPAReplyReads, AskFor512BytesWhenOneMoreIsMissing) {
@@ -228,9 +221,9 @@ TEST(NPAReplyReads, AskFor512BytesWhenOneMoreIsMissing) {
                 hex("A5 02 03 50 E0"),  // 203: a packet of 518
                 repeated(0x11, 600),    // 512 are asked for
                 repeated(0x22, 600),    // 6 are asked for, 1 is missing
-                kLast,
+                kLastPiece,
             }),
-            gathered(joined({hex("A5 02 03 50 E0"), repeated(0x11, 512), hex("22")}), kLast));
+            gathered(joined({hex("A5 02 03 50 E0"), repeated(0x11, 512), hex("22")}), kLastPiece));
 }
 
 // The size of a read that goes on with a packet comes from the read before it, not from all that
@@ -244,30 +237,32 @@ TEST(NPAReplyReads, AskForThePacketLessWhatTheReadBeforeBrought) {
 }
 
 TEST(NPAReplyReads, CountWhatTheyStoredWhenTheyAskAgain) {
-  EXPECT_EQ(readFromMessages({
-                hex("A5 00 11 50 E0"),  // 11: a packet of 20
-                hex("01 02 03"),        // 15 are asked for, 3 come
-                hex("04 05 06 07"),     // 17 are asked for, 4 come
-                repeated(0x11, 100),    // 16 are asked for, 8 are missing
-                kLast,
-            }),
-            gathered(hex("A5 00 11 50 E0 01 02 03 04 05 06 07 11 11 11 11 11 11 11 11"), kLast));
+  EXPECT_EQ(
+      readFromMessages({
+          hex("A5 00 11 50 E0"),  // 11: a packet of 20
+          hex("01 02 03"),        // 15 are asked for, 3 come
+          hex("04 05 06 07"),     // 17 are asked for, 4 come
+          repeated(0x11, 100),    // 16 are asked for, 8 are missing
+          kLastPiece,
+      }),
+      gathered(hex("A5 00 11 50 E0 01 02 03 04 05 06 07 11 11 11 11 11 11 11 11"), kLastPiece));
 }
 
 // The first byte of a packet
 
 TEST(NPAReply, DropsAReadThatDoesNotBeginWithTheStartByte) {
-  EXPECT_EQ(readFrom({hex("11 22 33 44 55"), kOnePacket, kLast}), gathered(kOnePacket, kLast));
+  EXPECT_EQ(readFrom({hex("11 22 33 44 55"), kOnePacket, kLastPiece}),
+            gathered(kOnePacket, kLastPiece));
 }
 
 TEST(NPAReply, DropsReadsUntilOneBeginsWithTheStartByte) {
   const Bytes noise = hex("11 22 33 44 55  00 00 00 00 00  A4 A5 A5 A5 A5");
-  EXPECT_EQ(readFrom({joined({noise, kOnePacket}), kLast}), gathered(kOnePacket, kLast));
+  EXPECT_EQ(readFrom({joined({noise, kOnePacket}), kLastPiece}), gathered(kOnePacket, kLastPiece));
 }
 
 // The packet's first two bytes go with the three before them, in one read.
 TEST(NPAReply, MissesAPacketThatBeginsWithinARead) {
-  EXPECT_EQ(readFrom({joined({hex("11 22 33"), kOnePacket}), kLast}), tooShort({}));
+  EXPECT_EQ(readFrom({joined({hex("11 22 33"), kOnePacket}), kLastPiece}), tooShort({}));
 }
 
 // Three bytes were dropped, so three are asked for: the flags, in the next read, go unseen, and
@@ -294,16 +289,16 @@ TEST(NPAReply, TakesAReadThatGoesOnWithTheStartByteForANewPacket) {
   const Bytes head = hex("A5 00 09 50 E0");        // a packet of 12
   const Bytes rest = hex("A5 00 04 50 61 62 63");  // its last 7 bytes look like a packet of 7
   // The look-alike came whole in one read: another is waited for, though no flags announce it.
-  EXPECT_EQ(readFrom({head, rest, kLast}), gathered(joined({head, rest})));
-  EXPECT_EQ(readFrom({head, rest, kSecondOfTwo, kLast}),
-            gathered(joined({head, rest, kSecondOfTwo}), kLast));
+  EXPECT_EQ(readFrom({head, rest, kLastPiece}), gathered(joined({head, rest})));
+  EXPECT_EQ(readFrom({head, rest, kSecondOfTwo, kLastPiece}),
+            gathered(joined({head, rest, kSecondOfTwo}), kLastPiece));
 }
 
 TEST(NPAReply, GoesOnWithTheLookAlikeWhenItIsCut) {
   const Bytes head = hex("A5 00 05 50 E0");  // a packet of 8
   const Bytes rest = hex("A5 00 07");        // its last 3 bytes look like the head of one of 10
-  EXPECT_EQ(readFrom({joined({head, rest}), hex("50 61 62 63 64 65 66"), kLast}),
-            gathered(joined({head, rest, hex("50 61 62 63 64 65 66")}), kLast));
+  EXPECT_EQ(readFrom({joined({head, rest}), hex("50 61 62 63 64 65 66"), kLastPiece}),
+            gathered(joined({head, rest, hex("50 61 62 63 64 65 66")}), kLastPiece));
 }
 
 // A packet that comes whole in one read
@@ -313,8 +308,9 @@ INSTANTIATE_TEST_SUITE_P(NPAReply, SmallestPacket, ::testing::Values(0x00, 0x50,
 
 TEST_P(SmallestPacket, WaitsForAnotherWhateverItsFlags) {
   const Bytes five = packet(GetParam(), hex("E0"));
-  EXPECT_EQ(readFrom({five, kLast}), tooShort(five));
-  EXPECT_EQ(readFrom({five, kOnePacket, kLast}), gathered(joined({five, kOnePacket}), kLast));
+  EXPECT_EQ(readFrom({five, kLastPiece}), tooShort(five));
+  EXPECT_EQ(readFrom({five, kOnePacket, kLastPiece}),
+            gathered(joined({five, kOnePacket}), kLastPiece));
 }
 
 TEST(NPAReply, OfTwoPacketsOfFiveBytesIsLongEnough) {
@@ -324,35 +320,39 @@ TEST(NPAReply, OfTwoPacketsOfFiveBytesIsLongEnough) {
 
 TEST(NPAReply, WaitsForAnotherAfterAPacketOfFourOrThreeBytes) {
   const Bytes four = hex("A5 00 01 50");
-  EXPECT_EQ(readFrom({four, kOnePacket, kLast}), gathered(joined({four, kOnePacket}), kLast));
+  EXPECT_EQ(readFrom({four, kOnePacket, kLastPiece}),
+            gathered(joined({four, kOnePacket}), kLastPiece));
   const Bytes three = hex("A5 00 00");
-  EXPECT_EQ(readFrom({three, kOnePacket, kLast}), gathered(joined({three, kOnePacket}), kLast));
+  EXPECT_EQ(readFrom({three, kOnePacket, kLastPiece}),
+            gathered(joined({three, kOnePacket}), kLastPiece));
 }
 
 TEST(NPAReply, WaitsOnAfterASecondPacketThatCameWhole) {
   const Bytes five = hex("A5 00 02 50 E1");
-  EXPECT_EQ(readFrom({kFirstOfTwo, five, kLast}), gathered(joined({kFirstOfTwo, five})));
+  EXPECT_EQ(readFrom({kFirstOfTwo, five, kLastPiece}), gathered(joined({kFirstOfTwo, five})));
 }
 
 // More bytes than the packet has
 
 TEST(NPAReply, KeepsWhatIsTooMuchInAReadThatStartsAPacket) {
-  EXPECT_EQ(readFrom({hex("A5 00 01 50 D1"), kLast}), tooShort(hex("A5 00 01 50 D1"), kLast));
-  EXPECT_EQ(readFrom({kFirstOfTwo, hex("A5 00 01 70 D1 D2"), kLast}),
-            gathered(joined({kFirstOfTwo, hex("A5 00 01 70 D1")}), joined({hex("D2"), kLast})));
+  EXPECT_EQ(readFrom({hex("A5 00 01 50 D1"), kLastPiece}),
+            tooShort(hex("A5 00 01 50 D1"), kLastPiece));
+  EXPECT_EQ(
+      readFrom({kFirstOfTwo, hex("A5 00 01 70 D1 D2"), kLastPiece}),
+      gathered(joined({kFirstOfTwo, hex("A5 00 01 70 D1")}), joined({hex("D2"), kLastPiece})));
 }
 
 TEST(NPAReply, KeepsWhatIsTooMuchAfterAPacketInsideAPacket) {
   const Bytes head = hex("A5 00 0C 50 E0");              // a packet of 15
   const Bytes rest = hex("A5 00 02 70 61 D1 D2 D3 D4");  // among its bytes one of 5
-  EXPECT_EQ(readFrom({head, rest, kLast}), gathered(joined({head, rest}), kLast));
+  EXPECT_EQ(readFrom({head, rest, kLastPiece}), gathered(joined({head, rest}), kLastPiece));
 }
 
 TEST(NPAReply, DropsWhatIsTooMuchInAReadThatGoesOnWithAPacket) {
   const Bytes head = hex("A5 00 05 70 E0");  // a packet of 8
   // 8 - 1 = 7 bytes are asked for where 2 are missing.
-  EXPECT_EQ(readFrom({head, hex("01"), hex("02 03 D1 D2 D3 D4 D5"), kSecondOfTwo, kLast}),
-            gathered(joined({head, hex("01 02 03"), kSecondOfTwo}), kLast));
+  EXPECT_EQ(readFrom({head, hex("01"), hex("02 03 D1 D2 D3 D4 D5"), kSecondOfTwo, kLastPiece}),
+            gathered(joined({head, hex("01 02 03"), kSecondOfTwo}), kLastPiece));
 }
 
 // Packet sizes beyond 16 bits
@@ -368,7 +368,7 @@ TEST_P(LengthThatWraps, EndsTheReplyAtOnce) {
   EXPECT_EQ(readFrom({joined({start, hex("D1 D2")})}), tooShort(start, hex("D1 D2")));
   EXPECT_EQ(readFrom({kFirstOfTwo, joined({start, hex("D1 D2")})}),
             gathered(joined({kFirstOfTwo, start}), hex("D1 D2")));
-  EXPECT_EQ(readFrom({head, kLast}), tooShort(head, kLast));
+  EXPECT_EQ(readFrom({head, kLastPiece}), tooShort(head, kLastPiece));
 }
 
 TEST(NPAReply, GoesOnWithThePacketOfTheGreatestLengthThatDoesNotWrap) {
@@ -391,7 +391,7 @@ class ReplyCutInTwo : public ::testing::TestWithParam<Cuts> {
   static void expectForEachCutOf(const Bytes& reply) {
     for (int cut = GetParam().first; cut <= GetParam().last; ++cut) {
       const auto at = static_cast<std::size_t>(cut);
-      EXPECT_EQ(readFrom({firstBytes(reply, at), bytesAfter(reply, at), kLast}),
+      EXPECT_EQ(readFrom({firstBytes(reply, at), bytesFrom(reply, at), kLastPiece}),
                 GetParam().expected)
           << "cut after " << cut << " bytes";
     }
@@ -408,13 +408,13 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(
         // The length is taken as 0, which makes a packet of 3 bytes: it ends with "09".
         Cuts{"LengthCut", 1, 2,
-             tooShort(hex("A5 00 09"), joined({hex("50 E0 81 00 FF 31 32 33 34"), kLast}))},
+             tooShort(hex("A5 00 09"), joined({hex("50 E0 81 00 FF 31 32 33 34"), kLastPiece}))},
         // The flags are taken as 0, and the packet was the last anyway.
-        Cuts{"FlagsInTheSecondRead", 3, 3, gathered(kOnePacket, kLast)},
+        Cuts{"FlagsInTheSecondRead", 3, 3, gathered(kOnePacket, kLastPiece)},
         // The head is whole, and the rest comes in one read.
-        Cuts{"BodyInTheSecondRead", 4, 5, gathered(kOnePacket, kLast)},
+        Cuts{"BodyInTheSecondRead", 4, 5, gathered(kOnePacket, kLastPiece)},
         // 5 bytes, then 1 to 6, then the rest; more is asked for than that, but no more is there.
-        Cuts{"BodyCut", 6, 11, gathered(kOnePacket, kLast)}),
+        Cuts{"BodyCut", 6, 11, gathered(kOnePacket, kLastPiece)}),
     cutsName);
 
 class TwoPacketsCutInTwo : public ReplyCutInTwo {};
@@ -426,70 +426,73 @@ INSTANTIATE_TEST_SUITE_P(
         // The length is taken as 0, which makes a packet of 3 bytes: it ends with "09".
         Cuts{"FirstLengthCut", 1, 2,
              tooShort(hex("A5 00 09"),
-                      joined({hex("70 E0 81 00 FF 31 32 33 34"), kSecondOfTwo, kLast}))},
+                      joined({hex("70 E0 81 00 FF 31 32 33 34"), kSecondOfTwo, kLastPiece}))},
         // The flags are taken as 0: the first packet is the last.
         Cuts{"FirstFlagsInTheSecondRead", 3, 3,
-             gathered(kFirstOfTwo, joined({kSecondOfTwo, kLast}))},
+             gathered(kFirstOfTwo, joined({kSecondOfTwo, kLastPiece}))},
         // The head is whole, and the rest of the packet comes in one read.
-        Cuts{"FirstBodyInTheSecondRead", 4, 5, gathered(kTwoPackets, kLast)},
+        Cuts{"FirstBodyInTheSecondRead", 4, 5, gathered(kTwoPackets, kLastPiece)},
         // After n bytes of the body 12 - n are asked for where 7 - n are missing: five bytes of the
         // second packet go with them and are dropped, its other four begin no packet, and what
         // follows is waited for in vain.
         Cuts{"FirstBodyCut", 6, 11, gathered(kFirstOfTwo)},
         // Each packet comes as if it were alone.
-        Cuts{"BetweenThePackets", 12, 12, gathered(kTwoPackets, kLast)},
+        Cuts{"BetweenThePackets", 12, 12, gathered(kTwoPackets, kLastPiece)},
         // The second packet's length is taken as 0, so that it ends with "06".
         Cuts{"SecondLengthCut", 13, 14,
              gathered(joined({kFirstOfTwo, hex("A5 00 06")}),
-                      joined({hex("50 E1 41 42 43 44"), kLast}))},
+                      joined({hex("50 E1 41 42 43 44"), kLastPiece}))},
         // Its flags are taken as 0, and it was the last anyway.
-        Cuts{"SecondFlagsInTheSecondRead", 15, 15, gathered(kTwoPackets, kLast)},
+        Cuts{"SecondFlagsInTheSecondRead", 15, 15, gathered(kTwoPackets, kLastPiece)},
         // Its head is whole, and the rest comes in one read.
-        Cuts{"SecondBodyInTheSecondRead", 16, 17, gathered(kTwoPackets, kLast)},
+        Cuts{"SecondBodyInTheSecondRead", 16, 17, gathered(kTwoPackets, kLastPiece)},
         // More is asked for than is missing, but no more is there.
-        Cuts{"SecondBodyCut", 18, 20, gathered(kTwoPackets, kLast)}),
+        Cuts{"SecondBodyCut", 18, 20, gathered(kTwoPackets, kLastPiece)}),
     cutsName);
 
 // The end of the output
 
 TEST(NPAReplyInASmallOutput, IsStoredAsFarAsItGoes) {
-  EXPECT_EQ(readFrom({kOnePacket, kLast}, 8), gathered(firstBytes(kOnePacket, 8), kLast));
+  EXPECT_EQ(readFrom({kOnePacket, kLastPiece}, 8), gathered(firstBytes(kOnePacket, 8), kLastPiece));
 }
 
 TEST(NPAReplyInASmallOutput, IsWholeWhenItJustFits) {
-  EXPECT_EQ(readFrom({kOnePacket, kLast}, 12), gathered(kOnePacket, kLast));
+  EXPECT_EQ(readFrom({kOnePacket, kLastPiece}, 12), gathered(kOnePacket, kLastPiece));
 }
 
 TEST(NPAReplyInASmallOutput, StaysInStepWithTheLink) {
   // The first packet fits in part, the second not at all; both are read to their ends.
-  EXPECT_EQ(readFrom({kTwoPackets, kLast}, 7), gathered(firstBytes(kTwoPackets, 7), kLast));
+  EXPECT_EQ(readFrom({kTwoPackets, kLastPiece}, 7),
+            gathered(firstBytes(kTwoPackets, 7), kLastPiece));
   // The second packet fits in part.
-  EXPECT_EQ(readFrom({kTwoPackets, kLast}, 14), gathered(firstBytes(kTwoPackets, 14), kLast));
-  EXPECT_EQ(readFrom({kTwoPackets, kLast}, 19), gathered(firstBytes(kTwoPackets, 19), kLast));
+  EXPECT_EQ(readFrom({kTwoPackets, kLastPiece}, 14),
+            gathered(firstBytes(kTwoPackets, 14), kLastPiece));
+  EXPECT_EQ(readFrom({kTwoPackets, kLastPiece}, 19),
+            gathered(firstBytes(kTwoPackets, 19), kLastPiece));
 }
 
 TEST(NPAReplyInASmallOutput, KeepsWhatFitsOfTheSurplus) {
-  EXPECT_EQ(readFrom({kFirstOfTwo, hex("A5 00 01 50 D1"), kLast}, 16),
-            gathered(joined({kFirstOfTwo, hex("A5 00 01 50")}), kLast));
+  EXPECT_EQ(readFrom({kFirstOfTwo, hex("A5 00 01 50 D1"), kLastPiece}, 16),
+            gathered(joined({kFirstOfTwo, hex("A5 00 01 50")}), kLastPiece));
 }
 
 TEST(NPAReplyInASmallOutput, IsTooShortBelowSixBytes) {
-  EXPECT_EQ(readFrom({kOnePacket, kLast}, 6), gathered(firstBytes(kOnePacket, 6), kLast));
-  EXPECT_EQ(readFrom({kOnePacket, kLast}, 5), tooShort(firstBytes(kOnePacket, 5), kLast));
-  EXPECT_EQ(readFrom({kOnePacket, kLast}, 3), tooShort(firstBytes(kOnePacket, 3), kLast));
-  EXPECT_EQ(readFrom({kOnePacket, kLast}, 0), tooShort({}, kLast));
+  EXPECT_EQ(readFrom({kOnePacket, kLastPiece}, 6), gathered(firstBytes(kOnePacket, 6), kLastPiece));
+  EXPECT_EQ(readFrom({kOnePacket, kLastPiece}, 5), tooShort(firstBytes(kOnePacket, 5), kLastPiece));
+  EXPECT_EQ(readFrom({kOnePacket, kLastPiece}, 3), tooShort(firstBytes(kOnePacket, 3), kLastPiece));
+  EXPECT_EQ(readFrom({kOnePacket, kLastPiece}, 0), tooShort({}, kLastPiece));
 }
 
 TEST(NPAReplyOfMoreThan4096Bytes, IsReadWholeAndStoredAsFarAsItGoes) {
   const Bytes first = packet(0x70, repeated(0x11, 2996));   // 3000 bytes
   const Bytes second = packet(0x50, repeated(0x22, 1996));  // 2000 bytes
-  EXPECT_EQ(readFrom({first, second, kLast}),
-            gathered(firstBytes(joined({first, second}), 4096), kLast));
+  EXPECT_EQ(readFrom({first, second, kLastPiece}),
+            gathered(firstBytes(joined({first, second}), 4096), kLastPiece));
 }
 
 TEST(NPAReplyOfMoreThan4096Bytes, MayBeOfOnePacketOf65535Bytes) {
   const Bytes reply = packet(0x50, repeated(0x11, 65531));
-  EXPECT_EQ(countFrom({reply, kLast}), "0, length 4096: 4096 stored, 1 left");
+  EXPECT_EQ(countFrom({reply, kLastPiece}), "0, length 4096: 4096 stored, 1 left");
 }
 
 // A printer that sends for ever
@@ -522,14 +525,14 @@ TEST(EndlessPrinter, IsLeftInTheMiddleOfAPacket) {
 TEST(PatienceWithAPrinter, LastsWhile65535BytesHaveCome) {
   const Bytes noise = repeated(0x00, 65530);
   // 65,535 with the packet's first five bytes: it is read to its end.
-  EXPECT_EQ(readFrom({noise, kOnePacket, kLast}), gathered(kOnePacket, kLast));
+  EXPECT_EQ(readFrom({noise, kOnePacket, kLastPiece}), gathered(kOnePacket, kLastPiece));
 }
 
 TEST(PatienceWithAPrinter, EndsWithTheReadThatBrings65536) {
   const Bytes noise = repeated(0x00, 65535);
   // 65,540 with the packet's first five bytes: it is not read on.
   EXPECT_EQ(readFrom({noise, kOnePacket}),
-            tooShort(firstBytes(kOnePacket, 5), bytesAfter(kOnePacket, 5)));
+            tooShort(firstBytes(kOnePacket, 5), bytesFrom(kOnePacket, 5)));
 }
 
 TEST(PatienceWithAPrinter, IsNewForEachReply) {
@@ -537,9 +540,9 @@ TEST(PatienceWithAPrinter, IsNewForEachReply) {
     const Call first = getReply(4096, kPatience);
     return fmt::format("{}; ", signedNumber(first.status)) + readInFilter();
   });
-  filter.sendInPieces({repeated(0x00, 65540), kOnePacket, kLast});
+  filter.sendInPieces({repeated(0x00, 65540), kOnePacket, kLastPiece});
   filter.endBackChannel();
-  EXPECT_EQ(filter.wait().result, "-1; " + gathered(kOnePacket, kLast));
+  EXPECT_EQ(filter.wait().result, "-1; " + gathered(kOnePacket, kLastPiece));
 }
 
 // The end of the bytes
@@ -598,7 +601,7 @@ TEST(NPAReplyFromASlowPrinter, HasTheWholeTimeoutForEachRead) {
   std::this_thread::sleep_for(600ms);
   filter.send(firstBytes(kOnePacket, 5));
   std::this_thread::sleep_for(600ms);
-  filter.send(bytesAfter(kOnePacket, 5));
+  filter.send(bytesFrom(kOnePacket, 5));
   filter.endBackChannel();
   EXPECT_EQ(filter.wait().result, gathered(kOnePacket));
 }

@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdio>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <vector>
@@ -112,8 +113,8 @@ TEST(PSSDResponses, AreRefusedBelow8Bytes) {
   EXPECT_EQ(query(blackDots(), 0), "null");
   // The length says how much of the buffer is the reply, and the buffer's end how much of that is
   // there.
-  EXPECT_EQ(device(cut(blackToner(), 7), 100), "null");
-  EXPECT_EQ(query(cut(blackDots(), 7), 100), "null");
+  EXPECT_EQ(device(firstBytes(blackToner(), 7), 100), "null");
+  EXPECT_EQ(query(firstBytes(blackDots(), 7), 100), "null");
   EXPECT_EQ(device({}, 0), "null");
   EXPECT_EQ(query({}, 0xFFFFFFFF), "null");
 }
@@ -122,17 +123,17 @@ TEST(PSSDResponses, ReadNoFurtherThanTheLengthAndTheBuffer) {
   EXPECT_EQ(device(blackToner(), 0xFFFFFFFF), json(kBlackToner));
   EXPECT_EQ(query(blackDots(), 0xFFFFFFFF), json(kBlackDots));
   for (std::uint32_t length = 0; length < blackToner().size(); ++length) {
-    EXPECT_EQ(device(blackToner(), length), device(cut(blackToner(), length))) << length;
+    EXPECT_EQ(device(blackToner(), length), device(firstBytes(blackToner(), length))) << length;
   }
   for (std::uint32_t length = 0; length < blackDots().size(); ++length) {
-    EXPECT_EQ(query(blackDots(), length), query(cut(blackDots(), length))) << length;
+    EXPECT_EQ(query(blackDots(), length), query(firstBytes(blackDots(), length))) << length;
   }
   EXPECT_EQ(device(blackToner(), static_cast<std::uint32_t>(blackToner().size() - 1)),
             json(R"({"Supplies Count": 1, "Supply 1": {"Supply Type": 1, "Max Level": 100}})"));
 }
 
 TEST(PSSDDeviceResponse, IsEmptyWhenTheRecordIsRefused) {
-  EXPECT_EQ(device(deviceReply(filled(60))), "{}");
+  EXPECT_EQ(device(deviceReply(repeated(0x00, 60))), "{}");
   EXPECT_EQ(device(deviceReply({})), "{}");
 }
 
@@ -194,7 +195,7 @@ TEST(PSSDResponses, EndWhereAFurtherPacketIsMissing) {
   put(reply, 3, hex("70"));
   EXPECT_EQ(device(reply), json(kBlackToner));
   for (std::size_t size = 1; size <= 5; ++size) {
-    EXPECT_EQ(device(joined({reply, cut(hex("A5 00 0C 70 00"), size)})), json(kBlackToner));
+    EXPECT_EQ(device(joined({reply, firstBytes(hex("A5 00 0C 70 00"), size)})), json(kBlackToner));
   }
 }
 
@@ -234,7 +235,7 @@ TEST(PSSDQueryResponse, EndsAtAFirstPacketTooShortForItsHead) {
 
 TEST(PSSDResponses, EndAtAFurtherPacketTooShortForItsHead) {
   const Bytes table(blackToner().begin() + 8, blackToner().end());
-  const Bytes first = packet(kMoreFollow, joined({hex("E0 21 01 00"), cut(table, 80)}));
+  const Bytes first = packet(kMoreFollow, joined({hex("E0 21 01 00"), firstBytes(table, 80)}));
   const Bytes last = packet(kLast, joined({hex("00"), Bytes(table.begin() + 80, table.end())}));
   const std::string broken = json(R"({"Supplies Count": 1, "Supply 1": {"Supply Type": 1}})");
   EXPECT_EQ(device(joined({first, last})), json(kBlackToner));
@@ -249,7 +250,7 @@ TEST(PSSDDeviceResponse, DoesNotCountTheByteBehindThePayload) {
   put(reply, 1, hex("00 5C"));  // the last level's value is now behind the packet
   EXPECT_EQ(device(reply),
             json(R"({"Supplies Count": 1, "Supply 1": {"Supply Type": 1, "Max Level": 100}})"));
-  EXPECT_EQ(device(joined({reply, filled(10, 0x25)})),
+  EXPECT_EQ(device(joined({reply, repeated(0x25, 10)})),
             json(R"({"Supplies Count": 1, "Supply 1": {"Supply Type": 1, "Max Level": 100}})"));
 }
 
@@ -292,7 +293,7 @@ Bytes longFirstPacket(std::uint32_t length, std::uint8_t count) {
   for (std::uint32_t i = 2; payload.size() < length - 4; ++i) {
     payload = joined({payload, u8(i), u32(1000), u32(i)});
   }
-  return joined({hex("A5"), u16(length), hex("70 E0 07 02"), cut(payload, length - 4)});
+  return joined({hex("A5"), u16(length), hex("70 E0 07 02"), firstBytes(payload, length - 4)});
 }
 
 std::string shownSupply(const Bytes& reply, std::int32_t number) {
@@ -349,7 +350,7 @@ TEST(PSSDQueryResponse, ReadsAPacketAt256At0) {
 // A reply that has been gathered to its own length is not looked into for more, though its packets
 // say that more follow: the packets read at reduced positions are in it already.
 TEST(PSSDQueryResponse, GathersNoMoreOnceItHasAsMuchAsTheReply) {
-  Bytes reply = joined({hex("A5 01 29 70 E0 07 02 00 21 00 00 03"), filled(288)});
+  Bytes reply = joined({hex("A5 01 29 70 E0 07 02 00 21 00 00 03"), repeated(0x00, 288)});
   ASSERT_EQ(reply.size(), 300U);
   put(reply, 44, hex("EE 00 09 70 EE 01 00 00 00 0A 00 00"));  // 7 bytes: 300 in all, more follow
   put(reply, 56, hex("EE 00 04 50 EE 00 07"));                 // the last 2
@@ -360,7 +361,7 @@ TEST(PSSDQueryResponse, GathersNoMoreOnceItHasAsMuchAsTheReply) {
 // Packets of 256 bytes are found at the same place for ever. They bring payload, of which there is
 // no end of room.
 TEST(PSSDQueryResponse, EndsWhenItsPacketsGoInCircles) {
-  Bytes reply = joined({hex("A5 00 2D 70 E0 07 02 00 21 00 00 03"), filled(5000)});
+  Bytes reply = joined({hex("A5 00 2D 70 E0 07 02 00 21 00 00 03"), repeated(0x00, 5000)});
   put(reply, 48, hex("A5 00 FD 70 00"));  // 256 bytes long, more follow
   EXPECT_EQ(Json::parse(query(reply)).at("Supplies Count"), 33);
 }
@@ -390,10 +391,10 @@ TEST(PSSDQueryResponse, GoesToTheDecoderOfItsType) {
   const auto decoded = [](const char* type, const Bytes& serialNumber) {
     const Bytes length = u8(static_cast<std::uint32_t>(serialNumber.size()));
     const Bytes record = joined({length, serialNumber, hex("01 00 00"), hex(type),  //
-                                 hex("05"), filled(45, 0x01)});
+                                 hex("05"), repeated(0x01, 45)});
     return Json::parse(query(queryReply(record)));
   };
-  for (const Bytes& serialNumber : {Bytes(), bytesOf("S"), filled(255, 'S')}) {
+  for (const Bytes& serialNumber : {Bytes(), bytesOf("S"), repeated('S', 255)}) {
     EXPECT_TRUE(decoded("01", serialNumber).contains("Toner Type"));
     EXPECT_TRUE(decoded("02", serialNumber).at("#5").contains("Pages Capacity"));
     EXPECT_TRUE(decoded("03", serialNumber).at("#5").contains("Max Dot Count"));
@@ -461,9 +462,9 @@ class Query {
 // A whole query of a printer that answers both requests at once.
 std::string ask(const Bytes& deviceReply, const Bytes& queryReply) {
   Query query;
-  query.expectRequest(deviceRequest());
+  query.expectRequest(kDeviceQuery);
   query.reply({deviceReply});
-  query.expectRequest(queryRequest());
+  query.expectRequest(kSuppliesQuery);
   query.reply({queryReply});
   query.hangUp();
   return query.wait();
@@ -472,7 +473,7 @@ std::string ask(const Bytes& deviceReply, const Bytes& queryReply) {
 TEST(AssemblePSSDQuery, CopiesTheQueryRequest) {
   std::array<std::uint8_t, 27> request{};
   EXPECT_EQ(MoxNPAUtilityCommand().assemblePSSDquery(request), Status::kSuccess);
-  EXPECT_EQ(Bytes(request.begin(), request.end()), queryRequest());
+  EXPECT_EQ(Bytes(request.begin(), request.end()), kSuppliesQuery);
 }
 
 TEST(PSSDQueryAll, ReplacesTheCallersDictionary) {
@@ -499,10 +500,10 @@ const std::vector<Bytes>& othersThanQueryReplies() {
 
 TEST(PSSDQueryAll, TakesTheFourthReplyToEachRequest) {
   Query query;
-  query.expectRequest(deviceRequest());
+  query.expectRequest(kDeviceQuery);
   query.reply(othersThanDeviceReplies());
   query.reply({deviceReply(suppliesRecord({supply(1, {description("x")})}))});
-  query.expectRequest(queryRequest());
+  query.expectRequest(kSuppliesQuery);
   query.reply(othersThanQueryReplies());
   query.reply({blackDots()});
   EXPECT_EQ(query.wait(), left(0, R"({"Supplies Count": 1, "Supply 1": {"Description": "x",
@@ -511,7 +512,7 @@ TEST(PSSDQueryAll, TakesTheFourthReplyToEachRequest) {
 
 TEST(PSSDQueryAll, GivesUpAfterFourRepliesToTheFirstRequest) {
   Query query;
-  query.expectRequest(deviceRequest());
+  query.expectRequest(kDeviceQuery);
   query.reply(othersThanDeviceReplies());
   query.reply({blackDots(), blackToner()});  // the answer to the other request, and the right one
   EXPECT_EQ(query.wait(), left(-6, kUntouched));
@@ -519,9 +520,9 @@ TEST(PSSDQueryAll, GivesUpAfterFourRepliesToTheFirstRequest) {
 
 TEST(PSSDQueryAll, KeepsTheTableAfterFourRepliesToTheSecondRequest) {
   Query query;
-  query.expectRequest(deviceRequest());
+  query.expectRequest(kDeviceQuery);
   query.reply({deviceReply(suppliesRecord({supply(1, {description("x")})}))});
-  query.expectRequest(queryRequest());
+  query.expectRequest(kSuppliesQuery);
   query.reply(othersThanQueryReplies());
   query.reply({blackToner(), blackDots()});  // the answer to the other request, and the right one
   EXPECT_EQ(query.wait(), left(0, R"({"Supplies Count": 1, "Supply 1": {"Description": "x"}})"));
@@ -529,22 +530,22 @@ TEST(PSSDQueryAll, KeepsTheTableAfterFourRepliesToTheSecondRequest) {
 
 TEST(PSSDQueryAll, FindsNothingWhenThePrinterHangsUp) {
   Query query;
-  query.expectRequest(deviceRequest());
+  query.expectRequest(kDeviceQuery);
   query.hangUp();
   EXPECT_EQ(query.wait(), left(-6, kUntouched));
 }
 
 TEST(PSSDQueryAll, WaitsNoLongerThanItsTimeout) {
   Query query(0);  // takes only what is there: nothing
-  query.expectRequest(deviceRequest());
+  query.expectRequest(kDeviceQuery);
   EXPECT_EQ(query.wait(), left(-6, kUntouched));
 }
 
 TEST(PSSDQueryAll, KeepsTheTableWhenThePrinterDoesNotAnswerTheSecondRequest) {
   Query query;
-  query.expectRequest(deviceRequest());
+  query.expectRequest(kDeviceQuery);
   query.reply({blackToner()});
-  query.expectRequest(queryRequest());
+  query.expectRequest(kSuppliesQuery);
   query.hangUp();
   EXPECT_EQ(query.wait(), left(0, kBlackToner));
 }
@@ -560,7 +561,7 @@ const Bytes& fiveBytes() {
 // the reply before left behind them, and found to be the answer, which broke off.
 TEST(PSSDQueryAll, JudgesAShortDeviceReplyByTheOneBefore) {
   Query query;
-  query.expectRequest(deviceRequest());
+  query.expectRequest(kDeviceQuery);
   query.reply({hex("A5 00 06 50 00 21 01 00 00"), fiveBytes()});
   EXPECT_EQ(query.wait(), left(-1, kUntouched));
 }
@@ -569,9 +570,9 @@ TEST(PSSDQueryAll, JudgesAShortDeviceReplyByTheOneBefore) {
 // so a table that is empty.
 TEST(PSSDQueryAll, JudgesASixByteDeviceReplyByTheOneBefore) {
   Query query;
-  query.expectRequest(deviceRequest());
+  query.expectRequest(kDeviceQuery);
   query.reply({hex("A5 00 06 50 E0 FF 01 00 00"), hex("A5 00 03 50 E0 21")});
-  query.expectRequest(queryRequest());
+  query.expectRequest(kSuppliesQuery);
   query.hangUp();
   EXPECT_EQ(query.wait(), left(0, "{}"));
 }
@@ -579,7 +580,7 @@ TEST(PSSDQueryAll, JudgesASixByteDeviceReplyByTheOneBefore) {
 // Nothing but what came before makes five bytes the answer.
 TEST(PSSDQueryAll, DoesNotAcceptFiveBytesAlone) {
   Query query;
-  query.expectRequest(deviceRequest());
+  query.expectRequest(kDeviceQuery);
   query.reply({fiveBytes(), fiveBytes(), fiveBytes(), fiveBytes()});
   EXPECT_EQ(query.wait(), left(-6, kUntouched));
 }
@@ -588,9 +589,9 @@ TEST(PSSDQueryAll, DoesNotAcceptFiveBytesAlone) {
 // whatever came before, and the next reply is looked at.
 TEST(PSSDQueryAll, JudgesAShortQueryReplyByItself) {
   Query query;
-  query.expectRequest(deviceRequest());
+  query.expectRequest(kDeviceQuery);
   query.reply({deviceReply(suppliesRecord({supply(1, {description("x")})}))});
-  query.expectRequest(queryRequest());
+  query.expectRequest(kSuppliesQuery);
   query.reply({hex("A5 00 06 50 00 07 02 00 00"), fiveBytes(), blackDots()});
   EXPECT_EQ(query.wait(), left(0, R"({"Supplies Count": 1, "Supply 1": {"Description": "x",
       "Max Level": 256, "Current Level": 128}})"));
@@ -608,7 +609,7 @@ TEST(PSSDQueryAll, FailsWhenTheFirstRequestIsNotWritten) {
 // The link is gone before the second request: nothing is read for it, and the table stands.
 TEST(PSSDQueryAll, KeepsTheTableWhenTheSecondRequestIsNotWritten) {
   Query query;
-  query.expectRequest(deviceRequest());
+  query.expectRequest(kDeviceQuery);
   query.closeLink();
   query.reply({deviceReply(suppliesRecord({supply(1, {description("x")})})), blackDots()});
   EXPECT_EQ(query.wait(), left(0, R"({"Supplies Count": 1, "Supply 1": {"Description": "x"}})"));
@@ -637,8 +638,8 @@ TEST(PSSDQueryAll, PassesOverAQueryReplyThatIsRefused) {
 
 // A record of type 1.
 Bytes oneSupply(std::uint8_t number, std::uint8_t maxLevel, std::uint8_t currentLevel) {
-  return joined({hex("00 01 2A 00 01"), u8(number), filled(16), u8(maxLevel), u8(currentLevel),
-                 hex("02 00"), filled(14)});
+  return joined({hex("00 01 2A 00 01"), u8(number), repeated(0x00, 16), u8(maxLevel),
+                 u8(currentLevel), hex("02 00"), repeated(0x00, 14)});
 }
 
 struct Merge {
@@ -690,7 +691,7 @@ TEST(MergedLevels, OfOneSupply) {
       {"supply 255", suppliesRecord({supply(1, {description("x")})}), oneSupply(255, 255, 0),
        R"({"Supplies Count": 1, "Supply 1": {"Description": "x"},
            "Supply 255": {"Max Level": 255, "Current Level": 0}})"},
-      {"a table that was refused", filled(60), oneSupply(2, 10, 4),
+      {"a table that was refused", repeated(0x00, 60), oneSupply(2, 10, 4),
        R"({"Supply 2": {"Max Level": 10, "Current Level": 4}})"},
   });
 }
@@ -702,11 +703,12 @@ TEST(MergedLevels, OfOneSupplyNeedBothLevels) {
   const char* unchanged = R"({"Supplies Count": 1, "Supply 1": {"Description": "x",
                                                                 "Max Level": 100}})";
   expectMerges({
-      {"without what is left", known, cut(record, 23), unchanged},
-      {"without both levels", known, cut(record, 22), unchanged},
-      {"without the supply's number", known, cut(record, 5), unchanged},
-      {"of a supply that the table does not hold", known, cut(oneSupply(2, 10, 4), 23), unchanged},
-      {"with both", known, cut(record, 24), R"({"Supplies Count": 1,
+      {"without what is left", known, firstBytes(record, 23), unchanged},
+      {"without both levels", known, firstBytes(record, 22), unchanged},
+      {"without the supply's number", known, firstBytes(record, 5), unchanged},
+      {"of a supply that the table does not hold", known, firstBytes(oneSupply(2, 10, 4), 23),
+       unchanged},
+      {"with both", known, firstBytes(record, 24), R"({"Supplies Count": 1,
           "Supply 1": {"Description": "x", "Max Level": 10, "Current Level": 4}})"},
   });
 }
@@ -752,7 +754,7 @@ TEST(MergedLevels, OfATableOfDotCounts) {
        R"({"Supplies Count": 1, "Supply 0": {"Description": "x"}})"},
       {"an entry that breaks off",
        suppliesRecord({supply(1, {description("x")}), supply(2, {description("x")})}),
-       cut(dotCountRecord({{1, 10, 1}, {2, 20, 2}}), 5 + 9 + 8),
+       firstBytes(dotCountRecord({{1, 10, 1}, {2, 20, 2}}), 5 + 9 + 8),
        R"({"Supplies Count": 2,
            "Supply 1": {"Description": "x", "Max Level": 10, "Current Level": 1},
            "Supply 2": {"Description": "x"}})"},
@@ -762,7 +764,8 @@ TEST(MergedLevels, OfATableOfDotCounts) {
        R"({"Supplies Count": 2,
            "Supply 1": {"Description": "x", "Max Level": -1, "Current Level": -2147483648},
            "Supply 2": {"Description": "x", "Max Level": 0, "Current Level": 0}})"},
-      {"a table that was refused has no supplies", filled(60), dotCountRecord({{1, 10, 1}}), "{}"},
+      {"a table that was refused has no supplies", repeated(0x00, 60), dotCountRecord({{1, 10, 1}}),
+       "{}"},
   });
 }
 

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <utility>
@@ -91,7 +92,7 @@ TEST(SuppliesTable, JudgesTheHead) {
       {"one element", 40, hex("00 01"), false},
       {"256 elements", 40, hex("01 00"), true},
       {"no supplies", kCountOfOneSupply, hex("00 00"), false},
-      {"bytes that are not looked at", 2, filled(36), true},
+      {"bytes that are not looked at", 2, repeated(0x00, 36), true},
       {"byte 39", 39, hex("00"), true},
       {"bytes 42 and 43", 42, hex("00 00"), true},
   };
@@ -510,7 +511,7 @@ TEST(SuppliesTable, ReadsWhatIsThereOfARecordThatBreaksOff) {
     for (const auto& [end, key] : ends) {
       if (size >= kFieldsOfOneSupply + end) expected["Supply 1"][key] = whole["Supply 1"][key];
     }
-    Bytes record = cut(oneSupply(), size);
+    Bytes record = firstBytes(oneSupply(), size);
     EXPECT_EQ(shown(extract(record, 200)), expected.dump(2)) << size;
     if (size > kFirstSupply + 6) {
       EXPECT_EQ(record[kFirstSupply + 6], size >= kFieldsOfOneSupply ? 1 : 0) << size;
@@ -527,7 +528,7 @@ TEST(SuppliesTable, KeepsTheSuppliesBeforeOneThatBreaksOff) {
   for (std::size_t size = second; size < record.size(); ++size) {
     Json expected = {{"Supplies Count", 2}, {"Supply 1", {{"Description", "x"}}}};
     if (size >= second + 12) expected["Supply 2"] = Json::object();
-    Bytes part = cut(record, size);
+    Bytes part = firstBytes(record, size);
     EXPECT_EQ(shown(extract(part, 0)), expected.dump(2)) << size;
     EXPECT_EQ(part[kFirstSupply + 6], 1);
     if (size > second + 6) {
@@ -616,9 +617,9 @@ TEST(SuppliesTable, FollowsASkippedFieldOfWhichOnlyTheHeadIsThere) {
   const Bytes longForm = joined({hex("05 00 EE EE"), u16(65536 - 29 - 6)});
   const std::string level = json(R"({"Max Level": 37})");
   EXPECT_EQ(withALevelAt44(shortForm), level);
-  EXPECT_EQ(withALevelAt44(cut(shortForm, 3)), "{}");
+  EXPECT_EQ(withALevelAt44(firstBytes(shortForm, 3)), "{}");
   EXPECT_EQ(withALevelAt44(longForm), level);
-  EXPECT_EQ(withALevelAt44(cut(longForm, 5)), "{}");
+  EXPECT_EQ(withALevelAt44(firstBytes(longForm, 5)), "{}");
 }
 
 // A known field that breaks off ends the reading of its supply. It is not skipped, nor passed by
@@ -644,9 +645,9 @@ struct Piece {
 // 70,000 bytes: the head, the pieces, and zeros. The 36 bytes of the head that nobody looks at, 2
 // to 37, have room for the end of a walk.
 Bytes largeRecord(const std::vector<Piece>& pieces) {
-  Bytes record = filled(70'000);
+  Bytes record = repeated(0x00, 70'000);
   put(record, 0, recordHead(2));
-  put(record, 2, filled(36));
+  put(record, 2, repeated(0x00, 36));
   for (const auto& [offset, bytes] : pieces) put(record, offset, bytes);
   return record;
 }

@@ -14,10 +14,13 @@ constexpr std::uint32_t kPatience = 10;
 // The requests that a host sends to the printer, in order.
 using Requests = std::function<std::vector<simulator::Request>(const DrawnPrinter& printer)>;
 
-// Like checkEachPrinter for a fifth of the printers, in a child process that stands where a filter
-// stands. The check queries
-// its printer through the descriptors of that process; this process answers each request as the
-// printer of the model does, and fails the test over another request than the one expected.
+// Like checkEachPrinter for a fifth of the printers, in one child process that stands where a
+// filter stands (FilterProcess). The check queries its printer through the descriptors of that
+// process; this process answers each request as the printer of the model does, and fails the test
+// over another request than the one expected.
+//
+// Use it for whole queries of drawn printers. For the decoders alone, checkEachPrinter, which needs
+// no process.
 void queryEachPrinter(Draw kind, const Requests& requests, const Check& check);
 
 }  // namespace moxsupply::testing

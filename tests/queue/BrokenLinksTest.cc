@@ -10,11 +10,10 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <list>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <set>
 #include <thread>
@@ -22,11 +21,12 @@
 #include "queue/PrintServer.h"
 #include "tests/links/BrokenOffExchange.h"
 #include "tests/queue/Drivers.h"
-#include "tests/queue/ModelPrinter.h"
-#include "tests/queue/Models.h"
 #include "tests/queue/PrintTools.h"
 #include "tests/queue/PrivatePrintServer.h"
+#include "tests/support/Models.h"
+#include "tests/support/Processes.h"
 #include "tests/support/ReservedPort.h"
+#include "tests/support/SimulatedPrinter.h"
 
 namespace moxsupply::testing {
 namespace {
@@ -74,12 +74,12 @@ simulator::Model printerOf(const Golden& exchange) {
 }
 
 // What the queue is to show of this report; nothing when it shows what it showed before.
-std::optional<std::vector<int>> levelsOf(const Json& answer) {
+std::optional<std::vector<int>> levelsOf(const nlohmann::json& answer) {
   if (answer.at("status") != 0) return std::nullopt;
   std::vector<int> levels;
   const bool isLaser = answer.at("report").at("PrintHeadType") == "LaserSupplies";
   for (int i = 1; answer.at("report").contains(fmt::format("Supply {}", i)); ++i) {
-    const Json& supply = answer.at("report").at(fmt::format("Supply {}", i));
+    const nlohmann::json& supply = answer.at("report").at(fmt::format("Supply {}", i));
     const int percentage = supply.value("SupplyPercentage", -1);
     if (supply.at("SupplyStatus") == "Missing") {
       levels.push_back(-1);
@@ -98,7 +98,7 @@ class Lane {
  public:
   Lane(const PrivatePrintServer& server, int number, const char* type)
       : mName(fmt::format("{}{}", type, number)) {
-    addQueue(server, mName, mPort.deviceUri(), postScriptDriver());
+    addQueue(server, mName, mPort.uri(), postScriptDriver());
     const Ran ran = server.moxsupply(
         {"enable", mName, "--type", type, "--timeout", kTimeout, "--deadline", kDeadline});
     EXPECT_EQ(ran.exitStatus, 0) << ran.errors;
@@ -106,12 +106,12 @@ class Lane {
 
   [[nodiscard]] bool isBusy() const { return mPrinter != nullptr; }
   [[nodiscard]] int job() const { return mJob; }
-  [[nodiscard]] std::string deviceUri() const { return mPort.deviceUri(); }
+  [[nodiscard]] std::string uri() const { return mPort.uri(); }
 
   void begin(PrintServer& server, Case next) {
     mCase = std::move(next);
     mBefore = queue(server).markerLevels;
-    mPrinter = std::make_unique<ModelPrinter>(mPort, printerOf(*mCase.exchange), mCase.faults);
+    mPrinter = std::make_unique<SimulatedPrinter>(mPort, printerOf(*mCase.exchange), mCase.faults);
     mStart = Clock::now();
     const auto job = server.submitCommand(mName, "ReportLevels", 300s);
     ASSERT_TRUE(job) << job.error().what;
@@ -131,7 +131,7 @@ class Lane {
     const PrintQueue after = queue(server);
     EXPECT_FALSE(after.isStopped);
     EXPECT_TRUE(after.acceptsJobs);
-    const auto sent = levelsOf(answerTo(*mCase.exchange, mCase.size));
+    const auto sent = levelsOf(nlohmann::json::parse(answerTo(*mCase.exchange, mCase.size)));
     EXPECT_TRUE(after.markerLevels == mBefore || after.markerLevels == sent)
         << fmt::format("{}", fmt::join(after.markerLevels, ","));
     mPrinter.reset();
@@ -142,7 +142,7 @@ class Lane {
   // A printer without a fault is reported, and its job is over.
   void expectGood(PrintServer& server, const PrivatePrintServer& tools,
                   const simulator::Model& good, const std::vector<int>& levels) {
-    const ModelPrinter printer(mPort, good);
+    const SimulatedPrinter printer(mPort, good);
     const auto job = server.submitCommand(mName, "ReportLevels", 300s);
     EXPECT_EQ(endOf(tools, mName, *job), "completed");
     EXPECT_EQ(queue(server).markerLevels, levels);
@@ -156,7 +156,7 @@ class Lane {
   ReservedPort mPort;
   Case mCase;
   std::vector<int> mBefore;
-  std::unique_ptr<ModelPrinter> mPrinter;
+  std::unique_ptr<SimulatedPrinter> mPrinter;
   int mJob = 0;
   Clock::time_point mStart;
 };
@@ -173,23 +173,6 @@ std::set<int> jobsAtWork() {
   }
   cupsFreeJobs(count, jobs);
   return ids;
-}
-
-bool isRunning(const std::string& word) {
-  for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
-    std::ifstream file(entry.path() / "cmdline");
-    const std::string line((std::istreambuf_iterator<char>(file)), {});
-    if (line.starts_with(word)) return true;
-  }
-  return false;
-}
-
-bool isGoneWithin(const std::string& word, std::chrono::milliseconds patience) {
-  for (const auto end = Clock::now() + patience; isRunning(word);) {
-    if (Clock::now() > end) return false;
-    std::this_thread::sleep_for(20ms);
-  }
-  return true;
 }
 
 std::vector<Case> casesOf(const Golden& exchange, std::size_t& offset) {
@@ -240,9 +223,8 @@ TEST(BrokenLinks, KeepNeitherJobNorQueueNorProcess) {
   Work inkjet = {.type = "inkjet", .goodLevels = {61, 80, 47, 92}, .good = inkjetPrinter("B0", 61)};
   std::list<Golden> exchanges;
   std::size_t offset = 0;
-  for (const std::string& name : goldenNames()) {
+  for (const std::string& name : exchangeNames()) {
     const Golden& golden = exchanges.emplace_back(readGolden(name));
-    if (!golden.isExchange()) continue;
     Work& work = golden.kind == Golden::Kind::kLaser ? laser : inkjet;
     std::ranges::move(casesOf(golden, offset), std::back_inserter(work.cases));
   }
@@ -267,7 +249,7 @@ TEST(BrokenLinks, KeepNeitherJobNorQueueNorProcess) {
 
   ASSERT_FALSE(HasFailure());
   for (Work* work : {&laser, &inkjet}) {
-    for (Lane& lane : work->lanes) EXPECT_TRUE(isGoneWithin(lane.deviceUri(), 2s));
+    for (Lane& lane : work->lanes) EXPECT_TRUE(areGoneWithin(2s, lane.uri()));
     work->lanes.front().expectGood(server, tools, work->good, work->goodLevels);
   }
 }

@@ -5,9 +5,9 @@
 #include <chrono>
 #include <thread>
 
-#include "tests/queue/ModelPrinter.h"
-#include "tests/queue/Models.h"
 #include "tests/queue/QueueTest.h"
+#include "tests/support/Models.h"
+#include "tests/support/SimulatedPrinter.h"
 
 namespace moxsupply::testing {
 namespace {
@@ -32,7 +32,7 @@ class Commands : public QueueTest {
 };
 
 TEST_F(Commands, AreKnownInSmallLettersAndBesideComments) {
-  const ModelPrinter printer(port(), laserPrinter({{"Black", 50}}));
+  const SimulatedPrinter printer(port(), laserPrinter({{"Black", 50}}));
   addEnabledQueue("laser");
   EXPECT_EQ(endAfter("# what desktops send\n  reportlevels   # now\n"), "completed");
   EXPECT_EQ(attributes()["marker-levels"], Values{"50"});
@@ -40,7 +40,7 @@ TEST_F(Commands, AreKnownInSmallLettersAndBesideComments) {
 }
 
 TEST_F(Commands, ReportStatusBringsTheReasonsAlone) {
-  const ModelPrinter printer(port(), laserPrinter({{"Black", 4}}));
+  const SimulatedPrinter printer(port(), laserPrinter({{"Black", 4}}));
   addEnabledQueue("laser");
   EXPECT_EQ(endAfter("ReportStatus"), "completed");
   EXPECT_EQ(attributes()["printer-state-reasons"], Values{"toner-low-report"});
@@ -49,7 +49,7 @@ TEST_F(Commands, ReportStatusBringsTheReasonsAlone) {
 }
 
 TEST_F(Commands, OfOthersAreRefusedInOneLine) {
-  const ModelPrinter printer(port(), laserPrinter({{"Black", 50}}));
+  const SimulatedPrinter printer(port(), laserPrinter({{"Black", 50}}));
   addEnabledQueue("laser");
   EXPECT_EQ(endAfter("Clean all"), "stopped");
   EXPECT_EQ(timesLogged(R"(\"Clean\" is no command of this printer; it takes ReportLevels and )"
@@ -64,7 +64,7 @@ TEST_F(Commands, OfOthersAreRefusedInOneLine) {
 }
 
 TEST_F(Commands, OfOthersDoNotKeepOursFromBeingDone) {
-  const ModelPrinter printer(port(), laserPrinter({{"Black", 50}}));
+  const SimulatedPrinter printer(port(), laserPrinter({{"Black", 50}}));
   addEnabledQueue("laser");
   EXPECT_EQ(endAfter("PrintSelfTestPage\nReportLevels"), "stopped");
   EXPECT_EQ(attributes()["marker-levels"], Values{"50"});
@@ -72,14 +72,14 @@ TEST_F(Commands, OfOthersDoNotKeepOursFromBeingDone) {
 }
 
 TEST_F(Commands, TakeTheSettingsOfTheirJobBeforeThoseOfTheQueue) {
-  const ModelPrinter printer(port(), inkjetPrinter("B0", 50));
+  const SimulatedPrinter printer(port(), inkjetPrinter("B0", 50));
   addEnabledQueue("laser");
   EXPECT_EQ(endAfter("ReportLevels", {"-o", "moxPrinterType=Inkjet"}), "completed");
   EXPECT_EQ(attributes()["marker-levels"].size(), 4U);
 }
 
 TEST_F(Commands, WithAWrongSettingAreRefusedInOneLine) {
-  const ModelPrinter printer(port(), laserPrinter({{"Black", 50}}));
+  const SimulatedPrinter printer(port(), laserPrinter({{"Black", 50}}));
   addEnabledQueue("laser");
   EXPECT_EQ(endAfter("ReportLevels", {"-o", "moxTimeout=soon"}), "stopped");
   EXPECT_EQ(timesLogged(R"(moxTimeout is \"soon\"; it must be a whole number of seconds)"), 1);
@@ -87,7 +87,7 @@ TEST_F(Commands, WithAWrongSettingAreRefusedInOneLine) {
 }
 
 TEST_F(Commands, EndAtOnceWhenTheirJobIsCancelled) {
-  const ModelPrinter printer(port(), {}, silence());
+  const SimulatedPrinter printer(port(), {}, silence());
   addEnabledQueue("laser");
   const int job = submit(server(), queue(), "ReportLevels");
   std::this_thread::sleep_for(500ms);  // it is asking by now

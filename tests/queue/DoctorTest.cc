@@ -8,9 +8,9 @@
 #include <sstream>
 #include <string>
 
-#include "tests/queue/ModelPrinter.h"
-#include "tests/queue/Models.h"
 #include "tests/queue/QueueTest.h"
+#include "tests/support/Models.h"
+#include "tests/support/SimulatedPrinter.h"
 
 namespace moxsupply::testing {
 namespace {
@@ -77,7 +77,7 @@ class Doctor : public QueueTest {
     std::string ppd = ppdOf(server(), queue());
     const std::size_t at = ppd.find(from);
     ASSERT_NE(at, std::string::npos) << ppd;
-    addQueue(server(), queue(), port().deviceUri(), ppd.replace(at, from.size(), to));
+    addQueue(server(), queue(), port().uri(), ppd.replace(at, from.size(), to));
   }
 
   [[nodiscard]] fs::path filter() const {
@@ -88,11 +88,11 @@ class Doctor : public QueueTest {
 const auto kGoodPrinter = [] { return laserPrinter({{"Black", 50}}); };
 
 TEST_F(Doctor, FindsNothingWrongWithAGoodQueue) {
-  const ModelPrinter printer(port(), kGoodPrinter());
+  const SimulatedPrinter printer(port(), kGoodPrinter());
   addEnabledQueue("laser");
   const Diagnosis diagnosis = diagnose();
   EXPECT_EQ(diagnosis.exitStatus, 0);
-  EXPECT_EQ(diagnosis.output, queue() + ", " + port().deviceUri() +
+  EXPECT_EQ(diagnosis.output, queue() + ", " + port().uri() +
                                   "\n"
                                   "  ok     the queue has a driver (PPD file)\n"
                                   "  ok     socket:// brings the printer's answers back\n"
@@ -109,7 +109,7 @@ TEST_F(Doctor, FindsNothingWrongWithAGoodQueue) {
 }
 
 TEST_F(Doctor, NamesARawQueue) {
-  addQueue(server(), queue(), port().deviceUri(), "");
+  addQueue(server(), queue(), port().uri(), "");
   EXPECT_EQ(remedyOf("\"" + queue() +
                      "\" is a raw queue: it has no driver (PPD file), so a command for its printer "
                      "would come out as paper"),
@@ -118,8 +118,8 @@ TEST_F(Doctor, NamesARawQueue) {
 }
 
 TEST_F(Doctor, NamesAllThatAQueueLacksAndOneCommandMendsIt) {
-  const ModelPrinter printer(port(), kGoodPrinter());
-  addQueue(server(), queue(), port().deviceUri(), postScriptDriver());
+  const SimulatedPrinter printer(port(), kGoodPrinter());
+  addQueue(server(), queue(), port().uri(), postScriptDriver());
   const Diagnosis diagnosis = diagnose();
   EXPECT_EQ(diagnosis.exitStatus, 1);
   ASSERT_FALSE(diagnosis.faults.empty());
@@ -129,7 +129,7 @@ TEST_F(Doctor, NamesAllThatAQueueLacksAndOneCommandMendsIt) {
 }
 
 TEST_F(Doctor, NamesAMissingCommandFilter) {
-  const ModelPrinter printer(port(), kGoodPrinter());
+  const SimulatedPrinter printer(port(), kGoodPrinter());
   addEnabledQueue("laser");
   changeDriver("*cupsFilter: \"application/vnd.cups-command 0 commandtomox\"\n", "");
   follow(remedyOf("no command filter is on the queue"));
@@ -137,7 +137,7 @@ TEST_F(Doctor, NamesAMissingCommandFilter) {
 }
 
 TEST_F(Doctor, NamesAnotherCommandFilter) {
-  const ModelPrinter printer(port(), kGoodPrinter());
+  const SimulatedPrinter printer(port(), kGoodPrinter());
   addEnabledQueue("laser");
   changeDriver("commandtomox", "commandtops");
   follow(remedyOf("the queue's command filter is commandtops, which cannot ask this printer"));
@@ -145,7 +145,7 @@ TEST_F(Doctor, NamesAnotherCommandFilter) {
 }
 
 TEST_F(Doctor, NamesACommandFilterThatIsHidden) {
-  const ModelPrinter printer(port(), kGoodPrinter());
+  const SimulatedPrinter printer(port(), kGoodPrinter());
   addEnabledQueue("laser");
   changeDriver("*OpenUI *PageSize",
                "*cupsFilter2: \"application/vnd.cups-postscript application/postscript 0 -\"\n"
@@ -157,7 +157,7 @@ TEST_F(Doctor, NamesACommandFilterThatIsHidden) {
 }
 
 TEST_F(Doctor, NamesAFilterOfAnotherOwner) {
-  const ModelPrinter printer(port(), kGoodPrinter());
+  const SimulatedPrinter printer(port(), kGoodPrinter());
   addEnabledQueue("laser");
   ASSERT_EQ(server().run({"chown", "lp", filter()}).exitStatus, 0);
   follow(
@@ -166,7 +166,7 @@ TEST_F(Doctor, NamesAFilterOfAnotherOwner) {
 }
 
 TEST_F(Doctor, NamesAFilterThatItsGroupMayWrite) {
-  const ModelPrinter printer(port(), kGoodPrinter());
+  const SimulatedPrinter printer(port(), kGoodPrinter());
   addEnabledQueue("laser");
   fs::permissions(filter(), fs::perms(0775));
   follow(remedyOf(filter().string() +
@@ -175,7 +175,7 @@ TEST_F(Doctor, NamesAFilterThatItsGroupMayWrite) {
 }
 
 TEST_F(Doctor, NamesAFolderThatEverybodyMayWrite) {
-  const ModelPrinter printer(port(), kGoodPrinter());
+  const SimulatedPrinter printer(port(), kGoodPrinter());
   addEnabledQueue("laser");
   fs::permissions(filter().parent_path(), fs::perms(0757));
   follow(remedyOf(filter().parent_path().string() +
@@ -193,7 +193,7 @@ TEST_F(Doctor, NamesAFilterThatIsNotThere) {
 }
 
 TEST_F(Doctor, NamesSnmp) {
-  const ModelPrinter printer(port(), kGoodPrinter());
+  const SimulatedPrinter printer(port(), kGoodPrinter());
   addEnabledQueue("laser");
   ASSERT_EQ(server().run({"lpadmin", "-p", queue(), "-o", "cupsSNMPSupplies=true"}).exitStatus, 0);
   follow(
@@ -211,7 +211,7 @@ TEST_F(Doctor, NamesAConnectionThatBringsNoAnswersBack) {
 }
 
 TEST_F(Doctor, NamesAStoppedQueue) {
-  const ModelPrinter printer(port(), kGoodPrinter());
+  const SimulatedPrinter printer(port(), kGoodPrinter());
   addEnabledQueue("laser");
   ASSERT_EQ(server().run({"cupsdisable", queue()}).exitStatus, 0);
   follow(remedyOf("the queue is stopped"));
@@ -219,7 +219,7 @@ TEST_F(Doctor, NamesAStoppedQueue) {
 }
 
 TEST_F(Doctor, NamesAQueueThatTakesNoJobs) {
-  const ModelPrinter printer(port(), kGoodPrinter());
+  const SimulatedPrinter printer(port(), kGoodPrinter());
   addEnabledQueue("laser");
   ASSERT_EQ(server().run({"cupsreject", queue()}).exitStatus, 0);
   follow(remedyOf("the queue takes no jobs"));
@@ -227,21 +227,21 @@ TEST_F(Doctor, NamesAQueueThatTakesNoJobs) {
 }
 
 TEST_F(Doctor, NamesASilentPrinter) {
-  const ModelPrinter printer(port(), {}, silence());
-  addQueue(server(), queue(), port().deviceUri(), postScriptDriver());
+  const SimulatedPrinter printer(port(), {}, silence());
+  addQueue(server(), queue(), port().uri(), postScriptDriver());
   const Ran enabled = server().moxsupply(
       {"enable", queue(), "--type", "laser", "--timeout", "1", "--deadline", "3"});
   ASSERT_EQ(enabled.exitStatus, 0) << enabled.errors;
   const std::string remedy =
       remedyOf("The printer did not answer. The levels shown are those of its last report.");
-  EXPECT_EQ(remedy.find("Switch the printer on and wake it. `moxsupply levels '" +
-                        port().deviceUri() + "'` asks it without the queue"),
+  EXPECT_EQ(remedy.find("Switch the printer on and wake it. `moxsupply levels '" + port().uri() +
+                        "'` asks it without the queue"),
             0U)
       << remedy;
 }
 
 TEST_F(Doctor, NamesAPrinterThatNeverHangsUp) {
-  const ModelPrinter printer(port(), kGoodPrinter(), {.neverClose = true});
+  const SimulatedPrinter printer(port(), kGoodPrinter(), {.neverClose = true});
   addEnabledQueue("laser");
   follow(remedyOf(
       "the printer answers, but does not hang up, and holds every job for up to 90 seconds"));

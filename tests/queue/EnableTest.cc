@@ -7,9 +7,9 @@
 #include <regex>
 #include <string>
 
-#include "tests/queue/ModelPrinter.h"
-#include "tests/queue/Models.h"
 #include "tests/queue/QueueTest.h"
+#include "tests/support/Models.h"
+#include "tests/support/SimulatedPrinter.h"
 
 namespace moxsupply::testing {
 namespace {
@@ -64,7 +64,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_P(DriverOfAQueue, ReportsPrintsAndIsGivenBackToTheByte) {
   installFilter(server(), "example");
-  addQueue(server(), queue(), port().deviceUri(), GetParam().ppd);
+  addQueue(server(), queue(), port().uri(), GetParam().ppd);
   const std::string before = ppdOf(server(), queue());
   ASSERT_EQ(before, GetParam().ppd);
 
@@ -73,7 +73,7 @@ TEST_P(DriverOfAQueue, ReportsPrintsAndIsGivenBackToTheByte) {
   EXPECT_EQ(enabled.errors, "");
   EXPECT_NE(ppdOf(server(), queue()), before);
   {
-    const ModelPrinter printer(port(), laserPrinter({{"Black", 50}}));
+    const SimulatedPrinter printer(port(), laserPrinter({{"Black", 50}}));
     report();
     EXPECT_EQ(attributes()["marker-levels"], Values{"50"});
     EXPECT_EQ(printer.paper(), "");
@@ -104,7 +104,7 @@ TEST_F(Enable, AgainChangesNothing) {
 TEST_F(Enable, WithAnotherTypeTakesThePlaceOfTheFirst) {
   addEnabledQueue("laser");
   EXPECT_EQ(enable("inkjet").exitStatus, 0);
-  const ModelPrinter printer(port(), inkjetPrinter("B0", 61));
+  const SimulatedPrinter printer(port(), inkjetPrinter("B0", 61));
   report();
   EXPECT_EQ(attributes()["marker-levels"], (Values{"61", "80", "47", "92"}));
   EXPECT_EQ(disable().exitStatus, 0);
@@ -112,14 +112,14 @@ TEST_F(Enable, WithAnotherTypeTakesThePlaceOfTheFirst) {
 }
 
 TEST_F(Enable, IsNothingToTakeBackFromAQueueWithoutIt) {
-  addQueue(server(), queue(), port().deviceUri(), postScriptDriver());
+  addQueue(server(), queue(), port().uri(), postScriptDriver());
   const Ran ran = disable();
   EXPECT_EQ(ran.exitStatus, 0);
   EXPECT_EQ(ran.output, queue() + " was not set up by moxsupply enable; nothing was changed.\n");
 }
 
 TEST_F(Enable, TakenBackLeavesNoReasons) {
-  const ModelPrinter printer(port(), laserPrinter({{"Black", 0}}));
+  const SimulatedPrinter printer(port(), laserPrinter({{"Black", 0}}));
   addEnabledQueue("laser");
   report();
   EXPECT_EQ(attributes()["printer-state-reasons"], Values{"toner-empty-warning"});
@@ -128,7 +128,7 @@ TEST_F(Enable, TakenBackLeavesNoReasons) {
 }
 
 TEST_F(Enable, RefusesARawQueue) {
-  addQueue(server(), queue(), port().deviceUri(), "");
+  addQueue(server(), queue(), port().uri(), "");
   const Ran ran = enable("laser");
   EXPECT_EQ(ran.exitStatus, 2);
   EXPECT_EQ(ran.errors.find("moxsupply enable: \"" + queue() + "\" is a raw queue"), 0U)

@@ -7,9 +7,9 @@
 #include <optional>
 #include <string>
 
-#include "tests/queue/ModelPrinter.h"
-#include "tests/queue/Models.h"
 #include "tests/queue/QueueTest.h"
+#include "tests/support/Models.h"
+#include "tests/support/SimulatedPrinter.h"
 
 namespace moxsupply::testing {
 namespace {
@@ -51,11 +51,11 @@ TEST_P(FaultyPrinter, KeepsNeitherJobNorQueue) {
   const auto good = laserPrinter({{"Cyan Toner", 8}, {"Black Toner", 70}});
   addEnabledQueue("laser");
   {
-    const ModelPrinter printer(port(), good);
+    const SimulatedPrinter printer(port(), good);
     report();
   }
   const Attributes before = attributes();
-  std::optional<ModelPrinter> faulty;
+  std::optional<SimulatedPrinter> faulty;
   if (GetParam().faults) faulty.emplace(port(), good, *GetParam().faults);
   const auto start = Clock::now();
   const int job =
@@ -74,7 +74,7 @@ TEST_P(FaultyPrinter, KeepsNeitherJobNorQueue) {
   EXPECT_EQ(alertsOf(server(), queue()), (Values{"timed-out-report", "toner-low-report"}));
 
   faulty.reset();
-  const ModelPrinter printer(port(), good);
+  const SimulatedPrinter printer(port(), good);
   report();
   EXPECT_EQ(attributes()["marker-levels"], before["marker-levels"]);
   EXPECT_EQ(attributes()["marker-message"], Values{"Cyan Toner is low (8 %)"});
@@ -85,7 +85,7 @@ class PrinterThatNeverHangsUp : public QueueTest {};
 
 // The CUPS backend alone would stay for 90 seconds, whether the job is cancelled or not.
 TEST_F(PrinterThatNeverHangsUp, IsLeftByTheDeadline) {
-  const ModelPrinter printer(port(), laserPrinter({{"Black", 50}}), {.neverClose = true});
+  const SimulatedPrinter printer(port(), laserPrinter({{"Black", 50}}), {.neverClose = true});
   addEnabledQueue("laser");
   for (const std::string deadline : {"3", "2"}) {
     const auto start = Clock::now();
@@ -101,7 +101,7 @@ TEST_F(PrinterThatNeverHangsUp, IsLeftByTheDeadline) {
 class SilentPrinter : public QueueTest {};
 
 TEST_F(SilentPrinter, IsLeftByAShortDeadline) {
-  const ModelPrinter printer(port(), {}, silence());
+  const SimulatedPrinter printer(port(), {}, silence());
   addEnabledQueue("laser");
   const auto start = Clock::now();
   const int job = submit(server(), queue(), "ReportLevels", {"-o", "moxDeadline=2"});

@@ -12,9 +12,9 @@
 #include <string_view>
 #include <vector>
 
-#include "tests/queue/ModelPrinter.h"
-#include "tests/queue/Models.h"
 #include "tests/queue/QueueTest.h"
+#include "tests/support/Models.h"
+#include "tests/support/SimulatedPrinter.h"
 
 namespace moxsupply::testing {
 namespace {
@@ -183,7 +183,7 @@ INSTANTIATE_TEST_SUITE_P(Printers, HostileNames, ::testing::ValuesIn(kPrinters),
                          [](const auto& names) { return names.param.name; });
 
 TEST_P(HostileNames, ArePublishedAsHarmlessOnesForGood) {
-  const ModelPrinter printer(port(), printerModel());
+  const SimulatedPrinter printer(port(), printerModel());
   addEnabledQueue("laser");
   report();
   expectPublished();
@@ -194,7 +194,7 @@ TEST_P(HostileNames, ArePublishedAsHarmlessOnesForGood) {
 }
 
 TEST_P(HostileNames, DoNothingOnATerminal) {
-  const ModelPrinter printer(port(), printerModel());
+  const SimulatedPrinter printer(port(), printerModel());
   addEnabledQueue("laser");
   for (const std::string command : {"levels", "refresh", "doctor"}) {
     const Ran ran = server().moxsupply({command, queue()});
@@ -225,7 +225,7 @@ class ManyLongNames : public QueueTest {
   // Reports long names, more than fit into a line that the print server takes, and expects all
   // of them, with as much of their beginning as there is room for.
   void expectAllOf(const std::vector<Toner>& toners) const {
-    const ModelPrinter printer(port(), laserPrinter(toners));
+    const SimulatedPrinter printer(port(), laserPrinter(toners));
     addEnabledQueue("laser");
     report();
     const Values names = attributes()["marker-names"];
@@ -258,11 +258,11 @@ class NamesThatAreNoText : public QueueTest {};
 TEST_F(NamesThatAreNoText, LeaveTheLastReport) {
   addEnabledQueue("laser");
   {
-    const ModelPrinter printer(port(), laserPrinter({{"Black", 50}}));
+    const SimulatedPrinter printer(port(), laserPrinter({{"Black", 50}}));
     report();
   }
   for (const std::string name : {"\xFF\xFE", "\xC3", "Cut \xE2\x82", "\xED\xA0\x80", "\xC0\xAF"}) {
-    const ModelPrinter printer(port(), laserPrinter({{name, 40}}));
+    const SimulatedPrinter printer(port(), laserPrinter({{name, 40}}));
     report();
     EXPECT_EQ(attributes()["marker-names"], Values{"Black"});
     EXPECT_EQ(attributes()["marker-levels"], Values{"50"});

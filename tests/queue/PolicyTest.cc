@@ -7,9 +7,9 @@
 #include <filesystem>
 #include <string>
 
-#include "tests/queue/ModelPrinter.h"
-#include "tests/queue/Models.h"
 #include "tests/queue/QueueTest.h"
+#include "tests/support/Models.h"
+#include "tests/support/SimulatedPrinter.h"
 
 namespace moxsupply::testing {
 namespace {
@@ -35,7 +35,7 @@ class DebianPolicy : public QueueTest {
 };
 
 TEST_F(DebianPolicy, LetsAnAdministratorAloneChangeAQueue) {
-  addQueue(server(), queue(), port().deviceUri(), postScriptDriver());
+  addQueue(server(), queue(), port().uri(), postScriptDriver());
   const Ran refused = asNobody({"enable", queue(), "--type", "laser"});
   EXPECT_EQ(refused.exitStatus, 1);
   EXPECT_EQ(refused.errors.find("moxsupply enable: cannot change the PPD file of \"" + queue() +
@@ -52,7 +52,7 @@ TEST_F(DebianPolicy, LetsAnAdministratorAloneChangeAQueue) {
 }
 
 TEST_F(DebianPolicy, LetsEverybodyAskForLevels) {
-  const ModelPrinter printer(port(), laserPrinter({{"Black", 50}}));
+  const SimulatedPrinter printer(port(), laserPrinter({{"Black", 50}}));
   addEnabledQueue("laser");
   const Ran refreshed = asNobody({"refresh", queue()});
   EXPECT_EQ(refreshed.exitStatus, 0) << refreshed.errors;
@@ -62,7 +62,7 @@ TEST_F(DebianPolicy, LetsEverybodyAskForLevels) {
 
 // The command filter ends the job in its owner's name, whoever that is.
 TEST_F(DebianPolicy, LetsTheFilterEndAJobThatThePrinterHolds) {
-  const ModelPrinter printer(port(), laserPrinter({{"Black", 50}}), {.neverClose = true});
+  const SimulatedPrinter printer(port(), laserPrinter({{"Black", 50}}), {.neverClose = true});
   addEnabledQueue("laser");
   const int job = submit(server(), queue(), "ReportLevels", {"-U", "somebody"});
   EXPECT_EQ(endOf(server(), queue(), job), "canceled");

@@ -6,12 +6,12 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
-#include <sstream>
 
 #include "queue/PpdEdit.h"
 #include "queue/QueueSettings.h"
 #include "tests/support/SmallPpd.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/TextFile.h"
 
 // The whole PPD interface is marked deprecated; CUPS 2 has no other.
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
@@ -410,12 +410,11 @@ TEST(InstalledPpds, GetTheCommandFilterAndLoseItAgain) {
   if (paths.empty()) GTEST_SKIP() << "this machine has no PPD files";
   for (const std::string& path : paths) {
     SCOPED_TRACE(path);
-    std::ostringstream text;
-    text << std::ifstream(path).rdbuf();
-    const std::string edited = withSupplyReports(text.str(), kInkjet);
-    EXPECT_EQ(withoutSupplyReports(edited), text.str());
+    const std::string text = contentOf(path);
+    const std::string edited = withSupplyReports(text, kInkjet);
+    EXPECT_EQ(withoutSupplyReports(edited), text);
 
-    const ReadPpd before(text.str());
+    const ReadPpd before(text);
     const ReadPpd after(edited);
     EXPECT_THAT(after.values("cupsCommands"), ElementsAre("ReportLevels ReportStatus"));
     EXPECT_EQ(after.settings().kind, PrinterKind::kInkjet);

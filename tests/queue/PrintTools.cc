@@ -11,6 +11,8 @@
 #include <string_view>
 #include <thread>
 
+#include "tests/support/TextFile.h"
+
 namespace moxsupply::testing {
 
 namespace {
@@ -184,8 +186,7 @@ Values optionOf(const PrivatePrintServer& server, const std::string& queue,
 }
 
 std::string ppdOf(const PrivatePrintServer& server, const std::string& queue) {
-  std::ifstream file(server.folder() / fmt::format("etc/ppd/{}.ppd", queue));
-  return {std::istreambuf_iterator<char>(file), {}};
+  return contentOf(server.folder() / fmt::format("etc/ppd/{}.ppd", queue));
 }
 
 int timesLogged(const PrivatePrintServer& server, int job, const std::string& beginning) {

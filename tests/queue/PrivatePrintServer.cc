@@ -8,12 +8,12 @@
 #include <chrono>
 #include <csignal>
 #include <fstream>
-#include <iterator>
 #include <string_view>
 #include <thread>
 #include <utility>
 
 #include "system/FileDescriptor.h"
+#include "tests/support/TextFile.h"
 
 namespace moxsupply::testing {
 
@@ -124,10 +124,7 @@ std::string PrivatePrintServer::printerUri(const std::string& queue) const {
   return fmt::format("ipp://{}/printers/{}", mPort.address(), queue);
 }
 
-std::string PrivatePrintServer::log() const {
-  std::ifstream file(folder() / "log/error");
-  return {std::istreambuf_iterator<char>(file), {}};
-}
+std::string PrivatePrintServer::log() const { return contentOf(folder() / "log/error"); }
 
 void PrivatePrintServer::writeSettings(Policy policy) const {
   std::ofstream(folder() / "cupsd.conf")

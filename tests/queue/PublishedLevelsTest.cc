@@ -6,9 +6,9 @@
 #include <optional>
 #include <string>
 
-#include "tests/queue/ModelPrinter.h"
-#include "tests/queue/Models.h"
 #include "tests/queue/QueueTest.h"
+#include "tests/support/Models.h"
+#include "tests/support/SimulatedPrinter.h"
 
 namespace moxsupply::testing {
 namespace {
@@ -119,7 +119,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_P(PublishedLevels, ComeBackThroughIpp) {
   const Published& expected = GetParam();
-  const ModelPrinter printer(port(), shippedModel(expected.model));
+  const SimulatedPrinter printer(port(), shippedModel(expected.model));
   addEnabledQueue(expected.type);
   const Ran refreshed = server().moxsupply({"refresh", queue()});
   EXPECT_EQ(refreshed.exitStatus, 0) << refreshed.errors;
@@ -152,7 +152,7 @@ TEST_F(PublishedLists, HaveLevelsOnlyWherePercentageIsKnown) {
   auto& supplies = std::get<simulator::LaserModel>(model.printer).supplies;
   supplies[1].maxLevel.reset();
   supplies[2].maxLevel->value = 0;
-  const ModelPrinter printer(port(), std::move(model));
+  const SimulatedPrinter printer(port(), std::move(model));
   addEnabledQueue("laser");
   report();
   EXPECT_EQ(attributes()["marker-levels"], (Values{"100", "-2", "-2", "0"}));
@@ -160,7 +160,7 @@ TEST_F(PublishedLists, HaveLevelsOnlyWherePercentageIsKnown) {
 }
 
 TEST_F(PublishedLists, OfAnInkjetPrinterHoldNoLevelAbove100) {
-  const ModelPrinter printer(port(), inkjetPrinter("B0", 101));
+  const SimulatedPrinter printer(port(), inkjetPrinter("B0", 101));
   addEnabledQueue("inkjet");
   report();
   EXPECT_EQ(attributes()["marker-levels"], (Values{"-2", "80", "47", "92"}));
@@ -170,12 +170,12 @@ TEST_F(PublishedLists, OfAnInkjetPrinterHoldNoLevelAbove100) {
 TEST_F(PublishedLists, StayWhenThePrinterReportsNoSupplies) {
   addEnabledQueue("inkjet");
   {
-    const ModelPrinter printer(port(), inkjetPrinter("B0", 5));
+    const SimulatedPrinter printer(port(), inkjetPrinter("B0", 5));
     report();
   }
   const simulator::InkjetItem lanternHead = {.id = 0x0019, .value = {2}};
   const simulator::InkjetItem unknownCartridge = {.id = 0x0110, .value = {1}};
-  const ModelPrinter printer(
+  const SimulatedPrinter printer(
       port(), {.printer = simulator::InkjetModel{.items = {lanternHead, unknownCartridge}}});
   const int job = report();
   EXPECT_EQ(timesLogged(server(), job, "The printer reports no supplies."), 1);
@@ -187,7 +187,7 @@ TEST_F(PublishedLists, StayWhenThePrinterReportsNoSupplies) {
 // Every publication makes the print server raise an event, and keep one more copy of the
 // descriptions.
 TEST_F(PublishedLists, AreSentOnceWhileTheyHold) {
-  const ModelPrinter printer(port(), shippedModel("laser-colour-full"));
+  const SimulatedPrinter printer(port(), shippedModel("laser-colour-full"));
   addEnabledQueue("laser");
   // Six lists and the message.
   EXPECT_EQ(timesLogged(server(), report(), "ATTR: marker-"), 7);
@@ -199,7 +199,7 @@ TEST_F(PublishedLists, AreSentOnceWhileTheyHold) {
 TEST_F(PublishedLists, AreSentAnewWhenALevelChanges) {
   addEnabledQueue("laser");
   for (const auto& [level, times] : {std::pair(50U, 1), {50U, 0}, {49U, 1}}) {
-    const ModelPrinter printer(port(), laserPrinter({{"Black", level}}));
+    const SimulatedPrinter printer(port(), laserPrinter({{"Black", level}}));
     EXPECT_EQ(timesLogged(server(), report(), "ATTR: marker-names"), times);
     EXPECT_EQ(attributes()["marker-levels"], Values{std::to_string(level)});
   }
@@ -208,10 +208,10 @@ TEST_F(PublishedLists, AreSentAnewWhenALevelChanges) {
 TEST_F(PublishedLists, AreShorterWhenASupplyIsGone) {
   addEnabledQueue("laser");
   {
-    const ModelPrinter printer(port(), laserPrinter({{"One"}, {"Two"}, {"Three"}}));
+    const SimulatedPrinter printer(port(), laserPrinter({{"One"}, {"Two"}, {"Three"}}));
     report();
   }
-  const ModelPrinter printer(port(), laserPrinter({{"Two", 40}}));
+  const SimulatedPrinter printer(port(), laserPrinter({{"Two", 40}}));
   report();
   for (const char* list : {"marker-names", "marker-types", "marker-colors", "marker-levels",
                            "marker-low-levels", "marker-high-levels"}) {
@@ -222,7 +222,7 @@ TEST_F(PublishedLists, AreShorterWhenASupplyIsGone) {
 // A print server that was started again has the lists from its file, but not all that it makes of
 // them.
 TEST_F(PublishedLists, AreSentAnewToARestartedPrintServer) {
-  const ModelPrinter printer(port(), laserPrinter({{"Black", 8}}));
+  const SimulatedPrinter printer(port(), laserPrinter({{"Black", 8}}));
   addEnabledQueue("laser");
   report();
   server().restart();
@@ -235,7 +235,7 @@ TEST_F(PublishedLists, AreSentAnewToARestartedPrintServer) {
 
 TEST_F(PublishedLists, ComeWithTheCommandsOfTheQueue) {
   constexpr int kTakesCommands = 0x800000;
-  addQueue(server(), queue(), port().deviceUri(), postScriptDriver());
+  addQueue(server(), queue(), port().uri(), postScriptDriver());
   EXPECT_EQ(attributes()["printer-commands"],
             (Values{"AutoConfigure", "Clean", "PrintSelfTestPage"}));
   ASSERT_EQ(server().moxsupply({"enable", queue(), "--type", "laser"}).exitStatus, 0);
@@ -253,7 +253,7 @@ class ReplacedCartridge : public QueueTest {
   }
 
  private:
-  std::optional<ModelPrinter> mPrinter;
+  std::optional<SimulatedPrinter> mPrinter;
 };
 
 TEST_F(ReplacedCartridge, OfALaserPrinterTakesItsReasonAway) {

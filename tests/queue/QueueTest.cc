@@ -52,7 +52,7 @@ void QueueTest::TearDown() {
 PrivatePrintServer& QueueTest::server() { return *thePrintServer; }
 
 void QueueTest::addEnabledQueue(const std::string& type) const {
-  addQueue(server(), queue(), port().deviceUri(), postScriptDriver());
+  addQueue(server(), queue(), port().uri(), postScriptDriver());
   const Ran ran = server().moxsupply({"enable", queue(), "--type", type});
   ASSERT_EQ(ran.exitStatus, 0) << ran.errors;
 }

@@ -8,9 +8,9 @@
 #include <filesystem>
 #include <fstream>
 
-#include "tests/queue/ModelPrinter.h"
-#include "tests/queue/Models.h"
 #include "tests/queue/QueueTest.h"
+#include "tests/support/Models.h"
+#include "tests/support/SimulatedPrinter.h"
 #include "transcript/TranscriptReader.h"
 
 namespace moxsupply::testing {
@@ -24,7 +24,7 @@ TEST_F(RecordOnAQueue, IsOfTheLastReportAndForThePrintServerAlone) {
       << "SetEnv MOXSUPPLY_RECORD " << file.string() << "\nSetEnv MOXSUPPLY_REDACT yes\n";
   server().restart();
   addEnabledQueue("laser");
-  const ModelPrinter printer(port(), shippedModel("laser-mono-levels-in-record"));
+  const SimulatedPrinter printer(port(), shippedModel("laser-mono-levels-in-record"));
   for (int reports = 0; reports < 2; ++reports) {
     report();
     EXPECT_EQ(attributes()["marker-levels"], (Values{"45", "81"}));

@@ -4,9 +4,9 @@
 
 #include <string>
 
-#include "tests/queue/ModelPrinter.h"
-#include "tests/queue/Models.h"
 #include "tests/queue/QueueTest.h"
+#include "tests/support/Models.h"
+#include "tests/support/SimulatedPrinter.h"
 
 namespace moxsupply::testing {
 namespace {
@@ -14,7 +14,7 @@ namespace {
 class Refresh : public QueueTest {
  protected:
   void addImpatientQueue(const std::string& name) const {
-    addQueue(server(), name, port().deviceUri(), postScriptDriver());
+    addQueue(server(), name, port().uri(), postScriptDriver());
     const Ran ran = server().moxsupply(
         {"enable", name, "--type", "laser", "--timeout", "1", "--deadline", "3"});
     ASSERT_EQ(ran.exitStatus, 0) << ran.errors;
@@ -25,7 +25,7 @@ class Refresh : public QueueTest {
 
 TEST_F(Refresh, ShowsWhatThePrinterHasJustReported) {
   addEnabledQueue("laser");
-  const ModelPrinter printer(port(), laserPrinter({{"Cyan Toner", 62}, {"Black Toner", 8}}));
+  const SimulatedPrinter printer(port(), laserPrinter({{"Cyan Toner", 62}, {"Black Toner", 8}}));
   const Ran ran = refresh();
   EXPECT_EQ(ran.exitStatus, 0);
   EXPECT_EQ(ran.errors, "");
@@ -62,7 +62,7 @@ TEST_F(Refresh, CallsNoCartridgeGoodThatThePrinterRefuses) {
 TEST_F(Refresh, OfASilentPrinterShowsItsLastReportAndSaysSo) {
   addImpatientQueue(queue());
   {
-    const ModelPrinter printer(port(), laserPrinter({{"Black Toner", 50}}));
+    const SimulatedPrinter printer(port(), laserPrinter({{"Black Toner", 50}}));
     ASSERT_EQ(refresh().exitStatus, 0);
   }
   const Ran ran = refresh();
@@ -75,7 +75,7 @@ TEST_F(Refresh, OfASilentPrinterShowsItsLastReportAndSaysSo) {
 }
 
 TEST_F(Refresh, WaitsForAReportThatIsUnderWay) {
-  const ModelPrinter printer(port(), {}, silence());
+  const SimulatedPrinter printer(port(), {}, silence());
   addImpatientQueue(queue());
   const int job = submit(server(), queue(), "ReportLevels", {"-t", "ReportLevels"});
   EXPECT_EQ(refresh().exitStatus, 1);
@@ -85,8 +85,8 @@ TEST_F(Refresh, WaitsForAReportThatIsUnderWay) {
 }
 
 TEST_F(Refresh, RefusesARawQueue) {
-  const ModelPrinter printer(port(), laserPrinter({{"Black", 50}}));
-  addQueue(server(), queue(), port().deviceUri(), "");
+  const SimulatedPrinter printer(port(), laserPrinter({{"Black", 50}}));
+  addQueue(server(), queue(), port().uri(), "");
   const Ran ran = refresh();
   EXPECT_EQ(ran.exitStatus, 2);
   EXPECT_EQ(ran.errors.find("moxsupply refresh: \"" + queue() + "\" is a raw queue"), 0U)
@@ -95,8 +95,8 @@ TEST_F(Refresh, RefusesARawQueue) {
 }
 
 TEST_F(Refresh, RefusesAQueueThatIsNotEnabled) {
-  const ModelPrinter printer(port(), laserPrinter({{"Black", 50}}));
-  addQueue(server(), queue(), port().deviceUri(), postScriptDriver());
+  const SimulatedPrinter printer(port(), laserPrinter({{"Black", 50}}));
+  addQueue(server(), queue(), port().uri(), postScriptDriver());
   const Ran ran = refresh();
   EXPECT_EQ(ran.exitStatus, 2);
   EXPECT_EQ(ran.errors, "moxsupply refresh: nothing on \"" + queue() +
@@ -125,13 +125,13 @@ TEST_F(Refresh, RefusesAQueueOutOfService) {
 class RefreshOfAll : public Refresh {};
 
 TEST_F(RefreshOfAll, HasALineForEachQueueThatReports) {
-  const ModelPrinter printer(port(), laserPrinter({{"Cyan", 50}, {"Black", 50}}));
+  const SimulatedPrinter printer(port(), laserPrinter({{"Cyan", 50}, {"Black", 50}}));
   const ReservedPort silent;
   addImpatientQueue("good");
   addImpatientQueue("silent");
-  ASSERT_EQ(server().run({"lpadmin", "-p", "silent", "-v", silent.deviceUri()}).exitStatus, 0);
-  addQueue(server(), "raw", port().deviceUri(), "");
-  addQueue(server(), "unasked", port().deviceUri(), postScriptDriver());
+  ASSERT_EQ(server().run({"lpadmin", "-p", "silent", "-v", silent.uri()}).exitStatus, 0);
+  addQueue(server(), "raw", port().uri(), "");
+  addQueue(server(), "unasked", port().uri(), postScriptDriver());
   addImpatientQueue("stopped");
   ASSERT_EQ(server().run({"cupsdisable", "stopped"}).exitStatus, 0);
 
@@ -145,18 +145,18 @@ TEST_F(RefreshOfAll, HasALineForEachQueueThatReports) {
 class LevelsOfAQueue : public QueueTest {};
 
 TEST_F(LevelsOfAQueue, AreThoseOfItsPrinter) {
-  const ModelPrinter printer(port(), laserPrinter({{"Cyan Toner", 62}}));
-  addQueue(server(), queue(), port().deviceUri(), postScriptDriver());
+  const SimulatedPrinter printer(port(), laserPrinter({{"Cyan Toner", 62}}));
+  addQueue(server(), queue(), port().uri(), postScriptDriver());
   const Ran byName = server().moxsupply({"levels", queue()});
   EXPECT_EQ(byName.exitStatus, 0);
   EXPECT_EQ(byName.errors, "");
-  EXPECT_EQ(byName.output, server().moxsupply({"levels", port().deviceUri()}).output);
+  EXPECT_EQ(byName.output, server().moxsupply({"levels", port().uri()}).output);
   EXPECT_EQ(byName.output.find("Laser printer, 1 supply\n"), 0U) << byName.output;
 }
 
 // A queue that tells the type of its printer spares the question.
 TEST_F(LevelsOfAQueue, AreAskedAsItIsEnabled) {
-  const ModelPrinter printer(port(), inkjetPrinter("B0", 61));
+  const SimulatedPrinter printer(port(), inkjetPrinter("B0", 61));
   addEnabledQueue("inkjet");
   const Ran ran = server().moxsupply({"levels", queue(), "--timeout", "5"});
   EXPECT_EQ(ran.output.find("Inkjet printer, Lantern print head, 4 supplies\n"), 0U) << ran.output;

@@ -13,6 +13,9 @@ namespace moxsupply::testing {
 
 // A host's connection to the printer at a device URI, socket://ADDRESS:PORT. No call waits longer
 // than ten seconds; one that would, fails the test.
+//
+// Use it where the simulator is tested from the network, and the test itself is the host. Where a
+// program is the host and is tested, the printer is a SimulatedPrinter.
 class Client {
  public:
   explicit Client(const std::string& uri);

@@ -4,6 +4,7 @@
 
 #include "simulator/Requests.h"
 #include "tests/support/Hex.h"
+#include "tests/support/Requests.h"
 
 namespace moxsupply::testing {
 namespace {
@@ -14,12 +15,8 @@ using simulator::RequestReader;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-// The requests as hosts send them.
-const Bytes kLoopBack = hex("A5 00 06 40 03 04 20 20 20");
-const Bytes kInkjetQuery = hex("A5 00 05 50 E0 81 00 FF");
+// What goes before each query of a laser printer.
 const Bytes kPrefix = hex("A5 00 10 80 A4 5B A4 5B 10 EF A4 5B 11 EE 00 FF 13 EC 2E");
-const Bytes kDeviceQuery = joined({kPrefix, hex("A5 00 08 50 E0 21 01 00 00 01 08")});
-const Bytes kSuppliesQuery = joined({kPrefix, hex("A5 00 05 50 E0 07 02 00")});
 
 std::string asText(const RequestReader::Finding& finding) {
   if (const auto* junk = std::get_if<Junk>(&finding)) {

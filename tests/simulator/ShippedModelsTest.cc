@@ -13,6 +13,7 @@
 #include "simulator/ModelFile.h"
 #include "simulator/ShippedModels.h"
 #include "tests/support/FilterProcess.h"
+#include "tests/support/TestName.h"
 
 namespace moxsupply::testing {
 namespace {
@@ -79,12 +80,6 @@ TEST_P(ShippedModel, SendsNoStartByteInsideAPacket) {
       EXPECT_EQ(reply[at] == 0xA5, std::ranges::find(offsets, at) != offsets.end()) << at;
     }
   }
-}
-
-std::string testName(const ::testing::TestParamInfo<std::string>& info) {
-  std::string name = info.param;
-  std::ranges::replace(name, '-', '_');
-  return name;
 }
 
 INSTANTIATE_TEST_SUITE_P(Each, ShippedModel, ::testing::ValuesIn(allModels()), testName);

@@ -3,9 +3,17 @@
 #include <array>
 #include <cctype>
 #include <cstdio>
+#include <nlohmann/json.hpp>
+#include <ostream>
 #include <variant>
 
-namespace moxsupply::testing {
+namespace moxsupply {
+
+void PrintTo(const Dictionary& dictionary, std::ostream* out) {
+  *out << testing::shown(dictionary);
+}
+
+namespace testing {
 
 namespace {
 
@@ -49,4 +57,5 @@ std::string shown(const std::optional<Dictionary>& dictionary) {
 
 std::string json(std::string_view text) { return Json::parse(text).dump(2); }
 
-}  // namespace moxsupply::testing
+}  // namespace testing
+}  // namespace moxsupply

@@ -1,14 +1,21 @@
 #pragma once
 
-#include <nlohmann/json.hpp>
+#include <iosfwd>
+#include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <string>
 #include <string_view>
 
 #include "values/Dictionary.h"
 
-namespace moxsupply::testing {
+namespace moxsupply {
 
+// How GoogleTest shows a dictionary.
+void PrintTo(const Dictionary& dictionary, std::ostream* out);
+
+namespace testing {
+
+// Whoever makes or takes apart such a value includes the library, which takes seconds to compile.
 using Json = nlohmann::json;
 
 // A dictionary as JSON. A key that is a bare number reads "#7", so that it cannot be taken for a
@@ -23,4 +30,5 @@ std::string shown(const std::optional<Dictionary>& dictionary);
 // JSON that a test writes, in the same form. Throws, which fails the test, when it is not JSON.
 std::string json(std::string_view text);
 
-}  // namespace moxsupply::testing
+}  // namespace testing
+}  // namespace moxsupply

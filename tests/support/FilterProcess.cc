@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/prctl.h>
@@ -15,7 +16,9 @@
 #include <cstring>
 #include <thread>
 
+#include "system/Pipe.h"
 #include "tests/support/BecomeProgram.h"
+#include "tests/support/ReservedPort.h"
 
 // Writes the coverage counters out. Present in coverage builds only: their preset has it linked in,
 // which a weak reference alone does not do.
@@ -31,27 +34,49 @@ using std::chrono::steady_clock;
 constexpr auto kPatience = std::chrono::seconds(10);
 constexpr int kBackChannel = 3;
 
-struct Pair {
-  FileDescriptor readEnd;
-  FileDescriptor writeEnd;
-};
-
-Pair makePipe(int flags = 0) {
-  std::array<int, 2> ends{};
-  if (::pipe2(ends.data(), flags | O_CLOEXEC) != 0) std::abort();
+Pipe madeOf(std::array<int, 2> ends) {
   return {aboveFilterDescriptors(FileDescriptor(ends[0])),
           aboveFilterDescriptors(FileDescriptor(ends[1]))};
 }
 
-Pair makeBackChannel(BackChannel kind) {
-  if (kind == BackChannel::kClosed) return {};
-  if (kind == BackChannel::kNonBlockingPipe) return makePipe(O_NONBLOCK);
-  if (kind == BackChannel::kBlockingPipe) return makePipe();
-  const int type = kind == BackChannel::kMessages ? SOCK_SEQPACKET : SOCK_STREAM;
+Pipe makeMessageSocket() {
   std::array<int, 2> ends{};
-  if (::socketpair(AF_UNIX, type | SOCK_CLOEXEC, 0, ends.data()) != 0) std::abort();
-  return {aboveFilterDescriptors(FileDescriptor(ends[0])),
-          aboveFilterDescriptors(FileDescriptor(ends[1]))};
+  if (::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()) != 0) std::abort();
+  return madeOf(ends);
+}
+
+// The filter's end is the one to read from.
+Pipe makeTcpConnection() {
+  const ReservedPort port;
+  const FileDescriptor listener = listenOn(port);
+  sockaddr_in address{};
+  socklen_t size = sizeof address;
+  ::getsockname(listener.get(), reinterpret_cast<sockaddr*>(&address), &size);
+  const int filter = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  if (::connect(filter, reinterpret_cast<sockaddr*>(&address), size) != 0) std::abort();
+  return madeOf({filter, ::accept4(listener.get(), nullptr, nullptr, SOCK_CLOEXEC)});
+}
+
+Pipe makeBackChannel(BackChannel kind) {
+  switch (kind) {
+    case BackChannel::kNonBlockingPipe:
+      return makePipe(Blocking::kNo);
+    case BackChannel::kBlockingPipe:
+      return makePipe(Blocking::kYes);
+    case BackChannel::kSocketPair:
+      return makeSocketPair();
+    case BackChannel::kMessages:
+      return makeMessageSocket();
+    case BackChannel::kTcp:
+      return makeTcpConnection();
+    case BackChannel::kClosed:
+      break;
+  }
+  return {};
+}
+
+FileDescriptor copyOf(const FileDescriptor& descriptor) {
+  return FileDescriptor(::fcntl(descriptor.get(), F_DUPFD_CLOEXEC, 5));
 }
 
 // Reads until `count` bytes have come, the end, or patience runs out.
@@ -108,9 +133,12 @@ FilterProcess::FilterProcess(BackChannel backChannel, const std::vector<std::str
 
 void FilterProcess::start(BackChannel backChannel, const std::function<void(int)>& inChild,
                           std::span<const std::uint8_t> waiting) {
-  Pair output = makePipe();
-  Pair result = makePipe();
-  Pair back = makeBackChannel(backChannel);
+  Pipe result = makePipe(Blocking::kYes);
+  Pipe back = makeBackChannel(backChannel);
+  // Written to by the filter, read from here.
+  Pipe output = backChannel == BackChannel::kTcp
+                    ? Pipe{.readEnd = copyOf(back.writeEnd), .writeEnd = copyOf(back.readEnd)}
+                    : makePipe(Blocking::kYes);
   if (writeAll(back.writeEnd.get(), textOf(waiting)) != 0) std::abort();
   ::signal(SIGPIPE, SIG_IGN);
   std::fflush(nullptr);
@@ -177,7 +205,20 @@ void FilterProcess::sendInPieces(const std::vector<Bytes>& pieces) {
   }
 }
 
+void FilterProcess::resetLink() {
+  const linger atOnce = {.l_onoff = 1, .l_linger = 0};
+  ::setsockopt(mBackChannel.get(), SOL_SOCKET, SO_LINGER, &atOnce, sizeof atOnce);
+  closeLink();
+  endBackChannel();
+}
+
 Bytes FilterProcess::receive(std::size_t count) { return readUpTo(mOutput.get(), count); }
+
+Bytes FilterProcess::receiveSome(std::size_t most) {
+  Bytes bytes(most);
+  const ssize_t count = ::read(mOutput.get(), bytes.data(), bytes.size());
+  return firstBytes(bytes, count > 0 ? static_cast<std::size_t>(count) : 0);
+}
 
 bool FilterProcess::isRunning() const {
   siginfo_t info{};

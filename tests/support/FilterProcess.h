@@ -20,6 +20,7 @@ enum class BackChannel {
   kSocketPair,  // blocking, both ways
   kMessages,  // a socket that keeps what is sent apart: a read takes as much as it asks for of the
               // front of one message, and the rest of that message is lost
+  kTcp,       // a TCP connection, which is standard output as well: a link that can be reset
   kClosed,
 };
 
@@ -32,6 +33,10 @@ Bytes restOfBackChannel();
 // A child process that stands where a print filter stands: its standard output and its descriptor 3
 // are real descriptors whose other ends this object holds. It is killed when the object goes. No
 // call waits longer than ten seconds; one that would, fails the test.
+//
+// Use it where the test itself is the printer of the module or of a program: it takes the requests
+// and says what is sent when, and how the link fails. Where a program is only run to its end, Run;
+// where it is to find its printer on the network, SimulatedPrinter.
 class FilterProcess {
  public:
   struct Ending {
@@ -73,8 +78,20 @@ class FilterProcess {
   // Takes the printer's end of standard output away: the next write there fails.
   void closeLink() { mOutput = FileDescriptor(); }
 
+  // Resets the link, which is kTcp: the next read and the next write fail.
+  void resetLink();
+
   // The next `count` bytes that the filter writes to its standard output; fewer when it ends.
   Bytes receive(std::size_t count);
+
+  // For poll, where a test has many of these: `output` is readable when there is something to
+  // receive; `life` has POLLHUP, for good, once the process and whatever it started have ended.
+  [[nodiscard]] int output() const { return mOutput.get(); }
+  [[nodiscard]] int life() const { return mResult.get(); }
+
+  // What has been written to standard output, at most so many bytes, without waiting for more than
+  // the first of them; none at its end.
+  Bytes receiveSome(std::size_t most);
 
   // Whether the process is still running.
   [[nodiscard]] bool isRunning() const;

@@ -6,6 +6,10 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <nlohmann/json.hpp>
+
+#include "tests/support/DictionaryJson.h"
+#include "tests/support/Hex.h"
 
 namespace moxsupply::testing {
 
@@ -176,8 +180,8 @@ class GoldenReader {
   }
 
   void endSection() {
-    if (mSection == "decoded") mGolden.steps.back().decoded = takeJson();
-    if (mSection == "report") mGolden.report = takeJson();
+    if (mSection == "decoded") mGolden.steps.back().decoded = takeJson().dump(2);
+    if (mSection == "report") mGolden.report = takeReport();
     const bool holdsBytes = !mSection.empty() && mSection != "decoded" && mSection != "report";
     if (holdsBytes && mGolden.steps.back().packets.back().empty()) {
       refuseAt(mSectionLine, "no bytes");
@@ -197,16 +201,23 @@ class GoldenReader {
     }
   }
 
+  std::string takeReport() {
+    const Json report = takeJson();
+    const bool hasBoth = report.is_object() && report.size() == 2 && report.contains("status") &&
+                         report.contains("report");
+    if (!hasBoth) refuse(kNoReport);
+    return report.dump(2);
+  }
+
   void judgeWhole() const {
     if (!mKindIsKnown) refuse("no kind");
     if (mGolden.steps.empty()) refuse("no bytes");
     if (!mGolden.isExchange() && !mGolden.steps.back().decoded) refuse("what is it decoded to?");
-    if (!mGolden.isExchange()) return;
-    const auto& report = mGolden.report;
-    const bool hasBoth = report && report->is_object() && report->size() == 2 &&
-                         report->contains("status") && report->contains("report");
-    if (!hasBoth) refuse(R"(an exchange ends with {"status": N, "report": {...}})");
+    if (mGolden.isExchange() && !mGolden.report) refuse(kNoReport);
   }
+
+  static constexpr const char* kNoReport =
+      R"(an exchange ends with {"status": N, "report": {...}})";
 
   Golden mGolden;
   std::string_view mText;  // what is not read yet
@@ -227,20 +238,14 @@ const std::filesystem::path& dataFolder() {
 }  // namespace
 
 Bytes Golden::all(What what) const {
-  Bytes all;
+  std::vector<Bytes> all;
   for (const Step& step : steps) {
-    if (step.what != what) continue;
-    const Bytes bytes = step.bytes();
-    all.insert(all.end(), bytes.begin(), bytes.end());
+    if (step.what == what) all.push_back(step.bytes());
   }
-  return all;
+  return joined(all);
 }
 
-Bytes Golden::Step::bytes() const {
-  Bytes whole;
-  for (const Bytes& packet : packets) whole.insert(whole.end(), packet.begin(), packet.end());
-  return whole;
-}
+Bytes Golden::Step::bytes() const { return joined(packets); }
 
 Golden parseGolden(const std::string& name, std::string_view text) {
   return GoldenReader(name, text).read();
@@ -259,6 +264,18 @@ std::vector<std::string> goldenNames() {
     if (entry.path().extension() == ".golden") names.push_back(entry.path().stem());
   }
   std::ranges::sort(names);
+  return names;
+}
+
+std::vector<std::string> exchangeNames() {
+  std::vector<std::string> names = goldenNames();
+  std::erase_if(names, [](const std::string& name) {
+    try {
+      return !readGolden(name).isExchange();
+    } catch (const BrokenGolden&) {
+      return false;
+    }
+  });
   return names;
 }
 

@@ -6,8 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "tests/support/DictionaryJson.h"
-#include "tests/support/Hex.h"
+#include "tests/support/Bytes.h"
 
 namespace moxsupply::testing {
 
@@ -30,8 +29,9 @@ struct Golden {
 
   struct Step {
     What what;
-    std::vector<Bytes> packets;   // a reply's, each sent once those before it are read; else one
-    std::optional<Json> decoded;  // what the decoder gives for these bytes; null for nothing
+    std::vector<Bytes> packets;  // a reply's, each sent once those before it are read; else one
+    std::optional<std::string> decoded;  // what the decoder gives for these bytes, "null" for
+                                         // nothing: JSON as `shown` lays it out
 
     [[nodiscard]] Bytes bytes() const;  // all packets, back to back
   };
@@ -41,7 +41,7 @@ struct Golden {
   std::string transport = "usb";
   bool repeatsKeys = false;  // a number or an item comes twice, and the later one counts
   std::vector<Step> steps;
-  std::optional<Json> report;  // of an exchange: {"status": 0, "report": {...}}
+  std::optional<std::string> report;  // of an exchange: {"status": 0, "report": {...}}, likewise
 
   // The bytes of all steps of a kind, back to back.
   [[nodiscard]] Bytes all(What what) const;
@@ -63,5 +63,9 @@ Golden readGolden(const std::string& name);
 
 // The names of all files in tests/data that end in ".golden", in alphabetical order.
 std::vector<std::string> goldenNames();
+
+// Of those, the ones that hold an exchange. A broken file counts as one, so that it fails under its
+// own name.
+std::vector<std::string> exchangeNames();
 
 }  // namespace moxsupply::testing

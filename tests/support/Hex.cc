@@ -37,18 +37,6 @@ Bytes hex(std::string_view text) {
   return bytes;
 }
 
-Bytes joined(std::initializer_list<Bytes> parts) {
-  Bytes whole;
-  for (const Bytes& part : parts) whole.insert(whole.end(), part.begin(), part.end());
-  return whole;
-}
-
-Bytes repeated(std::uint8_t byte, std::size_t count) {
-  Bytes bytes;
-  bytes.resize(count, byte);
-  return bytes;
-}
-
 std::string hexText(std::span<const std::uint8_t> bytes) {
   constexpr std::string_view kDigits = "0123456789ABCDEF";
   std::string text;
@@ -58,7 +46,5 @@ std::string hexText(std::span<const std::uint8_t> bytes) {
   }
   return text;
 }
-
-Bytes bytesOf(std::string_view text) { return {text.begin(), text.end()}; }
 
 }  // namespace moxsupply::testing

@@ -1,25 +1,17 @@
 #include "tests/support/InkjetReply.h"
 
+#include "tests/support/Hex.h"
 #include "tests/support/Packet.h"
 
 namespace moxsupply::testing {
 
-namespace {
-
-Bytes bigEndian16(std::size_t number) {
-  return {static_cast<std::uint8_t>(number >> 8), static_cast<std::uint8_t>(number)};
-}
-
-}  // namespace
-
 Bytes inkjetItem(std::uint16_t id, const Bytes& value) {
-  return joined({bigEndian16(id), {static_cast<std::uint8_t>(value.size())}, value});
+  return joined({u16(id), u8(static_cast<std::uint32_t>(value.size())), value});
 }
 
 Bytes inkjetReply(const std::vector<Bytes>& items) {
-  Bytes body = joined({hex("E0 81 00 FF"), bigEndian16(items.size())});
-  for (const Bytes& item : items) body = joined({body, item});
-  return packet(0x50, body);
+  return packet(kLast, joined({hex("E0 81 00 FF"), u16(static_cast<std::uint32_t>(items.size())),
+                               joined(items)}));
 }
 
 }  // namespace moxsupply::testing

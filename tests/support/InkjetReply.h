@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "tests/support/Hex.h"
+#include "tests/support/Bytes.h"
 
 namespace moxsupply::testing {
 

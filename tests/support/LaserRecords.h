@@ -5,25 +5,13 @@
 #include <vector>
 
 #include "tests/support/Hex.h"
+#include "tests/support/Packet.h"
+#include "tests/support/Requests.h"
 
 namespace moxsupply::testing {
 
-// Bytes of laser printers, put together piece by piece, for tests in which bytes written out would
-// hide what the test is about. Numbers are big-endian and cut to their width.
-
-Bytes u8(std::uint32_t number);
-Bytes u16(std::uint32_t number);
-Bytes u32(std::uint32_t number);
-Bytes joined(const std::vector<Bytes>& parts);
-
-// The first `size` bytes, in a heap block of just that size: a read past their end shows.
-Bytes cut(const Bytes& bytes, std::size_t size);
-
-// `value` repeated.
-Bytes filled(std::size_t count, std::uint8_t value = 0);
-
-// Writes `bytes` over those of `record` from `offset` on.
-void put(Bytes& record, std::size_t offset, const Bytes& bytes);
+// Records of laser printers, put together piece by piece, for tests in which bytes written out
+// would hide what the test is about.
 
 // A field of a supply, or an element without children: tag, form, length, value. The short form has
 // a form byte of 1 and the length behind it; the long form a form byte of 0, two bytes that mean
@@ -51,15 +39,6 @@ Bytes recordHead(std::uint16_t elementCount);
 Bytes suppliesRecord(std::uint16_t suppliesCount, const std::vector<Bytes>& supplies);
 Bytes suppliesRecord(const std::vector<Bytes>& supplies);
 constexpr std::size_t kFirstSupply = 61;
-
-// A packet: start byte, length, flags, body.
-Bytes packet(std::uint8_t flags, const Bytes& body);
-constexpr std::uint8_t kLast = 0x50;
-constexpr std::uint8_t kMoreFollow = 0x70;
-
-// The two requests of a laser query, each with the packet that goes before it: 30 and 27 bytes.
-const Bytes& deviceRequest();  // asks for the supplies table
-const Bytes& queryRequest();   // asks for the model-family record
 
 // Replies of one packet.
 Bytes deviceReply(const Bytes& record);  // to the request for the supplies table

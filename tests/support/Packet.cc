@@ -3,10 +3,7 @@
 namespace moxsupply::testing {
 
 Bytes packet(std::uint8_t flags, const Bytes& body) {
-  const std::size_t length = 1 + body.size();
-  const Bytes head = {0xA5, static_cast<std::uint8_t>(length >> 8),
-                      static_cast<std::uint8_t>(length), flags};
-  return joined({head, body});
+  return joined({u8(0xA5), u16(static_cast<std::uint32_t>(body.size()) + 1), u8(flags), body});
 }
 
 }  // namespace moxsupply::testing

@@ -41,7 +41,7 @@ ReservedPort::ReservedPort() : mSocket(boundTo(0, 0)) {
 
 std::string ReservedPort::address() const { return "127.0.0.1:" + std::to_string(mNumber); }
 
-std::string ReservedPort::deviceUri() const { return "socket://" + address() + '/'; }
+std::string ReservedPort::uri() const { return "socket://" + address(); }
 
 FileDescriptor listenOn(const ReservedPort& port) {
   FileDescriptor listener = boundTo(port.number(), SOCK_NONBLOCK);

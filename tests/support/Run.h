@@ -16,6 +16,9 @@ struct Ran {
 
 // Runs a program to its end. `environment`: further variables, NAME=VALUE. One that takes longer
 // than `patience` fails the test and is killed.
+//
+// Use it where only what comes out in the end counts. Where the test deals with the program while
+// it runs, FilterProcess.
 Ran run(const std::vector<std::string>& command, const std::vector<std::string>& environment = {},
         std::chrono::seconds patience = std::chrono::seconds(30));
 

@@ -1,46 +1,29 @@
 #pragma once
 
-#include <fmt/format.h>
-#include <netinet/in.h>
+#include <poll.h>
 #include <sys/socket.h>
 
-#include <cstdlib>
-#include <string>
-
 #include "system/FileDescriptor.h"
+#include "tests/support/ReservedPort.h"
 
 namespace moxsupply::testing {
 
-// A TCP port of this machine on which somebody listens, and takes connections, and does no more;
-// or, closed, on which nobody does.
-class SilentPort {
+// A port at which connections are taken, and nothing is ever said.
+//
+// Use it where a host is to wait in vain, or where the test itself takes the connection and is the
+// printer, byte by byte. Where nobody is to listen, ReservedPort; where a printer is to answer, or
+// to fall silent later, SimulatedPrinter.
+class SilentPort : public ReservedPort {
  public:
-  SilentPort() {
-    mSocket = FileDescriptor(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof(address);
-    if (::bind(mSocket.get(), reinterpret_cast<sockaddr*>(&address), size) != 0 ||
-        ::listen(mSocket.get(), 8) != 0 ||
-        ::getsockname(mSocket.get(), reinterpret_cast<sockaddr*>(&address), &size) != 0) {
-      std::abort();
-    }
-    mUri = fmt::format("socket://127.0.0.1:{}", ntohs(address.sin_port));
-  }
-
-  void close() { mSocket = FileDescriptor(); }
-
-  // Takes one connection.
+  // Takes one connection; empty when none comes within ten seconds.
   [[nodiscard]] FileDescriptor accept() const {
-    return FileDescriptor(::accept4(mSocket.get(), nullptr, nullptr, SOCK_CLOEXEC));
+    pollfd waiting = {.fd = mListener.get(), .events = POLLIN, .revents = 0};
+    ::poll(&waiting, 1, 10'000);
+    return FileDescriptor(::accept4(mListener.get(), nullptr, nullptr, SOCK_CLOEXEC));
   }
-
-  [[nodiscard]] const std::string& uri() const { return mUri; }
 
  private:
-  FileDescriptor mSocket;
-  std::string mUri;
+  FileDescriptor mListener = listenOn(*this);
 };
 
 }  // namespace moxsupply::testing

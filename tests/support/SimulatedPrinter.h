@@ -1,40 +1,57 @@
 #pragma once
 
+#include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
-#include "tests/support/FilterProcess.h"
+#include "simulator/Faults.h"
+#include "simulator/Model.h"
+#include "simulator/Server.h"
+#include "system/Pipe.h"
+#include "tests/support/ReservedPort.h"
 
 namespace moxsupply::testing {
 
-// `moxsupply simulate MODEL` in a process of its own, until this object goes. The build tells where
-// the program is (MOXSUPPLY_PROGRAM).
+// Takes everything, says nothing, and does not hang up either.
+inline simulator::Faults silence() { return {.silent = 0, .neverClose = true}; }
+
+// The simulated printer on the network, in a thread of this process, until this object goes.
+//
+// Use it wherever a program is to meet a printer at a device URI. Where the simulator itself is
+// tested, ask its classes, or run `moxsupply simulate` and be its host (Client); where a program is
+// to have the printer on descriptors 1 and 3, as a filter, FilterProcess.
 class SimulatedPrinter {
  public:
-  // `model`: the name of a shipped model, or a model file's path. `faults`: as --fault takes them.
-  explicit SimulatedPrinter(const std::string& model, const std::vector<std::string>& faults = {})
-      : mProcess(BackChannel::kClosed, commandFor(model, faults)) {
-    for (Bytes next = mProcess.receive(1); !next.empty() && next[0] != '\n';
-         next = mProcess.receive(1)) {
-      mUri.push_back(static_cast<char>(next[0]));
-    }
-  }
+  // On a port of its own. `model`: the name of a shipped model, or a model file's path. `faults`:
+  // as `moxsupply simulate --fault` takes them.
+  explicit SimulatedPrinter(const std::string& model, const std::vector<std::string>& faults = {});
+
+  // To replace a cartridge: let the printer go, and put another one on the same port.
+  SimulatedPrinter(const ReservedPort& port, simulator::Model model, simulator::Faults faults = {});
+
+  ~SimulatedPrinter();
+  SimulatedPrinter(const SimulatedPrinter&) = delete;
+  SimulatedPrinter& operator=(const SimulatedPrinter&) = delete;
+  SimulatedPrinter(SimulatedPrinter&&) = delete;
+  SimulatedPrinter& operator=(SimulatedPrinter&&) = delete;
 
   // The device URI at which it answers, socket://127.0.0.1:PORT.
   [[nodiscard]] const std::string& uri() const { return mUri; }
 
-  [[nodiscard]] pid_t pid() const { return mProcess.pid(); }
+  // What has come out as paper: the beginnings of what it was sent and is no request.
+  [[nodiscard]] std::string paper() const;
 
  private:
-  static std::vector<std::string> commandFor(const std::string& model,
-                                             const std::vector<std::string>& faults) {
-    std::vector<std::string> command = {MOXSUPPLY_PROGRAM, "simulate", model};
-    for (const std::string& fault : faults) command.push_back("--fault=" + fault);
-    return command;
-  }
+  void print(const simulator::Junk& junk);
 
-  FilterProcess mProcess;
   std::string mUri;
+  mutable std::mutex mMutex;
+  std::string mPaper;
+  simulator::Model mModel;
+  simulator::Server mServer;
+  Pipe mStop = makePipe(Blocking::kNo);  // its end: stop
+  std::thread mThread;
 };
 
 }  // namespace moxsupply::testing

@@ -3,7 +3,7 @@
 
 #include <limits>
 
-#include "tests/support/DictionaryText.h"
+#include "tests/support/DictionaryJson.h"
 #include "values/Dictionary.h"
 
 namespace moxsupply::testing {
@@ -102,7 +102,7 @@ TEST(Dictionary, ReplacesAValueAlsoByOneOfAnotherType) {
   dictionary.set("kFirstCartID", Bytes{0x30});
   dictionary.set("kPrintHead", Bytes{0x00});
   dictionary.set("kFirstCartID", 4);
-  EXPECT_EQ(text(dictionary), R"({"kFirstCartID": 4, "kPrintHead": <00>})");
+  EXPECT_EQ(shown(dictionary), json(R"({"kFirstCartID": 4, "kPrintHead": ["00"]})"));
 }
 
 TEST(Dictionary, KeepsTheOrderInWhichKeysWereFirstSet) {
@@ -141,7 +141,7 @@ TEST(Dictionary, ChangesThroughAPointer) {
   dictionary.get<Dictionary>(Key(3))->set("Max Level", 9);
   dictionary.set("Supplies Count", 1);
   *dictionary.find("Supplies Count") = "one";
-  EXPECT_EQ(text(dictionary), R"({"3": {"Max Level": 9}, "Supplies Count": "one"})");
+  EXPECT_EQ(shown(dictionary), json(R"({"#3": {"Max Level": 9}, "Supplies Count": "one"})"));
 }
 
 TEST(Dictionary, LosesARemovedEntryAndNoOther) {
@@ -151,7 +151,7 @@ TEST(Dictionary, LosesARemovedEntryAndNoOther) {
   dictionary.set("kThirdCartID", 3);
   dictionary.remove("kSecondCartID");
   dictionary.remove("kFourthCartID");
-  EXPECT_EQ(text(dictionary), R"({"kFirstCartID": 1, "kThirdCartID": 3})");
+  EXPECT_EQ(shown(dictionary), json(R"({"kFirstCartID": 1, "kThirdCartID": 3})"));
   EXPECT_EQ(dictionary.size(), 2U);
 }
 

@@ -1,4 +1,5 @@
-#include "tests/queue/Models.h"
+
+#include "tests/support/Models.h"
 
 #include <fmt/format.h>
 
