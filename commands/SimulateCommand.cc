@@ -7,18 +7,15 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <memory>
 #include <span>
 #include <stdexcept>
 #include <string_view>
-#include <system_error>
 #include <utility>
 
 #include "commands/ListenAddress.h"
-#include "simulator/ChildCommand.h"
 #include "simulator/Faults.h"
 #include "simulator/ModelFile.h"
 #include "simulator/Replay.h"
@@ -26,6 +23,7 @@
 #include "simulator/ShippedModels.h"
 #include "system/FileDescriptor.h"
 #include "system/Listener.h"
+#include "system/Process.h"
 #include "system/StopSignals.h"
 #include "transcript/TranscriptReader.h"
 
@@ -103,18 +101,28 @@ int serve(simulator::Server& server, const StopSignals& signals, const std::stri
   return 0;
 }
 
+// Runs the command beside the printer, with this process's standard streams. A command at a
+// terminal shares its signals with this process; there, and there only, what it has started is not
+// signalled.
 int serveCommand(simulator::Server& server, const StopSignals& signals, const std::string& uri,
-                 const std::vector<std::string>& command) try {
+                 const CommandLine& besides) {
   static_cast<void>(writeAll(STDERR_FILENO, uri + '\n'));
-  ::setenv("DEVICE_URI", uri.c_str(), 1);
-  simulator::ChildCommand child(withUri(command, uri));
-  server.serve(std::array{signals.descriptor(), child.descriptor()});
-  if (const int signal = signals.take(); signal != 0) child.stop(signal);
+  const CommandLine commandLine = withUri(besides, uri);
+  auto command = Process::start({.program = commandLine.front(),
+                                 .arguments = commandLine,
+                                 .environment = environmentWith({"DEVICE_URI=" + uri}),
+                                 .inOwnGroup = ::isatty(STDIN_FILENO) == 0});
+  if (!command) {
+    say(fmt::format("{}: {}", commandLine.front(), std::strerror(command.error())));
+    return kExitNotStarted;
+  }
+  server.serve(std::array{signals.descriptor(), command->descriptor()});
+  if (const int signal = signals.take(); signal != 0) {
+    command->stop(signal, std::chrono::seconds(1));
+  }
   server.finish();
-  return child.wait();
-} catch (const std::system_error& error) {
-  say(error.what());
-  return kExitNotStarted;
+  command->wait();
+  return command->shellStatus().value();
 }
 
 Result<simulator::Server::NewConversation> replayOf(const std::string& path, bool quick) {

@@ -4,7 +4,6 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -12,6 +11,7 @@
 
 #include "links/ServerFolder.h"
 #include "system/Pipe.h"
+#include "system/Process.h"
 #include "text/TerminalText.h"
 
 namespace moxsupply {
@@ -29,18 +29,12 @@ std::string installedBackends() {
   return names.empty() ? "none is: is CUPS installed?" : fmt::format("{}", fmt::join(names, ", "));
 }
 
-// What stands in the child between fork and the backend's first instruction.
-[[noreturn]] void becomeBackend(const std::string& path, const DeviceUri& uri,
-                                const std::array<int, 5>& descriptors) {
-  for (int descriptor = 0; descriptor < static_cast<int>(descriptors.size()); ++descriptor) {
-    ::dup2(descriptors[static_cast<std::size_t>(descriptor)], descriptor);
-  }
-  ::setenv("DEVICE_URI", uri.text.c_str(), 1);
-  // As the print server calls it: URI, job, user, title, copies, options; the data on standard
-  // input.
-  ::execl(path.c_str(), uri.text.c_str(), "1", "moxsupply", "Supply levels", "1", "", nullptr);
-  fmt::print(stderr, "ERROR: {}: {}\n", path, std::strerror(errno));
-  ::_exit(EXIT_FAILURE);
+// As the print server calls a backend: URI, job, user, title, copies, options; the data on standard
+// input.
+ProgramStart backendFor(const DeviceUri& uri, const std::string& path) {
+  return {.program = path,
+          .arguments = {uri.text, "1", "moxsupply", "Supply levels", "1", ""},
+          .environment = environmentWith({"DEVICE_URI=" + uri.text})};
 }
 
 }  // namespace
@@ -72,14 +66,14 @@ Result<BackendLink> startBackend(const std::string& path, const DeviceUri& uri) 
     return failure(fmt::format("cannot make a pipe: {}", std::strerror(errno)));
   }
 
-  ChildProcess backend([&] {
-    becomeBackend(path, uri,
-                  {toPrinter.readEnd.get(), null.get(), messages.writeEnd.get(),
-                   backChannel.writeEnd.get(), sideChannel.writeEnd.get()});
-  });
+  ProgramStart start = backendFor(uri, path);
+  start.descriptors = {toPrinter.readEnd.get(), null.get(), messages.writeEnd.get(),
+                       backChannel.writeEnd.get(), sideChannel.writeEnd.get()};
+  auto backend = Process::start(start);
+  if (!backend) return failure(fmt::format("{}: {}", path, std::strerror(backend.error())));
   return BackendLink{std::move(toPrinter.writeEnd), std::move(backChannel.readEnd),
                      std::move(messages.readEnd), std::move(sideChannel.readEnd),
-                     std::move(backend)};
+                     *std::move(backend)};
 }
 
 }  // namespace moxsupply

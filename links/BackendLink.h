@@ -3,8 +3,8 @@
 #include <string>
 
 #include "links/DeviceUri.h"
-#include "system/ChildProcess.h"
 #include "system/FileDescriptor.h"
+#include "system/Process.h"
 #include "text/Problem.h"
 
 namespace moxsupply {
@@ -20,7 +20,7 @@ struct BackendLink {
   // The other end of the backend's side channel. Nothing goes over it, but some backends wait for
   // ever unless it is open.
   FileDescriptor sideChannel;
-  ChildProcess backend;
+  Process backend;
 };
 
 // Starts the backend at `path`.

@@ -2,9 +2,7 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
-#include <spawn.h>
 #include <sys/epoll.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -17,6 +15,7 @@
 
 #include "system/FileDescriptor.h"
 #include "system/Pipe.h"
+#include "system/Process.h"
 
 namespace moxsupply {
 
@@ -31,59 +30,22 @@ constexpr std::chrono::seconds kGrace(1);
 
 // The names of supplies do not depend on the language of whoever starts the exporter, or a series
 // would change its name with it.
-std::vector<std::string> environment() {
-  std::vector<std::string> variables = {"LC_ALL=C.UTF-8", "LANGUAGE="};
-  for (char** variable = environ; *variable != nullptr; ++variable) {
-    const std::string_view text(*variable);
-    if (!text.starts_with("LC_") && !text.starts_with("LANG")) variables.emplace_back(text);
-  }
+std::vector<std::string> environmentInOneLanguage() {
+  std::vector<std::string> variables = environmentWith({"LC_ALL=C.UTF-8", "LANGUAGE="});
+  std::erase_if(variables, [](const std::string& variable) {
+    const bool isOurs = variable == "LC_ALL=C.UTF-8" || variable == "LANGUAGE=";
+    return !isOurs && (variable.starts_with("LC_") || variable.starts_with("LANG"));
+  });
   return variables;
-}
-
-std::vector<char*> pointersTo(std::vector<std::string>& texts) {
-  std::vector<char*> pointers;
-  pointers.reserve(texts.size() + 1);
-  for (std::string& text : texts) pointers.push_back(text.data());
-  pointers.push_back(nullptr);
-  return pointers;
-}
-
-// A program with these descriptors for its output, nothing to read, and the signals that this
-// process blocks or ignores as its own. Returns the errno of what went wrong.
-int spawn(std::vector<std::string> command, int output, int errors, pid_t& pid) {
-  posix_spawn_file_actions_t actions;
-  ::posix_spawn_file_actions_init(&actions);
-  ::posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-  ::posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
-  ::posix_spawn_file_actions_adddup2(&actions, errors, STDERR_FILENO);
-  posix_spawnattr_t attributes;
-  ::posix_spawnattr_init(&attributes);
-  sigset_t none;
-  ::sigemptyset(&none);
-  ::posix_spawnattr_setsigmask(&attributes, &none);
-  sigset_t reset;
-  ::sigemptyset(&reset);
-  for (const int number : {SIGINT, SIGTERM, SIGPIPE}) ::sigaddset(&reset, number);
-  ::posix_spawnattr_setsigdefault(&attributes, &reset);
-  // In a group of its own, with the CUPS backend that it may start.
-  ::posix_spawnattr_setflags(
-      &attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETPGROUP);
-
-  std::vector<std::string> variables = environment();
-  const int error = ::posix_spawn(&pid, command.front().c_str(), &actions, &attributes,
-                                  pointersTo(command).data(), pointersTo(variables).data());
-  ::posix_spawnattr_destroy(&attributes);
-  ::posix_spawn_file_actions_destroy(&actions);
-  return error;
 }
 
 }  // namespace
 
 // One process, from its start to its end. It is over when it has ended and both streams have, or
 // are longer than anybody wants to read, or when its time is up.
-class LevelQueries::Process {
+class LevelQueries::Running {
  public:
-  Process(EventLoop& loop, std::function<void()> onEnd, EventLoop::Clock::duration patience)
+  Running(EventLoop& loop, std::function<void()> onEnd, EventLoop::Clock::duration patience)
       : mLoop(loop), mOnEnd(std::move(onEnd)), mBegun(EventLoop::Clock::now()) {
     mTimer = mLoop.at(mBegun + patience, [this] {
       mEnding.wasStopped = true;
@@ -91,40 +53,38 @@ class LevelQueries::Process {
     });
   }
 
-  ~Process() {
+  ~Running() {
     mLoop.cancel(mTimer);
-    for (const FileDescriptor* descriptor : {&mOutput, &mErrors, &mEnd}) {
-      mLoop.forget(descriptor->get());
-    }
-    if (mPid <= 0) return;
-    ::kill(-mPid, SIGKILL);
-    ::waitpid(mPid, nullptr, 0);
+    for (const FileDescriptor* stream : {&mOutput, &mErrors}) mLoop.forget(stream->get());
+    if (mProcess) mLoop.forget(mProcess->descriptor());
   }
 
-  Process(const Process&) = delete;
-  Process& operator=(const Process&) = delete;
-  Process(Process&&) = delete;
-  Process& operator=(Process&&) = delete;
+  Running(const Running&) = delete;
+  Running& operator=(const Running&) = delete;
+  Running(Running&&) = delete;
+  Running& operator=(Running&&) = delete;
 
-  void start(std::vector<std::string> command) {
+  void start(const std::vector<std::string>& command) {
     Pipe output = makePipe(Blocking::kNo);
     Pipe errors = makePipe(Blocking::kNo);
-    int error = output && errors ? 0 : errno;
-    if (error == 0) {
-      ::fcntl(output.writeEnd.get(), F_SETFL, 0);  // the program's ends block
-      ::fcntl(errors.writeEnd.get(), F_SETFL, 0);
-      error = spawn(std::move(command), output.writeEnd.get(), errors.writeEnd.get(), mPid);
-    }
-    if (error == 0) {
-      mEnd = FileDescriptor(static_cast<int>(::syscall(SYS_pidfd_open, mPid, 0)));
-      if (!mEnd) error = errno;
-    }
-    if (error != 0) return fail(std::strerror(error));
+    const FileDescriptor nothing =
+        aboveFilterDescriptors(FileDescriptor(::open("/dev/null", O_RDONLY | O_CLOEXEC)));
+    if (!output || !errors || !nothing) return fail(std::strerror(errno));
+    ::fcntl(output.writeEnd.get(), F_SETFL, 0);  // the program's ends block
+    ::fcntl(errors.writeEnd.get(), F_SETFL, 0);
+    auto process = Process::start(
+        {.program = command.front(),
+         .arguments = command,
+         .environment = environmentInOneLanguage(),
+         .descriptors = {nothing.get(), output.writeEnd.get(), errors.writeEnd.get()},
+         .inOwnGroup = true});  // with the CUPS backend that it may start
+    if (!process) return fail(std::strerror(process.error()));
+    mProcess = std::move(*process);
     mOutput = std::move(output.readEnd);
     mErrors = std::move(errors.readEnd);
     listen(mOutput, mEnding.output);
     listen(mErrors, mEnding.errors);
-    mLoop.watch(mEnd.get(), EPOLLIN, [this](std::uint32_t) { reap(); });
+    mLoop.watch(mProcess->descriptor(), EPOLLIN, [this](std::uint32_t) { reap(); });
   }
 
   [[nodiscard]] LevelsEnding ending() {
@@ -159,17 +119,17 @@ class LevelQueries::Process {
   }
 
   void reap() {
-    ::kill(-mPid, SIGKILL);  // what it may have left of its group
-    int status = 0;
-    ::waitpid(std::exchange(mPid, -1), &status, 0);
+    mLoop.forget(mProcess->descriptor());
+    mProcess->signal(SIGKILL);  // what it may have left of its group
+    mProcess->wait();
+    const int status = mProcess->waitStatus().value();
     if (WIFEXITED(status)) mEnding.exitStatus = WEXITSTATUS(status);
-    mLoop.forget(mEnd.get());
-    mEnd = FileDescriptor();
+    mProcess.reset();
     endIfOver();
   }
 
   void endIfOver() {
-    if (!mOutput && !mErrors && !mEnd) over();
+    if (!mOutput && !mErrors && !mProcess) over();
   }
 
   // The last thing that it does: this object goes.
@@ -183,10 +143,9 @@ class LevelQueries::Process {
   EventLoop::Clock::time_point mBegun;
   EventLoop::Timer mTimer;
   LevelsEnding mEnding;
-  pid_t mPid = -1;
+  std::optional<Process> mProcess;
   FileDescriptor mOutput;
   FileDescriptor mErrors;
-  FileDescriptor mEnd;
 };
 
 LevelQueries::LevelQueries(EventLoop& loop, CommandFor commandFor, std::chrono::seconds deadline,
@@ -200,7 +159,7 @@ LevelQueries::~LevelQueries() = default;
 
 void LevelQueries::begin(const Prober::Assignment& assignment) {
   const auto id = assignment.id;
-  auto process = std::make_unique<Process>(
+  auto process = std::make_unique<Running>(
       mLoop, [this, id] { end(id); }, mDeadline + kGrace);
   process->start(mCommandFor(assignment));
   mProcesses[id] = std::move(process);

@@ -40,7 +40,7 @@ class LevelQueries {
   void stop(Prober::Id id);
 
  private:
-  class Process;
+  class Running;  // one process, from its start to its end
 
   void end(Prober::Id id);
 
@@ -48,7 +48,7 @@ class LevelQueries {
   CommandFor mCommandFor;
   std::chrono::seconds mDeadline;
   OnEnd mOnEnd;
-  std::map<Prober::Id, std::unique_ptr<Process>> mProcesses;
+  std::map<Prober::Id, std::unique_ptr<Running>> mProcesses;
 };
 
 }  // namespace moxsupply

@@ -2,21 +2,17 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <array>
 #include <csignal>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <thread>
 
 #include "system/MemoryFile.h"
-#include "system/Pipe.h"
 #include "system/ReadFile.h"
 #include "tests/monitoring/HttpRequest.h"
-#include "tests/support/BecomeProgram.h"
 
 namespace moxsupply::testing {
 
@@ -40,27 +36,22 @@ bool await(Condition condition) {
 
 ExporterProcess::ExporterProcess(const std::string& list, const std::vector<std::string>& options,
                                  unsigned mostDescriptors)
-    : mLog(memoryFile("")) {
+    : mLog(aboveFilterDescriptors(memoryFile(""))) {
   std::ofstream(this->list()) << list;
   std::vector<std::string> command = {MOXSUPPLY_PROGRAM, "exporter", this->list(), "--listen",
                                       "127.0.0.1:0"};
   command.insert(command.end(), options.begin(), options.end());
-  const Pipe pid = makePipe(Blocking::kYes);
-  mProcess = ChildProcess([&] {
-    const pid_t own = ::getpid();
-    static_cast<void>(writeAll(pid.writeEnd.get(), std::to_string(own)));
-    ::dup2(::open("/dev/null", O_RDWR | O_CLOEXEC), STDIN_FILENO);
-    ::dup2(STDIN_FILENO, STDOUT_FILENO);
-    ::dup2(mLog.get(), STDERR_FILENO);
-    ::fcntl(STDERR_FILENO, F_SETFL, O_APPEND);
-    const rlimit limit = {mostDescriptors, mostDescriptors};
-    if (mostDescriptors > 0) ::setrlimit(RLIMIT_NOFILE, &limit);
-    becomeProgram(command, {});
-  });
-  std::array<char, 32> digits{};
-  if (::read(pid.readEnd.get(), digits.data(), digits.size() - 1) > 0) {
-    mPid = std::stoi(digits.data());
+  if (mostDescriptors > 0) {
+    const std::string limit = "--nofile=" + std::to_string(mostDescriptors);
+    command.insert(command.begin(), {"prlimit", limit});
   }
+  const FileDescriptor null =
+      aboveFilterDescriptors(FileDescriptor(::open("/dev/null", O_RDWR | O_CLOEXEC)));
+  ::fcntl(mLog.get(), F_SETFL, O_APPEND);
+  mProcess = Process::start({.program = command.front(),
+                             .arguments = command,
+                             .descriptors = {null.get(), null.get(), mLog.get()}})
+                 .value();
   awaitLog("/ for ");
   const std::string text = log();
   const std::string before = "http://127.0.0.1:";
@@ -94,7 +85,7 @@ void ExporterProcess::awaitMetric(const std::string& line) const {
 
 ExporterProcess::Ending ExporterProcess::terminate() {
   const auto begin = std::chrono::steady_clock::now();
-  ::kill(mPid, SIGTERM);
+  mProcess.signal(SIGTERM);
   Ending ending;
   if (!mProcess.waitFor(kPatience)) return ending;
   ending.time = std::chrono::steady_clock::now() - begin;
@@ -104,7 +95,7 @@ ExporterProcess::Ending ExporterProcess::terminate() {
 }
 
 std::vector<pid_t> ExporterProcess::children() const {
-  const std::string task = "/proc/" + std::to_string(mPid) + "/task/" + std::to_string(mPid);
+  const std::string task = "/proc/" + std::to_string(pid()) + "/task/" + std::to_string(pid());
   std::ifstream file(task + "/children");
   std::vector<pid_t> children;
   for (pid_t child = 0; file >> child;) children.push_back(child);

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "system/ChildProcess.h"
 #include "system/FileDescriptor.h"
+#include "system/Process.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace moxsupply::testing {
@@ -46,14 +46,13 @@ class ExporterProcess {
   };
   Ending terminate();
 
-  [[nodiscard]] pid_t pid() const { return mPid; }
+  [[nodiscard]] pid_t pid() const { return mProcess.pid(); }
   [[nodiscard]] std::vector<pid_t> children() const;
 
  private:
   TemporaryFolder mFolder;
   FileDescriptor mLog;
-  pid_t mPid = -1;
-  ChildProcess mProcess;
+  Process mProcess;
   int mPort = 0;
 };
 

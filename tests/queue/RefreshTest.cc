@@ -42,7 +42,7 @@ TEST_F(Refresh, ShowsWhatThePrinterHasJustReported) {
 // The print server keeps levels alone, and a message.
 TEST_F(Refresh, CallsNoCartridgeGoodThatThePrinterRefuses) {
   addEnabledQueue("inkjet");
-  const ModelPrinter printer(port(), shippedModel("inkjet-lantern-cartridge-faults"));
+  const SimulatedPrinter printer(port(), shippedModel("inkjet-lantern-cartridge-faults"));
   const Ran ran = refresh();
   EXPECT_EQ(ran.exitStatus, 0);
   EXPECT_EQ(ran.output,

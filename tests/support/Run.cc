@@ -5,33 +5,40 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "system/ChildProcess.h"
+#include <cstring>
+
 #include "system/FileDescriptor.h"
 #include "system/MemoryFile.h"
-#include "tests/support/BecomeProgram.h"
+#include "system/Process.h"
+#include "system/ReadFile.h"
 
 namespace moxsupply::testing {
+
+constexpr std::size_t kMostOutput = std::size_t{256} << 20U;
 
 Ran run(const std::vector<std::string>& command, const std::vector<std::string>& environment,
         std::chrono::seconds patience) {
   const auto start = std::chrono::steady_clock::now();
-  const FileDescriptor output = memoryFile("");
-  const FileDescriptor errors = memoryFile("");
-  const FileDescriptor nothing(::open("/dev/null", O_RDONLY | O_CLOEXEC));
-  ChildProcess child([&] {
-    ::dup2(nothing.get(), STDIN_FILENO);
-    ::dup2(output.get(), STDOUT_FILENO);
-    ::dup2(errors.get(), STDERR_FILENO);
-    becomeProgram(command, environment);
-  });
-  const bool hasEnded = child.waitFor(patience);
-  child.kill();
+  const FileDescriptor output = aboveFilterDescriptors(memoryFile(""));
+  const FileDescriptor errors = aboveFilterDescriptors(memoryFile(""));
+  const FileDescriptor nothing =
+      aboveFilterDescriptors(FileDescriptor(::open("/dev/null", O_RDONLY | O_CLOEXEC)));
+  auto child = Process::start({.program = command.front(),
+                               .arguments = command,
+                               .environment = environmentWith(environment),
+                               .descriptors = {nothing.get(), output.get(), errors.get()}});
+  if (!child) {
+    ADD_FAILURE() << command.front() << ": " << std::strerror(child.error());
+    return {};
+  }
+  const bool hasEnded = child->waitFor(patience);
+  child->kill();
 
   Ran ran;
-  const int status = child.waitStatus().value_or(-1);
+  const int status = child->waitStatus().value();
   if (WIFEXITED(status)) ran.exitStatus = WEXITSTATUS(status);
-  ran.output = contentOf(output);
-  ran.errors = contentOf(errors);
+  ran.output = readFile(output.get(), kMostOutput).value();
+  ran.errors = readFile(errors.get(), kMostOutput).value();
   ran.time = std::chrono::steady_clock::now() - start;
   if (!hasEnded) ADD_FAILURE() << command[0] << " did not end: " << ran.output << ran.errors;
   return ran;

@@ -1,5 +1,7 @@
 #include "tests/support/SimulatedPrinter.h"
 
+#include <gtest/gtest.h>
+
 #include <array>
 #include <utility>
 
@@ -12,12 +14,12 @@ namespace {
 
 simulator::Model modelNamed(const std::string& model) {
   const bool isPath = model.find('/') != std::string::npos;
-  return isPath ? simulator::readModelFile(model) : shippedModel(model);
+  return isPath ? simulator::readModelFile(model).value() : shippedModel(model);
 }
 
 simulator::Faults faultsFrom(const std::vector<std::string>& texts) {
   simulator::Faults faults;
-  for (const std::string& text : texts) faults.add(text);
+  for (const std::string& text : texts) EXPECT_TRUE(faults.add(text)) << text;
   return faults;
 }
 

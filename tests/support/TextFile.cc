@@ -3,13 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
-#include <iterator>
+
+#include "system/ReadFile.h"
 
 namespace moxsupply::testing {
 
 std::string contentOf(const std::filesystem::path& file) {
-  std::ifstream stream(file, std::ios::binary);
-  return {std::istreambuf_iterator<char>(stream), {}};
+  constexpr std::size_t kLongest = std::size_t{256} << 20U;
+  return readFile(file, kLongest).value_or("");
 }
 
 void write(const std::filesystem::path& file, std::string_view content) {
