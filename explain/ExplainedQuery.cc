@@ -14,8 +14,8 @@
 #include "explain/ExplainedReply.h"
 #include "front/MoxFilter.h"
 #include "links/ReplayedLink.h"
-#include "npa/CommandList.h"
 #include "npa/MoxNPAUtilityCommand.h"
+#include "npa/Requests.h"
 #include "renderings/SupplyTable.h"
 #include "supplies/Supplies.h"
 
@@ -27,22 +27,21 @@ using transcript::Event;
 using transcript::Operation;
 
 struct RequestRow {
-  std::size_t record;  // of CommandList
-  std::size_t size;
+  Request request;
   std::string_view name;
   ReplyKind answer;
 };
 constexpr std::array<RequestRow, 4> kRequests = {{
-    {3, 9, "loop-back request, no answer is awaited", ReplyKind::kOther},
-    {0, 8, "inkjet query", ReplyKind::kInkjetItems},
-    {2, 30, "device query, for the supplies table", ReplyKind::kSuppliesTable},
-    {1, 27, "supplies query, for the model-family record", ReplyKind::kModelRecord},
+    {kLoopBack, "loop-back request, no answer is awaited", ReplyKind::kOther},
+    {kInkjetQuery, "inkjet query", ReplyKind::kInkjetItems},
+    {kDeviceQuery, "device query, for the supplies table", ReplyKind::kSuppliesTable},
+    {kSuppliesQuery, "supplies query, for the model-family record", ReplyKind::kModelRecord},
 }};
 
 const RequestRow* rowOf(std::span<const std::uint8_t> request) {
   const auto* row = std::ranges::find_if(kRequests, [&](const RequestRow& known) {
-    return std::ranges::equal(std::span(CommandList.at(known.record).command).first(known.size),
-                              request);
+    const std::span command(CommandList.at(known.request.record).command);
+    return std::ranges::equal(command.first(known.request.size), request);
   });
   return row == kRequests.end() ? nullptr : row;
 }

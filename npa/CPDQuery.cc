@@ -5,22 +5,22 @@
 
 #include "npa/BigEndianReader.h"
 #include "npa/CPDTriplet.h"
-#include "npa/CommandList.h"
 #include "npa/Exchange.h"
 #include "npa/MoxNPAUtilityCommand.h"
 #include "npa/Packet.h"
+#include "npa/Requests.h"
 
 using moxsupply::BigEndianReader;
 using moxsupply::BufferBetweenAttempts;
 using moxsupply::Bytes;
 using moxsupply::Dictionary;
 using moxsupply::Key;
+using moxsupply::kInkjetQuery;
 using moxsupply::PacketHead;
 using moxsupply::Status;
 
 namespace {
 
-constexpr std::size_t kQuerySize = 8;
 constexpr std::size_t kShortestReply = 8;
 constexpr std::size_t kLongestReply = 65'535;
 
@@ -31,7 +31,7 @@ constexpr moxsupply::Echo kEcho = {0xE0, 0x81, 0x00};
 
 // Also the byte after the echo, which awaiting the answer does not look at.
 bool hasHeadOfQuery(const BigEndianReader& reply) noexcept {
-  const std::span query(CommandList[0].command);
+  const auto query = moxsupply::bytesOf<kInkjetQuery>();
   const auto body = reply.bytesAsFarAsTheyGo(4, 4);
   return reply.u8(0) == query.front() && std::ranges::equal(body, query.subspan<4, 4>());
 }
@@ -68,14 +68,14 @@ const char* keyOfItem(std::uint16_t itemId) noexcept {
 }  // namespace
 
 Status MoxNPAUtilityCommand::assembleCPDquery(
-    std::span<std::uint8_t, kQuerySize> query) const noexcept {
-  std::ranges::copy(std::span(CommandList[0].command).first<kQuerySize>(), query.begin());
+    std::span<std::uint8_t, kInkjetQuery.size> query) const noexcept {
+  std::ranges::copy(moxsupply::bytesOf<kInkjetQuery>(), query.begin());
   return Status::kSuccess;
 }
 
 Status MoxNPAUtilityCommand::cpdQueryAll(Dictionary& items,
                                          std::uint32_t withTimeout) const noexcept {
-  std::array<std::uint8_t, kQuerySize> query{};
+  std::array<std::uint8_t, kInkjetQuery.size> query{};
   static_cast<void>(assembleCPDquery(query));
   if (const Status status = mFilterCom.writeData(query, query.size()); status != Status::kSuccess) {
     return status;

@@ -4,23 +4,23 @@
 
 #include "npa/BigEndianReader.h"
 #include "npa/BoundedWriter.h"
-#include "npa/CommandList.h"
 #include "npa/Exchange.h"
 #include "npa/MoxNPAUtilityCommand.h"
 #include "npa/Packet.h"
+#include "npa/Requests.h"
 
 using moxsupply::BigEndianReader;
 using moxsupply::BoundedWriter;
 using moxsupply::BufferBetweenAttempts;
 using moxsupply::Dictionary;
+using moxsupply::kDeviceQuery;
 using moxsupply::Key;
+using moxsupply::kSuppliesQuery;
 using moxsupply::PacketHead;
 using moxsupply::Status;
 
 namespace {
 
-constexpr std::size_t kQueryRequestSize = 27;
-constexpr std::uint32_t kDeviceRequestSize = 30;
 constexpr std::size_t kPayloadBufferSize = 4096;
 constexpr std::size_t kShortestReply = 8;
 
@@ -118,8 +118,8 @@ void mergeLevels(const Dictionary& query, Dictionary& device) {
 }  // namespace
 
 Status MoxNPAUtilityCommand::assemblePSSDquery(
-    std::span<std::uint8_t, kQueryRequestSize> query) const noexcept {
-  std::ranges::copy(std::span(CommandList[1].command).first<kQueryRequestSize>(), query.begin());
+    std::span<std::uint8_t, kSuppliesQuery.size> query) const noexcept {
+  std::ranges::copy(moxsupply::bytesOf<kSuppliesQuery>(), query.begin());
   return Status::kSuccess;
 }
 
@@ -128,7 +128,8 @@ Status MoxNPAUtilityCommand::pssdQueryAll(Dictionary& supplies,
   std::array<std::uint8_t, moxsupply::kReplyBufferSize> reply{};
   std::uint32_t length = 0;
 
-  if (const Status status = mFilterCom.writeData(CommandList[2].command, kDeviceRequestSize);
+  if (const Status status =
+          mFilterCom.writeData(moxsupply::bytesOf<kDeviceQuery>(), kDeviceQuery.size);
       status != Status::kSuccess) {
     return status;
   }
@@ -141,7 +142,8 @@ Status MoxNPAUtilityCommand::pssdQueryAll(Dictionary& supplies,
 
   // From here on nothing fails the query: the record only fills in what the table lacks.
   const auto query = [&]() -> std::optional<Dictionary> {
-    if (mFilterCom.writeData(CommandList[1].command, kQueryRequestSize) != Status::kSuccess ||
+    if (mFilterCom.writeData(moxsupply::bytesOf<kSuppliesQuery>(), kSuppliesQuery.size) !=
+            Status::kSuccess ||
         awaitAnswer(*this, kQueryReply.echo, withTimeout, BufferBetweenAttempts::kCleared, reply,
                     length) != Status::kSuccess) {
       return std::nullopt;
