@@ -6,7 +6,7 @@
 #include <string>
 
 #include "explain/ExplainedReply.h"
-#include "explain/WireBytes.h"
+#include "npa/BigEndianReader.h"
 #include "npa/CPDTriplet.h"
 
 namespace moxsupply {
@@ -27,13 +27,13 @@ std::string nameOfItem(std::uint32_t id) {
 }  // namespace
 
 void explainItems(Explanation& text, std::span<const std::uint8_t> payload) {
-  const WireBytes data(payload);
+  const BigEndianReader data(payload);
   const auto count = data.u16(0);
   if (!count) {
     text.note("fewer than two bytes: there are no items");
     return;
   }
-  text.field(0, data.run(0, 2), fmt::format("number of items: {}", *count));
+  text.field(0, data.bytesAsFarAsTheyGo(0, 2), fmt::format("number of items: {}", *count));
   if (*count == 0) text.note("a count of 0: the reply is refused, whatever follows");
 
   std::map<std::string, std::uint32_t> kept;
@@ -41,15 +41,16 @@ void explainItems(Explanation& text, std::span<const std::uint8_t> payload) {
   for (std::size_t at = 2; at < data.size(); ++items) {
     const auto id = data.u16(at);
     const auto length = data.u8(at + 2);
-    if (!length || data.run(at + kItemHead, *length).size() < *length) {
-      text.field(at, data.run(at, data.size()), "an item that is cut: it ends the list");
+    if (!length || data.bytesAsFarAsTheyGo(at + kItemHead, *length).size() < *length) {
+      text.field(at, data.bytesAsFarAsTheyGo(at, data.size()),
+                 "an item that is cut: it ends the list");
       break;
     }
     const std::string name = nameOfItem(*id);
     const auto first = data.u8(at + kItemHead);
     const std::string value =
         *length == 0 ? "no bytes" : fmt::format("{:02X} ({})", *first, *first);
-    text.field(at, data.run(at, kItemHead + *length),
+    text.field(at, data.bytesAsFarAsTheyGo(at, kItemHead + *length),
                name.empty() ? fmt::format("item {:04X}: not known, skipped", *id)
                             : fmt::format("item {:04X}, {}: {}", *id, name, value));
     if (!name.empty() && *length > 1) text.note("only the first byte of a value counts");

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "explain/ExplainedReply.h"
-#include "explain/WireBytes.h"
+#include "npa/BigEndianReader.h"
 
 namespace moxsupply {
 
@@ -85,14 +85,14 @@ class RecordWalk {
       mAt = mIn.size();
       return 0;
     }
-    mText.field(mAt, mIn.run(mAt, width), fmt::format("{}: {}", name, *value));
+    mText.field(mAt, mIn.bytesAsFarAsTheyGo(mAt, width), fmt::format("{}: {}", name, *value));
     if (*value > 0x7FFF'FFFF) mText.note("a number with its top bit set is negative");
     mAt += width;
     return *value;
   }
 
   void counted(std::size_t length, std::string_view name) {
-    const auto bytes = mIn.run(mAt, length);
+    const auto bytes = mIn.bytesAsFarAsTheyGo(mAt, length);
     if (length != 0 && !mIsCut) {
       mText.field(mAt, bytes,
                   fmt::format("{}: \"{}\"", name, std::string(bytes.begin(), bytes.end())));
@@ -118,7 +118,7 @@ class RecordWalk {
   }
 
   Explanation& mText;
-  WireBytes mIn;
+  BigEndianReader mIn;
   std::size_t mAt = 0;
   std::uint32_t mLast = 0;
   bool mIsCut = false;

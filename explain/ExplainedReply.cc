@@ -7,7 +7,7 @@
 #include <cstddef>
 #include <vector>
 
-#include "explain/WireBytes.h"
+#include "npa/BigEndianReader.h"
 #include "npa/MoxNPAUtilityCommand.h"
 
 namespace moxsupply {
@@ -69,7 +69,7 @@ class PacketWalk {
     const std::size_t at = unwrapped % mKind.wrap;
     const bool isFirst = mPackets++ == 0;
     const std::size_t head = isFirst ? mKind.head : kLaterHead;
-    if (mReply.run(at, head).size() < head) {
+    if (mReply.bytesAsFarAsTheyGo(at, head).size() < head) {
       mText.note(
           fmt::format("a packet should begin at {} but the reply ends at {}: what came "
                       "before it counts",
@@ -79,14 +79,14 @@ class PacketWalk {
     const std::size_t length = *mReply.u16(at + 1);
     const std::uint32_t flags = *mReply.u8(at + 3);
     const bool moreFollow = (flags & kMoreFollow) != 0;
-    mText.field(at, mReply.run(at, 4),
+    mText.field(at, mReply.bytesAsFarAsTheyGo(at, 4),
                 fmt::format("packet {}: {} bytes follow, flags {:02X}: {}", mPackets, length, flags,
                             moreFollow ? "more packets follow" : "the last one"));
     if (isFirst) {
-      mText.field(at + kEchoAt, mReply.run(at + kEchoAt, head - kEchoAt),
+      mText.field(at + kEchoAt, mReply.bytesAsFarAsTheyGo(at + kEchoAt, head - kEchoAt),
                   fmt::format("the answer to the {}", mKind.name));
     } else {
-      mText.field(at + kEchoAt, mReply.run(at + kEchoAt, 1), "not looked at");
+      mText.field(at + kEchoAt, mReply.bytesAsFarAsTheyGo(at + kEchoAt, 1), "not looked at");
     }
     if (length + 3 < head) {
       mText.note("the packet is too short for its own head: the joining of packets ends");
@@ -104,7 +104,7 @@ class PacketWalk {
       mText.note("no start byte A5 stands there: the joining of packets ends");
       return false;
     }
-    auto data = mReply.run(at + head, size);
+    auto data = mReply.bytesAsFarAsTheyGo(at + head, size);
     mText.field(at + head, data, fmt::format("payload, {} bytes", data.size()));
     if (data.size() < size) {
       mText.note(fmt::format("the packet announces {} bytes of payload: it is cut", size));
@@ -117,7 +117,7 @@ class PacketWalk {
   }
 
   Explanation& mText;
-  WireBytes mReply;
+  BigEndianReader mReply;
   const KindRow& mKind;
   std::size_t mPackets = 0;
   std::vector<std::uint8_t> mPayload;

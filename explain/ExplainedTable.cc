@@ -7,7 +7,7 @@
 #include <string>
 
 #include "explain/ExplainedReply.h"
-#include "explain/WireBytes.h"
+#include "npa/BigEndianReader.h"
 
 namespace moxsupply {
 
@@ -49,13 +49,13 @@ class TableWalk {
     const auto group = find(kFirstElement, kGroup, *elements, "element");
     const auto children = group ? mIn.u16(*group + std::size_t{2}) : std::nullopt;
     if (!children) return noTable("there is no group (tag 2)");
-    mText.field(*group, mIn.run(*group, kContainerHead),
+    mText.field(*group, mIn.bytesAsFarAsTheyGo(*group, kContainerHead),
                 fmt::format("the group (tag 2), number of children: {}", *children));
     const auto table =
         find(static_cast<Position>(*group + kContainerHead), kTable, *children, "child");
     const auto supplies = table ? mIn.u16(*table + std::size_t{2}) : std::nullopt;
     if (!supplies) return noTable("there is no supplies table (tag 8) in the group");
-    mText.field(*table, mIn.run(*table, kContainerHead),
+    mText.field(*table, mIn.bytesAsFarAsTheyGo(*table, kContainerHead),
                 fmt::format("the supplies table (tag 8), number of supplies: {}", *supplies));
     if (*supplies == 0) return noTable("it has no supplies");
     if (*supplies > 255) {
@@ -75,10 +75,11 @@ class TableWalk {
   // Returns how many elements there are; nothing when the record is refused.
   std::optional<std::uint32_t> explainHead() {
     const auto elements = mIn.u16(40);
-    mText.field(0, mIn.run(0, 2), "marker, not 0");
-    mText.field(2, mIn.run(2, 36), "not looked at");
-    mText.field(38, mIn.run(38, 1), "form of the record, 1");
-    mText.field(40, mIn.run(40, 2), fmt::format("number of elements: {}", elements.value_or(0)));
+    mText.field(0, mIn.bytesAsFarAsTheyGo(0, 2), "marker, not 0");
+    mText.field(2, mIn.bytesAsFarAsTheyGo(2, 36), "not looked at");
+    mText.field(38, mIn.bytesAsFarAsTheyGo(38, 1), "form of the record, 1");
+    mText.field(40, mIn.bytesAsFarAsTheyGo(40, 2),
+                fmt::format("number of elements: {}", elements.value_or(0)));
     if (mIn.u16(0).value_or(0) == 0) noTable("the marker is 0, or not there");
     if (mIn.u8(38) != 1U) noTable("the form is not 1");
     if (elements.value_or(0) < 2) noTable("fewer than two elements");
@@ -97,8 +98,8 @@ class TableWalk {
       mText.note(mShown > kMostShown ? "and so on: no more is shown" : "here the record ends");
       return std::nullopt;
     }
-    const std::size_t whole = *length + (isLong ? 6 : 4);
-    mText.field(at, mIn.run(at, whole),
+    const std::size_t whole = *length + std::size_t{isLong ? 6U : 4U};
+    mText.field(at, mIn.bytesAsFarAsTheyGo(at, whole),
                 fmt::format("{} {}, {} form: skipped", what, *tag, isLong ? "long" : "short"));
     if (at + whole > 65'535) {
       mText.note("positions wrap at 65536: the walk goes on from the record's beginning");
@@ -120,17 +121,18 @@ class TableWalk {
   void explainSupplies(Position at, std::uint32_t count) {
     for (std::uint32_t read = 0; read < count && mShown <= kMostShown; ++read) {
       const auto number = mIn.u8(at);
-      if (!number || mIn.run(at, kEntryHead).size() < kEntryHead) {
+      if (!number || mIn.bytesAsFarAsTheyGo(at, kEntryHead).size() < kEntryHead) {
         mText.note(fmt::format("the table breaks off after {} of {} supplies", read, count));
         return;
       }
       if (*number > count) {
-        mText.field(at, mIn.run(at, 1), "a supply number beyond the count: it ends the table");
+        mText.field(at, mIn.bytesAsFarAsTheyGo(at, 1),
+                    "a supply number beyond the count: it ends the table");
         return;
       }
       const std::uint32_t length = *mIn.u16(at + std::size_t{4});
       const std::uint32_t fields = *mIn.u16(at + std::size_t{8});
-      mText.field(at, mIn.run(at, kEntryHead),
+      mText.field(at, mIn.bytesAsFarAsTheyGo(at, kEntryHead),
                   fmt::format("supply {}: {} bytes follow, {} fields", *number, length, fields));
       explainFields(static_cast<Position>(at + kEntryHead), at + std::size_t{6} + length, fields);
       ++mShown;
@@ -171,9 +173,9 @@ class TableWalk {
 
   bool explainField(Position at, const FieldRow& row, std::uint32_t length) {
     const std::size_t valueAt = at + std::size_t{4};
-    const auto whole = mIn.run(at, length + std::size_t{4});
+    const auto whole = mIn.bytesAsFarAsTheyGo(at, length + std::size_t{4});
     if (row.tag == kDescription) {
-      const auto value = mIn.run(valueAt, length);
+      const auto value = mIn.bytesAsFarAsTheyGo(valueAt, length);
       if (value.size() < length) return false;
       mText.field(at, whole,
                   fmt::format("{} (tag {}): \"{}\"", row.name, row.tag,
@@ -192,7 +194,7 @@ class TableWalk {
   }
 
   Explanation& mText;
-  WireBytes mIn;
+  BigEndianReader mIn;
   std::size_t mShown = 0;
 };
 
