@@ -14,6 +14,7 @@
 #include "explain/ExplainedReply.h"
 #include "front/MoxFilter.h"
 #include "links/ReplayedLink.h"
+#include "npa/Answers.h"
 #include "npa/MoxNPAUtilityCommand.h"
 #include "npa/Requests.h"
 #include "renderings/SupplyTable.h"
@@ -112,8 +113,6 @@ class QueryWalk {
 
   // Gathers the replies to the request as the module does: four at the most, until one answers.
   void explainAnswers() {
-    constexpr int kMostReplies = 4;
-    constexpr std::size_t kReplyBuffer = 4096;
     const auto isPiece = [](const Operation& operation) {
       return operation.event == Event::kReceived;
     };
@@ -129,8 +128,8 @@ class QueryWalk {
       const std::uint32_t timeout = transcript::ReplayPace(mExchange.answers).timeout();
       const MoxNPAUtilityCommand npa;
       bool isAnswered = false;
-      for (int attempt = 0; attempt < kMostReplies && !isAnswered; ++attempt) {
-        std::vector<std::uint8_t> reply(kReplyBuffer);
+      for (int attempt = 0; attempt < kMostAttempts && !isAnswered; ++attempt) {
+        std::vector<std::uint8_t> reply(kReplyBufferSize);
         std::uint32_t length = 0;
         const Status status = npa.getNPAReply(reply, length, timeout);
         if (status != Status::kSuccess) {
@@ -149,11 +148,11 @@ class QueryWalk {
 
   void explainReplyNumber(std::size_t number, const std::vector<std::uint8_t>& reply) {
     if (reply.empty()) {
-      mText.line(fmt::format("Reply {}: fewer than 6 bytes, none", number));
+      mText.line(fmt::format("Reply {}: fewer than {} bytes, none", number, kShortestReply));
       return;
     }
     mText.line(fmt::format("Reply {}: {} bytes{}", number, reply.size(),
-                           reply.size() == 4096 ? ", all that is kept of one" : ""));
+                           reply.size() == kReplyBufferSize ? ", all that is kept of one" : ""));
     auto decoded = explainReply(mText, reply);
     const ReplyKind kind = kindOfReply(reply);
     if (mExchange.request == nullptr || kind != mExchange.request->answer || !decoded) return;

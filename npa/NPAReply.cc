@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <array>
 
+#include "npa/Answers.h"
 #include "npa/BigEndianReader.h"
 #include "npa/BoundedWriter.h"
 #include "npa/MoxNPAUtilityCommand.h"
@@ -18,7 +19,6 @@ constexpr std::uint32_t kReadBufferSize = 512;
 constexpr std::uint32_t kWantedOfPacketStart = 5;
 // No stream of bytes, however well it begins packets, can hold the reader for ever.
 constexpr std::uint32_t kMostBytesOfReply = 65'536;
-constexpr std::size_t kShortestReply = 6;
 
 }  // namespace
 
@@ -73,7 +73,7 @@ Status MoxNPAUtilityCommand::getNPAReply(std::span<std::uint8_t> reply,
     }
   }
 
-  if (stored.size() < kShortestReply) {
+  if (stored.size() < moxsupply::kShortestReply) {
     lengthOfResponse = 0;
     return Status::kReadError;
   }

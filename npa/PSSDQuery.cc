@@ -2,84 +2,29 @@
 #include <array>
 #include <utility>
 
+#include "npa/Answers.h"
 #include "npa/BigEndianReader.h"
-#include "npa/BoundedWriter.h"
 #include "npa/Exchange.h"
 #include "npa/MoxNPAUtilityCommand.h"
-#include "npa/Packet.h"
+#include "npa/Payload.h"
 #include "npa/Requests.h"
 
 using moxsupply::BigEndianReader;
-using moxsupply::BoundedWriter;
-using moxsupply::BufferBetweenAttempts;
 using moxsupply::Dictionary;
+using moxsupply::kDeviceAnswer;
 using moxsupply::kDeviceQuery;
 using moxsupply::Key;
+using moxsupply::kSuppliesAnswer;
 using moxsupply::kSuppliesQuery;
-using moxsupply::PacketHead;
 using moxsupply::Status;
 
 namespace {
 
-constexpr std::size_t kPayloadBufferSize = 4096;
-constexpr std::size_t kShortestReply = 8;
-
-struct ReplyKind {
-  moxsupply::Echo echo;
-  std::size_t headSize;      // of the first packet: its payload begins here
-  std::size_t positionWrap;  // further packets are read at their positions modulo this
-};
-
-constexpr ReplyKind kDeviceReply = {{0xE0, 0x21, 0x01}, 8, 65'536};
-
-// A further packet at position 256 or beyond is read at its position modulo 256: the decoder of
-// this reply keeps the position in 8 bits, and that is part of what it returns.
-constexpr ReplyKind kQueryReply = {{0xE0, 0x07, 0x02}, 7, 256};
-
-// Room for the payloads of a reply's packets, joined.
-using PayloadBuffer = std::array<std::uint8_t, kPayloadBufferSize>;
-
-// Adds the payload of the packet at `position`, which begins `headSize` bytes into it. Returns
-// whether the packet's head and payload were whole and found room.
-bool gatherPacket(const BigEndianReader& reply, std::size_t position, std::size_t headSize,
-                  std::uint32_t packetSize, BoundedWriter& payload) noexcept {
-  if (packetSize < headSize) return false;  // too short for its own head
-  const std::size_t size = packetSize - headSize;
-  const auto data = reply.bytesAsFarAsTheyGo(position + headSize, size);
-  return payload.append(data) && data.size() == size;
-}
-
-// Gathers the payload of a reply whose head was found right into `buffer` and returns it. What was
-// gathered before the reply breaks off or contradicts itself stands.
-std::span<std::uint8_t> gatherPayload(std::span<const std::uint8_t> bytes, const ReplyKind& kind,
-                                      PayloadBuffer& buffer) noexcept {
-  constexpr std::size_t kLaterHeadSize = 5;
-  BoundedWriter payload(buffer);
-  const BigEndianReader reply(bytes);
-  auto head = PacketHead::read(reply, 0);
-  std::size_t position = 0;
-  bool whole = gatherPacket(reply, position, kind.headSize, head->size(), payload);
-  while (whole && head->moreFollow() && bytes.size() > payload.size()) {
-    position += head->size();
-    const std::size_t wrapped = position % kind.positionWrap;
-    if (!reply.bytes(wrapped, kLaterHeadSize)) break;
-    head = PacketHead::read(reply, wrapped);
-    whole = gatherPacket(reply, wrapped, kLaterHeadSize, head->size(), payload);
-  }
-  return payload.written();
-}
+// Room for the payloads of an answer's packets, joined.
+using PayloadBuffer = std::array<std::uint8_t, moxsupply::kPayloadBufferSize>;
 
 std::uint32_t sizeOf(std::span<const std::uint8_t> payload) noexcept {
   return static_cast<std::uint32_t>(payload.size());
-}
-
-// The reply without what lies past `length`; nothing when it is refused.
-std::optional<std::span<const std::uint8_t>> replyOfKind(std::span<const std::uint8_t> reply,
-                                                         std::uint32_t length,
-                                                         const ReplyKind& kind) noexcept {
-  const auto bytes = BigEndianReader(reply).bytesAsFarAsTheyGo(0, length);
-  if (bytes.size() < kShortestReply || !moxsupply::answers(bytes, kind.echo)) return std::nullopt;
-  return bytes;
 }
 
 // Gives `supply` the levels of a model-family record; both or neither.
@@ -133,8 +78,7 @@ Status MoxNPAUtilityCommand::pssdQueryAll(Dictionary& supplies,
       status != Status::kSuccess) {
     return status;
   }
-  if (const Status status = awaitAnswer(*this, kDeviceReply.echo, withTimeout,
-                                        BufferBetweenAttempts::kKept, reply, length);
+  if (const Status status = awaitAnswer(*this, kDeviceAnswer, withTimeout, reply, length);
       status != Status::kSuccess) {
     return status;
   }
@@ -144,8 +88,7 @@ Status MoxNPAUtilityCommand::pssdQueryAll(Dictionary& supplies,
   const auto query = [&]() -> std::optional<Dictionary> {
     if (mFilterCom.writeData(moxsupply::bytesOf<kSuppliesQuery>(), kSuppliesQuery.size) !=
             Status::kSuccess ||
-        awaitAnswer(*this, kQueryReply.echo, withTimeout, BufferBetweenAttempts::kCleared, reply,
-                    length) != Status::kSuccess) {
+        awaitAnswer(*this, kSuppliesAnswer, withTimeout, reply, length) != Status::kSuccess) {
       return std::nullopt;
     }
     return parsePSSDQueryResponse(reply, length);
@@ -160,19 +103,19 @@ Status MoxNPAUtilityCommand::pssdQueryAll(Dictionary& supplies,
 
 std::optional<Dictionary> MoxNPAUtilityCommand::parsePSSDDeviceResponse(
     std::span<const std::uint8_t> reply, std::uint32_t withLength) const noexcept {
-  const auto bytes = replyOfKind(reply, withLength, kDeviceReply);
-  if (!bytes || BigEndianReader(*bytes).u8(7) != 0x00) return std::nullopt;
+  const auto answer = moxsupply::answerIn(reply, withLength, kDeviceAnswer);
+  if (!answer) return std::nullopt;
   PayloadBuffer buffer{};
-  const auto payload = gatherPayload(*bytes, kDeviceReply, buffer);
+  const auto payload = joinedPayload(*answer, kDeviceAnswer, buffer);
   return extractSuppliesResponse(payload, sizeOf(payload)).value_or(Dictionary());
 }
 
 std::optional<Dictionary> MoxNPAUtilityCommand::parsePSSDQueryResponse(
     std::span<const std::uint8_t> reply, std::uint32_t withLength) const noexcept {
-  const auto bytes = replyOfKind(reply, withLength, kQueryReply);
-  if (!bytes) return std::nullopt;
+  const auto answer = moxsupply::answerIn(reply, withLength, kSuppliesAnswer);
+  if (!answer) return std::nullopt;
   PayloadBuffer buffer{};
-  const auto payload = gatherPayload(*bytes, kQueryReply, buffer);
+  const auto payload = joinedPayload(*answer, kSuppliesAnswer, buffer);
 
   // The record begins with the length of a serial number; its type stands 4 bytes past that.
   const BigEndianReader record(payload);
