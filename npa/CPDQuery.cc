@@ -4,8 +4,8 @@
 
 #include "npa/Answers.h"
 #include "npa/BigEndianReader.h"
-#include "npa/CPDTriplet.h"
 #include "npa/Exchange.h"
+#include "npa/InkjetItems.h"
 #include "npa/MoxNPAUtilityCommand.h"
 #include "npa/Payload.h"
 #include "npa/Requests.h"
@@ -13,6 +13,7 @@
 using moxsupply::BigEndianReader;
 using moxsupply::Bytes;
 using moxsupply::Dictionary;
+using moxsupply::InkjetItem;
 using moxsupply::Key;
 using moxsupply::kInkjetAnswer;
 using moxsupply::kInkjetQuery;
@@ -21,15 +22,6 @@ using moxsupply::Status;
 namespace {
 
 constexpr std::size_t kLongestAnswer = 65'535;
-
-// The name under which an item is kept, or null for an item that is not.
-const char* keyOfItem(std::uint16_t itemId) noexcept {
-  const auto* row =
-      std::ranges::find_if(CPDTriplet, [&](const moxsupply::CPDTripletRow& candidate) {
-        return candidate.key == nullptr || static_cast<std::uint16_t>(candidate.itemId) == itemId;
-      });
-  return row->key;
-}
 
 }  // namespace
 
@@ -70,16 +62,12 @@ std::optional<Dictionary> MoxNPAUtilityCommand::parseCPDQueryResponse(
   if (data.u16(0).value_or(0) == 0) return std::nullopt;
 
   Dictionary items;
-  for (std::size_t offset = 2; offset < payload.size();) {
-    const auto itemId = data.u16(offset);
-    const auto length = data.u8(offset + 2);
-    if (!itemId || !length) break;
-    const auto value = data.bytes(offset + 3, *length);
-    if (!value) break;
-    if (const char* key = keyOfItem(*itemId); key != nullptr) {
-      items.set(Key::fromTable(key), Bytes(value->begin(), value->end()));
+  std::size_t offset = moxsupply::kFirstItem;
+  while (const auto item = InkjetItem::read(data, offset)) {
+    if (const char* key = item->key(); key != nullptr) {
+      items.set(Key::fromTable(key), Bytes(item->value.begin(), item->value.end()));
     }
-    offset += *length + std::size_t{3};
+    offset += item->size();
   }
   return items;
 } catch (...) {
