@@ -158,6 +158,18 @@ TEST_F(Decode, TellsTheQuirksOfASuppliesTable) {
   EXPECT_THAT(text, HasSubstr("of several colour words the last"));
 }
 
+// Only on the way to the type and to the levels are fields skipped, those of tag 0 as well.
+TEST_F(Decode, SkipsTheFieldsOfASupplyWhereTheDecoderSkipsThem) {
+  const std::string behindIds = decodedTable(deviceReply(suppliesRecord(
+      {supply(1, {field(0, hex("EE")), field(1, hex("11")), field(7, hex("01"))})})));
+  EXPECT_THAT(behindIds, AllOf(HasSubstr("field, tag 1, short form: skipped\n"),
+                               HasSubstr("Supply Type (tag 7): 1\n"), Not(HasSubstr("Fixed ID"))));
+  const std::string betweenLevels = decodedTable(deviceReply(
+      suppliesRecord({supply(1, {maxLevel(100), field(0, hex("EE")), currentLevel(37)})})));
+  EXPECT_THAT(betweenLevels, AllOf(HasSubstr("Max Level (tag 15): 100\n"), Not(HasSubstr("tag 0")),
+                                   Not(HasSubstr("Current Level"))));
+}
+
 // A later packet of the answer to the supplies query, at 300, is read at 44.
 TEST_F(Decode, TellsWhereAPacketIsReadModulo256) {
   Bytes reply = hex("A5 01 29 70 E0 07 02");
