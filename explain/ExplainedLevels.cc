@@ -10,6 +10,8 @@
 #include <string>
 #include <string_view>
 
+#include "npa/Merging.h"
+
 namespace moxsupply {
 
 namespace {
@@ -133,21 +135,6 @@ class Cartridges {
   int mNumber = 0;
 };
 
-bool hasLevels(const Dictionary* supply) {
-  return supply != nullptr && supply->contains("Max Level") && supply->contains("Current Level");
-}
-
-// The part of a model-family record that is about a supply; null when there is none.
-const Dictionary* recordOf(std::int32_t supply, const Dictionary& record) {
-  if (record.number("Toner Prediction") != 1) return record.get<Dictionary>(Key(supply));
-  return record.number("Supply ID") == supply ? &record : nullptr;
-}
-
-bool fillsLevels(const Dictionary* record) {
-  return record != nullptr && record->contains("Kelvo Max Level") &&
-         record->contains("Kelvo Cur Level");
-}
-
 void explainColour(Explanation& text, const Dictionary& supply) {
   const auto* description = supply.get<std::string>("Description");
   if (description == nullptr) return;
@@ -171,7 +158,7 @@ void explainLaserLevels(Explanation& text, const Dictionary& table, const Dictio
   for (std::int32_t i = 1; i <= count; ++i) {
     const auto* supply = table.get<Dictionary>({"Supply", i});
     const bool hasOwn = hasLevels(supply);
-    const bool isFilled = !hasOwn && fillsLevels(recordOf(i, record));
+    const bool isFilled = !hasOwn && levelsOf(i, record) != nullptr;
     text.line(fmt::format("        Supply {}: {}", i,
                           hasOwn     ? "from the supplies table"
                           : isFilled ? "from the model-family record"

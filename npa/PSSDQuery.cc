@@ -5,6 +5,8 @@
 #include "npa/Answers.h"
 #include "npa/BigEndianReader.h"
 #include "npa/Exchange.h"
+#include "npa/Merging.h"
+#include "npa/ModelRecords.h"
 #include "npa/MoxNPAUtilityCommand.h"
 #include "npa/Payload.h"
 #include "npa/Requests.h"
@@ -16,6 +18,7 @@ using moxsupply::kDeviceQuery;
 using moxsupply::Key;
 using moxsupply::kSuppliesAnswer;
 using moxsupply::kSuppliesQuery;
+using moxsupply::RecordType;
 using moxsupply::Status;
 
 namespace {
@@ -27,37 +30,24 @@ std::uint32_t sizeOf(std::span<const std::uint8_t> payload) noexcept {
   return static_cast<std::uint32_t>(payload.size());
 }
 
-// Gives `supply` the levels of a model-family record; both or neither.
-void takeLevels(const Dictionary& kelvo, Dictionary& device, const Key& supply) {
-  const auto* maxLevel = kelvo.get<std::int32_t>("Kelvo Max Level");
-  const auto* currentLevel = kelvo.get<std::int32_t>("Kelvo Cur Level");
-  if (maxLevel == nullptr || currentLevel == nullptr) return;
-  if (!device.contains(supply)) device.set(supply, Dictionary());
-  auto& record = *device.get<Dictionary>(supply);
-  record.set("Max Level", *maxLevel);
-  record.set("Current Level", *currentLevel);
+// Gives a supply the levels of a model-family record, where the supplies table lacks them.
+void fillLevels(std::int32_t number, const Dictionary& record, Dictionary& supplies) {
+  const Key key = {"Supply", number};
+  if (moxsupply::hasLevels(supplies.get<Dictionary>(key))) return;
+  const Dictionary* levels = moxsupply::levelsOf(number, record);
+  if (levels == nullptr) return;
+  if (!supplies.contains(key)) supplies.set(key, Dictionary());
+  auto& supply = *supplies.get<Dictionary>(key);
+  supply.set("Max Level", levels->number(moxsupply::kMaxLevelOfRecord));
+  supply.set("Current Level", levels->number(moxsupply::kCurrentLevelOfRecord));
 }
 
-bool hasLevels(const Dictionary& device, const Key& supply) {
-  const auto* record = device.get<Dictionary>(supply);
-  return record != nullptr && record->contains("Max Level") && record->contains("Current Level");
-}
-
-// Fills the levels that the supplies table lacks from a model-family record.
-void mergeLevels(const Dictionary& query, Dictionary& device) {
-  if (query.number("Toner Prediction") == 1) {
-    const Key supply = {"Supply", query.number("Supply ID")};
-    if (!hasLevels(device, supply)) takeLevels(query, device, supply);
-    return;
+void mergeLevels(const Dictionary& record, Dictionary& supplies) {
+  if (moxsupply::isOfOneSupply(record)) {
+    return fillLevels(record.number("Supply ID"), record, supplies);
   }
-  const auto count = static_cast<std::uint16_t>(device.number("Supplies Count"));
-  for (std::int32_t i = 1; i <= count; ++i) {
-    const Key supply = {"Supply", i};
-    if (hasLevels(device, supply)) continue;
-    if (const auto* kelvo = query.get<Dictionary>(Key(i)); kelvo != nullptr) {
-      takeLevels(*kelvo, device, supply);
-    }
-  }
+  const auto count = static_cast<std::uint16_t>(supplies.number("Supplies Count"));
+  for (std::int32_t i = 1; i <= count; ++i) fillLevels(i, record, supplies);
 }
 
 }  // namespace
@@ -117,17 +107,16 @@ std::optional<Dictionary> MoxNPAUtilityCommand::parsePSSDQueryResponse(
   PayloadBuffer buffer{};
   const auto payload = joinedPayload(*answer, kSuppliesAnswer, buffer);
 
-  // The record begins with the length of a serial number; its type stands 4 bytes past that.
   const BigEndianReader record(payload);
   const std::size_t serialNumberLength = record.u8(0).value_or(0);
-  switch (record.u8(serialNumberLength + 4).value_or(0)) {
-    case 1:
+  const auto type = record.u8(serialNumberLength + moxsupply::kRecordType.offset).value_or(0);
+  switch (static_cast<RecordType>(type)) {
+    case RecordType::kSingleSupply:
       return parseKelvoS(payload, sizeOf(payload)).value_or(Dictionary());
-    case 2:
+    case RecordType::kPageCounts:
       return parseKelvoSC(payload, sizeOf(payload)).value_or(Dictionary());
-    case 3:
+    case RecordType::kDotCounts:
       return parseKelvoColor(payload, sizeOf(payload)).value_or(Dictionary());
-    default:
-      return std::nullopt;
   }
+  return std::nullopt;
 }

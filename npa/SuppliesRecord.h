@@ -96,14 +96,14 @@ struct SupplyField {
 
 // Each is looked for once, in this order.
 // clang-format off
-constexpr std::array<SupplyField, 6> kSupplyFields = {{
+constexpr auto kSupplyFields = std::to_array<SupplyField>({
     {0x01, "Fixed ID",      FieldType::kNumber, {}  },
     {0x02, "Installed ID",  FieldType::kNumber, {}  },
     {0x03, "Description",   FieldType::kText,   {}  },
     {0x07, "Supply Type",   FieldType::kNumber, 0x06},
     {0x0F, "Max Level",     FieldType::kNumber, 0x0E},
     {0x10, "Current Level", FieldType::kNumber, {}  },
-}};
+});
 // clang-format on
 
 }  // namespace moxsupply
