@@ -7,6 +7,7 @@
 #include <string>
 
 #include "explain/ExplainedReply.h"
+#include "front/LaserSupplies.h"
 #include "npa/BigEndianReader.h"
 #include "npa/SuppliesRecord.h"
 
@@ -34,9 +35,9 @@ class TableWalk {
     }
     const std::uint32_t supplies = table->childCount;
     if (supplies == 0) return noTable("it has no supplies");
-    if (supplies > 255) {
+    if (const auto reported = reportedSupplies(table->childCount); reported != supplies) {
       mText.note(fmt::format("the report counts supplies in 8 bits: it has {} of these {}",
-                             supplies % 256, supplies));
+                             reported, supplies));
     }
     explainSupplies(table->firstChild, supplies);
   }

@@ -98,6 +98,18 @@ TEST_F(Decode, TellsWhichItemTheYellowLevelFollows) {
   EXPECT_THAT(with, HasSubstr("55 %"));
 }
 
+// The first cartridge is of one colour where there is a third, and one of an unknown code is none.
+TEST_F(Decode, TellsThreeColoursFromOneAsTheReportDoes) {
+  const auto explained = [&](std::uint8_t third) {
+    return decodedItems(inkjetReply({inkjetItem(0x0019, {2}), inkjetItem(0x0110, {0xB0}),
+                                     inkjetItem(0x0130, {third}), inkjetItem(0x0428, {30})}));
+  };
+  EXPECT_THAT(explained(0xC0), AllOf(HasSubstr("Supply 1: cyan, from kCyanInkRemaining\n"),
+                                     HasSubstr("Cyan Cartridge ")));
+  EXPECT_THAT(explained(0x33), AllOf(HasSubstr("Supply 1: three colours, the least of the three"),
+                                     HasSubstr("Color Cartridge ")));
+}
+
 // The codes that decode takes for known are those that the module reports.
 TEST_F(Decode, LeavesOutTheCartridgesThatTheReportLeavesOut) {
   transcript::Transcript transcript;
