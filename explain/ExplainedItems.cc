@@ -3,66 +3,71 @@
 #include <fmt/format.h>
 
 #include <map>
-#include <string>
+#include <string_view>
 
 #include "explain/ExplainedReply.h"
-#include "explain/WireBytes.h"
-#include "npa/CPDTriplet.h"
+#include "npa/BigEndianReader.h"
+#include "npa/InkjetItems.h"
 
 namespace moxsupply {
 
 namespace {
 
-constexpr std::size_t kItemHead = 3;
+class ItemsWalk {
+ public:
+  ItemsWalk(Explanation& text, std::span<const std::uint8_t> payload) : mText(text), mIn(payload) {}
 
-// The name under which an item is kept; empty when it is not.
-std::string nameOfItem(std::uint32_t id) {
-  for (const auto& row : CPDTriplet) {
-    if (row.key == nullptr) break;
-    if ((static_cast<std::uint32_t>(row.itemId) & 0xFFFFU) == id) return row.key;
+  void explain() {
+    const auto count = mIn.u16(0);
+    if (!count) return mText.note("fewer than two bytes: there are no items");
+    show(0, kFirstItem, fmt::format("number of items: {}", *count));
+    if (*count == 0) mText.note("a count of 0: the reply is refused, whatever follows");
+
+    std::size_t items = 0;
+    std::size_t at = kFirstItem;
+    while (const auto item = InkjetItem::read(mIn, at)) {
+      explainItem(at, *item);
+      at += item->size();
+      ++items;
+    }
+    if (at < mIn.size()) show(at, mIn.size(), "an item that is cut: it ends the list");
+    if (items != *count) {
+      mText.note(fmt::format("the count does not count: all {} items are read", items));
+    }
   }
-  return {};
-}
+
+ private:
+  void explainItem(std::size_t at, const InkjetItem& item) {
+    const char* key = item.key();
+    if (key == nullptr) {
+      return show(at, item.size(), fmt::format("item {:04X}: not known, skipped", item.id));
+    }
+    show(at, item.size(),
+         fmt::format("item {:04X}, {}: {}", item.id, key,
+                     item.value.empty()
+                         ? "no bytes"
+                         : fmt::format("{:02X} ({})", item.value.front(), item.value.front())));
+    if (item.value.size() > 1) mText.note("only the first byte of a value counts");
+    if (const auto [earlier, isFirst] = mKept.try_emplace(key, item.id); !isFirst) {
+      mText.note(fmt::format("this item, the later one, stands in the place of item {:04X}",
+                             earlier->second));
+      earlier->second = item.id;
+    }
+  }
+
+  void show(std::size_t at, std::size_t count, std::string_view meaning) {
+    mText.field(at, mIn.bytesAsFarAsTheyGo(at, count), meaning);
+  }
+
+  Explanation& mText;
+  BigEndianReader mIn;
+  std::map<std::string_view, std::uint16_t> mKept;  // the ids of the items so far
+};
 
 }  // namespace
 
 void explainItems(Explanation& text, std::span<const std::uint8_t> payload) {
-  const WireBytes data(payload);
-  const auto count = data.u16(0);
-  if (!count) {
-    text.note("fewer than two bytes: there are no items");
-    return;
-  }
-  text.field(0, data.run(0, 2), fmt::format("number of items: {}", *count));
-  if (*count == 0) text.note("a count of 0: the reply is refused, whatever follows");
-
-  std::map<std::string, std::uint32_t> kept;
-  std::uint32_t items = 0;
-  for (std::size_t at = 2; at < data.size(); ++items) {
-    const auto id = data.u16(at);
-    const auto length = data.u8(at + 2);
-    if (!length || data.run(at + kItemHead, *length).size() < *length) {
-      text.field(at, data.run(at, data.size()), "an item that is cut: it ends the list");
-      break;
-    }
-    const std::string name = nameOfItem(*id);
-    const auto first = data.u8(at + kItemHead);
-    const std::string value =
-        *length == 0 ? "no bytes" : fmt::format("{:02X} ({})", *first, *first);
-    text.field(at, data.run(at, kItemHead + *length),
-               name.empty() ? fmt::format("item {:04X}: not known, skipped", *id)
-                            : fmt::format("item {:04X}, {}: {}", *id, name, value));
-    if (!name.empty() && *length > 1) text.note("only the first byte of a value counts");
-    if (!name.empty() && kept.contains(name)) {
-      text.note(fmt::format("this item, the later one, stands in the place of item {:04X}",
-                            kept.at(name)));
-    }
-    if (!name.empty()) kept[name] = *id;
-    at += kItemHead + *length;
-  }
-  if (items != *count) {
-    text.note(fmt::format("the count does not count: all {} items are read", items));
-  }
+  ItemsWalk(text, payload).explain();
 }
 
 }  // namespace moxsupply

@@ -1,126 +1,102 @@
 #include "explain/ExplainedLevels.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
-#include <array>
+#include <cctype>
 #include <cstddef>
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
+
+#include "front/InkjetLevels.h"
+#include "front/LaserSupplies.h"
+#include "npa/Merging.h"
 
 namespace moxsupply {
 
 namespace {
 
-constexpr std::array<Key, 4> kCartridges = {"kFirstCartID", "kSecondCartID", "kThirdCartID",
-                                            "kFourthCartID"};
-
-constexpr std::array<std::uint8_t, 31> kKnownCodes = {
-    0x10, 0x20, 0x21, 0x30, 0x31, 0x32, 0x3F, 0x50, 0x51, 0x52, 0x5F, 0x70, 0x71, 0x72, 0x7F, 0x80,
-    0x90, 0x91, 0x92, 0xA0, 0xA1, 0xA2, 0xB0, 0xB1, 0xB2, 0xC0, 0xC1, 0xC2, 0xD0, 0xD1, 0xD2};
-
-std::optional<std::uint8_t> firstByte(const Dictionary& items, const Key& key) {
-  const auto* value = items.get<Bytes>(key);
-  return value == nullptr || value->empty() ? std::nullopt : std::optional(value->front());
+std::string wordsForColor(std::string_view color) {
+  if (color == "Color") return "three colours";
+  std::string words(color);
+  std::ranges::transform(words, words.begin(), [](unsigned char c) { return std::tolower(c); });
+  return words;
 }
 
-bool isThreeColour(std::optional<std::uint8_t> code) {
-  return code && *code >= 0xA0 && *code <= 0xA2;
-}
-
-bool isPhoto(std::optional<std::uint8_t> code) {
-  return code && ((*code >= 0x70 && *code <= 0x72) || *code == 0x7F);
-}
-
-// Says which items one cartridge's level is made of.
+// Says which items each cartridge's level is made of.
 class Cartridges {
  public:
-  Cartridges(Explanation& text, const Dictionary& items)
-      : mText(text), mItems(items), mFirst(firstByte(items, kCartridges[0])) {}
+  Cartridges(Explanation& text, const Dictionary& sent) : mText(text), mSent(sent), mItems(sent) {
+    removeUnknownCartridges(mItems);
+  }
 
   void explain() {
+    const PrintHead* head = printHeadOf(mItems);
     if (!mItems.contains("kPrintHead")) {
-      mText.note("no item 0019: the print head counts as a Meadow");
+      mText.note(fmt::format("no item 0019: the print head counts as a {}", head->name));
     }
-    const auto head = mItems.contains("kPrintHead") ? firstByte(mItems, "kPrintHead")
-                                                    : std::optional<std::uint8_t>(1);
-    if (!head || *head > 2) {
+    if (head == nullptr) {
       return mText.note("a print head that is not known: the first cartridge fails the query");
     }
-    for (std::size_t index = 0; index < kCartridges.size(); ++index) {
-      if (index == 2 && isThreeColour(mFirst)) {
-        return mText.note(
-            "the first cartridge has three colours: a third and a fourth are not "
-            "reported");
-      }
-      if (isThere(index)) explainCartridge(index, *head == 2);
+    for (std::size_t index = 0; index < cartridgeCount(mItems); ++index) {
+      explainCartridge(index, *head);
+    }
+    if (beginsWithThreeColors(mItems)) {
+      mText.note("the first cartridge has three colours: a third and a fourth are not reported");
     }
   }
 
  private:
-  bool isThere(std::size_t index) {
-    if (!mItems.contains(kCartridges[index])) return false;
-    const auto code = firstByte(mItems, kCartridges[index]);
-    const bool isKnown = code && std::ranges::find(kKnownCodes, *code) != kKnownCodes.end();
-    if (!isKnown) {
-      mText.note(fmt::format("{} has a code that is not known: it is left out",
-                             kCartridges[index].text()));
+  void explainCartridge(std::size_t index, const PrintHead& head) {
+    const CartridgeCode* cartridge = cartridgeIn(mItems, index);
+    if (cartridge == nullptr) {
+      const Key& key = kCartridgeKeys.at(index);
+      if (mSent.contains(key)) {
+        mText.note(fmt::format("{} has a code that is not known: it is left out", key.text()));
+      }
+      return;
     }
-    return isKnown;
-  }
-
-  void explainCartridge(std::size_t index, bool isLantern) {
     ++mNumber;
-    if (isLantern) {
-      explainLantern(index);
-    } else if (index == 0) {
-      dots("three colours", "kDotCountCyan, kDotCountMagenta, kDotCountYellow",
-           "kSlot2DotCapacityC", true);
-    } else if (index == 1 && isPhoto(firstByte(mItems, kCartridges[1]))) {
-      dots("photo", "kDotCountPhotoK, kDotCountPhotoC, kDotCountPhotoM", "kPhotoDotCapacity", true);
-    } else if (index == 1) {
-      dots("black", "kDotCountBlack", "kSlot1DotCapacityB", false);
+    if (head.levels == LevelSource::kDots) {
+      explainDots(dotLevelOf(index, cartridge->kind));
     } else {
-      say("no part in the level of this print head: a status alone");
+      explainInk(inkLevelOf(index, mItems));
     }
   }
 
-  void dots(std::string_view colour, std::string_view counts, std::string_view capacity,
-            bool isSeveral) {
-    say(fmt::format("{}, {} of {}", colour, counts, capacity));
-    if (isSeveral) {
+  void explainDots(const DotLevel* level) {
+    if (level == nullptr) return say("no part in the level of this print head: a status alone");
+    std::vector<std::string> counts;
+    for (const Key& count : level->counts) counts.push_back(count.text());
+    say(fmt::format("{}, {} of {}", wordsForColor(level->role.color), fmt::join(counts, ", "),
+                    level->capacity.text()));
+    if (counts.size() > 1) {
       mText.note("the least counts, and each count carries the one before it in its lowest byte");
     }
   }
 
-  void explainLantern(std::size_t index) {
-    const bool cyanIsPhoto = mItems.contains("kCyanPhotoInkRemaining");
-    const bool magentaIsPhoto = mItems.contains("kMagentaPhotoInkRemaining");
-    const bool isSeparate = mItems.contains("kThirdCartID") && !isThreeColour(mFirst);
-    if (index == 0 && !isSeparate) {
-      say(fmt::format("three colours, the least of {}",
-                      cyanIsPhoto ? "the three photo inks" : "the three inks"));
+  void explainInk(const InkLevel& level) {
+    const auto inks = inksOf(level, mItems);
+    const bool isPhoto = inks.data() == level.photoInks.data();
+    const std::string color = wordsForColor(level.role.color);
+    if (inks.size() > 1) {
+      say(fmt::format("{}, the least of {}", color,
+                      isPhoto ? "the three photo inks" : "the three inks"));
       mText.note("an ink that did not come repeats the one before it");
-    } else if (index == 0) {
-      level("cyan", cyanIsPhoto ? "kCyanPhotoInkRemaining" : "kCyanInkRemaining");
-    } else if (index == 1) {
-      level("black", "kMonoInkRemaining");
-    } else if (index == 2) {
-      level("magenta", magentaIsPhoto ? "kMagentaPhotoInkRemaining" : "kMagentaInkRemaining");
-    } else {
-      level("yellow", magentaIsPhoto ? "kYellowPhotoInkRemaining" : "kYellowInkRemaining");
-      mText.note(fmt::format("yellow follows the magenta photo item, which {}",
-                             magentaIsPhoto ? "came" : "did not come"));
+      return;
     }
-  }
-
-  void level(std::string_view colour, std::string_view item) {
-    const auto value = firstByte(mItems, Key::fromTable(item));
-    say(fmt::format("{}, from {}", colour, item));
+    const Key& ink = inks.front();
+    say(fmt::format("{}, from {}", color, ink.text()));
+    const auto value = firstByte(mItems, ink);
     if (!value) mText.note("it did not come: the level is 0");
     if (value && *value > 100) mText.note("a level above 100 is reported as it came");
+    if (level.photoSign && *level.photoSign != level.photoInks.front()) {
+      mText.note(fmt::format("{} follows the magenta photo item, which {}", color,
+                             isPhoto ? "came" : "did not come"));
+    }
   }
 
   void say(std::string_view what) {
@@ -128,34 +104,22 @@ class Cartridges {
   }
 
   Explanation& mText;
-  const Dictionary& mItems;
-  std::optional<std::uint8_t> mFirst;
+  const Dictionary& mSent;
+  Dictionary mItems;  // without the cartridges that do not exist
   int mNumber = 0;
 };
-
-bool hasLevels(const Dictionary* supply) {
-  return supply != nullptr && supply->contains("Max Level") && supply->contains("Current Level");
-}
-
-// The part of a model-family record that is about a supply; null when there is none.
-const Dictionary* recordOf(std::int32_t supply, const Dictionary& record) {
-  if (record.number("Toner Prediction") != 1) return record.get<Dictionary>(Key(supply));
-  return record.number("Supply ID") == supply ? &record : nullptr;
-}
-
-bool fillsLevels(const Dictionary* record) {
-  return record != nullptr && record->contains("Kelvo Max Level") &&
-         record->contains("Kelvo Cur Level");
-}
 
 void explainColour(Explanation& text, const Dictionary& supply) {
   const auto* description = supply.get<std::string>("Description");
   if (description == nullptr) return;
   int words = 0;
-  for (const char* word : {"Cyan", "Magenta", "Yellow"}) {
+  for (const std::string_view word : kColorWords) {
     if (description->find(word) != std::string::npos) ++words;
   }
-  if (words > 1) text.note("of several colour words the last of Cyan, Magenta, Yellow counts");
+  if (words > 1) {
+    text.note(
+        fmt::format("of several colour words the last of {} counts", fmt::join(kColorWords, ", ")));
+  }
 }
 
 }  // namespace
@@ -166,12 +130,12 @@ void explainInkjetLevels(Explanation& text, const Dictionary& items) {
 }
 
 void explainLaserLevels(Explanation& text, const Dictionary& table, const Dictionary& record) {
-  const std::int32_t count = table.number("Supplies Count") & 0xFF;
+  const std::int32_t count = reportedSupplies(table.number("Supplies Count"));
   if (count > 0) text.line("Levels:");
   for (std::int32_t i = 1; i <= count; ++i) {
     const auto* supply = table.get<Dictionary>({"Supply", i});
     const bool hasOwn = hasLevels(supply);
-    const bool isFilled = !hasOwn && fillsLevels(recordOf(i, record));
+    const bool isFilled = !hasOwn && levelsOf(i, record) != nullptr;
     text.line(fmt::format("        Supply {}: {}", i,
                           hasOwn     ? "from the supplies table"
                           : isFilled ? "from the model-family record"

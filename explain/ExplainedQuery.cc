@@ -15,8 +15,9 @@
 #include "front/MoxFilter.h"
 #include "links/AskAsFilter.h"
 #include "links/ReplayedLink.h"
-#include "npa/CommandList.h"
+#include "npa/Answers.h"
 #include "npa/MoxNPAUtilityCommand.h"
+#include "npa/Requests.h"
 #include "renderings/SupplyTable.h"
 #include "supplies/Outcome.h"
 #include "supplies/Supplies.h"
@@ -29,22 +30,21 @@ using transcript::Event;
 using transcript::Operation;
 
 struct RequestRow {
-  std::size_t record;  // of CommandList
-  std::size_t size;
+  Request request;
   std::string_view name;
   ReplyKind answer;
 };
 constexpr std::array<RequestRow, 4> kRequests = {{
-    {3, 9, "loop-back request, no answer is awaited", ReplyKind::kOther},
-    {0, 8, "inkjet query", ReplyKind::kInkjetItems},
-    {2, 30, "device query, for the supplies table", ReplyKind::kSuppliesTable},
-    {1, 27, "supplies query, for the model-family record", ReplyKind::kModelRecord},
+    {kLoopBack, "loop-back request, no answer is awaited", ReplyKind::kOther},
+    {kInkjetQuery, "inkjet query", ReplyKind::kInkjetItems},
+    {kDeviceQuery, "device query, for the supplies table", ReplyKind::kSuppliesTable},
+    {kSuppliesQuery, "supplies query, for the model-family record", ReplyKind::kModelRecord},
 }};
 
 const RequestRow* rowOf(std::span<const std::uint8_t> request) {
   const auto* row = std::ranges::find_if(kRequests, [&](const RequestRow& known) {
-    return std::ranges::equal(std::span(CommandList.at(known.record).command).first(known.size),
-                              request);
+    const std::span command(CommandList.at(known.request.record).command);
+    return std::ranges::equal(command.first(known.request.size), request);
   });
   return row == kRequests.end() ? nullptr : row;
 }
@@ -105,8 +105,6 @@ class QueryWalk {
 
   // Gathers the replies to the request as the module does: four at the most, until one answers.
   void explainAnswers() {
-    constexpr int kMostReplies = 4;
-    constexpr std::size_t kReplyBuffer = 4096;
     const auto isPiece = [](const Operation& operation) {
       return operation.event == Event::kReceived;
     };
@@ -122,8 +120,8 @@ class QueryWalk {
       const std::uint32_t timeout = transcript::ReplayPace(mExchange.answers).timeout();
       const MoxNPAUtilityCommand npa;
       bool isAnswered = false;
-      for (int attempt = 0; attempt < kMostReplies && !isAnswered; ++attempt) {
-        std::vector<std::uint8_t> reply(kReplyBuffer);
+      for (int attempt = 0; attempt < kMostAttempts && !isAnswered; ++attempt) {
+        std::vector<std::uint8_t> reply(kReplyBufferSize);
         std::uint32_t length = 0;
         const Status status = npa.getNPAReply(reply, length, timeout);
         if (status != Status::kSuccess) {
@@ -142,11 +140,11 @@ class QueryWalk {
 
   void explainReplyNumber(std::size_t number, const std::vector<std::uint8_t>& reply) {
     if (reply.empty()) {
-      mText.line(fmt::format("Reply {}: fewer than 6 bytes, none", number));
+      mText.line(fmt::format("Reply {}: fewer than {} bytes, none", number, kShortestReply));
       return;
     }
     mText.line(fmt::format("Reply {}: {} bytes{}", number, reply.size(),
-                           reply.size() == 4096 ? ", all that is kept of one" : ""));
+                           reply.size() == kReplyBufferSize ? ", all that is kept of one" : ""));
     auto decoded = explainReply(mText, reply);
     const ReplyKind kind = kindOfReply(reply);
     if (mExchange.request == nullptr || kind != mExchange.request->answer || !decoded) return;

@@ -2,55 +2,62 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
 #include <string>
 
 #include "explain/ExplainedReply.h"
-#include "explain/WireBytes.h"
+#include "npa/BigEndianReader.h"
+#include "npa/ModelRecords.h"
 
 namespace moxsupply {
 
 namespace {
 
-struct FieldRow {
-  std::size_t width;
-  std::string_view name;
+// What people call the fields.
+struct Words {
+  Key key;
+  std::string_view words;
 };
+constexpr auto kWords = std::to_array<Words>({
+    {"Supplies Count", "number of supplies"},
+    {"Record Length", "record length, not used"},
+    {"Supply Location", "supply location"},
+    {"Toner Prediction", "record type"},
+    {"Supply ID", "supply number"},
+    {"Page Count First", "first page count"},
+    {"Page Count Current", "current page count"},
+    {"Page Level Current", "current page level"},
+    {"Page Level Previous", "previous page level"},
+    {"Levels Count", "number of levels"},
+    {"Current Transition", "current transition"},
+    {"Toner Type", "toner type"},
+    {"Toner Capacity", "toner capacity"},
+    {"Last Level Light", "last level, light"},
+    {"Last Level Dark", "last level, dark"},
+    {"Light Gradiation", "light gradation"},
+    {"Dark Gradiation", "dark gradation"},
+    {"Current Vantor", "current Vantor value"},
+    {"Supply Count", "supply count"},
+    {"Current Supply Count", "current supply count"},
+    {"Pages Capacity", "capacity in pages"},
+    {"Max Dot Count", "maximum dot count"},
+    {"Current Dot Count", "current dot count"},
+});
 
-// Behind the record's type.
-constexpr std::array<FieldRow, 9> kSingleSupply = {{
-    {1, "supply number"},
-    {4, "first page count"},
-    {4, "current page count"},
-    {4, "current page level"},
-    {4, "previous page level"},
-    {1, "number of levels: the maximum level"},
-    {1, "current transition: the current level"},
-    {1, "toner type"},
-    {1, "length of the part number"},
-}};
-// Behind the part number.
-constexpr std::array<FieldRow, 6> kBehindPartNumber = {{
-    {4, "toner capacity"},
-    {2, "last level, light"},
-    {2, "last level, dark"},
-    {2, "light gradation"},
-    {2, "dark gradation"},
-    {2, "current Vantor value"},
-}};
-// Entries of tables.
-constexpr std::array<FieldRow, 5> kPageCounts = {{
-    {1, "supply number"},
-    {1, "supply location"},
-    {4, "supply count: the maximum level"},
-    {4, "current supply count: the current level"},
-    {4, "capacity in pages"},
-}};
-constexpr std::array<FieldRow, 3> kDotCounts = {{
-    {1, "supply number"},
-    {4, "maximum dot count: the maximum level"},
-    {4, "current dot count: the current level"},
-}};
+std::string wordsFor(const RecordField& field) {
+  const auto* row = std::ranges::find(kWords, field.key, &Words::key);
+  const std::string words = row == kWords.end() ? field.key.text() : std::string(row->words);
+  switch (field.level) {
+    case Level::kNone:
+      return words;
+    case Level::kMaximum:
+      return words + ": the maximum level";
+    case Level::kCurrent:
+      return words + ": the current level";
+  }
+  return words;
+}
 
 class RecordWalk {
  public:
@@ -58,69 +65,69 @@ class RecordWalk {
 
   void explain() {
     if (mIn.size() == 0) return mText.note("no payload at all");
-    const std::size_t serial = number(1, "length of the serial number");
-    counted(serial, "serial number");
-    const std::uint32_t supplies = number(1, "number of supplies");
-    number(1, "record length, not used");
-    number(1, "supply location, of type 1 only");
-    const std::uint32_t type = number(1, "record type");
-    if (type == 1) {
-      explainSingle();
-    } else if (type == 2) {
-      explainTable(supplies, kPageCounts);
-    } else if (type == 3) {
-      explainTable(supplies, kDotCounts);
-    } else {
-      mText.note("no type that is known: the record is passed over");
+    const std::size_t n = number(0, 1, "length of the serial number");
+    counted(1, n, "serial number");
+    const std::uint32_t supplies = field(n, kSuppliesCount);
+    field(n, kRecordLength);
+    number(n + kSupplyLocation.offset, kSupplyLocation.width, "supply location, of type 1 only");
+    switch (static_cast<RecordType>(field(n, kRecordType))) {
+      case RecordType::kSingleSupply:
+        return explainSingle(n);
+      case RecordType::kPageCounts:
+        return explainTable(n, supplies, kPageCounts);
+      case RecordType::kDotCounts:
+        return explainTable(n, supplies, kDotCounts);
     }
+    mText.note("no type that is known: the record is passed over");
   }
 
  private:
-  // The number that comes next; 0 when it is cut.
-  std::uint32_t number(std::size_t width, std::string_view name) {
-    const auto value = mIn.number(mAt, width);
+  // The number at an offset; 0 when it is cut.
+  std::uint32_t number(std::size_t at, std::size_t width, std::string_view name) {
+    const auto value = mIn.number(at, width);
     if (!value) {
       if (!mIsCut) mText.note(fmt::format("the record is cut before: {}", name));
       mIsCut = true;
-      mAt = mIn.size();
       return 0;
     }
-    mText.field(mAt, mIn.run(mAt, width), fmt::format("{}: {}", name, *value));
+    mText.field(at, mIn.bytesAsFarAsTheyGo(at, width), fmt::format("{}: {}", name, *value));
     if (*value > 0x7FFF'FFFF) mText.note("a number with its top bit set is negative");
-    mAt += width;
     return *value;
   }
 
-  void counted(std::size_t length, std::string_view name) {
-    const auto bytes = mIn.run(mAt, length);
-    if (length != 0 && !mIsCut) {
-      mText.field(mAt, bytes,
-                  fmt::format("{}: \"{}\"", name, std::string(bytes.begin(), bytes.end())));
+  std::uint32_t field(std::size_t base, const RecordField& field) {
+    return number(base + field.offset, field.width, wordsFor(field));
+  }
+
+  void fields(std::size_t base, std::span<const RecordField> fields) {
+    for (const RecordField& each : fields) field(base, each);
+  }
+
+  void counted(std::size_t at, std::size_t length, std::string_view name) {
+    if (length == 0 || mIsCut) return;
+    const auto bytes = mIn.bytesAsFarAsTheyGo(at, length);
+    mText.field(at, bytes,
+                fmt::format("{}: \"{}\"", name, std::string(bytes.begin(), bytes.end())));
+  }
+
+  void explainSingle(std::size_t n) {
+    fields(n, kSingleSupply);
+    const std::size_t m = number(n + kPartNumberLengthAt, 1, "length of the part number");
+    counted(n + kPartNumberLengthAt + 1, m, "part number");
+    fields(n + m, kBehindPartNumber);
+  }
+
+  void explainTable(std::size_t n, std::uint32_t supplies, std::span<const RecordField> entry) {
+    for (std::size_t i = 0; i < supplies && !mIsCut; ++i) {
+      const std::size_t at = n + kFirstEntry + i * sizeOfEntry(entry);
+      number(at, 1, "supply number");
+      fields(at, entry);
     }
-    mAt += bytes.size();
-  }
-
-  template <typename Rows>
-  void fields(const Rows& rows) {
-    for (const FieldRow& row : rows) mLast = number(row.width, row.name);
-  }
-
-  void explainSingle() {
-    fields(kSingleSupply);
-    counted(mLast, "part number");
-    fields(kBehindPartNumber);
-  }
-
-  template <typename Rows>
-  void explainTable(std::uint32_t supplies, const Rows& rows) {
-    for (std::uint32_t i = 0; i < supplies && !mIsCut; ++i) fields(rows);
     if (mIsCut) mText.note("a supply that is cut is left out");
   }
 
   Explanation& mText;
-  WireBytes mIn;
-  std::size_t mAt = 0;
-  std::uint32_t mLast = 0;
+  BigEndianReader mIn;
   bool mIsCut = false;
 };
 

@@ -7,57 +7,50 @@
 #include <cstddef>
 #include <vector>
 
-#include "explain/WireBytes.h"
+#include "npa/Answers.h"
+#include "npa/BigEndianReader.h"
 #include "npa/MoxNPAUtilityCommand.h"
+#include "npa/Packet.h"
 
 namespace moxsupply {
 
 namespace {
 
-constexpr std::size_t kEchoAt = 4;
-constexpr std::size_t kLaterHead = 5;
-constexpr std::size_t kPayloadBuffer = 4096;
-constexpr std::uint32_t kMoreFollow = 0x20;
 constexpr std::size_t kMostPacketsShown = 1024;
 
-// How the packets of an answer are joined.
 struct KindRow {
   ReplyKind kind;
-  std::array<std::uint8_t, 3> echo;
-  std::string_view name;
-  std::size_t head;  // of the first packet
-  std::size_t wrap;  // further packets are looked for at their positions modulo this
+  AnswerKind answer;
+  std::string_view request;
 };
 constexpr std::array<KindRow, 3> kKinds = {{
-    {ReplyKind::kInkjetItems, {0xE0, 0x81, 0x00}, "inkjet query", 8, 65'536},
-    {ReplyKind::kSuppliesTable, {0xE0, 0x21, 0x01}, "device query", 8, 65'536},
-    {ReplyKind::kModelRecord, {0xE0, 0x07, 0x02}, "supplies query", 7, 256},
+    {ReplyKind::kInkjetItems, kInkjetAnswer, "inkjet query"},
+    {ReplyKind::kSuppliesTable, kDeviceAnswer, "device query"},
+    {ReplyKind::kModelRecord, kSuppliesAnswer, "supplies query"},
 }};
 
 const KindRow* rowOf(std::span<const std::uint8_t> reply) {
-  if (reply.size() < kEchoAt + 3 || reply[0] != 0xA5) return nullptr;
-  const auto* row = std::ranges::find_if(kKinds, [&](const KindRow& known) {
-    return std::ranges::equal(known.echo, reply.subspan(kEchoAt, 3));
-  });
+  const auto* row = std::ranges::find_if(
+      kKinds, [&](const KindRow& known) { return answers(reply, known.answer); });
   return row == kKinds.end() ? nullptr : row;
 }
 
 // Goes through the packets of a reply.
 class PacketWalk {
  public:
-  PacketWalk(Explanation& text, std::span<const std::uint8_t> reply, const KindRow& kind)
-      : mText(text), mReply(reply), mKind(kind) {}
+  PacketWalk(Explanation& text, std::span<const std::uint8_t> reply, const KindRow& row)
+      : mText(text), mReply(reply), mRequest(row.request), mKind(row.answer) {}
 
   std::vector<std::uint8_t> payload() {
     std::size_t position = 0;
-    while (mPackets < kMostPacketsShown && mPayload.size() <= mReply.size() &&
-           explainPacket(position)) {
-      position += *mReply.u16(position % mKind.wrap + 1) + std::size_t{3};
-      if (position >= mKind.wrap) {
+    while (mPackets < kMostPacketsShown && mPayload.size() < mReply.size() &&
+           explainPacket(position % mKind.positionWrap)) {
+      position += PacketHead::read(mReply, position % mKind.positionWrap)->size();
+      if (position >= mKind.positionWrap) {
         mText.note(
             fmt::format("packets are looked for at their offset modulo {}: the next one, at "
                         "{}, is read at {}",
-                        mKind.wrap, position, position % mKind.wrap));
+                        mKind.positionWrap, position, position % mKind.positionWrap));
       }
     }
     return std::move(mPayload);
@@ -65,60 +58,61 @@ class PacketWalk {
 
  private:
   // Returns whether another packet is looked for.
-  bool explainPacket(std::size_t unwrapped) {
-    const std::size_t at = unwrapped % mKind.wrap;
+  bool explainPacket(std::size_t at) {
     const bool isFirst = mPackets++ == 0;
-    const std::size_t head = isFirst ? mKind.head : kLaterHead;
-    if (mReply.run(at, head).size() < head) {
+    const std::size_t headSize = isFirst ? mKind.headSize : kLaterHeadSize;
+    if (!mReply.bytes(at, headSize)) {
       mText.note(
           fmt::format("a packet should begin at {} but the reply ends at {}: what came "
                       "before it counts",
                       at, mReply.size()));
       return false;
     }
-    const std::size_t length = *mReply.u16(at + 1);
-    const std::uint32_t flags = *mReply.u8(at + 3);
-    const bool moreFollow = (flags & kMoreFollow) != 0;
-    mText.field(at, mReply.run(at, 4),
-                fmt::format("packet {}: {} bytes follow, flags {:02X}: {}", mPackets, length, flags,
-                            moreFollow ? "more packets follow" : "the last one"));
-    if (isFirst) {
-      mText.field(at + kEchoAt, mReply.run(at + kEchoAt, head - kEchoAt),
-                  fmt::format("the answer to the {}", mKind.name));
-    } else {
-      mText.field(at + kEchoAt, mReply.run(at + kEchoAt, 1), "not looked at");
-    }
-    if (length + 3 < head) {
+    const PacketHead head = *PacketHead::read(mReply, at);
+    show(at, kEchoAt,
+         fmt::format("packet {}: {} bytes follow, flags {:02X}: {}", mPackets, head.length,
+                     head.flags, head.moreFollow() ? "more packets follow" : "the last one"));
+    show(at + kEchoAt, headSize - kEchoAt,
+         isFirst ? fmt::format("the answer to the {}", mRequest) : "not looked at");
+    if (head.size() < headSize) {
       mText.note("the packet is too short for its own head: the joining of packets ends");
       return false;
     }
-    return join(at, head, length + 3 - head, flags) && moreFollow;
+    return join(at + headSize, head.size() - headSize, head) && head.moreFollow();
   }
 
-  bool join(std::size_t at, std::size_t head, std::size_t size, std::uint32_t flags) {
-    if (mKind.kind == ReplyKind::kInkjetItems && (flags & kMoreFollow) == 0 && flags != 0x50) {
-      mText.note(fmt::format("a last packet with flags {:02X} and not 50 brings no items", flags));
+  bool join(std::size_t at, std::size_t size, const PacketHead& head) {
+    if (mKind.lastFlags && !head.moreFollow() && head.flags != mKind.lastFlags) {
+      mText.note(fmt::format("a last packet with flags {:02X} and not {:02X} brings no items",
+                             head.flags, *mKind.lastFlags));
       return false;
     }
-    if (mKind.kind == ReplyKind::kInkjetItems && mReply.u8(at) != 0xA5U) {
-      mText.note("no start byte A5 stands there: the joining of packets ends");
+    if (mKind.laterStart && head.start != mKind.laterStart) {
+      mText.note(fmt::format("no start byte {:02X} stands there: the joining of packets ends",
+                             *mKind.laterStart));
       return false;
     }
-    auto data = mReply.run(at + head, size);
-    mText.field(at + head, data, fmt::format("payload, {} bytes", data.size()));
+    auto data = mReply.bytesAsFarAsTheyGo(at, size);
+    mText.field(at, data, fmt::format("payload, {} bytes", data.size()));
     if (data.size() < size) {
       mText.note(fmt::format("the packet announces {} bytes of payload: it is cut", size));
     }
     const bool isWhole = data.size() == size;
-    data = data.first(std::min(data.size(), kPayloadBuffer - mPayload.size()));
+    data = data.first(std::min(data.size(), kPayloadBufferSize - mPayload.size()));
     mPayload.insert(mPayload.end(), data.begin(), data.end());
-    if (mPayload.size() == kPayloadBuffer) mText.note("4096 bytes of payload, no more are taken");
-    return isWhole && mPayload.size() < kPayloadBuffer;
+    const bool isFull = mPayload.size() == kPayloadBufferSize;
+    if (isFull) mText.note(fmt::format("{} bytes of payload, no more are taken", mPayload.size()));
+    return isWhole && !isFull;
+  }
+
+  void show(std::size_t at, std::size_t count, std::string_view meaning) {
+    mText.field(at, mReply.bytesAsFarAsTheyGo(at, count), meaning);
   }
 
   Explanation& mText;
-  WireBytes mReply;
-  const KindRow& mKind;
+  BigEndianReader mReply;
+  std::string_view mRequest;
+  const AnswerKind& mKind;
   std::size_t mPackets = 0;
   std::vector<std::uint8_t> mPayload;
 };
@@ -136,23 +130,26 @@ std::optional<Dictionary> explainReply(Explanation& text, std::span<const std::u
     text.field(0, reply, "no answer to what was asked: passed over");
     return std::nullopt;
   }
-  if (reply.size() < 8) {
-    text.field(0, reply, "fewer than 8 bytes of the answer: it cannot be decoded");
+  if (reply.size() < kShortestAnswer) {
+    text.field(
+        0, reply,
+        fmt::format("fewer than {} bytes of the answer: it cannot be decoded", kShortestAnswer));
     return std::nullopt;
   }
   const auto payload = PacketWalk(text, reply, *row).payload();
+  if (const auto byte7 = row->answer.byte7; byte7 && reply[7] != byte7) {
+    text.note(fmt::format("byte 7 is not {:02X}: the reply is refused", *byte7));
+  }
   const MoxNPAUtilityCommand decoder;
   const auto length = static_cast<std::uint32_t>(reply.size());
   std::optional<Dictionary> decoded;
   switch (row->kind) {
     case ReplyKind::kInkjetItems:
-      if (reply[7] != 0xFF) text.note("byte 7 is not FF: the reply is refused");
       text.line("Items, offsets in the joined payload:");
       explainItems(text, payload);
       decoded = decoder.parseCPDQueryResponse(reply, length);
       break;
     case ReplyKind::kSuppliesTable:
-      if (reply[7] != 0x00) text.note("byte 7 is not 00: the reply is refused");
       text.line("Supplies table, offsets in the joined payload:");
       explainSuppliesTable(text, payload);
       decoded = decoder.parsePSSDDeviceResponse(reply, length);

@@ -2,42 +2,20 @@
 
 #include <fmt/format.h>
 
-#include <array>
+#include <limits>
 #include <optional>
 #include <string>
 
 #include "explain/ExplainedReply.h"
-#include "explain/WireBytes.h"
+#include "front/LaserSupplies.h"
+#include "npa/BigEndianReader.h"
+#include "npa/SuppliesRecord.h"
 
 namespace moxsupply {
 
 namespace {
 
-using Position = std::uint16_t;  // wraps as those of the decoder do
-
-constexpr std::uint32_t kGroup = 2;
-constexpr std::uint32_t kTable = 8;
 constexpr std::size_t kMostShown = 4096;  // elements and fields; lengths can lead in circles
-
-struct FieldRow {
-  std::uint32_t tag;
-  std::string_view name;
-};
-constexpr std::array<FieldRow, 6> kFields = {{
-    {1, "Fixed ID"},
-    {2, "Installed ID"},
-    {3, "Description"},
-    {7, "Supply Type"},
-    {15, "Max Level"},
-    {16, "Current Level"},
-}};
-constexpr std::uint32_t kDescription = 3;
-
-// Up to which tag fields are skipped ahead of a known one.
-constexpr std::uint32_t skippedBefore(std::uint32_t tag) {
-  if (tag == 7) return 6;
-  return tag == 15 ? 14 : 0;
-}
 
 class TableWalk {
  public:
@@ -46,103 +24,109 @@ class TableWalk {
   void explain() {
     const auto elements = explainHead();
     if (!elements) return;
-    const auto group = find(kFirstElement, kGroup, *elements, "element");
-    const auto children = group ? mIn.u16(*group + std::size_t{2}) : std::nullopt;
-    if (!children) return noTable("there is no group (tag 2)");
-    mText.field(*group, mIn.run(*group, kContainerHead),
-                fmt::format("the group (tag 2), number of children: {}", *children));
-    const auto table =
-        find(static_cast<Position>(*group + kContainerHead), kTable, *children, "child");
-    const auto supplies = table ? mIn.u16(*table + std::size_t{2}) : std::nullopt;
-    if (!supplies) return noTable("there is no supplies table (tag 8) in the group");
-    mText.field(*table, mIn.run(*table, kContainerHead),
-                fmt::format("the supplies table (tag 8), number of supplies: {}", *supplies));
-    if (*supplies == 0) return noTable("it has no supplies");
-    if (*supplies > 255) {
-      mText.note(fmt::format("the report counts supplies in 8 bits: it has {} of these {}",
-                             *supplies % 256, *supplies));
+    const auto group =
+        find(kFirstElement, kGroupTag, *elements, "element", "the group", "children");
+    if (!group) return noTable(fmt::format("there is no group (tag {})", kGroupTag));
+    const auto table = find(group->firstChild, kSuppliesTableTag, group->childCount, "child",
+                            "the supplies table", "supplies");
+    if (!table) {
+      return noTable(
+          fmt::format("there is no supplies table (tag {}) in the group", kSuppliesTableTag));
     }
-    explainSupplies(static_cast<Position>(*table + kContainerHead), *supplies);
+    const std::uint32_t supplies = table->childCount;
+    if (supplies == 0) return noTable("it has no supplies");
+    if (const auto reported = reportedSupplies(table->childCount); reported != supplies) {
+      mText.note(fmt::format("the report counts supplies in 8 bits: it has {} of these {}",
+                             reported, supplies));
+    }
+    explainSupplies(table->firstChild, supplies);
   }
 
  private:
-  static constexpr Position kFirstElement = 44;
-  static constexpr std::size_t kContainerHead = 6;
-  static constexpr std::size_t kEntryHead = 12;
-
   void noTable(std::string_view why) { mText.note(fmt::format("{}: nothing is decoded", why)); }
 
+  void show(std::size_t at, std::size_t count, std::string_view meaning) {
+    mText.field(at, mIn.bytesAsFarAsTheyGo(at, count), meaning);
+  }
+
   // Returns how many elements there are; nothing when the record is refused.
-  std::optional<std::uint32_t> explainHead() {
-    const auto elements = mIn.u16(40);
-    mText.field(0, mIn.run(0, 2), "marker, not 0");
-    mText.field(2, mIn.run(2, 36), "not looked at");
-    mText.field(38, mIn.run(38, 1), "form of the record, 1");
-    mText.field(40, mIn.run(40, 2), fmt::format("number of elements: {}", elements.value_or(0)));
-    if (mIn.u16(0).value_or(0) == 0) noTable("the marker is 0, or not there");
-    if (mIn.u8(38) != 1U) noTable("the form is not 1");
-    if (elements.value_or(0) < 2) noTable("fewer than two elements");
-    const bool isRefused = mIn.u16(0).value_or(0) == 0 || mIn.u8(38) != 1U || *elements < 2;
-    return isRefused ? std::nullopt : elements;
+  std::optional<std::uint16_t> explainHead() {
+    constexpr std::size_t kUnread = kMarkerAt + 2;
+    const std::uint16_t elements = mIn.u16(kElementCountAt).value_or(0);
+    show(kMarkerAt, 2, "marker, not 0");
+    show(kUnread, kFormAt - kUnread, "not looked at");
+    show(kFormAt, 1, fmt::format("form of the record, {}", kFormOfRecord));
+    show(kElementCountAt, 2, fmt::format("number of elements: {}", elements));
+    const bool hasMarker = mIn.u16(kMarkerAt).value_or(0) != 0;
+    const bool hasForm = mIn.u8(kFormAt) == kFormOfRecord;
+    const bool hasElements = elements >= kFewestElements;
+    if (!hasMarker) noTable("the marker is 0, or not there");
+    if (!hasForm) noTable(fmt::format("the form is not {}", kFormOfRecord));
+    if (!hasElements) noTable("fewer than two elements");
+    return hasMarker && hasForm && hasElements ? std::optional(elements) : std::nullopt;
   }
 
   // Skips the element or field at `at`. Returns where the next one is; nothing when this one is
   // cut, or too many were shown.
   std::optional<Position> skip(Position at, std::string_view what) {
-    const auto tag = mIn.u8(at);
-    const auto form = mIn.u8(at + std::size_t{1});
-    const bool isLong = form == 0U;
-    const auto length = mIn.u16(at + std::size_t{isLong ? 4U : 2U});
-    if (!form || !length || ++mShown > kMostShown) {
+    const auto element = SkippedElement::read(mIn, at);
+    if (!element || ++mShown > kMostShown) {
       mText.note(mShown > kMostShown ? "and so on: no more is shown" : "here the record ends");
       return std::nullopt;
     }
-    const std::size_t whole = *length + (isLong ? 6 : 4);
-    mText.field(at, mIn.run(at, whole),
-                fmt::format("{} {}, {} form: skipped", what, *tag, isLong ? "long" : "short"));
-    if (at + whole > 65'535) {
+    show(at, element->size,
+         fmt::format("{}, tag {}, {} form: skipped", what, *mIn.u8(at),
+                     element->isLong ? "long" : "short"));
+    if (at + element->size > std::numeric_limits<Position>::max()) {
       mText.note("positions wrap at 65536: the walk goes on from the record's beginning");
     }
-    return static_cast<Position>(at + whole);
+    return static_cast<Position>(at + element->size);
   }
 
-  std::optional<Position> find(Position at, std::uint32_t tag, std::uint32_t mostSkipped,
-                               std::string_view what) {
+  // The container with `tag`, past at most `mostSkipped` other elements.
+  std::optional<Container> find(Position at, std::uint8_t tag, std::uint16_t mostSkipped,
+                                std::string_view what, std::string_view name,
+                                std::string_view children) {
     for (std::uint32_t skipped = 0; mIn.u8(at) != tag; ++skipped) {
-      const auto next =
-          skipped < mostSkipped ? skip(at, fmt::format("{}, tag", what)) : std::nullopt;
+      const auto next = skipped < mostSkipped ? skip(at, what) : std::nullopt;
       if (!next) return std::nullopt;
       at = *next;
     }
-    return at;
+    const auto container = Container::read(mIn, at);
+    if (container) {
+      show(
+          at, Container::kHeadSize,
+          fmt::format("{} (tag {}), number of {}: {}", name, tag, children, container->childCount));
+    }
+    return container;
   }
 
   void explainSupplies(Position at, std::uint32_t count) {
     for (std::uint32_t read = 0; read < count && mShown <= kMostShown; ++read) {
-      const auto number = mIn.u8(at);
-      if (!number || mIn.run(at, kEntryHead).size() < kEntryHead) {
+      const auto head = SupplyHead::read(mIn, at);
+      if (!head) {
         mText.note(fmt::format("the table breaks off after {} of {} supplies", read, count));
         return;
       }
-      if (*number > count) {
-        mText.field(at, mIn.run(at, 1), "a supply number beyond the count: it ends the table");
+      if (head->number > count) {
+        show(at, 1, "a supply number beyond the count: it ends the table");
         return;
       }
-      const std::uint32_t length = *mIn.u16(at + std::size_t{4});
-      const std::uint32_t fields = *mIn.u16(at + std::size_t{8});
-      mText.field(at, mIn.run(at, kEntryHead),
-                  fmt::format("supply {}: {} bytes follow, {} fields", *number, length, fields));
-      explainFields(static_cast<Position>(at + kEntryHead), at + std::size_t{6} + length, fields);
+      show(at, SupplyHead::kSize,
+           fmt::format("supply {}: {} bytes follow, {} fields", head->number, head->length,
+                       head->fieldCount));
+      const std::size_t end = at + SupplyHead::kLengthCountsFrom + head->length;
+      explainFields(static_cast<Position>(at + SupplyHead::kSize), end, head->fieldCount);
       ++mShown;
-      at = static_cast<Position>(at + length + 6);
+      at = static_cast<Position>(end);
     }
   }
 
-  // The known fields come in rising order of their tags; others are skipped at two places.
+  // The known fields come in rising order of their tags; others are skipped on the way to some.
   // `end`: where the supply ends by its own length.
   void explainFields(Position at, std::size_t end, std::uint32_t budget) {
-    for (const FieldRow& row : kFields) {
-      while (mIn.u8(at).value_or(255) <= skippedBefore(row.tag)) {
+    for (const SupplyField& field : kSupplyFields) {
+      while (field.skippedUpTo && mIn.u8(at) && *mIn.u8(at) <= *field.skippedUpTo) {
         if (budget == 0) {
           if (at < end) {
             mText.note(
@@ -152,47 +136,44 @@ class TableWalk {
           }
           return;
         }
-        const auto next = skip(at, "field, tag");
+        const auto next = skip(at, "field");
         if (!next) return;
         at = *next;
         --budget;
       }
-      if (mIn.u8(at) != row.tag) continue;
+      if (mIn.u8(at) != field.tag) continue;
       if (at == end) mText.note("the next supply's number is taken for the tag of a field");
-      const auto length = mIn.u16(at + std::size_t{2});
-      if (!length || !explainField(at, row, *length)) {
+      const auto length = mIn.u16(at + SupplyField::kLengthAt);
+      if (!length || !explainField(at, field, *length)) {
         mText.note("the field is cut: the supply ends without it");
         return;
       }
-      at = static_cast<Position>(at + *length + 4);
+      at = static_cast<Position>(at + SupplyField::kHeadSize + *length);
       if (budget > 0) --budget;
     }
   }
 
-  bool explainField(Position at, const FieldRow& row, std::uint32_t length) {
-    const std::size_t valueAt = at + std::size_t{4};
-    const auto whole = mIn.run(at, length + std::size_t{4});
-    if (row.tag == kDescription) {
-      const auto value = mIn.run(valueAt, length);
-      if (value.size() < length) return false;
-      mText.field(at, whole,
-                  fmt::format("{} (tag {}): \"{}\"", row.name, row.tag,
-                              std::string(value.begin(), value.end())));
+  bool explainField(Position at, const SupplyField& field, std::uint16_t length) {
+    const std::size_t valueAt = at + SupplyField::kHeadSize;
+    const std::size_t whole = SupplyField::kHeadSize + length;
+    const std::string name = fmt::format("{} (tag {})", field.key.text(), field.tag);
+    if (field.type == FieldType::kText) {
+      const auto value = mIn.bytes(valueAt, length);
+      if (!value) return false;
+      show(at, whole, fmt::format("{}: \"{}\"", name, std::string(value->begin(), value->end())));
       return true;
     }
-    const bool isUsual = length == 1 || length == 2 || length == 4;
-    const auto value = mIn.number(valueAt, length == 1 || length == 2 ? length : 4);
+    const std::size_t width = SupplyField::widthOfNumber(length);
+    const auto value = mIn.number(valueAt, width);
     if (!value) return false;
-    mText.field(
-        at, whole,
-        fmt::format("{} (tag {}): {}", row.name, row.tag, static_cast<std::int32_t>(*value)));
-    if (!isUsual) mText.note(fmt::format("a number of {} bytes: four are read", length));
+    show(at, whole, fmt::format("{}: {}", name, static_cast<std::int32_t>(*value)));
+    if (width != length) mText.note(fmt::format("a number of {} bytes: four are read", length));
     if (*value > 0x7FFF'FFFF) mText.note("a number with its top bit set is negative");
     return true;
   }
 
   Explanation& mText;
-  WireBytes mIn;
+  BigEndianReader mIn;
   std::size_t mShown = 0;
 };
 

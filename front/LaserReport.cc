@@ -1,12 +1,12 @@
 #include "front/LaserReport.h"
 
-#include <array>
 #include <cstdint>
 #include <limits>
 #include <string>
 #include <string_view>
 #include <utility>
 
+#include "front/LaserSupplies.h"
 #include "front/MoxFilter.h"
 
 namespace moxsupply {
@@ -28,11 +28,10 @@ std::string_view typeOfSupply(std::int32_t code) {
   }
 }
 
-// The last of the colour words that stands anywhere in the description. A supply without one, be it
-// a black toner or a fuser, is black.
+// A supply without a colour word, be it a black toner or a fuser, is black.
 std::string_view colorOfSupply(std::string_view description) {
   std::string_view color = "Black";
-  for (const std::string_view word : {"Cyan", "Magenta", "Yellow"}) {
+  for (const std::string_view word : kColorWords) {
     if (description.find(word) != std::string_view::npos) color = word;
   }
   return color;
@@ -59,9 +58,7 @@ Status addLaserReport(Dictionary supplies, Dictionary& report) {
   if (suppliesCount == nullptr) return Status::kUndecodable;
   report.set("SupplyCount", *suppliesCount);
 
-  // Only the low 8 bits say how many records there are; "SupplyCount" keeps the whole number.
-  const auto recordCount = static_cast<std::uint8_t>(*suppliesCount);
-  for (std::int32_t i = 1; i <= recordCount; ++i) {
+  for (std::int32_t i = 1; i <= reportedSupplies(*suppliesCount); ++i) {
     auto* supply = supplies.get<Dictionary>({"Supply", i});
     auto* description = supply == nullptr ? nullptr : supply->get<std::string>("Description");
     if (description == nullptr) return Status::kUndecodable;

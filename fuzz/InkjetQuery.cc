@@ -52,8 +52,8 @@ void promiseReport(const Query& query) {
 // Any inkjet printer on the network.
 void tryInput(std::span<const std::uint8_t> input) {
   const Query query("Inkjet", "socket", input);
-  const std::string loopBack = request(3, 9);
-  const std::string forItems = request(0, 8);
+  const std::string loopBack = textOf(kLoopBack);
+  const std::string forItems = textOf(kInkjetQuery);
   promise(query.readsInVain <= 4, "four replies are awaited at most");
   switch (query.status) {
     case Status::kWriteError:

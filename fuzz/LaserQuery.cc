@@ -48,8 +48,8 @@ void promiseReport(const Query& query) {
 // Any laser printer.
 void tryInput(std::span<const std::uint8_t> input) {
   const Query query("Laser", "usb", input);
-  const std::string forTable = request(2, 30);
-  const std::string forRecord = request(1, 27);
+  const std::string forTable = textOf(kDeviceQuery);
+  const std::string forRecord = textOf(kSuppliesQuery);
   switch (query.status) {
     case Status::kWriteError:
       promise(query.written.empty() && query.readsInVain == 0, "an unasked printer is not awaited");

@@ -10,7 +10,7 @@
 #include "front/MoxFilter.h"
 #include "fuzz/PrinterLink.h"
 #include "fuzz/Target.h"
-#include "npa/CommandList.h"
+#include "npa/Requests.h"
 #include "values/Dictionary.h"
 
 namespace moxsupply::fuzzing {
@@ -32,10 +32,9 @@ struct Query {
   std::size_t readsInVain = 0;
 };
 
-// The first `size` bytes of a request of the table.
-inline std::string request(std::size_t index, std::size_t size) {
-  const auto& command = CommandList.at(index).command;
-  return {command.begin(), command.begin() + static_cast<std::ptrdiff_t>(size)};
+inline std::string textOf(const Request& request) {
+  const auto& command = CommandList.at(request.record).command;
+  return {command.begin(), command.begin() + request.size};
 }
 
 // Whether the text under `key` is one of these words.

@@ -24,14 +24,26 @@ class BigEndianReader {
  public:
   explicit BigEndianReader(std::span<const std::uint8_t> bytes) noexcept : mBytes(bytes) {}
 
+  [[nodiscard]] std::size_t size() const noexcept { return mBytes.size(); }
+
   [[nodiscard]] std::optional<std::uint8_t> u8(std::size_t offset) const noexcept {
-    return number<std::uint8_t>(offset);
+    return numberOf<std::uint8_t>(offset);
   }
   [[nodiscard]] std::optional<std::uint16_t> u16(std::size_t offset) const noexcept {
-    return number<std::uint16_t>(offset);
+    return numberOf<std::uint16_t>(offset);
   }
   [[nodiscard]] std::optional<std::uint32_t> u32(std::size_t offset) const noexcept {
-    return number<std::uint32_t>(offset);
+    return numberOf<std::uint32_t>(offset);
+  }
+
+  // A number of `width` bytes, 1 to 4.
+  [[nodiscard]] std::optional<std::uint32_t> number(std::size_t offset,
+                                                    std::size_t width) const noexcept {
+    const auto run = bytes(offset, width);
+    if (!run) return std::nullopt;
+    std::uint32_t value = 0;
+    for (const std::uint8_t byte : *run) value = value << 8 | byte;
+    return value;
   }
 
   [[nodiscard]] std::optional<std::span<const std::uint8_t>> bytes(
@@ -48,12 +60,10 @@ class BigEndianReader {
 
  private:
   template <typename Number>
-  [[nodiscard]] std::optional<Number> number(std::size_t offset) const noexcept {
-    const auto run = bytes(offset, sizeof(Number));
-    if (!run) return std::nullopt;
-    std::uint32_t value = 0;
-    for (const std::uint8_t byte : *run) value = value << 8 | byte;
-    return static_cast<Number>(value);
+  [[nodiscard]] std::optional<Number> numberOf(std::size_t offset) const noexcept {
+    const auto value = number(offset, sizeof(Number));
+    if (!value) return std::nullopt;
+    return static_cast<Number>(*value);
   }
 
   std::span<const std::uint8_t> mBytes;

@@ -1,7 +1,7 @@
-#include "npa/CommandList.h"
 #include "npa/MoxNPAUtilityCommand.h"
+#include "npa/Requests.h"
 
 moxsupply::Status MoxNPAUtilityCommand::sendDataLoopBack() const noexcept {
-  constexpr std::uint32_t kRequestSize = 9;
-  return mFilterCom.writeData(CommandList[3].command, kRequestSize);
+  return mFilterCom.writeData(moxsupply::bytesOf<moxsupply::kLoopBack>(),
+                              moxsupply::kLoopBack.size);
 }

@@ -15,11 +15,13 @@
 // A packet is the byte A5, a big-endian 16-bit length of what follows the length, a flags byte
 // whose bit 20 says that more packets of the same reply follow, and the body.
 //
+// Each part names the sources in which its bodies are.
+//
 // Every decoder takes a span, whose end no read passes, and beside it a length with a meaning of
 // its own. Nothing throws; where memory runs out, a query gives kUndecodable and a decoder nothing.
 class MOXSUPPLY_EXPORT MoxNPAUtilityCommand {
  public:
-  // Requests
+  // Requests: CPDQuery.cc, PSSDQuery.cc, LoopBack.cc
 
   // Copies the inkjet query (8 bytes) into `query`. Always kSuccess.
   moxsupply::Status assembleCPDquery(std::span<std::uint8_t, 8> query) const noexcept;
@@ -30,7 +32,7 @@ class MOXSUPPLY_EXPORT MoxNPAUtilityCommand {
   // Writes the loop-back request (9 bytes) and reads no reply. kSuccess or kWriteError.
   moxsupply::Status sendDataLoopBack() const noexcept;
 
-  // Replies
+  // Replies: NPAReply.cc
 
   // Gathers one reply: its packets, each with its own start byte, length and flags, back to back
   // from the start of `reply`. `lengthOfResponse` becomes the number of bytes stored.
@@ -45,7 +47,7 @@ class MOXSUPPLY_EXPORT MoxNPAUtilityCommand {
   moxsupply::Status getNPAReply(std::span<std::uint8_t> reply, std::uint32_t& lengthOfResponse,
                                 std::uint32_t timeOut) const noexcept;
 
-  // The inkjet conversation
+  // The inkjet conversation: CPDQuery.cc
 
   // Asks for the printer's items and replaces the contents of `items` by the CPD dictionary: the
   // keys of CPDTriplet, each with the bytes of its item as the printer sent them.
@@ -65,7 +67,7 @@ class MOXSUPPLY_EXPORT MoxNPAUtilityCommand {
   [[nodiscard]] std::optional<moxsupply::Dictionary> parseCPDQueryResponse(
       std::span<const std::uint8_t> reply, std::uint32_t withLength) const noexcept;
 
-  // The laser conversation
+  // The laser conversation: PSSDQuery.cc
 
   // Asks for the supplies table, then for the model-family record, and replaces the contents of
   // `supplies` by the printer's supplies:
@@ -97,6 +99,8 @@ class MOXSUPPLY_EXPORT MoxNPAUtilityCommand {
   [[nodiscard]] std::optional<moxsupply::Dictionary> parsePSSDQueryResponse(
       std::span<const std::uint8_t> reply, std::uint32_t withLength) const noexcept;
 
+  // The record of the supplies table: SuppliesTable.cc
+
   // Decodes the supplies table in a device-data record: elements by tag, group 2, in it table 8, in
   // it the supplies. Returns "Supplies Count" and for each supply, under {"Supply", n} with n from
   // the first byte of its entry, a dictionary of
@@ -107,6 +111,8 @@ class MOXSUPPLY_EXPORT MoxNPAUtilityCommand {
   // before the break. Writes 1 into the seventh byte of each entry read. `withLength` is ignored.
   [[nodiscard]] std::optional<moxsupply::Dictionary> extractSuppliesResponse(
       std::span<std::uint8_t> record, std::uint32_t withLength) const noexcept;
+
+  // The model-family records: KelvoRecords.cc
 
   // Decode the three model-family records, of types 1, 2 and 3. All hold "Serial Number" (text),
   // "Supplies Count", "Record Length" and "Toner Prediction" (the type). Type 1 is of one supply,

@@ -98,7 +98,7 @@ struct DotsRecord {
 
 // A record of a type that hosts do not know.
 struct UnknownRecord {
-  std::uint8_t type = 4;
+  std::uint8_t type = 99;
   Bytes body{};
 };
 

@@ -98,6 +98,18 @@ TEST_F(Decode, TellsWhichItemTheYellowLevelFollows) {
   EXPECT_THAT(with, HasSubstr("55 %"));
 }
 
+// The first cartridge is of one colour where there is a third, and one of an unknown code is none.
+TEST_F(Decode, TellsThreeColoursFromOneAsTheReportDoes) {
+  const auto explained = [&](std::uint8_t third) {
+    return decodedItems(inkjetReply({inkjetItem(0x0019, {2}), inkjetItem(0x0110, {0xB0}),
+                                     inkjetItem(0x0130, {third}), inkjetItem(0x0428, {30})}));
+  };
+  EXPECT_THAT(explained(0xC0), AllOf(HasSubstr("Supply 1: cyan, from kCyanInkRemaining\n"),
+                                     HasSubstr("Cyan Cartridge ")));
+  EXPECT_THAT(explained(0x33), AllOf(HasSubstr("Supply 1: three colours, the least of the three"),
+                                     HasSubstr("Color Cartridge ")));
+}
+
 // The codes that decode takes for known are those that the module reports.
 TEST_F(Decode, LeavesOutTheCartridgesThatTheReportLeavesOut) {
   transcript::Transcript transcript;
@@ -156,6 +168,18 @@ TEST_F(Decode, TellsTheQuirksOfASuppliesTable) {
   EXPECT_THAT(text, HasSubstr("Description (tag 3): \"Cyan and Yellow\"\n"));
   EXPECT_THAT(text, HasSubstr("a number of 3 bytes: four are read\n"));
   EXPECT_THAT(text, HasSubstr("of several colour words the last"));
+}
+
+// Only on the way to the type and to the levels are fields skipped, those of tag 0 as well.
+TEST_F(Decode, SkipsTheFieldsOfASupplyWhereTheDecoderSkipsThem) {
+  const std::string behindIds = decodedTable(deviceReply(suppliesRecord(
+      {supply(1, {field(0, hex("EE")), field(1, hex("11")), field(7, hex("01"))})})));
+  EXPECT_THAT(behindIds, AllOf(HasSubstr("field, tag 1, short form: skipped\n"),
+                               HasSubstr("Supply Type (tag 7): 1\n"), Not(HasSubstr("Fixed ID"))));
+  const std::string betweenLevels = decodedTable(deviceReply(
+      suppliesRecord({supply(1, {maxLevel(100), field(0, hex("EE")), currentLevel(37)})})));
+  EXPECT_THAT(betweenLevels, AllOf(HasSubstr("Max Level (tag 15): 100\n"), Not(HasSubstr("tag 0")),
+                                   Not(HasSubstr("Current Level"))));
 }
 
 // A later packet of the answer to the supplies query, at 300, is read at 44.

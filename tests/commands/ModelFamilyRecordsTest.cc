@@ -48,7 +48,7 @@ Percentages percentagesOf(const Json& model) {
 
 // A record that no host knows stands for none; without one the printer would not answer at all.
 Json withoutRecord(Json model) {
-  model["record"] = {{"type", 4}, {"body", ""}};
+  model["record"] = {{"type", 99}, {"body", ""}};
   return model;
 }
 

@@ -24,6 +24,8 @@ TEST(BigEndianReader, ReadsTheMostSignificantByteFirst) {
   EXPECT_EQ(reader.u8(4), 0x9A);
   EXPECT_EQ(reader.u16(3), 0x789A);
   EXPECT_EQ(reader.u32(1), 0x3456789AU);
+  EXPECT_EQ(reader.number(1, 1), 0x34U);
+  EXPECT_EQ(reader.number(1, 3), 0x345678U);
 }
 
 TEST(BigEndianReader, ReadsTheTopBitAsPartOfTheNumber) {
@@ -42,6 +44,7 @@ TEST(BigEndianReader, GivesNothingForANumberThatIsCutOrBeyondTheEnd) {
   EXPECT_EQ(reader.u16(4), std::nullopt);
   EXPECT_EQ(reader.u32(1), std::nullopt);
   EXPECT_EQ(reader.u32(5), std::nullopt);
+  EXPECT_EQ(reader.number(2, 3), std::nullopt);
 }
 
 TEST(BigEndianReader, DoesNotWrapAtTheLargestOffset) {
@@ -83,6 +86,7 @@ TEST(BigEndianReader, GivesWhatIsThereOfARunThatMayBeCut) {
 
 TEST(BigEndianReader, GivesNothingOfNoBytes) {
   const BigEndianReader reader({});
+  EXPECT_EQ(reader.size(), 0U);
   EXPECT_EQ(reader.u8(0), std::nullopt);
   EXPECT_THAT(reader.bytes(0, 0), Optional(IsEmpty()));
   EXPECT_THAT(reader.bytesAsFarAsTheyGo(0, 1), IsEmpty());

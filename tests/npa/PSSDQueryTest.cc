@@ -3,12 +3,14 @@
 
 #include <array>
 #include <cstdio>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "channel/MoxFilterComm.h"
+#include "npa/ModelRecords.h"
 #include "npa/MoxNPAUtilityCommand.h"
 #include "tests/support/DictionaryJson.h"
 #include "tests/support/FilterProcess.h"
@@ -388,18 +390,20 @@ TEST(PSSDDeviceResponse, ReadsAPacketAt65539At3) {
 
 // The type stands 4 bytes behind the serial number; the decoders differ in what they call it all.
 TEST(PSSDQueryResponse, GoesToTheDecoderOfItsType) {
-  const auto decoded = [](const char* type, const Bytes& serialNumber) {
-    const Bytes length = u8(static_cast<std::uint32_t>(serialNumber.size()));
-    const Bytes record = joined({length, serialNumber, hex("01 00 00"), hex(type),  //
-                                 hex("05"), repeated(0x01, 45)});
-    return Json::parse(query(queryReply(record)));
-  };
+  const std::map<RecordType, std::string> fields = {{RecordType::kSingleSupply, "/Toner Type"},
+                                                    {RecordType::kPageCounts, "/#5/Pages Capacity"},
+                                                    {RecordType::kDotCounts, "/#5/Max Dot Count"}};
   for (const Bytes& serialNumber : {Bytes(), bytesOf("S"), repeated('S', 255)}) {
-    EXPECT_TRUE(decoded("01", serialNumber).contains("Toner Type"));
-    EXPECT_TRUE(decoded("02", serialNumber).at("#5").contains("Pages Capacity"));
-    EXPECT_TRUE(decoded("03", serialNumber).at("#5").contains("Max Dot Count"));
-    for (const char* type : {"00", "04", "05", "81", "FF"}) {
-      EXPECT_TRUE(decoded(type, serialNumber).is_null()) << type;
+    const Bytes length = u8(static_cast<std::uint32_t>(serialNumber.size()));
+    for (std::uint32_t type = 0; type < 256; ++type) {
+      const Bytes record = joined({length, serialNumber, hex("01 00 00"), u8(type),  //
+                                   hex("05"), repeated(0x01, 45)});
+      const Json decoded = Json::parse(query(queryReply(record)));
+      const auto field = fields.find(static_cast<RecordType>(type));
+      EXPECT_EQ(decoded.is_null(), field == fields.end()) << type;
+      if (field != fields.end()) {
+        EXPECT_TRUE(decoded.contains(Json::json_pointer(field->second))) << type;
+      }
     }
   }
 }
@@ -629,7 +633,7 @@ TEST(PSSDQueryAll, PassesOverAQueryReplyThatIsRefused) {
   const Bytes table = deviceReply(suppliesRecord({supply(1, {description("x")})}));
   const std::string alone = left(0, R"({"Supplies Count": 1, "Supply 1": {"Description": "x"}})");
   Bytes unknown = blackDots();
-  put(unknown, 13, hex("04"));
+  put(unknown, 13, hex("63"));  // type 99
   EXPECT_EQ(ask(table, unknown), alone);
   EXPECT_EQ(ask(table, hex("A5 00 04 50 E0 07 02")), alone);  // 7 bytes
 }

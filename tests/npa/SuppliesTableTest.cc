@@ -495,6 +495,42 @@ TEST(SuppliesTable, ReadsFieldsBeyondTheEndOfTheirSupply) {
                      "Supply 16": {}})"));
 }
 
+// A supply whose fields end before a known one takes it from the head of the supply that follows,
+// where that has the field's tag for a number. The bytes of a head are its number, three that
+// nobody looks at, here the form and a length of 1, and the first of its own length, which is the
+// value.
+TEST(SuppliesTable, TakesTheHeadOfTheNextSupplyForAFieldOfItsNumber) {
+  const std::vector<Bytes> known = {field(1, hex("0A")), field(2, hex("0B")), description("x"),
+                                    field(7, hex("0C")), field(15, hex("0D"))};
+  const std::vector<std::pair<std::uint8_t, const char*>> fields = {
+      {1, R"({"Fixed ID": 0})"},
+      {2, R"({"Fixed ID": 10, "Installed ID": 0})"},
+      {3, R"({"Fixed ID": 10, "Installed ID": 11, "Description": ""})"},
+      {7, R"({"Fixed ID": 10, "Installed ID": 11, "Description": "x", "Supply Type": 0})"},
+      {15, R"({"Fixed ID": 10, "Installed ID": 11, "Description": "x", "Supply Type": 12,
+               "Max Level": 0})"},
+      {16, R"({"Fixed ID": 10, "Installed ID": 11, "Description": "x", "Supply Type": 12,
+               "Max Level": 13, "Current Level": 0})"}};
+  for (std::size_t before = 0; before < fields.size(); ++before) {
+    const auto& [tag, expected] = fields[before];
+    const Bytes first =
+        supply(9, {known.begin(), known.begin() + static_cast<std::ptrdiff_t>(before)});
+    const Bytes next = joined({u8(tag), hex("01 00 01"), hex("00 06"), hex("00 00 00 00 00 00")});
+    const auto result = extract(suppliesRecord(16, {first, next}));
+    EXPECT_EQ(shown(*result->get<Dictionary>({"Supply", 9})), json(expected)) << +tag;
+  }
+}
+
+// A supply 2 with its two ids and no more, before a supply 3 whose head is as printers send it.
+TEST(SuppliesTable, TakesAnEmptyDescriptionFromTheHeadOfASupply3) {
+  const Bytes two = supply(2, {field(1, hex("0A")), field(2, hex("0B"))});
+  Bytes three = supply(3, {description("x")});
+  put(three, 1, hex("00 00 00"));
+  EXPECT_EQ(shown(extract(suppliesRecord(3, {two, three}))), json(R"({"Supplies Count": 3,
+                     "Supply 2": {"Fixed ID": 10, "Installed ID": 11, "Description": ""},
+                     "Supply 3": {"Description": "x"}})"));
+}
+
 // --- Records that break off
 
 // Refused without the number of supplies, and from there on whatever is whole.
