@@ -20,6 +20,7 @@
 #include "npa/CPDTriplet.h"
 #include "simulator/InkjetItems.h"
 #include "tests/support/Golden.h"
+#include "tests/support/Hex.h"
 
 namespace moxsupply::testing {
 namespace {
