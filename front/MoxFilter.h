@@ -14,7 +14,9 @@
 
 // What a print filter creates, once per print queue, and asks for the printer's supplies as often
 // as it likes. The printer is on standard output, and its answers come on descriptor 3, the CUPS
-// back channel. Use one object from one thread at a time; nothing throws.
+// back channel. Use one object from one thread at a time; nothing throws. Unload the module only
+// when its objects and the reports that it has written to are gone: the keys of a report point into
+// the module.
 class MOXSUPPLY_EXPORT MoxFilter {
  public:
   // `printerType`: "Laser" or "Inkjet"; `andTransport`: "usb", "socket", "mdns" or "dnssd", the
