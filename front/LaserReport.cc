@@ -7,8 +7,6 @@
 #include <string_view>
 #include <utility>
 
-#include "front/MoxFilter.h"
-
 namespace moxsupply {
 
 namespace {
@@ -80,15 +78,3 @@ Status addLaserReport(Dictionary supplies, Dictionary& report) {
 }
 
 }  // namespace moxsupply
-
-moxsupply::Status MoxFilter::queryPSSDInkLevels(moxsupply::Dictionary& report) {
-  using moxsupply::Status;
-
-  if (!mNPAUtility) return Status::kNoCommand;
-  moxsupply::Dictionary supplies;
-  if (const Status status = mNPAUtility->pssdQueryAll(supplies, mTimeout);
-      status != Status::kSuccess) {
-    return status;
-  }
-  return moxsupply::addLaserReport(std::move(supplies), report);
-}
