@@ -9,7 +9,6 @@
 #include <utility>
 
 #include "front/InkjetLevels.h"
-#include "front/MoxFilter.h"
 #include "front/SupplyNames.h"
 
 namespace moxsupply {
@@ -124,23 +123,3 @@ Status addInkjetReport(Dictionary items, const SupplyNames& names, Dictionary& r
 }
 
 }  // namespace moxsupply
-
-moxsupply::Status MoxFilter::queryCPDInkLevels(moxsupply::Dictionary& report) {
-  using moxsupply::Status;
-
-  const moxsupply::SupplyNames names;
-  if (!mNPAUtility) return Status::kNoCommand;
-
-  // Over the network the printer wants the loop-back request first.
-  if (mTransport == "socket" || mTransport == "dnssd") {
-    if (const Status status = mNPAUtility->sendDataLoopBack(); status != Status::kSuccess) {
-      return status;
-    }
-  }
-
-  moxsupply::Dictionary items;
-  if (const Status status = mNPAUtility->cpdQueryAll(items, mTimeout); status != Status::kSuccess) {
-    return status;
-  }
-  return moxsupply::addInkjetReport(std::move(items), names, report);
-}

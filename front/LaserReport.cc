@@ -7,7 +7,6 @@
 #include <utility>
 
 #include "front/LaserSupplies.h"
-#include "front/MoxFilter.h"
 
 namespace moxsupply {
 
@@ -77,15 +76,3 @@ Status addLaserReport(Dictionary supplies, Dictionary& report) {
 }
 
 }  // namespace moxsupply
-
-moxsupply::Status MoxFilter::queryPSSDInkLevels(moxsupply::Dictionary& report) {
-  using moxsupply::Status;
-
-  if (!mNPAUtility) return Status::kNoCommand;
-  moxsupply::Dictionary supplies;
-  if (const Status status = mNPAUtility->pssdQueryAll(supplies, mTimeout);
-      status != Status::kSuccess) {
-    return status;
-  }
-  return moxsupply::addLaserReport(std::move(supplies), report);
-}

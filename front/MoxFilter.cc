@@ -2,9 +2,15 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
+
+#include "front/InkjetReport.h"
+#include "front/LaserReport.h"
+#include "front/SupplyNames.h"
 
 using moxsupply::Dictionary;
 using moxsupply::Status;
+using moxsupply::SupplyNames;
 
 namespace {
 
@@ -47,4 +53,32 @@ Status MoxFilter::inkStatusQuery(Dictionary* report) noexcept try {
   return Status::kSuccess;
 } catch (...) {
   return Status::kUndecodable;
+}
+
+Status MoxFilter::queryPSSDInkLevels(Dictionary& report) {
+  if (!mNPAUtility) return Status::kNoCommand;
+  Dictionary supplies;
+  if (const Status status = mNPAUtility->pssdQueryAll(supplies, mTimeout);
+      status != Status::kSuccess) {
+    return status;
+  }
+  return moxsupply::addLaserReport(std::move(supplies), report);
+}
+
+Status MoxFilter::queryCPDInkLevels(Dictionary& report) {
+  const SupplyNames names;
+  if (!mNPAUtility) return Status::kNoCommand;
+
+  // Over the network the printer wants the loop-back request first.
+  if (mTransport == "socket" || mTransport == "dnssd") {
+    if (const Status status = mNPAUtility->sendDataLoopBack(); status != Status::kSuccess) {
+      return status;
+    }
+  }
+
+  Dictionary items;
+  if (const Status status = mNPAUtility->cpdQueryAll(items, mTimeout); status != Status::kSuccess) {
+    return status;
+  }
+  return moxsupply::addInkjetReport(std::move(items), names, report);
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <concepts>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -13,7 +14,9 @@
 
 // What a print filter creates, once per print queue, and asks for the printer's supplies as often
 // as it likes. The printer is on standard output, and its answers come on descriptor 3, the CUPS
-// back channel. Use one object from one thread at a time; nothing throws.
+// back channel. Use one object from one thread at a time; nothing throws. Unload the module only
+// when its objects and the reports that it has written to are gone: the keys of a report point into
+// the module.
 class MOXSUPPLY_EXPORT MoxFilter {
  public:
   // `printerType`: "Laser" or "Inkjet"; `andTransport`: "usb", "socket", "mdns" or "dnssd", the
@@ -23,6 +26,16 @@ class MOXSUPPLY_EXPORT MoxFilter {
   static std::unique_ptr<MoxFilter> initWithPrinterType(
       std::optional<std::string_view> printerType, std::optional<std::string_view> andTransport,
       std::uint32_t withTimeout) noexcept;
+
+  // The same for texts that come as pointers to characters: a null pointer, such as std::getenv
+  // gives, is a missing text.
+  template <typename Type, typename Transport>
+  static std::unique_ptr<MoxFilter> initWithPrinterType(const Type& printerType,
+                                                        const Transport& andTransport,
+                                                        std::uint32_t withTimeout) noexcept {
+    return initWithPrinterType(textOrNothing(printerType), textOrNothing(andTransport),
+                               withTimeout);
+  }
 
   // Asks the printer once and adds to `report`:
   //   "PrintHeadType"      text: "LaserSupplies", or the family of an inkjet's print head, one of
@@ -51,6 +64,17 @@ class MOXSUPPLY_EXPORT MoxFilter {
   enum class PrinterType : std::uint8_t { kLaser = 0, kInkjet = 1 };
 
   MoxFilter(PrinterType printerType, std::string_view transport, std::uint32_t timeout);
+
+  template <typename Text>
+  static std::optional<std::string_view> textOrNothing(const Text& text) noexcept {
+    if constexpr (std::convertible_to<const Text&, const char*>) {
+      const char* const characters = text;
+      if (characters == nullptr) return std::nullopt;
+      return characters;
+    } else {
+      return text;
+    }
+  }
 
   moxsupply::Status queryPSSDInkLevels(moxsupply::Dictionary& report);
   moxsupply::Status queryCPDInkLevels(moxsupply::Dictionary& report);

@@ -2,8 +2,11 @@
 
 #include <dlfcn.h>
 #include <libintl.h>
+#include <unistd.h>
 
 #include <clocale>
+#include <cstdlib>
+#include <memory>
 #include <string_view>
 
 namespace moxsupply {
@@ -15,12 +18,18 @@ constexpr const char* kCatalog = "moxsupply";
 // Below the module's own folder: moxsupply/locale/LANGUAGE/LC_MESSAGES/moxsupply.mo
 constexpr std::string_view kCatalogsBesideModule = "moxsupply/locale";
 
-// The folder of the file that this code was loaded from, with its slash; empty for the current one.
+// The current folder when the module was loaded, from which a relative path led to it; its host may
+// have gone to another one since. Null when that folder was not there any more.
+const std::unique_ptr<char, decltype(&std::free)> kFolderAtLoading(getcwd(nullptr, 0), &std::free);
+
+// The folder of the file that this code was loaded from, with its slash.
 std::string folderOfModule() {
   Dl_info module{};
   if (dladdr(kCatalogsBesideModule.data(), &module) == 0) return {};
   const std::string_view file = module.dli_fname;
-  return std::string(file.substr(0, file.rfind('/') + 1));
+  std::string folder(file.substr(0, file.rfind('/') + 1));
+  const bool isRelative = !file.starts_with('/');
+  return isRelative && kFolderAtLoading ? kFolderAtLoading.get() + ('/' + folder) : folder;
 }
 
 // In these locales nobody asked for a language; the C library names POSIX "C" too. gettext sees to

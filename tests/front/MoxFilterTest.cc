@@ -7,8 +7,12 @@
 #include <array>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <memory>
+#include <optional>
 #include <set>
+#include <string>
+#include <string_view>
 #include <thread>
 
 #include "front/MoxFilter.h"
@@ -68,6 +72,42 @@ TEST(MoxFilterCreation, FailsForAMissingWord) {
   EXPECT_EQ(MoxFilter::initWithPrinterType(std::nullopt, "usb", 8), nullptr);
   EXPECT_EQ(MoxFilter::initWithPrinterType("Laser", std::nullopt, 8), nullptr);
   EXPECT_EQ(MoxFilter::initWithPrinterType(std::nullopt, std::nullopt, 8), nullptr);
+}
+
+TEST(MoxFilterCreation, FailsForANullPointer) {
+  const char* const unset = std::getenv("MOXSUPPLY_IS_NOT_SET");
+  ASSERT_EQ(unset, nullptr);
+  char* const writable = nullptr;
+  EXPECT_EQ(MoxFilter::initWithPrinterType(unset, "usb", 8), nullptr);
+  EXPECT_EQ(MoxFilter::initWithPrinterType("Laser", unset, 8), nullptr);
+  EXPECT_EQ(MoxFilter::initWithPrinterType(unset, unset, 8), nullptr);
+  EXPECT_EQ(MoxFilter::initWithPrinterType(writable, std::string("usb"), 8), nullptr);
+  EXPECT_EQ(MoxFilter::initWithPrinterType(std::string_view("Laser"), writable, 8), nullptr);
+  EXPECT_EQ(MoxFilter::initWithPrinterType(std::nullopt, unset, 8), nullptr);
+  EXPECT_EQ(MoxFilter::initWithPrinterType(nullptr, nullptr, 8), nullptr);
+}
+
+// Every kind of text that a host may hold, in either place.
+TEST(MoxFilterCreation, TakesEveryKindOfText) {
+  const auto isTaken = [](auto&& printerType, auto&& transport) {
+    return MoxFilter::initWithPrinterType(printerType, transport, 8) != nullptr;
+  };
+  const char* type = "Laser";
+  std::array<char, 4> buffer = {"usb"};
+  char* transport = buffer.data();
+  std::optional<std::string_view> viewOrNothing = "usb";
+  EXPECT_TRUE(isTaken("Laser", "usb"));
+  EXPECT_TRUE(isTaken(type, transport));
+  EXPECT_TRUE(isTaken("Laser", transport));
+  EXPECT_TRUE(isTaken(type, std::string("usb")));
+  EXPECT_TRUE(isTaken(std::string("Laser"), transport));
+  EXPECT_TRUE(isTaken(std::string("Inkjet"), std::string("mdns")));
+  EXPECT_TRUE(isTaken(std::string_view("Inkjet"), "socket"));
+  EXPECT_TRUE(isTaken("Inkjet", std::string_view("dnssd")));
+  EXPECT_TRUE(isTaken(type, viewOrNothing));
+  EXPECT_TRUE(isTaken(std::optional<std::string>("Laser"), viewOrNothing));
+  EXPECT_TRUE(isTaken(std::optional<std::string_view>("Laser"), viewOrNothing));
+  EXPECT_EQ(MoxFilter::initWithPrinterType({}, viewOrNothing, 8), nullptr);
 }
 
 TEST(MoxFilterCreation, SendsNothing) {

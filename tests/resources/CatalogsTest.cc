@@ -1,19 +1,25 @@
+#include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <array>
+#include <clocale>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <iterator>
 #include <map>
+#include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <set>
 #include <sstream>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "front/MoxFilter.h"
 #include "tests/support/FilterProcess.h"
 #include "tests/support/Hex.h"
 #include "tests/support/TemporaryFolder.h"
@@ -417,6 +423,60 @@ TEST_F(Catalogs, AreFoundBesideTheModule) {
   // The copy's catalogs and no others: it says what stands there.
   fs::copy_file(catalogOf("fr"), copy.catalog("de"), fs::copy_options::overwrite_existing);
   EXPECT_THAT(names(in("de_DE"), kColorAndBlack, copy.program()), ElementsAre("Couleur", "Noir"));
+}
+
+// To be called in a child: loads `module`, goes to another folder, and asks. Returns the names, a
+// line each.
+std::string namesAfterAMove(const fs::path& module, const Environment& environment) {
+  for (const std::string& variable : environment) {
+    const std::size_t sign = variable.find('=');
+    ::setenv(variable.substr(0, sign).c_str(), variable.substr(sign + 1).c_str(), 1);
+  }
+  std::setlocale(LC_ALL, "");
+  void* const loaded = ::dlopen(module.c_str(), RTLD_NOW);
+  if (loaded == nullptr) return ::dlerror();
+  fs::current_path("/");
+
+  using Text = std::optional<std::string_view>;
+  const auto create = reinterpret_cast<std::unique_ptr<MoxFilter> (*)(Text, Text, std::uint32_t)>(
+      ::dlsym(loaded,
+              "_ZN9MoxFilter19initWithPrinterTypeESt8optionalISt17basic_string_viewIcSt11char_"
+              "traitsIcEEES5_j"));
+  const auto ask = reinterpret_cast<Status (*)(MoxFilter*, Dictionary*)>(
+      ::dlsym(loaded, "_ZN9MoxFilter14inkStatusQueryEPN9moxsupply10DictionaryE"));
+  if (create == nullptr || ask == nullptr) return "no MoxFilter";
+  std::string names;
+  {
+    Dictionary report;
+    if (ask(create("Inkjet", "usb", 1).get(), &report) != Status::kSuccess) return "no report";
+    for (int i = 1; i <= report.number("SupplyCount"); ++i) {
+      names += *report.get<Dictionary>({"Supply", i})->get<std::string>("SupplyName") + '\n';
+    }
+  }
+  ::dlclose(loaded);
+  return names;
+}
+
+TEST_F(Catalogs, AreFoundByAHostThatHasGoneToAnotherFolder) {
+  FilterProcess host(BackChannel::kNonBlockingPipe, [environment = in("de_DE")] {
+    fs::current_path(kModule.parent_path());
+    return namesAfterAMove("." / kModule.filename(), environment);
+  });
+  host.send(kColorAndBlack.reply);
+  EXPECT_EQ(host.wait().result, "Farbe\nSchwarz\n");
+}
+
+TEST_F(Catalogs, LeaveTheDefaultTextsToAHostWhoseFolderIsGone) {
+  const Installation copy(mFolder.path() / "copy");
+  const fs::path gone = mFolder.path() / "copy/gone";
+  fs::create_directory(gone);
+  FilterProcess host(BackChannel::kNonBlockingPipe, [&, environment = in("de_DE")] {
+    fs::current_path(gone);
+    fs::remove(gone);
+    return namesAfterAMove("../lib" / kModule.filename(), environment);
+  });
+  host.send(kColorAndBlack.reply);
+  EXPECT_EQ(host.wait().result, "Color\nBlack\n");
 }
 
 TEST_F(Catalogs, LeaveTheDefaultTextToAKeyThatIsMissing) {
