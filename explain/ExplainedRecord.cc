@@ -47,15 +47,9 @@ constexpr auto kWords = std::to_array<Words>({
 
 std::string wordsFor(const RecordField& field) {
   const auto* row = std::ranges::find(kWords, field.key, &Words::key);
-  const std::string words = row == kWords.end() ? field.key.text() : std::string(row->words);
-  switch (field.level) {
-    case Level::kNone:
-      return words;
-    case Level::kMaximum:
-      return words + ": the maximum level";
-    case Level::kCurrent:
-      return words + ": the current level";
-  }
+  std::string words = row == kWords.end() ? field.key.text() : std::string(row->words);
+  if (field.level == Level::kMaximum) words += ": the maximum level";
+  if (field.level == Level::kCurrent) words += ": the current level";
   return words;
 }
 

@@ -20,7 +20,6 @@
 #include "npa/CPDTriplet.h"
 #include "simulator/InkjetItems.h"
 #include "tests/support/Golden.h"
-#include "tests/support/Hex.h"
 
 namespace moxsupply::testing {
 namespace {
@@ -63,7 +62,8 @@ std::vector<std::string> allMatches(const std::string& text, const char* pattern
 // A line of an example: where the bytes stand in the reply, in some where they stand in the record
 // as well, the bytes, and what they mean.
 const std::regex& exampleLine() {
-  static const std::regex line(R"( +(\d+)(?: +(\d+))? {2,}((?:[0-9A-F]{2} )*[0-9A-F]{2})(?:  .*)?)");
+  static const std::regex line(
+      R"( +(\d+)(?: +(\d+))? {2,}((?:[0-9A-F]{2} )*[0-9A-F]{2})(?:  .*)?)");
   return line;
 }
 
@@ -147,6 +147,20 @@ TEST(WireFormatPage, NamesTestsThatExist) {
   for (const std::string& name : named) EXPECT_TRUE(isTest(name)) << name;
 }
 
+// ---- Codes
+
+// Two hex digits may mean anything on a page of bytes; here they are the codes, and no others.
+TEST(WireFormatPage, HasTheCartridgeCodes) {
+  const std::size_t begin = page().find("whose code is not among these");
+  ASSERT_NE(begin, std::string::npos);
+  const std::size_t codes = page().find("\n\n", begin) + 2;
+  std::string known;
+  for (const CartridgeCode& row : kCartridgeCodes) known += fmt::format("{:02X} ", row.code);
+  EXPECT_EQ(hexText(hex(page().substr(codes, page().find("\n\n", codes) - codes))) + ' ', known);
+  EXPECT_EQ(allMatches(page(), "whose code is not among these ([0-9]+)"),
+            std::vector{std::to_string(kCartridgeCodes.size())});
+}
+
 // ---- What to change
 
 // The sources and pages, by their paths in the project.
@@ -188,11 +202,9 @@ bool mentions(const std::string& text, const Spellings& spellings) {
 using Siblings = std::vector<Spellings>;
 Names filesThatNameAll(const Siblings& siblings) {
   Names files;
-  for (const auto& [file, text] : sources()) {
-    if (std::ranges::all_of(siblings,
-                            [&](const Spellings& each) { return mentions(text, each); })) {
-      files.insert(file);
-    }
+  for (const auto& source : sources()) {
+    const auto isNamed = [&](const Spellings& each) { return mentions(source.second, each); };
+    if (std::ranges::all_of(siblings, isNamed)) files.insert(source.first);
   }
   files.erase("tests/docs/WireFormatTest.cc");
   EXPECT_FALSE(files.empty()) << siblings.front().front();
