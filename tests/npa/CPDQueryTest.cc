@@ -612,6 +612,19 @@ TEST(CPDQuery, KeepsTheItemsThatLieInTheFirst4096Bytes) {
             answered(json(R"({"kFirstCartID": ["30"]})"), kOther));
 }
 
+TEST(CPDQuery, KeepsAnItemUpToThe4096thByteAndNoFurther) {
+  const auto itemsWith = [](std::size_t size) {  // of the last item but one
+    std::vector<Bytes> items = {hex("01 10 01 30")};
+    for (int i = 0; i < 15; ++i) items.push_back(inkjetItem(0xABCD, repeated(0, 252)));
+    items.push_back(inkjetItem(0xABCD, repeated(0, size)));
+    items.push_back(hex("00 19 01 02"));
+    return inkjetReply(items);
+  };
+  EXPECT_EQ(itemsWith(250).size(), 4096U);
+  EXPECT_EQ(queryWith({itemsWith(250)}), answered(kReplyItems));
+  EXPECT_EQ(queryWith({itemsWith(251)}), answered(R"({"kFirstCartID": <30>})"));
+}
+
 TEST(CPDQuery, TakesOnlyWhatIsThereWithATimeoutOfZero) {
   FilterProcess filter(BackChannel::kNonBlockingPipe, [] {
     Dictionary items;
