@@ -133,7 +133,7 @@ TEST(WithoutMemory, TheSuppliesTableIsNotDecoded) {
 TEST(WithoutMemory, TheRecordOfOneSupplyIsNotDecoded) {
   const Bytes record = joined({hex("18"), bytesOf(longName()),          // serial number
                                hex("01 22 00 01"), repeated(0x00, 20),  // up to the part number
-                               hex("18"), bytesOf(longName())});
+                               hex("18"), bytesOf(longName()), repeated(0x00, 14)});
   const MoxNPAUtilityCommand npa;
   EXPECT_EQ(expectNothingWithoutMemory([&] { return npa.parseKelvoS(record, 1); }), 3U);
 }
