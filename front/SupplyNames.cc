@@ -27,9 +27,9 @@ std::string folderOfModule() {
   Dl_info module{};
   if (dladdr(kCatalogsBesideModule.data(), &module) == 0) return {};
   const std::string_view file = module.dli_fname;
-  std::string folder(file.substr(0, file.rfind('/') + 1));
-  const bool isRelative = !file.starts_with('/');
-  return isRelative && kFolderAtLoading ? kFolderAtLoading.get() + ('/' + folder) : folder;
+  std::string folder;
+  if (!file.starts_with('/') && kFolderAtLoading) folder.append(kFolderAtLoading.get()) += '/';
+  return folder.append(file.substr(0, file.rfind('/') + 1));
 }
 
 // In these locales nobody asked for a language; the C library names POSIX "C" too. gettext sees to
