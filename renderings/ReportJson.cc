@@ -72,7 +72,7 @@ Result<Report> reportFromJson(std::string_view json) {
   const bool isReport = answer.is_object() && answer.contains("status") &&
                         answer["status"].is_number_integer() && answer.contains("report") &&
                         answer["report"].is_object();
-  if (!isReport) return failure("no report: expected an object with \"status\" and \"report\"");
+  if (!isReport) return failure(R"(no report: expected an object with "status" and "report")");
   const auto status = static_cast<Status>(answer["status"].get<std::int32_t>());
   return Report{status, dictionaryFrom(answer["report"])};
 }

@@ -71,7 +71,7 @@ struct Prepared {
 [[noreturn]] void becomeProgram(const Prepared& prepared) {
   const auto giveUp = [&] {
     const int error = errno;
-    static_cast<void>(!::write(prepared.whatWentWrong, &error, sizeof error));
+    static_cast<void>(::write(prepared.whatWentWrong, &error, sizeof error) > 0);
     ::_exit(127);
   };
   ::prctl(PR_SET_PDEATHSIG, SIGKILL);

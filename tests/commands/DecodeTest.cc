@@ -295,14 +295,14 @@ TEST_F(Decode, ExplainsEveryGoldenExchange) {
   EXPECT_EQ(query, expected.size());
 }
 
-struct Mistake {
+struct WrongDecode {
   const char* name;
   std::vector<std::string> command;
   const char* what;
 };
 
 TEST_F(Decode, NamesMistakes) {
-  for (const auto& [name, command, what] : std::initializer_list<Mistake>{
+  for (const auto& [name, command, what] : std::initializer_list<WrongDecode>{
            {"NoFile", {}, "FILE is required"},
            {"NotThere", {"/nowhere/file"}, "/nowhere/file: No such file or directory"},
            {"Folder", {"/"}, "/: line 1: the file cannot be read further"},

@@ -26,8 +26,6 @@ using Clock = std::chrono::steady_clock;
 
 constexpr auto kSlack = 3s;  // for a busy machine
 
-const std::vector<std::string> kEnvironment = {"LC_ALL=C"};
-
 // The command line.
 std::vector<std::string> levels(const SimulatedPrinter& printer, std::vector<std::string> options) {
   options.insert(options.begin(), {MOXSUPPLY_PROGRAM, "levels", printer.uri()});
@@ -61,9 +59,11 @@ TEST_P(Fault, EndsByTheDeadline) {
   std::vector<std::string> options = {"--type", "laser", "--timeout", "1", "--deadline", "2"};
   const auto start = Clock::now();
   std::list<FilterProcess> both;
-  both.emplace_back(BackChannel::kClosed, levels(printer, options), kEnvironment);
+  both.emplace_back(BackChannel::kClosed, levels(printer, options),
+                    std::vector<std::string>{"LC_ALL=C"});
   options.emplace_back("--backend");
-  both.emplace_back(BackChannel::kClosed, levels(printer, options), kEnvironment);
+  both.emplace_back(BackChannel::kClosed, levels(printer, options),
+                    std::vector<std::string>{"LC_ALL=C"});
   for (FilterProcess& process : both) {
     const auto ending = process.wait();
     EXPECT_LT(Clock::now() - start, 2s + kSlack);
@@ -158,7 +158,8 @@ TEST(ManyQueries, LeaveNoProcessAndThePrinterNoDescriptor) {
   for (int i = 0; i < 40; ++i) {
     std::vector<std::string> options = {"--type", "laser"};
     if (i % 2 == 0) options.emplace_back("--backend");
-    FilterProcess process(BackChannel::kClosed, levels(printer, options), kEnvironment);
+    FilterProcess process(BackChannel::kClosed, levels(printer, options),
+                          std::vector<std::string>{"LC_ALL=C"});
     const auto ending = process.wait();
     EXPECT_EQ(ending.exitStatus, 0) << ending.result;
   }

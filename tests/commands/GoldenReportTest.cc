@@ -16,8 +16,6 @@
 namespace moxsupply::testing {
 namespace {
 
-const std::vector<std::string> kEnvironment = {"LC_ALL=C"};
-
 // What the program printed, which must be one line of JSON without a byte to spare, and end as it
 // must. Its keys may come in any order; here they are in that of the alphabet.
 nlohmann::json answerOf(const FilterProcess::Ending& ending) {
@@ -61,7 +59,7 @@ INSTANTIATE_TEST_SUITE_P(Data, GoldenReport, ::testing::ValuesIn(exchangeNames()
 TEST(GoldenReports, AreAtLeastTwentySeven) { EXPECT_GE(exchangeNames().size(), 27U); }
 
 TEST_P(GoldenReport, IsPrintedWhenAllRepliesLieOnTheBackChannel) {
-  FilterProcess report(BackChannel::kNonBlockingPipe, reportOn(mGolden, "5"), kEnvironment,
+  FilterProcess report(BackChannel::kNonBlockingPipe, reportOn(mGolden, "5"), {"LC_ALL=C"},
                        mGolden.all(Golden::What::kReply));
   report.endBackChannel();
   const auto ending = report.wait();
@@ -72,7 +70,7 @@ TEST_P(GoldenReport, IsPrintedWhenAllRepliesLieOnTheBackChannel) {
 }
 
 TEST_P(GoldenReport, IsPrintedWhenThePrinterAnswersRequestByRequest) {
-  FilterProcess report(BackChannel::kNonBlockingPipe, reportOn(mGolden, "5"), kEnvironment);
+  FilterProcess report(BackChannel::kNonBlockingPipe, reportOn(mGolden, "5"), {"LC_ALL=C"});
   for (std::size_t i = 0; i < mGolden.steps.size(); ++i) {
     const Golden::Step& step = mGolden.steps[i];
     const bool isReply = step.what == Golden::What::kReply;

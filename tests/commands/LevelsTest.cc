@@ -274,29 +274,30 @@ TEST(LevelsWhileTheyWait, ShowThatSomethingGoesOnOnATerminal) {
       << shown.output;
 }
 
-struct Mistake {
+struct WrongLevels {
   const char* name;
   std::vector<std::string> arguments;
   const char* named;
 };
 
-class MistakeOfLevels : public ::testing::TestWithParam<Mistake> {};
+class MistakeOfLevels : public ::testing::TestWithParam<WrongLevels> {};
 
 INSTANTIATE_TEST_SUITE_P(
     Levels, MistakeOfLevels,
-    ::testing::Values(Mistake{"NoPrinter", {}, "PRINTER"},
-                      Mistake{"NoScheme", {"://printer"}, "\"://printer\" is no device URI"},
-                      Mistake{"NoHost", {"socket://"}, "\"socket://\" names no host"},
-                      Mistake{"UnknownScheme",
-                              {"carrier-pigeon://loft"},
-                              "no CUPS backend carries \"carrier-pigeon\""},
-                      Mistake{"SchemeThatIsAPath", {"../../bin/sh://x"}, "\"../../bin/sh://x\""},
-                      Mistake{"UnknownType", {"socket://h", "--type", "Laser"}, "--type"},
-                      Mistake{"UnknownFormat", {"socket://h", "--format", "xml"}, "--format"},
-                      Mistake{"UnknownColor", {"socket://h", "--color", "red"}, "--color"},
-                      Mistake{"TimeoutWithUnit", {"socket://h", "--timeout", "2s"}, "\"2s\""},
-                      Mistake{"DeadlineOfZero", {"socket://h", "--deadline", "0"}, "\"0\""},
-                      Mistake{"UnknownOption", {"socket://h", "--colour"}, "--colour"}),
+    ::testing::Values(WrongLevels{"NoPrinter", {}, "PRINTER"},
+                      WrongLevels{"NoScheme", {"://printer"}, "\"://printer\" is no device URI"},
+                      WrongLevels{"NoHost", {"socket://"}, "\"socket://\" names no host"},
+                      WrongLevels{"UnknownScheme",
+                                  {"carrier-pigeon://loft"},
+                                  "no CUPS backend carries \"carrier-pigeon\""},
+                      WrongLevels{
+                          "SchemeThatIsAPath", {"../../bin/sh://x"}, "\"../../bin/sh://x\""},
+                      WrongLevels{"UnknownType", {"socket://h", "--type", "Laser"}, "--type"},
+                      WrongLevels{"UnknownFormat", {"socket://h", "--format", "xml"}, "--format"},
+                      WrongLevels{"UnknownColor", {"socket://h", "--color", "red"}, "--color"},
+                      WrongLevels{"TimeoutWithUnit", {"socket://h", "--timeout", "2s"}, "\"2s\""},
+                      WrongLevels{"DeadlineOfZero", {"socket://h", "--deadline", "0"}, "\"0\""},
+                      WrongLevels{"UnknownOption", {"socket://h", "--colour"}, "--colour"}),
     [](const auto& mistake) { return mistake.param.name; });
 
 TEST_P(MistakeOfLevels, IsNamed) {

@@ -205,52 +205,52 @@ TEST(Report, OfAReplyCutShortAnywhere) {
   }
 }
 
-struct Mistake {
+struct WrongReport {
   const char* name;
   std::vector<std::string> arguments;
   const char* named;  // what the message must name
 };
 
-class MistakeOfArguments : public ::testing::TestWithParam<Mistake> {};
+class MistakeOfArguments : public ::testing::TestWithParam<WrongReport> {};
 
 INSTANTIATE_TEST_SUITE_P(
     Report, MistakeOfArguments,
     ::testing::Values(
-        Mistake{"NoArguments", {}, "--printer-type"},
-        Mistake{"NoTransport", {"--printer-type", "Laser", "--timeout", "1"}, "--transport"},
-        Mistake{"NoTimeout", {"--printer-type", "Laser", "--transport", "usb"}, "--timeout"},
-        Mistake{"LowerCaseType",
-                {"--printer-type", "laser", "--transport", "usb", "--timeout", "1"},
-                "\"laser\""},
-        Mistake{"UpperCaseTransport",
-                {"--printer-type", "Laser", "--transport", "USB", "--timeout", "1"},
-                "\"USB\""},
-        Mistake{"OtherTransport",
-                {"--printer-type", "Laser", "--transport", "lpd", "--timeout", "1"},
-                "\"lpd\""},
-        Mistake{"NegativeTimeout",
-                {"--printer-type", "Laser", "--transport", "usb", "--timeout=-1"},
-                "\"-1\""},
-        Mistake{"TimeoutWithUnit",
-                {"--printer-type", "Laser", "--transport", "usb", "--timeout", "5s"},
-                "\"5s\""},
-        Mistake{"TimeoutBeyond32Bits",
-                {"--printer-type", "Laser", "--transport", "usb", "--timeout", "4294967296"},
-                "\"4294967296\""},
-        Mistake{"EmptyTimeout",
-                {"--printer-type", "Laser", "--transport", "usb", "--timeout", ""},
-                "--timeout"},
-        Mistake{"UnknownOption",
-                {"--printer-type", "Laser", "--transport", "usb", "--timeout", "1", "--colour"},
-                "--colour"},
-        Mistake{"ExtraArgument",
-                {"--printer-type", "Laser", "--transport", "usb", "--timeout", "1", "extra"},
-                "extra"},
-        Mistake{"OutputInAFolderThatIsNot",
-                {"--printer-type", "Laser", "--transport", "usb", "--timeout", "1", "--output",
-                 "/nonexistent/report.json"},
-                "/nonexistent/report.json: No such file or directory"},
-        Mistake{
+        WrongReport{"NoArguments", {}, "--printer-type"},
+        WrongReport{"NoTransport", {"--printer-type", "Laser", "--timeout", "1"}, "--transport"},
+        WrongReport{"NoTimeout", {"--printer-type", "Laser", "--transport", "usb"}, "--timeout"},
+        WrongReport{"LowerCaseType",
+                    {"--printer-type", "laser", "--transport", "usb", "--timeout", "1"},
+                    "\"laser\""},
+        WrongReport{"UpperCaseTransport",
+                    {"--printer-type", "Laser", "--transport", "USB", "--timeout", "1"},
+                    "\"USB\""},
+        WrongReport{"OtherTransport",
+                    {"--printer-type", "Laser", "--transport", "lpd", "--timeout", "1"},
+                    "\"lpd\""},
+        WrongReport{"NegativeTimeout",
+                    {"--printer-type", "Laser", "--transport", "usb", "--timeout=-1"},
+                    "\"-1\""},
+        WrongReport{"TimeoutWithUnit",
+                    {"--printer-type", "Laser", "--transport", "usb", "--timeout", "5s"},
+                    "\"5s\""},
+        WrongReport{"TimeoutBeyond32Bits",
+                    {"--printer-type", "Laser", "--transport", "usb", "--timeout", "4294967296"},
+                    "\"4294967296\""},
+        WrongReport{"EmptyTimeout",
+                    {"--printer-type", "Laser", "--transport", "usb", "--timeout", ""},
+                    "--timeout"},
+        WrongReport{"UnknownOption",
+                    {"--printer-type", "Laser", "--transport", "usb", "--timeout", "1", "--colour"},
+                    "--colour"},
+        WrongReport{"ExtraArgument",
+                    {"--printer-type", "Laser", "--transport", "usb", "--timeout", "1", "extra"},
+                    "extra"},
+        WrongReport{"OutputInAFolderThatIsNot",
+                    {"--printer-type", "Laser", "--transport", "usb", "--timeout", "1", "--output",
+                     "/nonexistent/report.json"},
+                    "/nonexistent/report.json: No such file or directory"},
+        WrongReport{
             "OutputIsAFolder",
             {"--printer-type", "Laser", "--transport", "usb", "--timeout", "1", "--output", "/"},
             "/: Is a directory"}),

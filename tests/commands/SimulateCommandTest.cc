@@ -7,9 +7,9 @@
 #include <list>
 #include <thread>
 
-#include "tests/simulator/Client.h"
 #include "tests/simulator/FourCartridges.h"
 #include "tests/simulator/TemporaryFile.h"
+#include "tests/support/Client.h"
 #include "tests/support/FilterProcess.h"
 #include "tests/support/Hex.h"
 #include "tests/support/Processes.h"

@@ -20,6 +20,8 @@
 #include "npa/CPDTriplet.h"
 #include "simulator/InkjetItems.h"
 #include "tests/support/Golden.h"
+#include "tests/support/Hex.h"
+#include "tests/support/Run.h"
 
 namespace moxsupply::testing {
 namespace {
@@ -118,15 +120,22 @@ TEST(WireFormatPage, QuotesTheBytesOfGoldenFiles) {
 
 // ---- Tests
 
-// As CTest knows them.
+// As the programs list them: a suite on a line of its own, then each of its tests.
 const Names& testNames() {
   static const Names names = [] {
     Names found;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(MOXSUPPLY_TESTS)) {
-      if (!entry.path().filename().string().ends_with("_tests.cmake")) continue;
-      for (const std::string& name :
-           allMatches(textOf(entry.path()), R"(add_test\(\[=\[([^\]]+)\]=\])")) {
-        found.insert(name);
+    for (const auto& entry : std::filesystem::directory_iterator(MOXSUPPLY_TESTS)) {
+      const std::string program = entry.path().string();
+      if (!program.ends_with("-tests") || !entry.is_regular_file()) continue;
+      std::istringstream lines(run({program, "--gtest_list_tests"}).output);
+      std::string suite;
+      for (std::string line; std::getline(lines, line);) {
+        const std::string name = line.substr(0, line.find("  # "));
+        if (name.starts_with("  ")) {
+          found.insert(suite + name.substr(2));
+        } else {
+          suite = name;
+        }
       }
     }
     return found;

@@ -21,8 +21,8 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using Lines = std::vector<std::string>;
 
-const Lines kLists = {"ATTR: marker-names='Black'\n", "ATTR: marker-levels='37'\n"};
-const Lines kOtherLists = {"ATTR: marker-names='Black'\n", "ATTR: marker-levels='36'\n"};
+const Lines kListLines = {"ATTR: marker-names='Black'\n", "ATTR: marker-levels='37'\n"};
+const Lines kOtherListLines = {"ATTR: marker-names='Black'\n", "ATTR: marker-levels='36'\n"};
 const std::string kMessage = "ATTR: marker-message='Black is low (5 %)'\n";
 const std::string kNoMessage = "ATTR: marker-message=\n";
 
@@ -65,13 +65,13 @@ class MarkersOfAQueue : public ::testing::Test {
     markers.publishMessage(message);
     return errors.writes();
   }
-  Lines report() { return report(kLists, kMessage); }
+  Lines report() { return report(kListLines, kMessage); }
 
  private:
   TemporaryFolder mFolder;
 };
 
-const auto kEverything = ElementsAre(kLists[0], kLists[1], kMessage);
+const auto kEverything = ElementsAre(kListLines[0], kListLines[1], kMessage);
 
 TEST_F(MarkersOfAQueue, ArePublishedFirstEachLineInAWriteOfItsOwn) {
   EXPECT_THAT(report(), kEverything);
@@ -85,16 +85,17 @@ TEST_F(MarkersOfAQueue, AreNotPublishedAgainWhileTheyHold) {
 
 TEST_F(MarkersOfAQueue, ArePublishedWhenTheyHaveChanged) {
   report();
-  EXPECT_THAT(report(kOtherLists, kMessage), ElementsAre(kOtherLists[0], kOtherLists[1]));
-  EXPECT_THAT(report(kOtherLists, kMessage), IsEmpty());
-  EXPECT_THAT(report(), ElementsAre(kLists[0], kLists[1]));
+  EXPECT_THAT(report(kOtherListLines, kMessage),
+              ElementsAre(kOtherListLines[0], kOtherListLines[1]));
+  EXPECT_THAT(report(kOtherListLines, kMessage), IsEmpty());
+  EXPECT_THAT(report(), ElementsAre(kListLines[0], kListLines[1]));
 }
 
 TEST_F(MarkersOfAQueue, HaveAMessageOfTheirOwn) {
   report();
-  EXPECT_THAT(report(kLists, kNoMessage), ElementsAre(kNoMessage));
-  EXPECT_THAT(report(kLists, kNoMessage), IsEmpty());
-  EXPECT_THAT(report(kLists, kMessage), ElementsAre(kMessage));
+  EXPECT_THAT(report(kListLines, kNoMessage), ElementsAre(kNoMessage));
+  EXPECT_THAT(report(kListLines, kNoMessage), IsEmpty());
+  EXPECT_THAT(report(kListLines, kMessage), ElementsAre(kMessage));
 }
 
 // A printer that did not answer changes the message alone.
@@ -109,14 +110,15 @@ TEST_F(MarkersOfAQueue, StayRememberedWhenOnlyTheMessageIsPublished) {
 }
 
 TEST_F(MarkersOfAQueue, TakeAFormerMessageAwayAlsoWhenNoneIsRemembered) {
-  EXPECT_THAT(report(kLists, kNoMessage), ElementsAre(kLists[0], kLists[1], kNoMessage));
-  EXPECT_THAT(report(kLists, kNoMessage), IsEmpty());
+  EXPECT_THAT(report(kListLines, kNoMessage),
+              ElementsAre(kListLines[0], kListLines[1], kNoMessage));
+  EXPECT_THAT(report(kListLines, kNoMessage), IsEmpty());
 }
 
 TEST_F(MarkersOfAQueue, AreNotThoseOfAnotherQueue) {
   report();
-  EXPECT_THAT(report(kLists, kMessage, "office"), kEverything);
-  EXPECT_THAT(report(kLists, kMessage, "lobb"), kEverything);
+  EXPECT_THAT(report(kListLines, kMessage, "office"), kEverything);
+  EXPECT_THAT(report(kListLines, kMessage, "lobb"), kEverything);
   EXPECT_THAT(report(), IsEmpty());
 }
 
@@ -155,7 +157,7 @@ std::string reportsUnderAnotherServer(const std::function<std::string()>& filter
 
 TEST_F(MarkersOfAQueue, ArePublishedAgainByAnotherPrintServer) {
   const auto filter = [&] { return joined(report()); };
-  const std::string everything = kLists[0] + kLists[1] + kMessage;
+  const std::string everything = kListLines[0] + kListLines[1] + kMessage;
   report();
   EXPECT_EQ(reportsUnderAnotherServer(filter), everything + "|");
   EXPECT_EQ(reportsUnderAnotherServer(filter), everything + "|");
@@ -167,7 +169,7 @@ TEST_F(MarkersOfAQueue, ArePublishedEachTimeWithoutAFolder) {
     for (int i = 0; i < 2; ++i) {
       CapturedErrors errors;
       PublishedMarkers markers(cache, "lobby", ppd());
-      markers.publishLists(kLists);
+      markers.publishLists(kListLines);
       markers.publishMessage(kMessage);
       EXPECT_THAT(errors.writes(), kEverything);
     }
@@ -179,7 +181,7 @@ TEST_F(MarkersOfAQueue, ArePublishedOnceByOneObjectWithoutAFolder) {
   CapturedErrors errors;
   PublishedMarkers markers("", "lobby", ppd());
   for (int i = 0; i < 2; ++i) {
-    markers.publishLists(kLists);
+    markers.publishLists(kListLines);
     markers.publishMessage(kMessage);
   }
   EXPECT_THAT(errors.writes(), kEverything);
@@ -192,14 +194,14 @@ TEST_F(MarkersOfAQueue, AreForTheirOwnersEyesOnly) {
 
 TEST_F(MarkersOfAQueue, LeaveNoOtherFileBehind) {
   report();
-  report(kOtherLists, kNoMessage);
+  report(kOtherListLines, kNoMessage);
   EXPECT_EQ(filesIn(cache()), 1);
 }
 
 TEST_F(MarkersOfAQueue, StayInTheFolderWhateverTheQueueIsCalled) {
   for (const std::string queue : {"../../up", "/etc/passwd", "..", ".", "", "a/b"}) {
-    EXPECT_THAT(report(kLists, kMessage, queue), kEverything) << queue;
-    EXPECT_THAT(report(kLists, kMessage, queue), IsEmpty()) << queue;
+    EXPECT_THAT(report(kListLines, kMessage, queue), kEverything) << queue;
+    EXPECT_THAT(report(kListLines, kMessage, queue), IsEmpty()) << queue;
   }
   EXPECT_EQ(filesIn(cache()), 6);
   EXPECT_EQ(filesIn(folder()), 2);  // with the PPD file
@@ -220,7 +222,7 @@ TEST_F(MarkersOfAQueue, ArePublishedWhenTheirFileIsNotOurs) {
       whole.substr(1),
       "x" + whole,
       "\n" + whole,
-      kLists[0] + kLists[1],
+      kListLines[0] + kListLines[1],
   };
   for (const std::string& content : contents) {
     write(memory(), content);
@@ -236,12 +238,12 @@ TEST_F(MarkersOfAQueue, NeverSendWhatTheirFileHolds) {
   for (std::size_t size = 0; size < whole.size(); ++size) {
     write(memory(), whole.substr(0, size));
     for (const std::string& line : report()) {
-      EXPECT_TRUE(line == kLists[0] || line == kLists[1] || line == kMessage) << line;
+      EXPECT_TRUE(line == kListLines[0] || line == kListLines[1] || line == kMessage) << line;
     }
     EXPECT_THAT(report(), IsEmpty());
   }
   write(memory(), whole + "STATE: paused\n");
-  EXPECT_THAT(report(), ElementsAre(kLists[0], kLists[1]));
+  EXPECT_THAT(report(), ElementsAre(kListLines[0], kListLines[1]));
 }
 
 TEST_F(MarkersOfAQueue, ArePublishedWhenTheirFileIsAFolder) {
@@ -285,7 +287,7 @@ TEST_F(MarkersOfAQueue, ArePublishedEachTimeWhereNothingMayBeRead) {
       if (::geteuid() == 0 && ::setresuid(kNobody, kNobody, kNobody) != 0) return std::string();
       return joined(report());
     });
-    EXPECT_EQ(filter.wait().result, kLists[0] + kLists[1] + kMessage);
+    EXPECT_EQ(filter.wait().result, kListLines[0] + kListLines[1] + kMessage);
   }
   fs::permissions(cache(), fs::perms::owner_all);
 }
@@ -303,7 +305,7 @@ class FileWithoutEnd : public MarkersOfAQueue {
   }
 
   void expectEverythingOnce() {
-    EXPECT_EQ(reportWithinASecond(), kLists[0] + kLists[1] + kMessage);
+    EXPECT_EQ(reportWithinASecond(), kListLines[0] + kListLines[1] + kMessage);
     EXPECT_EQ(reportWithinASecond(), "");
     EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(memory())));
     EXPECT_LE(fs::file_size(memory()), 10'000U);

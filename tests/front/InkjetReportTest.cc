@@ -602,7 +602,7 @@ struct OneLevel {
   std::int32_t percentage;
 };
 
-std::string nameOf(const ::testing::TestParamInfo<OneLevel>& info) { return info.param.name; }
+std::string nameOfLevel(const ::testing::TestParamInfo<OneLevel>& info) { return info.param.name; }
 
 class CyanLevel : public ::testing::TestWithParam<OneLevel> {};
 TEST_P(CyanLevel, IsAsTheTableSays) {
@@ -630,7 +630,7 @@ INSTANTIATE_TEST_SUITE_P(
         OneLevel{"ManyBytes", {{"kCyanInkRemaining", "28 FF"}}, 40},
         OneLevel{"TheTopBit", {{"kCyanInkRemaining", "FF"}}, 255},
         OneLevel{"OverAHundred", {{"kCyanInkRemaining", "80"}}, 128}, OneLevel{"Nothing", {}, 0}),
-    nameOf);
+    nameOfLevel);
 
 class BlackLevel : public ::testing::TestWithParam<OneLevel> {};
 TEST_P(BlackLevel, IsAsTheTableSays) {
@@ -647,7 +647,7 @@ INSTANTIATE_TEST_SUITE_P(
         OneLevel{"OfNoBytes", {{"kMonoInkRemaining", ""}}, 0},
         OneLevel{"OtherInks", {{"kCyanInkRemaining", "28"}, {"kCyanPhotoInkRemaining", "14"}}, 0},
         OneLevel{"Nothing", {}, 0}),
-    nameOf);
+    nameOfLevel);
 
 class MagentaLevel : public ::testing::TestWithParam<OneLevel> {};
 TEST_P(MagentaLevel, IsAsTheTableSays) {
@@ -669,7 +669,7 @@ INSTANTIATE_TEST_SUITE_P(
                  {{"kMagentaInkRemaining", "50"}, {"kMagentaPhotoInkRemaining", ""}},
                  0},
         OneLevel{"TheTopBit", {{"kMagentaInkRemaining", "FF"}}, 255}, OneLevel{"Nothing", {}, 0}),
-    nameOf);
+    nameOfLevel);
 
 class YellowLevel : public ::testing::TestWithParam<OneLevel> {};
 TEST_P(YellowLevel, IsAsTheTableSays) {
@@ -701,7 +701,7 @@ INSTANTIATE_TEST_SUITE_P(
                       OneLevel{"PhotoInkAlone", {{"kYellowPhotoInkRemaining", "14"}}, 0},
                       OneLevel{"TheTopBit", {{"kYellowInkRemaining", "FF"}}, 255},
                       OneLevel{"Nothing", {}, 0}),
-    nameOf);
+    nameOfLevel);
 
 // The level of three colours is the smallest of the three, read in the order cyan, magenta, yellow.
 // One that is not there repeats the one before.

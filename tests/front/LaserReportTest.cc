@@ -245,7 +245,7 @@ std::string runQuery(const std::string& transport) {
   return runQuery(*MoxFilter::initWithPrinterType("Laser", transport, 8));
 }
 
-std::string left(std::int32_t status, const char* report) {
+std::string reportLeft(std::int32_t status, const char* report) {
   Json whole = {{"status", status}, {"report", Json::parse(report)}};
   whole["report"]["Host"] = "its own";
   return whole.dump(2);
@@ -260,7 +260,7 @@ TEST(LaserQuery, AsksTheSameOnEveryTransport) {
     filter.sendInPieces({queryReply(dotCountRecord({{1, 200, 150}}))});
     const auto ending = filter.wait();
     EXPECT_EQ(ending.written, Bytes()) << transport;
-    EXPECT_EQ(ending.result, left(0, R"({
+    EXPECT_EQ(ending.result, reportLeft(0, R"({
         "PrintHeadType": "LaserSupplies", "SupplyCount": 1,
         "Supply 1": {"SupplyName": "Cyan", "SupplyType": "other", "SupplyColor": "Cyan",
                      "SupplyPercentage": 75, "SupplyStatus": "Correct"}})"))
@@ -271,13 +271,13 @@ TEST(LaserQuery, AsksTheSameOnEveryTransport) {
 TEST(LaserQuery, LeavesTheReportWhenNothingComes) {
   FilterProcess filter(BackChannel::kNonBlockingPipe, [] { return runQuery("socket"); });
   filter.endBackChannel();
-  EXPECT_EQ(filter.wait().result, left(-6, "{}"));
+  EXPECT_EQ(filter.wait().result, reportLeft(-6, "{}"));
 }
 
 TEST(LaserQuery, LeavesTheReportWhenTheAnswerBreaksOff) {
   FilterProcess filter(BackChannel::kNonBlockingPipe, [] { return runQuery("usb"); });
   filter.sendInPieces({hex("A5 00 06 50 00 21 01 00 00"), hex("A5 FF FD 50 E0")});
-  EXPECT_EQ(filter.wait().result, left(-1, "{}"));
+  EXPECT_EQ(filter.wait().result, reportLeft(-1, "{}"));
 }
 
 TEST(LaserQuery, LeavesTheReportWhenTheLinkIsGone) {
@@ -286,14 +286,14 @@ TEST(LaserQuery, LeavesTheReportWhenTheLinkIsGone) {
     ::close(STDOUT_FILENO);
     return runQuery("usb");
   });
-  EXPECT_EQ(filter.wait().result, left(-2, "{}"));
+  EXPECT_EQ(filter.wait().result, reportLeft(-2, "{}"));
 }
 
 TEST(LaserQuery, NamesTheFamilyOfATableThatIsRefused) {
   FilterProcess filter(BackChannel::kNonBlockingPipe, [] { return runQuery("usb"); });
   filter.sendInPieces({deviceReply(repeated(0x00, 60))});
   filter.endBackChannel();
-  EXPECT_EQ(filter.wait().result, left(-4, R"({"PrintHeadType": "LaserSupplies"})"));
+  EXPECT_EQ(filter.wait().result, reportLeft(-4, R"({"PrintHeadType": "LaserSupplies"})"));
 }
 
 // A record that the model-family record alone made has no description.
@@ -301,7 +301,7 @@ TEST(LaserQuery, FailsAtASupplyThatOnlyTheSecondAnswerKnows) {
   FilterProcess filter(BackChannel::kNonBlockingPipe, [] { return runQuery("usb"); });
   filter.sendInPieces({deviceReply(suppliesRecord(2, {supply(1, {description("Cyan")})})),
                        queryReply(dotCountRecord({{1, 200, 150}, {2, 200, 100}}))});
-  EXPECT_EQ(filter.wait().result, left(-4, R"({
+  EXPECT_EQ(filter.wait().result, reportLeft(-4, R"({
       "PrintHeadType": "LaserSupplies", "SupplyCount": 2,
       "Supply 1": {"SupplyName": "Cyan", "SupplyType": "other", "SupplyColor": "Cyan",
                    "SupplyPercentage": 75, "SupplyStatus": "Correct"}})"));
@@ -322,10 +322,10 @@ TEST(LaserQuery, AsksAsOftenAsTheHostLikes) {
   }
   const auto reportOf = [](int percentage) {
     Json record = recordOf({"Cyan", {}, 100, percentage});
-    return left(0,
-                Json({{"PrintHeadType", "LaserSupplies"}, {"SupplyCount", 1}, {"Supply 1", record}})
-                    .dump()
-                    .c_str());
+    return reportLeft(
+        0, Json({{"PrintHeadType", "LaserSupplies"}, {"SupplyCount", 1}, {"Supply 1", record}})
+               .dump()
+               .c_str());
   };
   EXPECT_EQ(filter.wait().result, reportOf(75) + reportOf(50));
 }
@@ -337,7 +337,7 @@ TEST(LaserQuery, SendsNothingFromAnObjectWithoutACommand) {
     return runQuery(*query);  // NOLINT(bugprone-use-after-move): that is the question
   });
   const auto ending = filter.wait();
-  EXPECT_EQ(ending.result, left(-5, "{}"));
+  EXPECT_EQ(ending.result, reportLeft(-5, "{}"));
   EXPECT_EQ(ending.written, Bytes());
 }
 

@@ -23,7 +23,7 @@ using namespace std::chrono_literals;
 constexpr std::size_t kBytesOfAttempt = 65'536;
 constexpr std::size_t kTooMany = 7;  // bytes that no read is left for
 
-std::int32_t query(const char* printerType, std::uint32_t timeout) {
+std::int32_t statusOfQuery(const char* printerType, std::uint32_t timeout) {
   const auto filter = MoxFilter::initWithPrinterType(printerType, "usb", timeout);
   Dictionary report;
   return static_cast<std::int32_t>(filter->inkStatusQuery(&report));
@@ -33,7 +33,7 @@ std::int32_t query(const char* printerType, std::uint32_t timeout) {
 // many bytes no read was left for.
 std::string queryByteByByte(const char* printerType, const Bytes& bytes) {
   FilterProcess filter(BackChannel::kMessages, [&] {
-    const std::int32_t status = query(printerType, 1);
+    const std::int32_t status = statusOfQuery(printerType, 1);
     return fmt::format("{}, {} left", status, restOfBackChannel().size());
   });
   for (const std::uint8_t& byte : bytes) filter.send({&byte, 1});
@@ -83,7 +83,8 @@ std::string leftAfterQueries(const Golden& exchange, int count) {
   FilterProcess filter(BackChannel::kSocketPair, [&] {
     const std::size_t before = openDescriptors();
     int failed = 0;
-    for (int i = 0; i < count; ++i) failed += query(isLaser ? "Laser" : "Inkjet", 8) == 0 ? 0 : 1;
+    for (int i = 0; i < count; ++i)
+      failed += statusOfQuery(isLaser ? "Laser" : "Inkjet", 8) == 0 ? 0 : 1;
     const std::size_t after = openDescriptors();
     return fmt::format("{} failed, {} descriptors, {}", failed,
                        static_cast<int>(after) - static_cast<int>(before),

@@ -15,6 +15,7 @@
 #include <optional>
 
 #include "tests/links/BrokenOffExchange.h"
+#include "tests/support/Depth.h"
 #include "tests/support/FilterProcess.h"
 #include "tests/support/Golden.h"
 #include "tests/support/Processes.h"
@@ -27,9 +28,9 @@ using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
 // For a busy machine.
-constexpr auto kSlack = MOXSUPPLY_CUT_EVERY == 1 ? 3s : 6s;
+constexpr auto kSlack = kIsSlowBuild ? 6s : 3s;
 
-struct Case {
+struct BrokenExchange {
   const Golden* exchange;
   std::size_t size;  // of the replies, that comes
 };
@@ -46,7 +47,7 @@ enum class Fault {
 class LinkedReport {
  public:
   // `timeout`: seconds for each read.
-  LinkedReport(const Case& tried, const char* timeout, Fault fault)
+  LinkedReport(const BrokenExchange& tried, const char* timeout, Fault fault)
       : mTalk(talkWithin(*tried.exchange, tried.size)),
         mFault(fault),
         mReport(fault == Fault::kReset ? BackChannel::kTcp : BackChannel::kNonBlockingPipe,
@@ -101,7 +102,7 @@ class LinkedReport {
 };
 
 // What becomes of a query must be what the bytes that have come are worth, no more and no less.
-void expectAnswer(const LinkedReport::Ending& ending, const Case& tried) {
+void expectAnswer(const LinkedReport::Ending& ending, const BrokenExchange& tried) {
   const auto answer = nlohmann::json::parse(ending.report.result, nullptr, false);
   EXPECT_EQ(answer.dump(2), answerTo(*tried.exchange, tried.size));
   EXPECT_EQ(ending.report.exitStatus, answer.is_object() && answer["status"] == 0 ? 0 : 1);
@@ -109,7 +110,7 @@ void expectAnswer(const LinkedReport::Ending& ending, const Case& tried) {
 
 // A laser printer is asked twice. It is asked the second thing only when the first was answered,
 // and after at most one read in vain; with silence from then on, four more are.
-Clock::duration longestTime(const Case& tried, Clock::duration timeout, Fault fault) {
+Clock::duration longestTime(const BrokenExchange& tried, Clock::duration timeout, Fault fault) {
   if (fault != Fault::kSilent) return kSlack;
   const bool isLaser = tried.exchange->kind == Golden::Kind::kLaser;
   return (isLaser ? 5 : 4) * timeout + kSlack;
@@ -128,7 +129,7 @@ class FaultyLink : public ::testing::TestWithParam<Fault> {
     for (const std::string& name : exchangeNames()) mExchanges.push_back(readGolden(name));
   }
 
-  void run(const std::deque<Case>& cases);
+  void run(const std::deque<BrokenExchange>& cases);
 
   std::list<Golden> mExchanges;
 
@@ -137,21 +138,22 @@ class FaultyLink : public ::testing::TestWithParam<Fault> {
   static constexpr const char* kTimeoutText = "1";
 
   struct Run {
-    Run(const Case& toTry, Fault fault) : tried(toTry), report(toTry, kTimeoutText, fault) {}
+    Run(const BrokenExchange& toTry, Fault fault)
+        : tried(toTry), report(toTry, kTimeoutText, fault) {}
 
-    Case tried;
+    BrokenExchange tried;
     LinkedReport report;
   };
 
   void finish(Run& run) const;
 
   // Silence costs seconds, and no work.
-  static constexpr std::size_t kAtATime = MOXSUPPLY_CUT_EVERY == 1 ? 512 : 96;
+  static constexpr std::size_t kAtATime = kIsSlowBuild ? 96 : 512;
 
   std::list<Run> mRuns;
 };
 
-void FaultyLink::run(const std::deque<Case>& cases) {
+void FaultyLink::run(const std::deque<BrokenExchange>& cases) {
   auto next = cases.begin();
   const std::size_t atATime = GetParam() == Fault::kSilent ? kAtATime : 8;
   while ((next != cases.end() || !mRuns.empty()) && !HasFailure()) {
@@ -196,16 +198,15 @@ INSTANTIATE_TEST_SUITE_P(AtEveryByte, FaultyLink,
                            return fault.param == Fault::kSilent ? "FallsSilent" : "IsReset";
                          });
 
-// From none of the replies' bytes to all but one. With sanitizers a process takes long; a sample
-// (MOXSUPPLY_CUT_EVERY) must do there, since the decoders are tested with every length by
-// themselves.
+// From none of the replies' bytes to all but one. Where a sample must do (cutEvery), the decoders
+// are tested with every length by themselves.
 TEST_P(FaultyLink, LeavesWhatHasComeInTimeAndNothingElse) {
-  std::deque<Case> cases;
+  std::deque<BrokenExchange> cases;
   for (const Golden& exchange : mExchanges) {
     const std::size_t size = exchange.all(Golden::What::kReply).size();
-    for (std::size_t n = 0; n < size; n += MOXSUPPLY_CUT_EVERY) cases.push_back({&exchange, n});
+    for (std::size_t n = 0; n < size; n += cutEvery()) cases.push_back({&exchange, n});
   }
-  EXPECT_GE(cases.size(), 3500U / MOXSUPPLY_CUT_EVERY);
+  EXPECT_GE(cases.size(), 3500U / cutEvery());
   const std::size_t before = openDescriptors();
   run(cases);
   EXPECT_EQ(openDescriptors(), before);

@@ -14,7 +14,7 @@ struct TextCase {
   std::optional<std::string> text;
 };
 
-std::string nameOf(const ::testing::TestParamInfo<TextCase>& info) { return info.param.name; }
+std::string nameOfCase(const ::testing::TestParamInfo<TextCase>& info) { return info.param.name; }
 
 class CountedText : public ::testing::TestWithParam<TextCase> {};
 
@@ -33,7 +33,7 @@ INSTANTIATE_TEST_SUITE_P(
                       TextCase{"NothingButNoUtf8AfterTheZero", "00 FF", ""},   //
                       TextCase{"NoUtf8BeforeTheZero", "FF 00", std::nullopt},  //
                       TextCase{"CharacterCutByTheZero", "41 C3 00 A9", std::nullopt}),
-    nameOf);
+    nameOfCase);
 
 INSTANTIATE_TEST_SUITE_P(
     Utf8, CountedText,
@@ -55,7 +55,7 @@ INSTANTIATE_TEST_SUITE_P(
         TextCase{"LeadingByteOrderMark", "EF BB BF 41", "\xEF\xBB\xBF\x41"},  //
         TextCase{"ByteOrderMarkAlone", "EF BB BF", "\xEF\xBB\xBF"},           //
         TextCase{"CyanInGreek", "CE BA CF 85 CE B1 CE BD", "\u03BA\u03C5\u03B1\u03BD"}),
-    nameOf);
+    nameOfCase);
 
 INSTANTIATE_TEST_SUITE_P(
     NotUtf8, CountedText,
@@ -82,7 +82,7 @@ INSTANTIATE_TEST_SUITE_P(
                       TextCase{"Latin1", "43 79 61 6E E9", std::nullopt},              //
                       TextCase{"BadAfterGood", "41 42 43 FF", std::nullopt},           //
                       TextCase{"BadBeforeGood", "FF 41 42 43", std::nullopt}),
-    nameOf);
+    nameOfCase);
 
 }  // namespace
 }  // namespace moxsupply::testing

@@ -131,7 +131,7 @@ TEST(KelvoRecords, MakeTextOfTheSerialNumber) {
 }
 
 // The one-supply record, with a serial number of n = 2 bytes and a part number of m = 3.
-const Bytes& oneSupply() {
+const Bytes& oneSupplysPages() {
   static const Bytes record =
       hex("02 53 4E"     // serial number "SN"
           "09"           // supplies count
@@ -157,7 +157,7 @@ const Bytes& oneSupply() {
 }
 
 TEST(KelvoS, ReadsOneSupply) {
-  EXPECT_EQ(kelvoS(oneSupply()), json(R"({
+  EXPECT_EQ(kelvoS(oneSupplysPages()), json(R"({
       "Serial Number": "SN", "Supplies Count": 9, "Record Length": 42, "Supply Location": 4,
       "Toner Prediction": 1, "Supply ID": 5, "Page Count First": 258, "Page Count Current": 66051,
       "Page Level Current": 16909060, "Page Level Previous": -1,
@@ -168,7 +168,7 @@ TEST(KelvoS, ReadsOneSupply) {
 }
 
 TEST(KelvoS, LooksForNothingBehindItsEnd) {
-  EXPECT_EQ(kelvoS(joined({oneSupply(), repeated(0xFF, 100)})), kelvoS(oneSupply()));
+  EXPECT_EQ(kelvoS(joined({oneSupplysPages(), repeated(0xFF, 100)})), kelvoS(oneSupplysPages()));
 }
 
 // Offset n + 26 holds the capacity when there is no part number.
@@ -208,17 +208,17 @@ TEST(KelvoS, ReadsTheLongestTexts) {
 }
 
 TEST(KelvoS, LeavesOutAPartNumberThatIsNotUtf8AndReadsOn) {
-  Bytes record = oneSupply();
+  Bytes record = oneSupplysPages();
   put(record, 28, hex("FF"));  // the part number's first letter
-  Json expected = Json::parse(kelvoS(oneSupply()));
+  Json expected = Json::parse(kelvoS(oneSupplysPages()));
   expected.erase("Toner PartNumber");
   EXPECT_EQ(kelvoS(record), expected.dump(2));
 }
 
 TEST(KelvoS, EndsAPartNumberAtItsZeroByte) {
-  Bytes record = oneSupply();
+  Bytes record = oneSupplysPages();
   put(record, 29, hex("00 FF"));  // the second letter and the third
-  Json expected = Json::parse(kelvoS(oneSupply()));
+  Json expected = Json::parse(kelvoS(oneSupplysPages()));
   expected["Toner PartNumber"] = "P";
   EXPECT_EQ(kelvoS(record), expected.dump(2));
 }
@@ -235,29 +235,29 @@ TEST(KelvoS, LeavesOutWhatIsCutOff) {
       {39, "Last Level Dark"},     {41, "Light Gradiation"},   {43, "Dark Gradiation"},
       {45, "Current Vantor"},
   };
-  const Json whole = Json::parse(kelvoS(oneSupply()));
-  ASSERT_EQ(oneSupply().size(), 45U);
-  for (std::size_t size = 0; size <= oneSupply().size(); ++size) {
+  const Json whole = Json::parse(kelvoS(oneSupplysPages()));
+  ASSERT_EQ(oneSupplysPages().size(), 45U);
+  for (std::size_t size = 0; size <= oneSupplysPages().size(); ++size) {
     Json expected = Json::object();
     for (const auto& [end, key] : ends) {
       if (end <= size) expected[key] = whole[key];
     }
-    const Bytes part = firstBytes(oneSupply(), size);
+    const Bytes part = firstBytes(oneSupplysPages(), size);
     EXPECT_EQ(shown(decode(kDecoders[0], part, 100)), expected.dump(2)) << size;
   }
 }
 
 // Its serial number is longer than the record: nothing behind it can be where it belongs.
 TEST(KelvoS, FindsNothingBehindASerialNumberThatIsCutOff) {
-  Bytes record = oneSupply();
+  Bytes record = oneSupplysPages();
   put(record, 0, hex("FF"));
   EXPECT_EQ(kelvoS(record), "{}");
 }
 
 TEST(KelvoS, LeavesOutWhatFollowsAPartNumberThatIsCutOff) {
-  Bytes record = oneSupply();
+  Bytes record = oneSupplysPages();
   put(record, 27, hex("FF"));
-  Json expected = Json::parse(kelvoS(oneSupply()));
+  Json expected = Json::parse(kelvoS(oneSupplysPages()));
   for (const char* key :
        {"Toner PartNumber", "Toner Capacity", "Last Level Light", "Last Level Dark",
         "Light Gradiation", "Dark Gradiation", "Current Vantor"}) {

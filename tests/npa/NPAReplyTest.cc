@@ -20,8 +20,8 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr std::uint8_t kUntouched = 0xCC;  // in no packet of these tests
-constexpr std::uint32_t kPatience = 8;     // seconds; no test waits for it
+constexpr std::uint8_t kUnwritten = 0xCC;  // in no packet of these tests
+constexpr std::uint32_t kReadTimeout = 8;  // seconds; no test waits for it
 
 // What one call made of the bytes that came, as a line of text.
 std::string reading(int status, std::size_t length, const Bytes& stored, const Bytes& left) {
@@ -47,20 +47,20 @@ struct Call {
 
 Call getReply(std::size_t capacity, std::uint32_t timeout) {
   Call call;
-  call.stored = repeated(kUntouched, capacity);
+  call.stored = repeated(kUnwritten, capacity);
   call.status = MoxNPAUtilityCommand().getNPAReply(call.stored, call.length, timeout);
-  while (!call.stored.empty() && call.stored.back() == kUntouched) call.stored.pop_back();
+  while (!call.stored.empty() && call.stored.back() == kUnwritten) call.stored.pop_back();
   return call;
 }
 
-std::string readInFilter(std::size_t capacity = 4096, std::uint32_t timeout = kPatience) {
+std::string readInFilter(std::size_t capacity = 4096, std::uint32_t timeout = kReadTimeout) {
   const Call call = getReply(capacity, timeout);
   return reading(signedNumber(call.status), call.length, call.stored, restOfBackChannel());
 }
 
 // As above, for bytes too many to look at.
 std::string countInFilter() {
-  const Call call = getReply(4096, kPatience);
+  const Call call = getReply(4096, kReadTimeout);
   return fmt::format("{}, length {}: {} stored, {} left", signedNumber(call.status), call.length,
                      call.stored.size(), restOfBackChannel().size());
 }
@@ -132,7 +132,7 @@ TEST(NPAReply, LeavesTheNextReplyOnTheChannel) {
 TEST(NPAReply, DoesNotWaitOnceItIsWhole) {
   FilterProcess filter(BackChannel::kNonBlockingPipe, [] {
     const auto start = std::chrono::steady_clock::now();
-    const Call call = getReply(4096, kPatience);
+    const Call call = getReply(4096, kReadTimeout);
     return fmt::format("{} {}", call.length,
                        std::chrono::steady_clock::now() - start < 4s ? "at once" : "late");
   });
@@ -537,7 +537,7 @@ TEST(PatienceWithAPrinter, EndsWithTheReadThatBrings65536) {
 
 TEST(PatienceWithAPrinter, IsNewForEachReply) {
   FilterProcess filter(BackChannel::kNonBlockingPipe, [] {
-    const Call first = getReply(4096, kPatience);
+    const Call first = getReply(4096, kReadTimeout);
     return fmt::format("{}; ", signedNumber(first.status)) + readInFilter();
   });
   filter.sendInPieces({repeated(0x00, 65540), kOnePacket, kLastPiece});

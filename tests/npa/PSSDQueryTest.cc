@@ -422,10 +422,10 @@ TEST(PSSDQueryResponse, IsRefusedWithoutATypeInThePayload) {
 
 // What the filter process below reports: the status, and the dictionary that went in as
 // {"Before": "the query"}.
-std::string left(std::int32_t status, const char* supplies) {
+std::string queryLeft(std::int32_t status, const char* supplies) {
   return Json({{"status", status}, {"supplies", Json::parse(supplies)}}).dump(2);
 }
-constexpr const char* kUntouched = R"({"Before": "the query"})";
+constexpr const char* kBefore = R"({"Before": "the query"})";
 
 std::string runQuery(std::uint32_t timeout) {
   Dictionary supplies;
@@ -481,7 +481,7 @@ TEST(AssemblePSSDQuery, CopiesTheQueryRequest) {
 }
 
 TEST(PSSDQueryAll, ReplacesTheCallersDictionary) {
-  EXPECT_EQ(ask(blackToner(), blackDots()), left(0, kBlackToner));
+  EXPECT_EQ(ask(blackToner(), blackDots()), queryLeft(0, kBlackToner));
 }
 
 // Replies that are not the answer: each is wrong in one byte of the head.
@@ -510,7 +510,7 @@ TEST(PSSDQueryAll, TakesTheFourthReplyToEachRequest) {
   query.expectRequest(kSuppliesQuery);
   query.reply(othersThanQueryReplies());
   query.reply({blackDots()});
-  EXPECT_EQ(query.wait(), left(0, R"({"Supplies Count": 1, "Supply 1": {"Description": "x",
+  EXPECT_EQ(query.wait(), queryLeft(0, R"({"Supplies Count": 1, "Supply 1": {"Description": "x",
       "Max Level": 256, "Current Level": 128}})"));
 }
 
@@ -519,7 +519,7 @@ TEST(PSSDQueryAll, GivesUpAfterFourRepliesToTheFirstRequest) {
   query.expectRequest(kDeviceQuery);
   query.reply(othersThanDeviceReplies());
   query.reply({blackDots(), blackToner()});  // the answer to the other request, and the right one
-  EXPECT_EQ(query.wait(), left(-6, kUntouched));
+  EXPECT_EQ(query.wait(), queryLeft(-6, kBefore));
 }
 
 TEST(PSSDQueryAll, KeepsTheTableAfterFourRepliesToTheSecondRequest) {
@@ -529,20 +529,21 @@ TEST(PSSDQueryAll, KeepsTheTableAfterFourRepliesToTheSecondRequest) {
   query.expectRequest(kSuppliesQuery);
   query.reply(othersThanQueryReplies());
   query.reply({blackToner(), blackDots()});  // the answer to the other request, and the right one
-  EXPECT_EQ(query.wait(), left(0, R"({"Supplies Count": 1, "Supply 1": {"Description": "x"}})"));
+  EXPECT_EQ(query.wait(),
+            queryLeft(0, R"({"Supplies Count": 1, "Supply 1": {"Description": "x"}})"));
 }
 
 TEST(PSSDQueryAll, FindsNothingWhenThePrinterHangsUp) {
   Query query;
   query.expectRequest(kDeviceQuery);
   query.hangUp();
-  EXPECT_EQ(query.wait(), left(-6, kUntouched));
+  EXPECT_EQ(query.wait(), queryLeft(-6, kBefore));
 }
 
 TEST(PSSDQueryAll, WaitsNoLongerThanItsTimeout) {
   Query query(0);  // takes only what is there: nothing
   query.expectRequest(kDeviceQuery);
-  EXPECT_EQ(query.wait(), left(-6, kUntouched));
+  EXPECT_EQ(query.wait(), queryLeft(-6, kBefore));
 }
 
 TEST(PSSDQueryAll, KeepsTheTableWhenThePrinterDoesNotAnswerTheSecondRequest) {
@@ -551,7 +552,7 @@ TEST(PSSDQueryAll, KeepsTheTableWhenThePrinterDoesNotAnswerTheSecondRequest) {
   query.reply({blackToner()});
   query.expectRequest(kSuppliesQuery);
   query.hangUp();
-  EXPECT_EQ(query.wait(), left(0, kBlackToner));
+  EXPECT_EQ(query.wait(), queryLeft(0, kBlackToner));
 }
 
 // Five bytes that end a reply at once: their length of 65,533 makes a packet of 65,536 bytes, which
@@ -567,7 +568,7 @@ TEST(PSSDQueryAll, JudgesAShortDeviceReplyByTheOneBefore) {
   Query query;
   query.expectRequest(kDeviceQuery);
   query.reply({hex("A5 00 06 50 00 21 01 00 00"), fiveBytes()});
-  EXPECT_EQ(query.wait(), left(-1, kUntouched));
+  EXPECT_EQ(query.wait(), queryLeft(-1, kBefore));
 }
 
 // The same with the shortest reply that counts as one. It is accepted, too short to be decoded, and
@@ -578,7 +579,7 @@ TEST(PSSDQueryAll, JudgesASixByteDeviceReplyByTheOneBefore) {
   query.reply({hex("A5 00 06 50 E0 FF 01 00 00"), hex("A5 00 03 50 E0 21")});
   query.expectRequest(kSuppliesQuery);
   query.hangUp();
-  EXPECT_EQ(query.wait(), left(0, "{}"));
+  EXPECT_EQ(query.wait(), queryLeft(0, "{}"));
 }
 
 // Nothing but what came before makes five bytes the answer.
@@ -586,7 +587,7 @@ TEST(PSSDQueryAll, DoesNotAcceptFiveBytesAlone) {
   Query query;
   query.expectRequest(kDeviceQuery);
   query.reply({fiveBytes(), fiveBytes(), fiveBytes(), fiveBytes()});
-  EXPECT_EQ(query.wait(), left(-6, kUntouched));
+  EXPECT_EQ(query.wait(), queryLeft(-6, kBefore));
 }
 
 // Before each attempt to read a query reply the buffer is cleared, so that five bytes are no answer
@@ -597,7 +598,7 @@ TEST(PSSDQueryAll, JudgesAShortQueryReplyByItself) {
   query.reply({deviceReply(suppliesRecord({supply(1, {description("x")})}))});
   query.expectRequest(kSuppliesQuery);
   query.reply({hex("A5 00 06 50 00 07 02 00 00"), fiveBytes(), blackDots()});
-  EXPECT_EQ(query.wait(), left(0, R"({"Supplies Count": 1, "Supply 1": {"Description": "x",
+  EXPECT_EQ(query.wait(), queryLeft(0, R"({"Supplies Count": 1, "Supply 1": {"Description": "x",
       "Max Level": 256, "Current Level": 128}})"));
 }
 
@@ -607,7 +608,7 @@ TEST(PSSDQueryAll, FailsWhenTheFirstRequestIsNotWritten) {
     ::close(STDOUT_FILENO);
     return runQuery(8);
   });
-  EXPECT_EQ(filter.wait().result, left(-2, kUntouched));
+  EXPECT_EQ(filter.wait().result, queryLeft(-2, kBefore));
 }
 
 // The link is gone before the second request: nothing is read for it, and the table stands.
@@ -616,22 +617,24 @@ TEST(PSSDQueryAll, KeepsTheTableWhenTheSecondRequestIsNotWritten) {
   query.expectRequest(kDeviceQuery);
   query.closeLink();
   query.reply({deviceReply(suppliesRecord({supply(1, {description("x")})})), blackDots()});
-  EXPECT_EQ(query.wait(), left(0, R"({"Supplies Count": 1, "Supply 1": {"Description": "x"}})"));
+  EXPECT_EQ(query.wait(),
+            queryLeft(0, R"({"Supplies Count": 1, "Supply 1": {"Description": "x"}})"));
 }
 
 TEST(PSSDQueryAll, IsEmptyWhenTheTableIsRefused) {
   Bytes reply = blackToner();
   reply[7] = 1;  // accepted, since byte 7 is not looked at, and then refused
-  EXPECT_EQ(ask(reply, blackDots()), left(0, "{}"));
+  EXPECT_EQ(ask(reply, blackDots()), queryLeft(0, "{}"));
   reply = blackToner();
   reply[8 + 38] = 2;  // the form of the record
-  EXPECT_EQ(ask(reply, blackDots()), left(0, "{}"));
-  EXPECT_EQ(ask(hex("A5 00 04 50 E0 21 01"), blackDots()), left(0, "{}"));  // 7 bytes
+  EXPECT_EQ(ask(reply, blackDots()), queryLeft(0, "{}"));
+  EXPECT_EQ(ask(hex("A5 00 04 50 E0 21 01"), blackDots()), queryLeft(0, "{}"));  // 7 bytes
 }
 
 TEST(PSSDQueryAll, PassesOverAQueryReplyThatIsRefused) {
   const Bytes table = deviceReply(suppliesRecord({supply(1, {description("x")})}));
-  const std::string alone = left(0, R"({"Supplies Count": 1, "Supply 1": {"Description": "x"}})");
+  const std::string alone =
+      queryLeft(0, R"({"Supplies Count": 1, "Supply 1": {"Description": "x"}})");
   Bytes unknown = blackDots();
   put(unknown, 13, hex("63"));  // type 99
   EXPECT_EQ(ask(table, unknown), alone);
@@ -655,7 +658,7 @@ struct Merge {
 
 void expectMerges(const std::vector<Merge>& merges) {
   for (const Merge& merge : merges) {
-    EXPECT_EQ(ask(deviceReply(merge.table), queryReply(merge.record)), left(0, merge.supplies))
+    EXPECT_EQ(ask(deviceReply(merge.table), queryReply(merge.record)), queryLeft(0, merge.supplies))
         << merge.situation;
   }
 }
@@ -667,7 +670,7 @@ TEST(MergedLevels, OfOneSupply) {
        oneSupply(2, 10, 4),
        R"({"Supplies Count": 2, "Supply 1": {"Description": "x"},
            "Supply 2": {"Description": "x", "Max Level": 10, "Current Level": 4}})"},
-      {"a supply without what is left: both levels are replaced",
+      {"a supply without what is queryLeft: both levels are replaced",
        suppliesRecord(
            {supply(1, {description("x")}), supply(2, {description("x"), maxLevel(100)})}),
        oneSupply(2, 10, 4),
@@ -707,7 +710,7 @@ TEST(MergedLevels, OfOneSupplyNeedBothLevels) {
   const char* unchanged = R"({"Supplies Count": 1, "Supply 1": {"Description": "x",
                                                                 "Max Level": 100}})";
   expectMerges({
-      {"without what is left", known, firstBytes(record, 23), unchanged},
+      {"without what is queryLeft", known, firstBytes(record, 23), unchanged},
       {"without both levels", known, firstBytes(record, 22), unchanged},
       {"without the supply's number", known, firstBytes(record, 5), unchanged},
       {"of a supply that the table does not hold", known, firstBytes(oneSupply(2, 10, 4), 23),

@@ -7,6 +7,7 @@
 
 #include "simulator/Model.h"
 #include "tests/property/Random.h"
+#include "tests/support/Depth.h"
 #include "values/Dictionary.h"
 
 namespace moxsupply::testing {
@@ -22,13 +23,12 @@ using Draw = simulator::Model (*)(Random& random);
 
 // Which printers are looked at, told by the environment:
 //   MOXSUPPLY_SEED      any number; 1 without it
-//   MOXSUPPLY_PRINTERS  how many of each kind; 50000 without it, and a tenth of that
-//                       in builds with sanitizers or counters, where each takes long
+//   MOXSUPPLY_PRINTERS  how many of each kind; randomPrinters() without it
 //   MOXSUPPLY_PRINTER   only the one with this index, of those that the seed gives
 struct PrinterRange {
   std::uint64_t seed = 1;
   std::uint64_t begin = 0;
-  std::uint64_t end = MOXSUPPLY_USUAL_PRINTERS;
+  std::uint64_t end = randomPrinters();
 
   // Throws std::invalid_argument for what is no number.
   static PrinterRange fromEnvironment();

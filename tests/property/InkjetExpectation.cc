@@ -121,8 +121,8 @@ std::string statusWord(std::uint8_t code) {
   return "Correct";
 }
 
-Dictionary recordOf(std::string_view name, std::string_view color, std::int32_t percentage,
-                    std::string_view status) {
+Dictionary supplyRecord(std::string_view name, std::string_view color, std::int32_t percentage,
+                        std::string_view status) {
   Dictionary record;
   record.set("SupplyName", std::string(name));
   record.set("SupplyColor", std::string(color));
@@ -166,16 +166,16 @@ Dictionary recordByDots(const Items& items, std::size_t slot, std::uint8_t code)
   const std::string status = statusWord(code);
   const bool isPhoto = code >> 4 == 0x7;
   if (slot == 0) {
-    return recordOf("Color", "Color", dotPercentage(items, {"cyan", "magenta", "yellow"}, "colour"),
-                    status);
+    return supplyRecord("Color", "Color",
+                        dotPercentage(items, {"cyan", "magenta", "yellow"}, "colour"), status);
   }
   if (slot == 1 && isPhoto) {
-    return recordOf("Photo", "Photo",
-                    dotPercentage(items, {"photo-black", "photo-cyan", "photo-magenta"}, "photo"),
-                    status);
+    return supplyRecord(
+        "Photo", "Photo",
+        dotPercentage(items, {"photo-black", "photo-cyan", "photo-magenta"}, "photo"), status);
   }
   if (slot == 1) {
-    return recordOf("Black", "Black", dotPercentage(items, {"black"}, "black"), status);
+    return supplyRecord("Black", "Black", dotPercentage(items, {"black"}, "black"), status);
   }
   Dictionary record;  // such heads have no third and fourth cartridge
   record.set("SupplyStatus", std::string(status));
@@ -200,8 +200,8 @@ Dictionary recordByInk(const Items& items, const Cartridges& cartridges, std::si
   const auto record = [&](std::string_view color, std::initializer_list<std::string_view> inks) {
     const std::uint8_t level = leastInk(items, inks);
     const std::string status = statusWord(code);
-    return recordOf(std::string(color) + " Cartridge", color, level,
-                    level == 0 && status == "Correct" ? "Empty" : status);
+    return supplyRecord(std::string(color) + " Cartridge", color, level,
+                        level == 0 && status == "Correct" ? "Empty" : status);
   };
   const bool hasPhotoCyan = items.has("ink-remaining", "photo-cyan");
   const bool hasPhotoMagenta = items.has("ink-remaining", "photo-magenta");

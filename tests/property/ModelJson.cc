@@ -12,7 +12,7 @@ namespace moxsupply::testing {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
+using OrderedJson = nlohmann::ordered_json;
 using simulator::DotsRecord;
 using simulator::Element;
 using simulator::InkjetModel;
@@ -27,8 +27,8 @@ using simulator::SingleSupplyRecord;
 using simulator::UnknownRecord;
 
 template <typename Elements, typename AsJson>
-Json listOf(const Elements& elements, AsJson asJson) {
-  Json list = Json::array();
+OrderedJson listOf(const Elements& elements, AsJson asJson) {
+  OrderedJson list = OrderedJson::array();
   for (const auto& element : elements) list.push_back(asJson(element));
   return list;
 }
@@ -36,30 +36,32 @@ Json listOf(const Elements& elements, AsJson asJson) {
 // ---- Inkjet.
 
 // The items as they are sent, whatever they mean.
-void write(Json& file, const InkjetModel& printer) {
+void write(OrderedJson& file, const InkjetModel& printer) {
   file["printer"] = "inkjet";
   file["items-before"] = listOf(printer.items, [](const simulator::InkjetItem& item) {
-    return Json{{"id", fmt::format("{:04X}", item.id)}, {"value", hexText(item.value)}};
+    return OrderedJson{{"id", fmt::format("{:04X}", item.id)}, {"value", hexText(item.value)}};
   });
   if (printer.itemCount) file["item-count"] = *printer.itemCount;
 }
 
 // ---- Laser.
 
-Json asJson(const Number& number) { return {{"value", number.value}, {"bytes", number.bytes}}; }
+OrderedJson asJson(const Number& number) {
+  return {{"value", number.value}, {"bytes", number.bytes}};
+}
 
-Json asJson(const Element& element) {
+OrderedJson asJson(const Element& element) {
   return {{"tag", element.tag},
           {"form", element.longForm ? "long" : "short"},
           {"body", hexText(element.body)}};
 }
 
-Json asJson(const std::vector<Element>& elements) {
+OrderedJson asJson(const std::vector<Element>& elements) {
   return listOf(elements, [](const Element& element) { return asJson(element); });
 }
 
-Json asJson(const LaserSupply& supply) {
-  Json entry = {{"number", supply.number}};
+OrderedJson asJson(const LaserSupply& supply) {
+  OrderedJson entry = {{"number", supply.number}};
   if (supply.fixedId) entry["fixed-id"] = asJson(*supply.fixedId);
   if (supply.installedId) entry["installed-id"] = asJson(*supply.installedId);
   if (supply.description) entry["description"] = *supply.description;
@@ -70,9 +72,9 @@ Json asJson(const LaserSupply& supply) {
   return entry;
 }
 
-Json asJson(std::monostate /*none*/) { return {}; }
+OrderedJson asJson(std::monostate /*none*/) { return {}; }
 
-Json asJson(const SingleSupplyRecord& record) {
+OrderedJson asJson(const SingleSupplyRecord& record) {
   return {{"type", 1},
           {"location", record.location},
           {"supply", record.supply},
@@ -92,29 +94,29 @@ Json asJson(const SingleSupplyRecord& record) {
           {"current-vantor", record.currentVantor}};
 }
 
-Json asJson(const PagesRecord& record) {
+OrderedJson asJson(const PagesRecord& record) {
   return {{"type", 2}, {"supplies", listOf(record.supplies, [](const PagesRecord::Supply& supply) {
-                          return Json{{"number", supply.number},
-                                      {"location", supply.location},
-                                      {"max-level", supply.maxLevel},
-                                      {"level", supply.level},
-                                      {"pages-capacity", supply.pagesCapacity}};
+                          return OrderedJson{{"number", supply.number},
+                                             {"location", supply.location},
+                                             {"max-level", supply.maxLevel},
+                                             {"level", supply.level},
+                                             {"pages-capacity", supply.pagesCapacity}};
                         })}};
 }
 
-Json asJson(const DotsRecord& record) {
+OrderedJson asJson(const DotsRecord& record) {
   return {{"type", 3}, {"supplies", listOf(record.supplies, [](const DotsRecord::Supply& supply) {
-                          return Json{{"number", supply.number},
-                                      {"max-level", supply.maxLevel},
-                                      {"level", supply.level}};
+                          return OrderedJson{{"number", supply.number},
+                                             {"max-level", supply.maxLevel},
+                                             {"level", supply.level}};
                         })}};
 }
 
-Json asJson(const UnknownRecord& record) {
+OrderedJson asJson(const UnknownRecord& record) {
   return {{"type", record.type}, {"body", hexText(record.body)}};
 }
 
-void write(Json& file, const LaserModel& printer) {
+void write(OrderedJson& file, const LaserModel& printer) {
   file["printer"] = "laser";
   file["serial-number"] = printer.serialNumber;
   file["supplies"] =
@@ -123,7 +125,7 @@ void write(Json& file, const LaserModel& printer) {
   file["after-group"] = asJson(printer.afterGroup);
   file["before-table"] = asJson(printer.beforeTable);
   file["after-table"] = asJson(printer.afterTable);
-  Json record = std::visit([](const auto& kind) { return asJson(kind); }, printer.record);
+  OrderedJson record = std::visit([](const auto& kind) { return asJson(kind); }, printer.record);
   if (record.is_null()) return;
   if (printer.recordLength) record["length"] = *printer.recordLength;
   file["record"] = std::move(record);
@@ -131,17 +133,17 @@ void write(Json& file, const LaserModel& printer) {
 
 // ---- The replies.
 
-Json asJson(const Reply& reply) {
+OrderedJson asJson(const Reply& reply) {
   return {{"answers", reply.answers},
           {"strays", listOf(reply.strays, [](const Bytes& stray) { return hexText(stray); })},
           {"packets", reply.packets},
           {"writes", listOf(reply.writes, [](const simulator::WriteCut& cut) {
-             return Json{{"size", cut.size}};
+             return OrderedJson{{"size", cut.size}};
            })}};
 }
 
-Json repliesOf(const Model& model) {
-  Json replies = Json::object();
+OrderedJson repliesOf(const Model& model) {
+  OrderedJson replies = OrderedJson::object();
   if (!model.loopBackReply.empty()) replies["loop-back"] = hexText(model.loopBackReply);
   if (std::holds_alternative<InkjetModel>(model.printer)) {
     replies["inkjet-query"] = asJson(model.replyTo(Request::kInkjetQuery));
@@ -155,7 +157,7 @@ Json repliesOf(const Model& model) {
 }  // namespace
 
 std::string modelJson(const Model& model) {
-  Json file = {{"about", model.about}};
+  OrderedJson file = {{"about", model.about}};
   std::visit([&](const auto& printer) { write(file, printer); }, model.printer);
   file["replies"] = repliesOf(model);
   return file.dump(1);

@@ -62,10 +62,10 @@ struct Kind {
 template <typename Printer>
 void expectEveryKind(Draw draw, const std::vector<Kind<Printer>>& kinds) {
   constexpr std::uint64_t kLooks = 2000;
-  constexpr PrinterRange kPrinters;
+  const PrinterRange printers;
   std::vector<std::uint64_t> counts(kinds.size());
   for (std::uint64_t index = 0; index < kLooks; ++index) {
-    const Model model = kPrinters.draw(draw, index).model;
+    const Model model = printers.draw(draw, index).model;
     for (std::size_t i = 0; i < kinds.size(); ++i) {
       if (kinds[i].includes(std::get<Printer>(model.printer), model)) ++counts[i];
     }

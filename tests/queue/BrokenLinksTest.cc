@@ -23,6 +23,7 @@
 #include "tests/queue/Drivers.h"
 #include "tests/queue/PrintTools.h"
 #include "tests/queue/PrivatePrintServer.h"
+#include "tests/support/Depth.h"
 #include "tests/support/Models.h"
 #include "tests/support/Processes.h"
 #include "tests/support/ReservedPort.h"
@@ -42,7 +43,7 @@ constexpr const char* kDeadline = "3";
 // leaves to itself is held for 90 seconds by its backend, or for 300 by the print server.
 constexpr auto kLongestTime = 3s + 12s;
 
-constexpr std::size_t kEvery = std::size_t{10} * MOXSUPPLY_CUT_EVERY;
+const std::size_t kEvery = 10 * cutEvery();
 
 struct Case {
   const Golden* exchange = nullptr;
@@ -215,7 +216,7 @@ bool isDone(const Work& work) {
 
 TEST(BrokenLinks, KeepNeitherJobNorQueueNorProcess) {
   if (::geteuid() != 0) GTEST_SKIP() << "takes root, to run a print server";
-  constexpr int kLaserLanes = MOXSUPPLY_CUT_EVERY == 1 ? 40 : 8;
+  constexpr int kLaserLanes = kIsSlowBuild ? 8 : 40;
   constexpr int kInkjetLanes = kLaserLanes / 8;
   Work laser = {.type = "laser",
                 .goodLevels = {8, 70},
@@ -228,7 +229,7 @@ TEST(BrokenLinks, KeepNeitherJobNorQueueNorProcess) {
     Work& work = golden.kind == Golden::Kind::kLaser ? laser : inkjet;
     std::ranges::move(casesOf(golden, offset), std::back_inserter(work.cases));
   }
-  EXPECT_GE(laser.cases.size() + inkjet.cases.size(), 1050U / MOXSUPPLY_CUT_EVERY);
+  EXPECT_GE(laser.cases.size() + inkjet.cases.size(), 1050U / cutEvery());
 
   PrivatePrintServer tools;
   ::setenv("CUPS_SERVER", (tools.folder() / "cups.sock").c_str(), 1);

@@ -34,7 +34,7 @@ class QueueTest : public ::testing::Test {
   void addEnabledQueue(const std::string& type) const;
 
   // Has the queue report, as its users do, and waits for it. Returns the job's number.
-  int report() const;
+  int report() const;  // NOLINT(modernize-use-nodiscard): what it does is what counts
 
   // Waits for the queue to have nothing to do. A job may be over, and its backend still hold the
   // queue.

@@ -7,8 +7,8 @@
 #include <csignal>
 #include <thread>
 
-#include "tests/simulator/Client.h"
 #include "tests/simulator/FourCartridges.h"
+#include "tests/support/Client.h"
 #include "tests/support/FilterProcess.h"
 #include "tests/support/Hex.h"
 #include "tests/support/Requests.h"

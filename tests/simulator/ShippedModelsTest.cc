@@ -13,6 +13,7 @@
 #include "simulator/ModelFile.h"
 #include "simulator/ShippedModels.h"
 #include "tests/support/FilterProcess.h"
+#include "tests/support/Models.h"
 #include "tests/support/TestName.h"
 
 namespace moxsupply::testing {
@@ -31,10 +32,6 @@ std::vector<std::string> allModels() {
   }
   std::ranges::sort(names);
   return names;
-}
-
-Model shipped(const std::string& name) {
-  return simulator::readModelFile(kModels / (name + ".json")).value();
 }
 
 Bytes wholeAnswer(const Model& model, Request request) {
@@ -58,19 +55,19 @@ std::vector<std::size_t> packetOffsets(const Bytes& reply) {
 class ShippedModel : public ::testing::TestWithParam<std::string> {};
 
 TEST_P(ShippedModel, LoadsAndHasASummaryOfOneLine) {
-  const Model model = shipped(GetParam());
+  const Model model = shippedModel(GetParam());
   EXPECT_FALSE(model.about.at(0).empty());
   EXPECT_LE(model.about.at(0).size(), 90U);
 }
 
 TEST_P(ShippedModel, IsNamedForItsKindOfPrinter) {
-  const bool isLaser = std::holds_alternative<LaserModel>(shipped(GetParam()).printer);
+  const bool isLaser = std::holds_alternative<LaserModel>(shippedModel(GetParam()).printer);
   EXPECT_TRUE(GetParam().starts_with(isLaser ? "laser-" : "inkjet-"));
 }
 
 // A host that begins to read at such a byte takes it for the start of a packet.
 TEST_P(ShippedModel, SendsNoStartByteInsideAPacket) {
-  const Model model = shipped(GetParam());
+  const Model model = shippedModel(GetParam());
   for (const Request request :
        {Request::kInkjetQuery, Request::kDeviceQuery, Request::kSuppliesQuery}) {
     Bytes reply = wholeAnswer(model, request);
@@ -97,7 +94,7 @@ TEST(ShippedModels, AreAllListedByTheProgram) {
   EXPECT_EQ(ending.result, "");
   std::string expected;
   for (const std::string& name : allModels()) {
-    expected += fmt::format("{:<35} {}\n", name, shipped(name).about.at(0));
+    expected += fmt::format("{:<35} {}\n", name, shippedModel(name).about.at(0));
   }
   EXPECT_EQ(std::string(ending.written.begin(), ending.written.end()), expected);
 }
@@ -109,7 +106,7 @@ TEST(ShippedModels, AreFoundByNameAndFilesByPath) {
 }
 
 TEST(ShippedModels, InPiecesEndsEachPieceWhereAReaderStops) {
-  const Model model = shipped("inkjet-lantern-in-pieces");
+  const Model model = shippedModel("inkjet-lantern-in-pieces");
   const auto offsets = packetOffsets(wholeAnswer(model, Request::kInkjetQuery));
   ASSERT_EQ(offsets.size(), 4U);
   const auto writes = simulator::answerTo(model, Request::kInkjetQuery);
@@ -122,7 +119,7 @@ TEST(ShippedModels, InPiecesEndsEachPieceWhereAReaderStops) {
 }
 
 TEST(ShippedModels, SeveralPacketsBeginsThePacketsOfItsSecondReplyBelow256) {
-  const Model model = shipped("laser-colour-several-packets");
+  const Model model = shippedModel("laser-colour-several-packets");
   EXPECT_THAT(packetOffsets(wholeAnswer(model, Request::kSuppliesQuery)),
               ::testing::ElementsAre(0, 127, 232, 298));
   EXPECT_EQ(packetOffsets(wholeAnswer(model, Request::kDeviceQuery)).size(), 4U);

@@ -10,6 +10,7 @@
 
 #include "tests/support/DictionaryJson.h"
 #include "tests/support/Hex.h"
+#include "tests/support/TextFile.h"
 
 namespace moxsupply::testing {
 
@@ -269,12 +270,13 @@ std::vector<std::string> goldenNames() {
 
 std::vector<std::string> exchangeNames() {
   std::vector<std::string> names = goldenNames();
+  // By the kind alone: each process that lists its tests asks for this, and reading takes its time.
   std::erase_if(names, [](const std::string& name) {
-    try {
-      return !readGolden(name).isExchange();
-    } catch (const BrokenGolden&) {
-      return false;
-    }
+    const std::string text = contentOf(dataFolder() / (name + ".golden"));
+    return std::ranges::any_of(kKinds, [&](const KindName& kind) {
+      return !Golden::isOfExchange(kind.kind) &&
+             text.find("\nkind: " + std::string(kind.name) + '\n') != std::string::npos;
+    });
   });
   return names;
 }

@@ -46,7 +46,8 @@ struct Golden {
   // The bytes of all steps of a kind, back to back.
   [[nodiscard]] Bytes all(What what) const;
 
-  [[nodiscard]] bool isExchange() const { return kind == Kind::kLaser || kind == Kind::kInkjet; }
+  static bool isOfExchange(Kind kind) { return kind == Kind::kLaser || kind == Kind::kInkjet; }
+  [[nodiscard]] bool isExchange() const { return isOfExchange(kind); }
 };
 
 // What is wrong with a golden file; its text begins "NAME.golden:LINE: ".

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
@@ -18,12 +19,11 @@ namespace {
 namespace fs = std::filesystem;
 
 bool isRunning(const std::string& word) {
-  for (const auto& entry : fs::directory_iterator("/proc")) {
-    const pid_t process = std::atoi(entry.path().filename().c_str());
-    if (process <= 0 || process == ::getpid()) continue;
-    if (contentOf(entry.path() / "cmdline").find(word) != std::string::npos) return true;
-  }
-  return false;
+  return std::ranges::any_of(fs::directory_iterator("/proc"), [&](const fs::path& entry) {
+    const pid_t process = std::atoi(entry.filename().c_str());
+    return process > 0 && process != ::getpid() &&
+           contentOf(entry / "cmdline").find(word) != std::string::npos;
+  });
 }
 
 }  // namespace

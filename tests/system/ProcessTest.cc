@@ -165,7 +165,7 @@ TEST(AProcess, EndsWithItsParentAlsoWhenThatIsKilled) {
   if (parent == 0) {
     const auto process = Process::start({.program = "sleep", .arguments = {"sleep", "60"}});
     const pid_t pid = process->pid();
-    static_cast<void>(!::write(pipe.writeEnd.get(), &pid, sizeof pid));
+    static_cast<void>(::write(pipe.writeEnd.get(), &pid, sizeof pid) > 0);
     ::pause();
   }
   pid_t child = 0;

@@ -1,4 +1,4 @@
-#include "tests/simulator/Client.h"
+#include "tests/support/Client.h"
 
 #include <gtest/gtest.h>
 #include <netdb.h>

@@ -1,0 +1,89 @@
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <string_view>
+
+#include "json/JsonDocument.h"
+#include "json/JsonMistake.h"
+
+namespace moxsupply::testing {
+namespace {
+
+// What is wrong with a text: "LINE:COLUMN: WHAT" where it is no JSON, or the mistake; "" for
+// nothing.
+std::string wrongWith(std::string_view text) {
+  try {
+    static_cast<void>(parseJsonDocument(text));
+    return "";
+  } catch (const JsonSyntaxMistake& mistake) {
+    return fmt::format("{}:{}: {}", mistake.line(), mistake.column(), mistake.what());
+  } catch (const JsonMistake& mistake) {
+    return mistake.what();
+  }
+}
+
+// Its place alone.
+std::string placeOfMistake(std::string_view text) {
+  const std::string wrong = wrongWith(text);
+  return wrong.substr(0, wrong.find(": "));
+}
+
+TEST(JsonDocument, HoldsWhatIsWritten) {
+  EXPECT_EQ(parseJsonDocument(R"({"a": [1, -2, 2.5, true, null, "\u00e4\n"], "b": {}})").dump(),
+            "{\"a\":[1,-2,2.5,true,null,\"\u00e4\\n\"],\"b\":{}}");
+  EXPECT_EQ(parseJsonDocument(" 7 \n").dump(), "7");
+}
+
+TEST(JsonDocument, TellsTheLineAndTheColumnAtWhichItIsNoJson) {
+  EXPECT_EQ(placeOfMistake("x"), "1:1");
+  EXPECT_EQ(placeOfMistake("[1 2]"), "1:4");
+  EXPECT_EQ(placeOfMistake("[1,\n  2,\n  ?]"), "3:3");
+  EXPECT_EQ(placeOfMistake("{\"a\": 1,\n}"), "2:1");
+  EXPECT_EQ(placeOfMistake("{\n\"a\" 1}"), "2:5");
+  EXPECT_EQ(placeOfMistake("[1]\n[2]"), "2:1");    // more than one document
+  EXPECT_EQ(placeOfMistake("[\r\n\t01]"), "2:3");  // a line ends with its line feed
+  EXPECT_EQ(placeOfMistake("[\"\xC3\"]"), "1:4");  // no UTF-8
+  EXPECT_EQ(placeOfMistake("[\"a\nb\"]"), "1:4");  // a text does not go over a line's end
+  EXPECT_EQ(placeOfMistake("[1] // why"), "1:5");  // no comments
+}
+
+TEST(JsonDocument, TellsWhereItEndsTooEarly) {
+  EXPECT_EQ(placeOfMistake(""), "1:1");
+  EXPECT_EQ(placeOfMistake("[1,\n"), "2:1");
+  EXPECT_EQ(placeOfMistake("{\"a"), "1:4");
+}
+
+TEST(JsonDocument, SaysWhatItFoundWithoutThePlaceOfTheLibrary) {
+  EXPECT_EQ(wrongWith("[1 2]").find("1:4: "), 0U);
+  EXPECT_EQ(wrongWith("[1 2]").find("parse error"), std::string::npos) << wrongWith("[1 2]");
+  EXPECT_NE(wrongWith("[1 2]").find("unexpected number"), std::string::npos) << wrongWith("[1 2]");
+}
+
+TEST(JsonDocument, HasNoKeyTwiceInAnObject) {
+  EXPECT_EQ(wrongWith(R"({"a": 1, "b": 2, "a": 3})"), "/a: this key stands twice");
+  EXPECT_EQ(wrongWith(R"({"a": {}, "\u0061": 3})"), "/a: this key stands twice");
+  EXPECT_EQ(wrongWith(R"({"list": [1, {"b": {"c": [], "c": []}}]})"),
+            "/list/1/b/c: this key stands twice");
+  EXPECT_EQ(wrongWith(R"([[], [], {"x": 1, "x": 1}])"), "/2/x: this key stands twice");
+  EXPECT_EQ(wrongWith(R"({"a/b": 1, "a/b": 1})"), "/a~1b: this key stands twice");
+}
+
+TEST(JsonDocument, MayHaveAKeyInEachOfItsObjects) {
+  EXPECT_EQ(wrongWith(R"({"a": {"a": [{"a": 1}, {"a": 2}]}, "b": {"a": 3}})"), "");
+}
+
+TEST(JsonDocument, TakesNumbersUpTo64BitsAndFractionsBeyond) {
+  EXPECT_EQ(parseJsonDocument("18446744073709551615").dump(), "18446744073709551615");
+  EXPECT_TRUE(parseJsonDocument("18446744073709551616").is_number_float());
+  EXPECT_EQ(wrongWith("[1e400]"), "a number is too large");
+}
+
+TEST(JsonDocument, MayNest) {
+  const std::string nested = std::string(20, '[') + std::string(20, ']');
+  EXPECT_EQ(wrongWith(nested), "");
+  EXPECT_EQ(placeOfMistake(nested.substr(0, 39)), "1:40");
+}
+
+}  // namespace
+}  // namespace moxsupply::testing

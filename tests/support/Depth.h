@@ -1,0 +1,20 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+// How many the tests try of what is too much for an ordinary run. MOXSUPPLY_TEST_DEPTH=full in the
+// environment has them try all.
+namespace moxsupply::testing {
+
+// In a build with sanitizers or counters a process takes long.
+constexpr bool kIsSlowBuild = MOXSUPPLY_SLOW_BUILD != 0;
+
+// An exchange is broken off at every byte; in an ordinary run, and in a slow build, at every
+// eighth.
+std::size_t cutEvery();
+
+// Of each kind of random printers 50,000; in an ordinary run, and in a slow build, 5,000.
+std::uint64_t randomPrinters();
+
+}  // namespace moxsupply::testing
