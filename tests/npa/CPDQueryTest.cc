@@ -622,7 +622,7 @@ TEST(CPDQuery, KeepsAnItemUpToThe4096thByteAndNoFurther) {
   };
   EXPECT_EQ(itemsWith(250).size(), 4096U);
   EXPECT_EQ(queryWith({itemsWith(250)}), answered(kReplyItems));
-  EXPECT_EQ(queryWith({itemsWith(251)}), answered(R"({"kFirstCartID": <30>})"));
+  EXPECT_EQ(queryWith({itemsWith(251)}), answered(json(R"({"kFirstCartID": ["30"]})")));
 }
 
 TEST(CPDQuery, TakesOnlyWhatIsThereWithATimeoutOfZero) {
