@@ -23,8 +23,8 @@ enum class Outcome : std::uint8_t {
   kInternal,         // something failed on our side
 };
 
-// The words for an outcome, everywhere. There are no commas in them: the print server keeps none in a
-// message.
+// The words for an outcome, everywhere. There are no commas in them: the print server keeps none in
+// a message.
 struct OutcomeRow {
   Outcome outcome;
   std::string_view word;    // in a label of metrics, and so in people's queries: never rename one

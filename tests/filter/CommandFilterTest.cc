@@ -522,8 +522,7 @@ TEST_F(CommandFilter, SaysThatTheLinkWentAway) {
   FilterProcess filter = startAfter(R"(sleep 0.3; exec "$@")", kReportLevels);
   filter.closeLink();
   EXPECT_EQ(finish(filter).exitStatus, 0);
-  EXPECT_THAT(mQueue.messages("WARNING"),
-              ElementsAre("The printer hung up before it was asked."));
+  EXPECT_THAT(mQueue.messages("WARNING"), ElementsAre("The printer hung up before it was asked."));
   EXPECT_THAT(mQueue.reasons(), ElementsAre("timed-out-report"));
 }
 

@@ -388,7 +388,8 @@ TEST(TheExporter, SaysWhichArgumentIsWrong) {
   std::ofstream(list) << "[]";
   const std::vector<std::pair<std::string, std::string>> kWrong = {
       {"--listen=localhost", "--listen: expected ADDRESS:PORT"},
-      {"--min-interval=0", "--min-interval: expected a whole number of seconds from 1 to 86400, not \"0\""},
+      {"--min-interval=0",
+       "--min-interval: expected a whole number of seconds from 1 to 86400, not \"0\""},
       {"--max-backoff=x", "--max-backoff: expected a whole number"},
       {"--deadline=3601", "--deadline: expected a whole number"},
       {"--queries-at-once=1", "--queries-at-once: expected a whole number from 2 to 1024"},
