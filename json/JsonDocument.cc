@@ -1,46 +1,55 @@
 #include "json/JsonDocument.h"
 
-#include <fmt/core.h>
+#include <fmt/format.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <set>
 #include <vector>
 
 #include "json/JsonMistake.h"
+#include "json/ShortQuote.h"
 
 namespace moxsupply {
 
 namespace {
 
 using nlohmann::json;
-using Event = json::parse_event_t;
 
-// Follows the parser through the document and knows the keys of every object that is open.
-class KeyWatch {
+// Goes through the document without keeping it, and sees to what a document must not be, before
+// memory and time are spent on it.
+class Inspection : public nlohmann::json_sax<json> {
  public:
-  void operator()(Event event, const json& parsed) {
-    switch (event) {
-      case Event::object_start:
-      case Event::array_start:
-        mOpen.emplace_back().isArray = event == Event::array_start;
-        break;
-      case Event::key:
-        mOpen.back().key = parsed.get<std::string>();
-        if (!mOpen.back().keys.insert(mOpen.back().key).second) {
-          throw JsonMistake(pointer().to_string() + ": this key stands twice");
-        }
-        break;
-      case Event::object_end:
-      case Event::array_end:
-        mOpen.pop_back();
-        [[fallthrough]];
-      case Event::value:
-        if (!mOpen.empty()) ++mOpen.back().index;
-        break;
-    }
+  bool null() override { return value(); }
+  bool boolean(bool /*value*/) override { return value(); }
+  bool number_integer(json::number_integer_t /*value*/) override { return value(); }
+  bool number_unsigned(json::number_unsigned_t /*value*/) override { return value(); }
+  bool number_float(json::number_float_t /*value*/, const std::string& /*text*/) override {
+    return value();
+  }
+  bool string(std::string& /*value*/) override { return value(); }
+  bool binary(json::binary_t& /*value*/) override { return value(); }
+  bool start_object(std::size_t /*size*/) override { return open(false); }
+  bool start_array(std::size_t /*size*/) override { return open(true); }
+  bool end_object() override { return close(); }
+  bool end_array() override { return close(); }
+
+  bool key(std::string& key) override {
+    Open& object = mOpen.back();
+    object.key = key;
+    if (!object.keys.insert(std::move(key)).second) refuse("this key stands twice");
+    return true;
+  }
+
+  bool parse_error(std::size_t /*position*/, const std::string& /*last*/,
+                   const json::exception& error) override {
+    if (error.id == kNumberTooLarge) throw JsonMistake("a number is too large");
+    throw dynamic_cast<const json::parse_error&>(error);
   }
 
  private:
+  static constexpr int kNumberTooLarge = 406;
+
   struct Open {
     bool isArray = false;
     std::size_t index = 0;       // of the value that comes next
@@ -48,16 +57,50 @@ class KeyWatch {
     std::set<std::string> keys;  // all so far
   };
 
-  [[nodiscard]] json::json_pointer pointer() const {
-    json::json_pointer pointer;
-    for (const Open& open : mOpen) {
-      pointer = open.isArray ? pointer / open.index : pointer / open.key;
+  bool value() {
+    if (++mValues > kMostJsonValues) {
+      throw JsonMistake(
+          fmt::format("more than {} values, the most that there may be", kMostJsonValues));
     }
-    return pointer;
+    if (!mOpen.empty()) ++mOpen.back().index;
+    return true;
+  }
+
+  bool open(bool isArray) {
+    if (mOpen.size() == kMostJsonDepth) {
+      refuse(fmt::format("deeper than {} levels, the most that there may be", kMostJsonDepth));
+    }
+    mOpen.emplace_back().isArray = isArray;
+    return true;
+  }
+
+  bool close() {
+    mOpen.pop_back();
+    return value();
+  }
+
+  [[noreturn]] void refuse(const std::string& why) const {
+    json::json_pointer place;
+    for (const Open& open : mOpen) {
+      place = open.isArray ? place / open.index : place / shortQuote(open.key);
+    }
+    throw JsonMistake(shortQuote(place.to_string()) + ": " + why);
   }
 
   std::vector<Open> mOpen;
+  std::size_t mValues = 0;
 };
+
+// The library quotes what it read last, however long that is. Of that the end counts.
+std::string withShortQuote(const std::string& what) {
+  constexpr std::string_view kLast = "last read: '";
+  const std::size_t before = what.find(kLast);
+  const std::size_t end = what.rfind('\'');
+  if (before == std::string::npos || end < before + kLast.size()) return what;
+  const std::size_t begin = before + kLast.size();
+  return what.substr(0, begin) + shortQuote(what.substr(begin, end - begin), Kept::kEnd) +
+         what.substr(end);
+}
 
 JsonSyntaxMistake syntaxMistake(const json::parse_error& error, std::string_view text) {
   // `byte` counts the bytes read; the last of them is the one that does not fit.
@@ -65,22 +108,18 @@ JsonSyntaxMistake syntaxMistake(const json::parse_error& error, std::string_view
   const auto line = static_cast<std::size_t>(std::ranges::count(before, '\n'));
   const std::size_t column = before.size() - (before.rfind('\n') + 1);
   // The library's own place stands before the first colon.
-  const std::string_view what = error.what();
-  return {line + 1, column + 1, std::string(what.substr(what.find(": ") + 2))};
+  const std::string what = error.what();
+  return {line + 1, column + 1, withShortQuote(what.substr(what.find(": ") + 2))};
 }
 
 }  // namespace
 
 json parseJsonDocument(std::string_view text) try {
-  KeyWatch watch;
-  return json::parse(text, [&](int /*depth*/, Event event, const json& parsed) {
-    watch(event, parsed);
-    return true;
-  });
+  Inspection inspection;
+  static_cast<void>(json::sax_parse(text, &inspection));
+  return json::parse(text);
 } catch (const json::parse_error& error) {
   throw syntaxMistake(error, text);
-} catch (const json::out_of_range&) {
-  throw JsonMistake("a number is too large");
 }
 
 }  // namespace moxsupply

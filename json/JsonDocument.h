@@ -22,8 +22,12 @@ class JsonSyntaxMistake : public std::runtime_error {
   std::size_t mColumn;
 };
 
-// Throws JsonSyntaxMistake; JsonMistake for a key that stands twice in an object, of which JSON
-// libraries keep one or the other.
+// What people write is bounded, besides the bytes of its file.
+constexpr std::size_t kMostJsonDepth = 32;
+constexpr std::size_t kMostJsonValues = 1'000'000;
+
+// Throws JsonSyntaxMistake; JsonMistake for a document that is deeper or has more values than this,
+// and for a key that stands twice in an object, of which JSON libraries keep one or the other.
 nlohmann::json parseJsonDocument(std::string_view text);
 
 }  // namespace moxsupply

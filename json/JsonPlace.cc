@@ -6,6 +6,7 @@
 #include <charconv>
 
 #include "json/JsonMistake.h"
+#include "json/ShortQuote.h"
 
 namespace moxsupply {
 
@@ -105,7 +106,7 @@ void JsonPlace::expected(std::string_view what) const {
 }
 
 void JsonPlace::complain(std::string_view mistake) const {
-  const std::string place = mPointer.to_string();
+  const std::string place = shortQuote(mPointer.to_string());
   throw JsonMistake(fmt::format("{}{}{}", place, place.empty() ? "" : ": ", mistake));
 }
 

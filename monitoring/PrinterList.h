@@ -26,7 +26,7 @@ using PrinterList = std::vector<ListedPrinter>;
 
 // The most that a list may have.
 constexpr std::size_t kMostPrinters = 10'000;
-constexpr std::size_t kLongestList = 8U << 20U;  // bytes
+constexpr std::size_t kLongestList = 16U << 20U;  // bytes
 
 // Reads a list of printers: JSON as Prometheus takes it from files, an array of objects with
 // "targets", device URIs, and "labels", of which "printer_type", "name" and "place" mean something

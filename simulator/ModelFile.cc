@@ -110,7 +110,7 @@ Result<Model> parseModel(std::string_view json, const std::string& name) try {
 }
 
 Result<Model> readModelFile(const std::filesystem::path& file) {
-  constexpr std::size_t kLongest = std::size_t{1} << 20U;
+  constexpr std::size_t kLongest = std::size_t{4} << 20U;
   const auto json = readFile(file.string(), kLongest);
   if (json) return parseModel(*json, file.string());
   if (json.error() == EFBIG) {

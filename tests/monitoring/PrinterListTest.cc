@@ -115,7 +115,7 @@ TEST(AListInAFile, IsReadOrItIsSaidWhyNot) {
   std::ofstream(path) << R"([{"targets": ["a"]}])";
   EXPECT_EQ(readPrinterList(path)->size(), 1U);
   std::filesystem::resize_file(path, kLongestList + 1);
-  EXPECT_EQ(problem(path), path + ": longer than 8388608 bytes, the most that a list may have");
+  EXPECT_EQ(problem(path), path + ": longer than 16777216 bytes, the most that a list may have");
 }
 
 }  // namespace

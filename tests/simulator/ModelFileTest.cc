@@ -493,9 +493,9 @@ TEST(ModelFileOnDisk, MustBeThere) {
 }
 
 TEST(ModelFileOnDisk, MustNotBeLong) {
-  const TemporaryFile file(inkjetFile(R"("head": 1)") + std::string(1 << 20, ' '));
+  const TemporaryFile file(inkjetFile(R"("head": 1)") + std::string(4 << 20, ' '));
   EXPECT_EQ(read(file.path()),
-            file.path() + ": longer than 1048576 bytes, the most that a model file may have");
+            file.path() + ": longer than 4194304 bytes, the most that a model file may have");
 }
 
 }  // namespace
