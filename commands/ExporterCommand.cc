@@ -36,6 +36,7 @@ struct ExporterOptions {
   std::uint32_t maxBackoff = 900;
   std::uint32_t deadline = 9;
   std::uint32_t queriesAtOnce = 32;
+  std::vector<std::string> hosts;
 };
 
 ExporterSettings settingsFrom(const ExporterOptions& options) {
@@ -45,6 +46,7 @@ ExporterSettings settingsFrom(const ExporterOptions& options) {
   settings.limits.maxBackoff = seconds(options.maxBackoff);
   settings.limits.queriesAtOnce = options.queriesAtOnce;
   settings.deadline = seconds(options.deadline);
+  settings.hosts = options.hosts;
   settings.levels = [program = queryProgram(),
                      deadline = options.deadline](const Prober::Assignment& one) {
     return levelsForPrograms(program, one.uri, one.kind, deadline);
@@ -82,11 +84,7 @@ int runExporter(const ExporterOptions& options) {
   std::signal(SIGPIPE, SIG_IGN);  // nobody may read the log any more
   ExporterSettings settings = settingsFrom(options);
   settings.mostConnections = connectionsWithin(raiseDescriptorLimit(), options.queriesAtOnce);
-  const std::string address = addressOf(listener->get());
-  const std::size_t count = list->size();
   Exporter exporter(settings, std::move(file), *std::move(list), *std::move(listener));
-  logLine(fmt::format("listening on http://{}/ for {} printer{}", address, count,
-                      count == 1 ? "" : "s"));
   exporter.serve();
   return 0;
 }
@@ -100,9 +98,9 @@ Command exporterCommand() {
   return {
       .name = kCommand,
       .usage =
-          "moxsupply exporter LIST [--listen ADDRESS:PORT] [--min-interval SECONDS]\n"
-          "                          [--max-backoff SECONDS] [--deadline SECONDS]\n"
-          "                          [--queries-at-once NUMBER]",
+          "moxsupply exporter LIST [--listen ADDRESS:PORT] [--host NAME]...\n"
+          "                          [--min-interval SECONDS] [--max-backoff SECONDS]\n"
+          "                          [--deadline SECONDS] [--queries-at-once NUMBER]",
       .about =
           "Serve the supplies of many printers to Prometheus, and to people as a page.\n"
           "\n"
@@ -133,6 +131,9 @@ Command exporterCommand() {
                   listenAddress(options->listen,
                                 "where to listen (127.0.0.1:9871); port 0 is any free one, IPv6\n"
                                 "addresses stand in brackets: [::1]:9871"),
+                  texts("--host", options->hosts, "NAME",
+                        "answer to this name too, as which a proxy or people ask; may be\n"
+                        "given several times"),
                   seconds("--min-interval", options->minInterval, {1, kDay},
                           "ask no printer again before; the last answer stands (30)"),
                   seconds("--max-backoff", options->maxBackoff, {1, kDay},

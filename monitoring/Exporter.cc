@@ -1,16 +1,29 @@
 #include "monitoring/Exporter.h"
 
 #include <fmt/format.h>
-#include <sys/epoll.h>
-#include <unistd.h>
 
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/post.hpp>
+#include <boost/asio/signal_set.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <csignal>
+#include <set>
 #include <utility>
 
-#include "text/TerminalText.h"
+#include "monitoring/ExporterMetrics.h"
+#include "monitoring/HostNames.h"
+#include "monitoring/HttpServer.h"
+#include "monitoring/Log.h"
+#include "monitoring/Site.h"
+#include "system/Listener.h"
 
 namespace moxsupply {
 
 namespace {
+
+namespace asio = boost::asio;
+using boost::system::error_code;
+using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::milliseconds kBetweenLooks(500);  // at the list
 
@@ -20,72 +33,127 @@ std::string printersInWords(std::size_t count) {
 
 }  // namespace
 
-void logLine(const std::string& line) {
-  static_cast<void>(
-      writeAll(STDERR_FILENO, fmt::format("moxsupply exporter: {}\n", forTerminal(line))));
-}
+class Exporter::Parts {
+ public:
+  Parts(const ExporterSettings& settings, ListFile file, PrinterList list, FileDescriptor listener)
+      : mSignals(mContext, SIGINT, SIGTERM, SIGHUP),
+        mNextMove(mContext),
+        mNextLook(mContext),
+        mFile(std::move(file)),
+        mMetrics(MOXSUPPLY_VERSION),
+        mQueries(mContext, settings.levels, settings.deadline,
+                 [this](Prober::Id id, QueryResult result) {
+                   mProber.ended(id, std::move(result), Clock::now());
+                   moveOn();
+                 }),
+        mProber(settings.limits,
+                {.begin = [this](const Prober::Assignment& one) { mQueries.begin(one); },
+                 .stop = [this](Prober::Id id) { mQueries.stop(id); },
+                 .answered = [this](const Prober::Printer& printer) { noteEnd(printer); },
+                 .released = [this](const std::string& target) { mServer.wake(target); }}),
+        mAddress(addressOf(listener.get())),
+        mSite(mProber, mMetrics, HostNames(mAddress, settings.hosts), settings.deadline),
+        mServer(
+            mContext, std::move(listener), settings.mostConnections,
+            [this](const HttpRequest& request, Clock::time_point arrived, bool isLast) {
+              auto reply = mSite.answer(request, arrived, Clock::now(), isLast);
+              moveOn();
+              return reply;
+            },
+            Site::isUrgent) {
+    take(std::move(list));
+  }
+
+  void serve() {
+    mLog.line(fmt::format("listening on http://{}/ for {}", mAddress,
+                          printersInWords(mProber.printers().size())));
+    awaitSignal();
+    lookAtList();
+    mContext.run();
+  }
+
+ private:
+  void awaitSignal() {
+    mSignals.async_wait([this](const error_code& error, int signal) {
+      if (error || signal != SIGHUP) return mContext.stop();
+      takeWhatWasRead(mFile.readAgain());
+      awaitSignal();
+    });
+  }
+
+  // Has the prober do what it wants to do now, once what goes on at present is over.
+  void moveOn() {
+    if (std::exchange(mIsMoving, true)) return;
+    asio::post(mContext, [this] {
+      mIsMoving = false;
+      mProber.proceed(Clock::now());
+      mNextMove.expires_at(mProber.nextMove());
+      mNextMove.async_wait([this](const error_code& error) {
+        if (!error) moveOn();
+      });
+    });
+  }
+
+  void take(PrinterList list) {
+    mMetrics.listTaken(list.size());
+    mProber.setList(std::move(list));
+    mSite.setListProblem({});
+    std::erase_if(mSilent, [this](const auto& target) { return mProber.find(target) == nullptr; });
+    moveOn();
+  }
+
+  void lookAtList() {
+    mNextLook.expires_after(kBetweenLooks);
+    mNextLook.async_wait([this](const error_code& error) {
+      if (!error) lookAtList();
+    });
+    if (auto found = mFile.look()) takeWhatWasRead(*std::move(found));
+  }
+
+  void takeWhatWasRead(Result<PrinterList> list) {
+    if (list) {
+      mLog.line(fmt::format("the list was read again: {}", printersInWords(list->size())));
+      return take(*std::move(list));
+    }
+    mLog.line(fmt::format("{}; the list before stays", list.error().what));
+    mMetrics.listRefused();
+    mSite.setListProblem(list.error().what);
+  }
+
+  void noteEnd(const Prober::Printer& printer) {
+    const Prober::Attempt& last = *printer.last;
+    const std::string& target = printer.listed.target;
+    mMetrics.queryEnded(last.result.outcome, last.duration);
+    if (last.result.hasSucceeded()) {
+      if (mSilent.erase(target) > 0) mLog.line(fmt::format("{}: answers again", target));
+    } else if (mSilent.insert(target).second) {
+      mLog.line(fmt::format("{}: {}", target, last.result.what));
+    }
+  }
+
+  asio::io_context mContext{1};  // one thread
+  asio::signal_set mSignals;
+  asio::steady_timer mNextMove;
+  asio::steady_timer mNextLook;
+  bool mIsMoving = false;
+  Log mLog;
+  ListFile mFile;
+  ExporterMetrics mMetrics;
+  std::set<std::string> mSilent;  // targets that failed the last time
+  LevelQueries mQueries;
+  Prober mProber;
+  std::string mAddress;
+  Site mSite;
+  HttpServer mServer;
+};
 
 Exporter::Exporter(const ExporterSettings& settings, ListFile file, PrinterList list,
                    FileDescriptor listener)
-    : mFile(std::move(file)),
-      mMetrics(MOXSUPPLY_VERSION),
-      mQueries(mLoop, settings.levels, settings.deadline,
-               [this](Prober::Id id, QueryResult result) {
-                 mProber.ended(id, std::move(result), EventLoop::Clock::now());
-               }),
-      mProber(settings.limits,
-              {.begin = [this](const Prober::Assignment& one) { mQueries.begin(one); },
-               .stop = [this](Prober::Id id) { mQueries.stop(id); },
-               .answered = [this](const Prober::Printer& printer) { noteEnd(printer); },
-               .released = [this](const std::string& target) { mServer.wake(target); }}),
-      mSite(mProber, mMetrics, settings.deadline),
-      mServer(mLoop, std::move(listener), settings.mostConnections,
-              [this](const std::string& head, EventLoop::Clock::time_point arrived, bool isLast) {
-                return mSite.answer(head, arrived, EventLoop::Clock::now(), isLast);
-              }) {
-  take(std::move(list));
-}
+    : mParts(std::make_unique<Parts>(settings, std::move(file), std::move(list),
+                                     std::move(listener))) {}
 
-void Exporter::serve() {
-  mLoop.watch(mSignals.descriptor(), EPOLLIN, [this](std::uint32_t) { mLoop.stop(); });
-  lookAtList();
-  mLoop.run([this] {
-    mProber.proceed(EventLoop::Clock::now());
-    return mProber.nextMove();
-  });
-}
+Exporter::~Exporter() = default;
 
-void Exporter::take(PrinterList list) {
-  mMetrics.listTaken(list.size());
-  mProber.setList(std::move(list));
-  mSite.setListProblem({});
-  std::erase_if(mSilent, [this](const auto& target) { return mProber.find(target) == nullptr; });
-}
-
-void Exporter::lookAtList() {
-  mLoop.at(EventLoop::Clock::now() + kBetweenLooks, [this] { lookAtList(); });
-  auto found = mFile.look();
-  if (!found) return;
-  Result<PrinterList>& list = *found;
-  if (list) {
-    logLine(fmt::format("the list has changed: {}", printersInWords(list->size())));
-    return take(*std::move(list));
-  }
-  const std::string& problem = list.error().what;
-  logLine(fmt::format("{}; the list before stays", problem));
-  mMetrics.listRefused();
-  mSite.setListProblem(problem);
-}
-
-void Exporter::noteEnd(const Prober::Printer& printer) {
-  const Prober::Attempt& last = *printer.last;
-  const std::string& target = printer.listed.target;
-  mMetrics.queryEnded(last.result.outcome, last.duration);
-  if (last.result.hasSucceeded()) {
-    if (mSilent.erase(target) > 0) logLine(fmt::format("{}: answers again", target));
-  } else if (mSilent.insert(target).second) {
-    logLine(fmt::format("{}: {}", target, last.result.what));
-  }
-}
+void Exporter::serve() { mParts->serve(); }
 
 }  // namespace moxsupply

@@ -2,16 +2,24 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
-#include <sys/epoll.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
+#include <boost/asio/awaitable.hpp>
+#include <boost/asio/buffer.hpp>
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/detached.hpp>
+#include <boost/asio/experimental/awaitable_operators.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/posix/stream_descriptor.hpp>
+#include <boost/asio/redirect_error.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <boost/asio/use_awaitable.hpp>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
 #include <utility>
-#include <vector>
 
 #include "system/FileDescriptor.h"
 #include "system/Pipe.h"
@@ -20,6 +28,15 @@
 namespace moxsupply {
 
 namespace {
+
+namespace asio = boost::asio;
+using asio::awaitable;
+using asio::use_awaitable;
+using asio::posix::stream_descriptor;
+using boost::system::error_code;
+using namespace asio::experimental::awaitable_operators;
+
+using Clock = std::chrono::steady_clock;
 
 // What a process writes at most: its line of JSON, with every supply and the longest names, has
 // well below 100,000 bytes.
@@ -41,35 +58,49 @@ std::vector<std::string> environmentInOneLanguage() {
 
 }  // namespace
 
-// One process, from its start to its end. It is over when it has ended and both streams have, or
-// are longer than anybody wants to read, or when its time is up.
+// It is over when the process has ended and both streams have, or are longer than anybody wants to
+// read, or when its time is up.
 class LevelQueries::Running {
  public:
-  Running(EventLoop& loop, std::function<void()> onEnd, EventLoop::Clock::duration patience)
-      : mLoop(loop), mOnEnd(std::move(onEnd)), mBegun(EventLoop::Clock::now()) {
-    mTimer = mLoop.at(mBegun + patience, [this] {
-      mEnding.wasStopped = true;
-      over();
-    });
+  explicit Running(asio::io_context& context)
+      : mTime(context), mOutput(context), mErrors(context), mEnd(context) {}
+
+  // How it ended. `patience`: for all of it.
+  awaitable<LevelsEnding> run(std::vector<std::string> command, Clock::duration patience) {
+    const auto begun = Clock::now();
+    if (const int error = start(command); error != 0) {
+      mEnding.exitStatus = 127;
+      mEnding.errors =
+          fmt::format("moxsupply levels: cannot be started: {}\n", std::strerror(error));
+    } else {
+      mTime.expires_at(begun + patience);
+      const auto happened = co_await (
+          (read(mOutput, mEnding.output) && read(mErrors, mEnding.errors) && awaitEnd()) ||
+          awaitTime());
+      mEnding.wasStopped = happened.index() == 1 && !mEnding.isCut;
+    }
+    mProcess.reset();  // kills what is left
+    mEnding.time = std::chrono::round<std::chrono::milliseconds>(Clock::now() - begun);
+    co_return std::move(mEnding);
   }
 
-  ~Running() {
-    mLoop.cancel(mTimer);
-    for (const FileDescriptor* stream : {&mOutput, &mErrors}) mLoop.forget(stream->get());
-    if (mProcess) mLoop.forget(mProcess->descriptor());
+  // Kills it; `run` goes on to its end.
+  void stop() {
+    isStopped = true;
+    mProcess.reset();
+    mTime.cancel();
   }
 
-  Running(const Running&) = delete;
-  Running& operator=(const Running&) = delete;
-  Running(Running&&) = delete;
-  Running& operator=(Running&&) = delete;
+  bool isStopped = false;
 
-  void start(const std::vector<std::string>& command) {
+ private:
+  // Returns the errno of what went wrong.
+  int start(const std::vector<std::string>& command) {
     Pipe output = makePipe(Blocking::kNo);
     Pipe errors = makePipe(Blocking::kNo);
     const FileDescriptor nothing =
         aboveFilterDescriptors(FileDescriptor(::open("/dev/null", O_RDONLY | O_CLOEXEC)));
-    if (!output || !errors || !nothing) return fail(std::strerror(errno));
+    if (!output || !errors || !nothing) return errno;
     ::fcntl(output.writeEnd.get(), F_SETFL, 0);  // the program's ends block
     ::fcntl(errors.writeEnd.get(), F_SETFL, 0);
     auto process = Process::start(
@@ -78,98 +109,87 @@ class LevelQueries::Running {
          .environment = environmentInOneLanguage(),
          .descriptors = {nothing.get(), output.writeEnd.get(), errors.writeEnd.get()},
          .inOwnGroup = true});  // with the CUPS backend that it may start
-    if (!process) return fail(std::strerror(process.error()));
-    mProcess = std::move(*process);
-    mOutput = std::move(output.readEnd);
-    mErrors = std::move(errors.readEnd);
-    listen(mOutput, mEnding.output);
-    listen(mErrors, mEnding.errors);
-    mLoop.watch(mProcess->descriptor(), EPOLLIN, [this](std::uint32_t) { reap(); });
+    if (!process) return process.error();
+    mOutput.assign(output.readEnd.release());
+    mErrors.assign(errors.readEnd.release());
+    mEnd.assign(::dup(process->descriptor()));
+    mProcess = *std::move(process);
+    return 0;
   }
 
-  [[nodiscard]] LevelsEnding ending() {
-    mEnding.time = std::chrono::round<std::chrono::milliseconds>(EventLoop::Clock::now() - mBegun);
-    return std::move(mEnding);
-  }
-
- private:
-  // The end is told from the loop, as every other.
-  void fail(const char* why) {
-    mEnding.exitStatus = 127;
-    mEnding.errors = fmt::format("moxsupply levels: cannot be started: {}\n", why);
-    mLoop.cancel(mTimer);
-    mTimer = mLoop.at(EventLoop::Clock::now(), [this] { over(); });
-  }
-
-  void listen(FileDescriptor& stream, std::string& text) {
-    mLoop.watch(stream.get(), EPOLLIN, [this, &stream, &text](std::uint32_t) {
-      std::array<char, 16384> buffer{};
-      const ssize_t count = ::read(stream.get(), buffer.data(), buffer.size());
-      if (count < 0 && (errno == EAGAIN || errno == EINTR)) return;
-      if (count > 0) {
-        text.append(buffer.data(), static_cast<std::size_t>(count));
-        if (text.size() <= kMostBytes) return;
+  awaitable<void> read(stream_descriptor& stream, std::string& text) {
+    std::array<char, 16384> buffer{};
+    for (error_code error; !error;) {
+      const std::size_t count = co_await stream.async_read_some(
+          asio::buffer(buffer), asio::redirect_error(use_awaitable, error));
+      text.append(buffer.data(), count);
+      if (text.size() > kMostBytes) {
         mEnding.isCut = true;
-        return over();
+        mTime.cancel();
+        co_return;
       }
-      mLoop.forget(stream.get());
-      stream = FileDescriptor();
-      endIfOver();
-    });
+    }
   }
 
-  void reap() {
-    mLoop.forget(mProcess->descriptor());
-    mProcess->signal(SIGKILL);  // what it may have left of its group
+  awaitable<void> awaitEnd() {
+    error_code ignored;
+    co_await mEnd.async_wait(stream_descriptor::wait_read,
+                             asio::redirect_error(use_awaitable, ignored));
+    if (ignored || !mProcess) co_return;
+    mProcess->signal(
+        SIGKILL);  // what it may have left of its group, and would keep its streams open
     mProcess->wait();
     const int status = mProcess->waitStatus().value();
     if (WIFEXITED(status)) mEnding.exitStatus = WEXITSTATUS(status);
-    mProcess.reset();
-    endIfOver();
   }
 
-  void endIfOver() {
-    if (!mOutput && !mErrors && !mProcess) over();
+  awaitable<void> awaitTime() {
+    error_code ignored;
+    co_await mTime.async_wait(asio::redirect_error(use_awaitable, ignored));
   }
 
-  // The last thing that it does: this object goes.
-  void over() const {
-    const auto onEnd = mOnEnd;
-    onEnd();
-  }
-
-  EventLoop& mLoop;
-  std::function<void()> mOnEnd;
-  EventLoop::Clock::time_point mBegun;
-  EventLoop::Timer mTimer;
-  LevelsEnding mEnding;
+  asio::steady_timer mTime;  // cancelled, it is over at once
+  stream_descriptor mOutput;
+  stream_descriptor mErrors;
+  stream_descriptor mEnd;
   std::optional<Process> mProcess;
-  FileDescriptor mOutput;
-  FileDescriptor mErrors;
+  LevelsEnding mEnding;
 };
 
-LevelQueries::LevelQueries(EventLoop& loop, CommandFor commandFor, std::chrono::seconds deadline,
-                           OnEnd onEnd)
-    : mLoop(loop),
+LevelQueries::LevelQueries(asio::io_context& context, CommandFor commandFor,
+                           std::chrono::seconds deadline, OnEnd onEnd)
+    : mContext(context),
       mCommandFor(std::move(commandFor)),
       mDeadline(deadline),
       mOnEnd(std::move(onEnd)) {}
 
-LevelQueries::~LevelQueries() = default;
+LevelQueries::~LevelQueries() {
+  for (const auto& [id, running] : mRunning) running->stop();
+}
 
 void LevelQueries::begin(const Prober::Assignment& assignment) {
   const auto id = assignment.id;
-  auto process = std::make_unique<Running>(
-      mLoop, [this, id] { end(id); }, mDeadline + kGrace);
-  process->start(mCommandFor(assignment));
-  mProcesses[id] = std::move(process);
+  const auto running = std::make_shared<Running>(mContext);
+  mRunning[id] = running;
+  const auto ask = [](std::shared_ptr<Running> one, std::vector<std::string> command,
+                      Clock::duration patience) -> awaitable<LevelsEnding> {
+    co_await asio::post(co_await asio::this_coro::executor, use_awaitable);
+    co_return co_await one->run(std::move(command), patience);
+  };
+  asio::co_spawn(mContext, ask(running, mCommandFor(assignment), mDeadline + kGrace),
+                 [this, id, running](const std::exception_ptr& failed, LevelsEnding ending) {
+                   if (running->isStopped) return;
+                   mRunning.erase(id);
+                   if (failed) ending = {};
+                   mOnEnd(id, queryResultOf(ending, mDeadline));
+                 });
 }
 
-void LevelQueries::stop(Prober::Id id) { mProcesses.erase(id); }
-
-void LevelQueries::end(Prober::Id id) {
-  const auto process = std::move(mProcesses.extract(id).mapped());
-  mOnEnd(id, queryResultOf(process->ending(), mDeadline));
+void LevelQueries::stop(Prober::Id id) {
+  const auto found = mRunning.find(id);
+  if (found == mRunning.end()) return;
+  found->second->stop();
+  mRunning.erase(found);
 }
 
 }  // namespace moxsupply

@@ -7,9 +7,12 @@
 #include <string>
 #include <vector>
 
-#include "monitoring/EventLoop.h"
 #include "monitoring/Prober.h"
 #include "monitoring/QueryResult.h"
+
+namespace boost::asio {
+class io_context;
+}
 
 namespace moxsupply {
 
@@ -23,7 +26,8 @@ class LevelQueries {
   using CommandFor = std::function<std::vector<std::string>(const Prober::Assignment&)>;
 
   // `deadline`: of each query; a process that has not ended a second later is killed.
-  LevelQueries(EventLoop& loop, CommandFor commandFor, std::chrono::seconds deadline, OnEnd onEnd);
+  LevelQueries(boost::asio::io_context& context, CommandFor commandFor,
+               std::chrono::seconds deadline, OnEnd onEnd);
 
   // Kills those that still run.
   ~LevelQueries();
@@ -33,7 +37,7 @@ class LevelQueries {
   LevelQueries(LevelQueries&&) = delete;
   LevelQueries& operator=(LevelQueries&&) = delete;
 
-  // Its end is told from the loop, also when the process cannot be started.
+  // Its end is told later, also when the process cannot be started.
   void begin(const Prober::Assignment& assignment);
 
   // Kills it. Its end is not told.
@@ -42,13 +46,11 @@ class LevelQueries {
  private:
   class Running;  // one process, from its start to its end
 
-  void end(Prober::Id id);
-
-  EventLoop& mLoop;
+  boost::asio::io_context& mContext;
   CommandFor mCommandFor;
   std::chrono::seconds mDeadline;
   OnEnd mOnEnd;
-  std::map<Prober::Id, std::unique_ptr<Running>> mProcesses;
+  std::map<Prober::Id, std::shared_ptr<Running>> mRunning;
 };
 
 }  // namespace moxsupply

@@ -13,6 +13,11 @@ ListFile::Identity ListFile::identity() const {
           status.st_mtim.tv_nsec};
 }
 
+Result<PrinterList> ListFile::readAgain() {
+  mRead = mSeen = identity();
+  return read();
+}
+
 std::optional<Result<PrinterList>> ListFile::look() {
   const Identity now = identity();
   const bool isSettled = std::exchange(mSeen, now) == now;

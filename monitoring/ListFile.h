@@ -17,6 +17,9 @@ class ListFile {
 
   [[nodiscard]] Result<PrinterList> read() const { return readPrinterList(mPath); }
 
+  // The same, and no `look` tells it again.
+  [[nodiscard]] Result<PrinterList> readAgain();
+
   // To be called again and again. What is there now, once it has changed and then stayed the same
   // from one call to the next: a list that is being written is not half of one.
   std::optional<Result<PrinterList>> look();

@@ -1,48 +1,58 @@
 #pragma once
 
-#include <httplib.h>
-
 #include <chrono>
+#include <list>
+#include <memory>
 #include <string>
-#include <string_view>
 
 #include "monitoring/ExporterMetrics.h"
+#include "monitoring/HostNames.h"
+#include "monitoring/Http.h"
+#include "monitoring/HttpServer.h"
 #include "monitoring/Prober.h"
-#include "monitoring/WebServer.h"
 
 namespace moxsupply {
 
-// What the exporter answers to a request of HTTP. The library parses requests, finds their pages
-// and writes answers, all in memory; connections are the business of WebServer, since the library
-// would need a thread for each.
-class Site : private httplib::Server {
+// What the exporter answers to a request of HTTP.
+class Site {
  public:
   using Clock = Prober::Clock;
 
   // `deadline`: the longest time that a probe waits for its query.
-  Site(Prober& prober, ExporterMetrics& metrics, std::chrono::seconds deadline);
+  Site(Prober& prober, ExporterMetrics& metrics, HostNames hosts, std::chrono::seconds deadline);
 
-  // As WebServer::OnRequest.
-  WebServer::Answer answer(std::string_view head, Clock::time_point arrived, Clock::time_point now,
-                           bool isLast);
+  // As HttpServer::OnRequest.
+  [[nodiscard]] HttpServer::Reply answer(const HttpRequest& request, Clock::time_point arrived,
+                                         Clock::time_point now, bool isLast);
+
+  // As HttpServer::IsUrgent.
+  [[nodiscard]] static bool isUrgent(const HttpRequest& request);
 
   // Why the list could not be read the last time; empty when it could.
-  void setListProblem(std::string problem) { mListProblem = std::move(problem); }
+  void setListProblem(std::string problem);
 
  private:
-  void probe(const httplib::Request& request, httplib::Response& response);
-  void showPage(const httplib::Request& request, httplib::Response& response);
+  // A page as it was made, and when; looking at it again and again costs nothing.
+  struct Made {
+    std::string parameters;
+    bool isGzip;
+    Clock::time_point time;
+    HttpAnswer answer;
+  };
+  static constexpr std::chrono::seconds kGoodFor{1};
+  static constexpr std::size_t kMostKept = 8;
+
+  [[nodiscard]] HttpServer::Reply probe(const HttpRequest& request, Clock::time_point arrived,
+                                        Clock::time_point now, bool isLast);
+  [[nodiscard]] HttpAnswer page(const HttpRequest& request, Clock::time_point now);
+  [[nodiscard]] bool isFromElsewhere(const HttpRequest& request) const;
 
   Prober& mProber;
   ExporterMetrics& mMetrics;
+  HostNames mHosts;
   std::chrono::milliseconds mDeadline;
   std::string mListProblem;
-
-  // Of the request that is being answered.
-  Clock::time_point mArrived;
-  Clock::time_point mNow;
-  bool mIsLast = false;
-  std::optional<WebServer::Wait> mWait;
+  std::list<Made> mPages;  // the newest first
 };
 
 }  // namespace moxsupply

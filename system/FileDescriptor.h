@@ -23,6 +23,9 @@ class FileDescriptor {
   [[nodiscard]] int get() const noexcept { return mDescriptor; }
   explicit operator bool() const noexcept { return mDescriptor >= 0; }
 
+  // Gives it away: it is somebody else's to close.
+  [[nodiscard]] int release() noexcept { return std::exchange(mDescriptor, -1); }
+
   // Closes it now. Returns 0, or the errno of a late failure to write.
   [[nodiscard]] int close() noexcept;
 

@@ -52,7 +52,8 @@ HttpAnswer request(int port, const std::string& bytes) {
 }
 
 HttpAnswer get(int port, const std::string& path, const std::string& headers) {
-  return request(port, "GET " + path + " HTTP/1.1\r\nHost: localhost\r\n" + headers + "\r\n");
+  return request(port, "GET " + path + " HTTP/1.1\r\n" + std::string(kHost) +
+                           "Connection: close\r\n" + headers + "\r\n");
 }
 
 }  // namespace moxsupply::testing

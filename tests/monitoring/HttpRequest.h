@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <string>
+#include <string_view>
 
 #include "system/FileDescriptor.h"
 
@@ -14,6 +15,9 @@ struct HttpAnswer {
   std::chrono::duration<double> time{};
 };
 
+// The header line that every request needs.
+constexpr std::string_view kHost = "Host: localhost\r\n";
+
 // A connection to a port of this machine, with these bytes sent.
 FileDescriptor connectAndSend(int port, const std::string& bytes);
 
@@ -23,7 +27,7 @@ HttpAnswer receiveAnswer(const FileDescriptor& connection);
 // Sends a request as it is given and takes the answer.
 HttpAnswer request(int port, const std::string& bytes);
 
-// GET, with further header lines, each with its line end.
+// GET on a connection for this alone, with further header lines, each with its line end.
 HttpAnswer get(int port, const std::string& path, const std::string& headers = {});
 
 }  // namespace moxsupply::testing

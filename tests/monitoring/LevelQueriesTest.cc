@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <boost/asio/io_context.hpp>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
@@ -36,19 +37,17 @@ class LevelQueriesTest : public ::testing::Test {
   // What comes of a query by such a program, whose deadline is a second.
   QueryResult resultOf(const std::string& program) {
     std::optional<QueryResult> result;
-    EventLoop loop;
-    LevelQueries queries(loop, commandOf(program), seconds(1),
+    boost::asio::io_context context;
+    LevelQueries queries(context, commandOf(program), seconds(1),
                          [&](Prober::Id id, QueryResult ended) {
                            EXPECT_EQ(id, 7U);
                            result = std::move(ended);
-                           loop.stop();
                          });
-    const auto begin = EventLoop::Clock::now();
-    loop.at(begin + seconds(10), [&] { loop.stop(); });
+    const auto begin = std::chrono::steady_clock::now();
     queries.begin({7, "socket://192.0.2.7", PrinterKind::kLaser});
-    EXPECT_FALSE(result) << "the end was not told from the loop";
-    loop.run([] { return EventLoop::Clock::time_point::max(); });
-    time = EventLoop::Clock::now() - begin;
+    EXPECT_FALSE(result) << "the end was told too soon";
+    context.run_for(seconds(10));
+    time = std::chrono::steady_clock::now() - begin;
     EXPECT_TRUE(result) << "no end was told";
     return result.value_or(QueryResult{});
   }
@@ -123,15 +122,14 @@ TEST_F(LevelQueriesTest, KillWhatAProgramLeavesBehind) {
 TEST_F(LevelQueriesTest, EndWithTheirOwner) {
   const auto said = folder.path() / "said";
   {
-    EventLoop loop;
+    boost::asio::io_context context;
     LevelQueries queries(
-        loop, commandOf(program("echo $$ >" + said.string() + "; exec sleep 60")), seconds(60),
+        context, commandOf(program("echo $$ >" + said.string() + "; exec sleep 60")), seconds(60),
         [](Prober::Id, const QueryResult&) { ADD_FAILURE() << "an end was told"; });
     queries.begin({1, "a", {}});
     queries.begin({2, "b", {}});
     queries.stop(2);
-    loop.at(EventLoop::Clock::now() + std::chrono::milliseconds(300), [&] { loop.stop(); });
-    loop.run([] { return EventLoop::Clock::time_point::max(); });
+    context.run_for(std::chrono::milliseconds(300));
   }
   EXPECT_NE(::kill(std::stoi(content("said")), 0), 0);
 }

@@ -1,0 +1,402 @@
+#include "monitoring/HttpServer.h"
+
+#include <algorithm>
+#include <array>
+#include <boost/asio/awaitable.hpp>
+#include <boost/asio/buffer.hpp>
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/detached.hpp>
+#include <boost/asio/experimental/awaitable_operators.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/post.hpp>
+#include <boost/asio/redirect_error.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <boost/asio/use_awaitable.hpp>
+#include <boost/asio/write.hpp>
+#include <deque>
+#include <exception>
+#include <list>
+#include <tuple>
+#include <utility>
+
+namespace moxsupply {
+
+namespace {
+
+namespace asio = boost::asio;
+using asio::awaitable;
+using asio::use_awaitable;
+using asio::ip::tcp;
+using boost::system::error_code;
+using namespace asio::experimental::awaitable_operators;
+
+using Clock = HttpServer::Clock;
+using Timer = asio::steady_timer;
+
+// How much is thrown away of what a client sends after its last request.
+constexpr std::size_t kMostDiscarded = 65536;
+
+// Lets one after the other have its turn, with all that happens in between: however many come at
+// once, a new client is heard soon.
+class Turns {
+ public:
+  explicit Turns(asio::io_context& context) : mContext(context) {}
+
+  // A turn, for as long as it lives.
+  class Turn {
+   public:
+    explicit Turn(Turns& turns) : mTurns(turns) {}
+    ~Turn() { mTurns.giveOn(); }
+    Turn(const Turn&) = delete;
+    Turn& operator=(const Turn&) = delete;
+    Turn(Turn&&) = delete;
+    Turn& operator=(Turn&&) = delete;
+
+   private:
+    Turns& mTurns;
+  };
+
+  // To be waited for before a Turn is made.
+  awaitable<void> await() {
+    if (!std::exchange(mIsTaken, true)) co_return;
+    Timer mine(mContext, Timer::time_point::max());
+    mWaiting.push_back(&mine);
+    error_code ignored;
+    co_await mine.async_wait(asio::redirect_error(use_awaitable, ignored));
+  }
+
+ private:
+  void giveOn() {
+    asio::post(mContext, [this] {
+      mIsTaken = !mWaiting.empty();
+      if (!mIsTaken) return;
+      mWaiting.front()->cancel();
+      mWaiting.pop_front();
+    });
+  }
+
+  asio::io_context& mContext;
+  bool mIsTaken = false;
+  std::deque<Timer*> mWaiting;
+};
+
+// What a connection is doing. Who makes room for another one is chosen in this order.
+enum class State : std::uint8_t {
+  kIdle,     // between two requests
+  kAsking,   // its request is coming
+  kEnding,   // all is said; the client may hang up
+  kTaking,   // its answer goes out
+  kWaiting,  // for news
+};
+
+struct Connection : std::enable_shared_from_this<Connection> {
+  explicit Connection(tcp::socket accepted)
+      : socket(std::move(accepted)), limit(socket.get_executor()), news(socket.get_executor()) {}
+
+  void enter(State next) {
+    state = next;
+    since = Clock::now();
+  }
+
+  tcp::socket socket;
+  Timer limit;         // of what it is doing now
+  Timer news;          // never expires; to cancel it tells of news
+  std::string unread;  // came behind the head of the last request
+  State state = State::kAsking;
+  Clock::time_point since = Clock::now();
+  std::string topic;            // of the news that it waits for
+  std::size_t answerBytes = 0;  // that it is taking
+  bool hasBegunAnswer = false;  // the first bytes of the next answer have gone out
+  bool isHalfClosed = false;    // the client has said that it will not send more
+};
+
+}  // namespace
+
+class HttpServer::Connections : public std::enable_shared_from_this<Connections> {
+ public:
+  Connections(asio::io_context& context, FileDescriptor listener, std::size_t mostConnections,
+              OnRequest onRequest, IsUrgent isUrgent)
+      : mContext(context),
+        mListener(context),
+        mTurns(context),
+        mMostConnections(mostConnections),
+        mOnRequest(std::move(onRequest)),
+        mIsUrgent(std::move(isUrgent)) {
+    mListener.assign(protocolOf(listener.get()), listener.release());
+  }
+
+  void begin() { asio::co_spawn(mContext, acceptAll(shared_from_this()), asio::detached); }
+
+  void close() {
+    error_code ignored;
+    mListener.close(ignored);
+    for (const auto& connection : mAll) end(*connection);
+  }
+
+  void wake(const std::string& topic) {
+    for (const auto& connection : mAll) {
+      if (connection->state == State::kWaiting && connection->topic == topic) {
+        connection->news.cancel();
+      }
+    }
+  }
+
+ private:
+  using Self = std::shared_ptr<Connections>;
+
+  static tcp protocolOf(int listener) {
+    sockaddr_storage address{};
+    socklen_t size = sizeof address;
+    ::getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size);
+    return address.ss_family == AF_INET6 ? tcp::v6() : tcp::v4();
+  }
+
+  // Lets a connection go: whatever its coroutine waits for fails.
+  static void end(Connection& connection) {
+    error_code ignored;
+    connection.socket.close(ignored);
+    unlimit(connection);
+    connection.news.cancel();
+  }
+
+  awaitable<void> acceptAll(Self self) {
+    while (mListener.is_open()) {
+      error_code error;
+      tcp::socket socket =
+          co_await mListener.async_accept(asio::redirect_error(use_awaitable, error));
+      if (error == asio::error::no_descriptors || error == asio::error::no_memory ||
+          error == asio::error::no_buffer_space) {
+        makeRoom();
+        Timer pause(mContext, std::chrono::milliseconds(100));
+        co_await pause.async_wait(asio::redirect_error(use_awaitable, error));
+        continue;
+      }
+      if (error) continue;
+      if (mAll.size() >= mMostConnections) makeRoom();
+      mAll.push_back(std::make_shared<Connection>(std::move(socket)));
+      asio::co_spawn(mContext, serve(self, mAll.back()), asio::detached);
+    }
+  }
+
+  // Whoever has been at it for longest goes, in the order of the states.
+  void makeRoom() {
+    const auto last = std::ranges::min_element(mAll, {}, [](const auto& connection) {
+      // One that has been let go already is only waiting for its turn to notice.
+      const bool isGone = !connection->socket.is_open();
+      return std::tuple(isGone, connection->state, connection->since);
+    });
+    if (last != mAll.end()) end(**last);
+  }
+
+  // One connection, from its first byte to its last.
+  awaitable<void> serve(Self /*self*/, std::shared_ptr<Connection> connection) {
+    try {
+      while (co_await serveOne(*connection)) {
+      }
+      co_await takeLeave(*connection);
+    } catch (const std::exception&) {
+      // Whatever went wrong, it ends this connection only.
+    }
+    end(*connection);
+    mAll.remove(connection);
+  }
+
+  // One request and its answer. Returns whether another one may follow.
+  awaitable<bool> serveOne(Connection& connection) {
+    HttpHead head;
+    if (!co_await receive(connection, head)) co_return false;
+    const auto request = head.mistake() ? std::nullopt : head.request();
+    if (!request) {
+      co_await send(connection, lineOfText(head.mistake()->status, head.mistake()->what), false,
+                    true);
+      co_return false;
+    }
+    const auto arrived = Clock::now();
+    const auto answer = co_await answerTo(connection, *request, arrived);
+    if (!answer) co_return false;
+    const bool goesOn = request->keepsAlive && !connection.isHalfClosed;
+    const bool isSent =
+        co_await send(connection, *answer, request->method == HttpRequest::Method::kHead, !goesOn);
+    co_return isSent&& goesOn;
+  }
+
+  // Gives a connection so much time for what it does next.
+  static void limit(Connection& connection, Clock::duration time) {
+    connection.limit.expires_after(time);
+    connection.limit.async_wait([weak = connection.weak_from_this()](const error_code& error) {
+      const auto late = weak.lock();
+      // What has expired may have been given more time since.
+      if (!error && late && late->limit.expiry() <= Clock::now()) end(*late);
+    });
+  }
+
+  static void unlimit(Connection& connection) {
+    connection.limit.expires_at(Timer::time_point::max());
+  }
+
+  // Returns whether a head came, whole or with a mistake in it; and not the client's end.
+  static awaitable<bool> receive(Connection& connection, HttpHead& head) {
+    const bool isFirst = connection.state == State::kAsking;
+    if (!isFirst) connection.enter(State::kIdle);
+    bool isLimited = isFirst;
+    limit(connection, isFirst ? Clock::duration(kPatienceForHead) : kPatienceForNext);
+    for (;;) {
+      std::string_view unread = connection.unread;
+      head.take(unread);
+      connection.unread.erase(0, connection.unread.size() - unread.size());
+      if (head.isWhole() || head.mistake()) break;
+      if (head.hasBegun() && !isLimited) {
+        connection.enter(State::kAsking);
+        limit(connection, kPatienceForHead);
+        isLimited = true;
+      }
+      std::array<char, HttpHead::kLongest> buffer{};
+      error_code error;
+      const std::size_t count = co_await connection.socket.async_read_some(
+          asio::buffer(buffer), asio::redirect_error(use_awaitable, error));
+      if (error) co_return false;
+      connection.unread.append(buffer.data(), count);
+    }
+    unlimit(connection);
+    co_return true;
+  }
+
+  // Nothing when the client has gone meanwhile.
+  awaitable<std::optional<HttpAnswer>> answerTo(Connection& connection, const HttpRequest& request,
+                                                Clock::time_point arrived) {
+    for (bool isLast = false;;) {
+      Reply reply = co_await replyInTurn(request, arrived, isLast);
+      if (!reply.wait) co_return std::move(reply.answer);
+      connection.enter(State::kWaiting);
+      connection.topic = reply.wait->topic;
+      if (!co_await awaitNews(connection, reply.wait->until)) co_return std::nullopt;
+      isLast = true;
+    }
+  }
+
+  awaitable<Reply> replyInTurn(const HttpRequest& request, Clock::time_point arrived, bool isLast) {
+    if (mIsUrgent(request)) co_return reply(request, arrived, isLast);
+    co_await mTurns.await();
+    const Turns::Turn turn(mTurns);
+    co_return reply(request, arrived, isLast);
+  }
+
+  Reply reply(const HttpRequest& request, Clock::time_point arrived, bool isLast) const {
+    Reply reply;
+    try {
+      reply = mOnRequest(request, arrived, isLast);
+      if (!reply.wait && reply.answer.body->size() > kLongestAnswer) {
+        reply.answer = lineOfText(500, "The answer is too long.");
+      }
+    } catch (const std::exception&) {
+      reply.answer = lineOfText(500, "This could not be answered.");
+    }
+    return reply;
+  }
+
+  // Waits for news or for the time. Returns whether the client is still there. One that has gone
+  // gives its place back at once: there is no other sign of that than the end of what it sends,
+  // which one that only has finished asking shows, too. So the first bytes of its answer, which are
+  // the same whatever it will be, are sent: only where nobody is left does the network refuse them.
+  static awaitable<bool> awaitNews(Connection& connection, Clock::time_point until) {
+    connection.news.expires_at(Timer::time_point::max());
+    Timer time(connection.socket.get_executor(), until);
+    const auto happened = co_await (waitFor(connection.news) || waitFor(time) || watch(connection));
+    co_return happened.index() != 2 && connection.socket.is_open();
+  }
+
+  static awaitable<void> waitFor(Timer& timer) {
+    error_code ignored;
+    co_await timer.async_wait(asio::redirect_error(use_awaitable, ignored));
+  }
+
+  // Returns when the client has gone.
+  static awaitable<void> watch(Connection& connection) {
+    error_code error;
+    while (!connection.isHalfClosed) {
+      if (connection.unread.size() >= HttpHead::kLongest) break;  // enough for later
+      std::array<char, 1024> buffer{};
+      const std::size_t count = co_await connection.socket.async_read_some(
+          asio::buffer(buffer), asio::redirect_error(use_awaitable, error));
+      connection.unread.append(buffer.data(), count);
+      connection.isHalfClosed = error == asio::error::eof;
+      if (error && !connection.isHalfClosed) co_return;
+    }
+    if (connection.isHalfClosed && !connection.hasBegunAnswer) {
+      co_await asio::async_write(connection.socket, asio::buffer(kAnswerBegins),
+                                 asio::redirect_error(use_awaitable, error));
+      if (error) co_return;
+      connection.hasBegunAnswer = true;
+    }
+    co_await connection.socket.async_wait(tcp::socket::wait_error,
+                                          asio::redirect_error(use_awaitable, error));
+  }
+
+  // Returns whether all of it went out.
+  awaitable<bool> send(Connection& connection, const HttpAnswer& answer, bool isHead, bool closes) {
+    const std::string head = headOf(answer, closes);
+    std::string_view rest = head;
+    if (std::exchange(connection.hasBegunAnswer, false)) rest.remove_prefix(kAnswerBegins.size());
+    const std::string_view body = isHead ? std::string_view() : std::string_view(*answer.body);
+    connection.enter(State::kTaking);
+    connection.answerBytes = rest.size() + body.size();
+    makeRoomForAnswers(connection);
+    limit(connection, kPatienceForAnswer);
+    error_code error;
+    const std::array<asio::const_buffer, 2> buffers = {asio::buffer(rest), asio::buffer(body)};
+    co_await asio::async_write(connection.socket, buffers,
+                               asio::redirect_error(use_awaitable, error));
+    unlimit(connection);
+    connection.answerBytes = 0;
+    co_return !error;
+  }
+
+  // Whoever has been taking its answer for longest makes room for those of others.
+  void makeRoomForAnswers(const Connection& newest) {
+    std::size_t all = 0;
+    for (const auto& connection : mAll) all += connection->answerBytes;
+    for (const auto& connection : mAll) {  // the oldest connection first
+      if (all <= kMostAnswerBytes) return;
+      if (connection.get() == &newest || connection->state != State::kTaking) continue;
+      all -= std::exchange(connection->answerBytes, 0);
+      end(*connection);
+    }
+  }
+
+  // The client hangs up first: were there something left of it to read, its end of the connection
+  // would be reset, and the answer with it.
+  static awaitable<void> takeLeave(Connection& connection) {
+    connection.enter(State::kEnding);
+    error_code error;
+    connection.socket.shutdown(tcp::socket::shutdown_send, error);
+    limit(connection, kPatienceForEnd);
+    std::size_t discarded = 0;
+    while (!error && discarded <= kMostDiscarded) {
+      std::array<char, 4096> buffer{};
+      discarded += co_await connection.socket.async_read_some(
+          asio::buffer(buffer), asio::redirect_error(use_awaitable, error));
+    }
+  }
+
+  asio::io_context& mContext;
+  tcp::acceptor mListener;
+  Turns mTurns;
+  std::size_t mMostConnections;
+  OnRequest mOnRequest;
+  IsUrgent mIsUrgent;
+  std::list<std::shared_ptr<Connection>> mAll;  // in the order of arrival
+};
+
+HttpServer::HttpServer(asio::io_context& context, FileDescriptor listener,
+                       std::size_t mostConnections, OnRequest onRequest, IsUrgent isUrgent)
+    : mConnections(std::make_shared<Connections>(context, std::move(listener), mostConnections,
+                                                 std::move(onRequest), std::move(isUrgent))) {
+  mConnections->begin();
+}
+
+HttpServer::~HttpServer() { mConnections->close(); }
+
+void HttpServer::wake(const std::string& topic) { mConnections->wake(topic); }
+
+}  // namespace moxsupply
