@@ -37,6 +37,9 @@ using Timer = asio::steady_timer;
 // How much is thrown away of what a client sends after its last request.
 constexpr std::size_t kMostDiscarded = 65536;
 
+// How many clients are taken in before those that are here are looked after.
+constexpr std::size_t kMostAtOnce = 256;
+
 // Lets one after the other have its turn, with all that happens in between: however many come at
 // once, a new client is heard soon.
 class Turns {
@@ -124,6 +127,7 @@ class HttpServer::Connections : public std::enable_shared_from_this<Connections>
         mOnRequest(std::move(onRequest)),
         mIsUrgent(std::move(isUrgent)) {
     mListener.assign(protocolOf(listener.get()), listener.release());
+    mListener.non_blocking(true);
   }
 
   void begin() { asio::co_spawn(mContext, acceptAll(shared_from_this()), asio::detached); }
@@ -172,11 +176,18 @@ class HttpServer::Connections : public std::enable_shared_from_this<Connections>
         co_await pause.async_wait(asio::redirect_error(use_awaitable, error));
         continue;
       }
-      if (error) continue;
-      if (mAll.size() >= mMostConnections) makeRoom();
-      mAll.push_back(std::make_shared<Connection>(std::move(socket)));
-      asio::co_spawn(mContext, serve(self, mAll.back()), asio::detached);
+      // All that are there already come in before any of them has its turn.
+      for (std::size_t count = 0; !error && count < kMostAtOnce; ++count) {
+        take(self, std::move(socket));
+        socket = mListener.accept(error);
+      }
     }
+  }
+
+  void take(const Self& self, tcp::socket socket) {
+    if (mAll.size() >= mMostConnections) makeRoom();
+    mAll.push_back(std::make_shared<Connection>(std::move(socket)));
+    asio::co_spawn(mContext, serve(self, mAll.back()), asio::detached);
   }
 
   // Whoever has been at it for longest goes, in the order of the states.

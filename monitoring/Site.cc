@@ -53,6 +53,7 @@ bool Site::isUrgent(const HttpRequest& request) { return request.path == "/-/hea
 void Site::setListProblem(std::string problem) {
   mListProblem = std::move(problem);
   mPages.clear();
+  mWantedAll.reset();
 }
 
 HttpServer::Reply Site::answer(const HttpRequest& request, Clock::time_point arrived,
@@ -124,11 +125,17 @@ HttpServer::Reply Site::probe(const HttpRequest& request, Clock::time_point arri
   return {answerWith(kMetrics, metricsText(supplyMetrics(aged, last)), request), {}};
 }
 
-HttpAnswer Site::page(const HttpRequest& request, Clock::time_point now) {
-  const auto printers = mProber.printers();
-  for (const Prober::Printer* printer : printers) {
+// Has what the page shows be asked. Those that look at it together ask once.
+void Site::wantAll(Clock::time_point now) {
+  if (mWantedAll && now - *mWantedAll < kGoodFor) return;
+  mWantedAll = now;
+  for (const Prober::Printer* printer : mProber.printers()) {
     mProber.want(printer->listed.target, Prober::Urgency::kInTheBackground, now);
   }
+}
+
+HttpAnswer Site::page(const HttpRequest& request, Clock::time_point now) {
+  if (!isFromElsewhere(request)) wantAll(now);
   const PageView view = viewOf(request);
   std::string parameters =
       fmt::format("{} {} {} {}", view.isByPlace, view.isRefreshing, view.number, view.find);
@@ -137,7 +144,7 @@ HttpAnswer Site::page(const HttpRequest& request, Clock::time_point now) {
     if (made.parameters == parameters && made.isGzip == request.takesGzip) return made.answer;
   }
   HttpAnswer answer = answerWith("text/html; charset=utf-8",
-                                 moxsupply::page(printers, view, mListProblem, now), request);
+                                 moxsupply::page(mProber.printers(), view, mListProblem, now), request);
   mPages.push_front({std::move(parameters), request.takesGzip, now, answer});
   if (mPages.size() > kMostKept) mPages.pop_back();
   return answer;

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <list>
+#include <optional>
 #include <memory>
 #include <string>
 
@@ -44,6 +45,7 @@ class Site {
 
   [[nodiscard]] HttpServer::Reply probe(const HttpRequest& request, Clock::time_point arrived,
                                         Clock::time_point now, bool isLast);
+  void wantAll(Clock::time_point now);
   [[nodiscard]] HttpAnswer page(const HttpRequest& request, Clock::time_point now);
   [[nodiscard]] bool isFromElsewhere(const HttpRequest& request) const;
 
@@ -53,6 +55,7 @@ class Site {
   std::chrono::milliseconds mDeadline;
   std::string mListProblem;
   std::list<Made> mPages;  // the newest first
+  std::optional<Clock::time_point> mWantedAll;
 };
 
 }  // namespace moxsupply

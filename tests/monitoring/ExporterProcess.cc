@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
 #include <csignal>
 #include <fstream>
 #include <nlohmann/json.hpp>
@@ -32,31 +33,50 @@ bool await(Condition condition) {
   return true;
 }
 
+std::vector<std::string> exporterWith(const std::string& list) {
+  return {MOXSUPPLY_PROGRAM, "exporter", list, "--listen", "127.0.0.1:0"};
+}
+
 }  // namespace
 
 ExporterProcess::ExporterProcess(const std::string& list, const std::vector<std::string>& options,
                                  unsigned mostDescriptors)
     : mLog(aboveFilterDescriptors(memoryFile(""))) {
   std::ofstream(this->list()) << list;
-  std::vector<std::string> command = {MOXSUPPLY_PROGRAM, "exporter", this->list(), "--listen",
-                                      "127.0.0.1:0"};
+  std::vector<std::string> command = exporterWith(this->list());
   command.insert(command.end(), options.begin(), options.end());
   if (mostDescriptors > 0) {
     const std::string limit = "--nofile=" + std::to_string(mostDescriptors);
     command.insert(command.begin(), {"prlimit", limit});
   }
+  ::fcntl(mLog.get(), F_SETFL, O_APPEND);
+  start(command, mLog.get());
+  awaitLog("/ for ");
+  learnPort(log());
+}
+
+ExporterProcess::ExporterProcess(const std::string& list, const Pipe& log) {
+  std::ofstream(this->list()) << list;
+  start(exporterWith(this->list()), log.writeEnd.get());
+  std::array<char, 4096> line{};
+  EXPECT_GT(::read(log.readEnd.get(), line.data(), line.size() - 1), 0);
+  learnPort(line.data());
+}
+
+void ExporterProcess::start(const std::vector<std::string>& command, int log) {
   const FileDescriptor null =
       aboveFilterDescriptors(FileDescriptor(::open("/dev/null", O_RDWR | O_CLOEXEC)));
-  ::fcntl(mLog.get(), F_SETFL, O_APPEND);
   mProcess = Process::start({.program = command.front(),
                              .arguments = command,
-                             .descriptors = {null.get(), null.get(), mLog.get()}})
+                             .descriptors = {null.get(), null.get(), log}})
                  .value();
-  awaitLog("/ for ");
-  const std::string text = log();
+}
+
+void ExporterProcess::learnPort(const std::string& firstLine) {
   const std::string before = "http://127.0.0.1:";
-  const std::size_t place = text.find(before);
-  if (place != std::string::npos) mPort = std::stoi(text.substr(place + before.size()));
+  const std::size_t place = firstLine.find(before);
+  ASSERT_NE(place, std::string::npos) << firstLine;
+  mPort = std::stoi(firstLine.substr(place + before.size()));
 }
 
 void ExporterProcess::replaceList(const std::string& list) const {

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "system/FileDescriptor.h"
+#include "system/Pipe.h"
 #include "system/Process.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -20,6 +21,9 @@ class ExporterProcess {
   // `mostDescriptors`: what the system lets it have; 0 is what this process may have.
   explicit ExporterProcess(const std::string& list, const std::vector<std::string>& options = {},
                            unsigned mostDescriptors = 0);
+
+  // The same with its log in a pipe, of which only the first line is read. log() has nothing then.
+  ExporterProcess(const std::string& list, const Pipe& log);
 
   // The file of the list, which may be replaced.
   [[nodiscard]] std::filesystem::path list() const { return mFolder.path() / "list.json"; }
@@ -50,6 +54,9 @@ class ExporterProcess {
   [[nodiscard]] std::vector<pid_t> children() const;
 
  private:
+  void start(const std::vector<std::string>& command, int log);
+  void learnPort(const std::string& firstLine);
+
   TemporaryFolder mFolder;
   FileDescriptor mLog;
   Process mProcess;

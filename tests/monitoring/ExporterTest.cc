@@ -25,19 +25,12 @@ using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
 
-std::string probeOf(const std::string& target) { return "/probe?target=" + target; }
-
 std::future<HttpAnswer> getLater(int port, const std::string& path) {
   return std::async(std::launch::async, [port, path] { return get(port, path); });
 }
 
 std::size_t linesOf(const std::string& text) {
   return static_cast<std::size_t>(std::ranges::count(text, '\n'));
-}
-
-// A request on a connection that may be used again.
-std::string getting(const std::string& path, const std::string& headers = {}) {
-  return "GET " + path + " HTTP/1.1\r\n" + std::string(kHost) + headers + "\r\n";
 }
 
 // Connections of clients that send this and wait.

@@ -11,6 +11,12 @@
 
 namespace moxsupply::testing {
 
+std::string getting(const std::string& path, const std::string& headers) {
+  return "GET " + path + " HTTP/1.1\r\n" + std::string(kHost) + headers + "\r\n";
+}
+
+std::string probeOf(const std::string& target) { return "/probe?target=" + target; }
+
 FileDescriptor connectAndSend(int port, const std::string& bytes) {
   FileDescriptor connection(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
   sockaddr_in address{};
@@ -52,8 +58,7 @@ HttpAnswer request(int port, const std::string& bytes) {
 }
 
 HttpAnswer get(int port, const std::string& path, const std::string& headers) {
-  return request(port, "GET " + path + " HTTP/1.1\r\n" + std::string(kHost) +
-                           "Connection: close\r\n" + headers + "\r\n");
+  return request(port, getting(path, "Connection: close\r\n" + headers));
 }
 
 }  // namespace moxsupply::testing

@@ -18,6 +18,12 @@ struct HttpAnswer {
 // The header line that every request needs.
 constexpr std::string_view kHost = "Host: localhost\r\n";
 
+// A request with further header lines, on a connection that may be used again.
+std::string getting(const std::string& path, const std::string& headers = {});
+
+// Where the exporter asks this printer of its list.
+std::string probeOf(const std::string& target);
+
 // A connection to a port of this machine, with these bytes sent.
 FileDescriptor connectAndSend(int port, const std::string& bytes);
 
