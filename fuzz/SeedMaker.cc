@@ -13,7 +13,8 @@
 #include "tests/support/TextFile.h"
 
 // Makes the seeds of the fuzz targets, one folder a target, from what is readable in the sources:
-// the golden files and transcripts, the simulator's models, a few command files, and the findings.
+// the golden files and transcripts, the simulator's models, a few command files and requests, and
+// the findings.
 //   fuzz-seed-maker SEEDS-FOLDER SOURCE-FOLDER
 
 namespace moxsupply::testing {
@@ -139,6 +140,26 @@ void addTranscripts(const Seeds& seeds, const Path& folder) {
   }
 }
 
+// A byte that says in what pieces it comes, and what a client sends.
+void addRequests(const Seeds& seeds) {
+  const auto add = [&](const std::string& what, std::string_view request) {
+    seeds.add("HttpHead", what, joined({hex("03"), bytesOf(request)}));
+  };
+  add("page", "GET / HTTP/1.1\r\nHost: localhost\r\n\r\n");
+  add("probe",
+      "GET /probe?target=socket%3A%2F%2F192.0.2.7&x=1+2 HTTP/1.1\r\nHost: 127.0.0.1:9871\r\n"
+      "X-Prometheus-Scrape-Timeout-Seconds: 10\r\nAccept-Encoding: gzip;q=0.5\r\n\r\n");
+  add("two", "HEAD /metrics HTTP/1.0\r\nConnection: keep-alive\r\n\r\nGET / HTTP/1.0\r\n\r\n");
+  add("from-elsewhere",
+      "GET / HTTP/1.1\r\nHost: evil.example\r\nOrigin: http://evil.example\r\n"
+      "Sec-Fetch-Site: cross-site\r\n\r\n");
+  add("a-bare-line-feed",
+      "GET / HTTP/1.1\r\nHost: h\r\nX-Prometheus-Scrape-Timeout-Seconds: 1\n"
+      "Range: bytes=-,-,-\r\n\r\n");
+  add("a-body", "POST / HTTP/1.1\r\nHost: h\r\nContent-Length: 4\r\n\r\nbody");
+  add("a-long-line", "GET /" + std::string(9000, 'x'));
+}
+
 // Inputs that once broke a promise: TARGET-what-it-is.hex, its story and its bytes.
 void addFindings(const Seeds& seeds, const Path& folder) {
   for (const auto& entry : std::filesystem::directory_iterator(folder)) {
@@ -160,6 +181,7 @@ int main(int argc, char** argv) try {
   addHostileNames(seeds);
   addCommandFiles(seeds);
   addModels(seeds, sources / "simulator" / "models");
+  addRequests(seeds);
   addTranscripts(seeds, sources / "tests" / "data");
   addFindings(seeds, sources / "fuzz" / "findings");
 } catch (const std::exception& error) {

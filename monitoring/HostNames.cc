@@ -8,22 +8,29 @@
 #include <boost/system/error_code.hpp>
 #include <utility>
 
+#include "text/Decimal.h"
+
 namespace moxsupply {
 
 namespace {
 
 using boost::asio::ip::address;
 
-// In small letters, without a port, brackets and the dot of the root; addresses in one form.
+// In small letters, without a port, brackets and the dot of the root; addresses in one form. Empty
+// when it is no host.
 std::string plainHost(std::string_view host) {
-  if (host.empty()) return {};
-  const std::size_t bracket = host.find(']');
-  const std::string_view behind = host.substr(std::min(bracket, host.size() - 1) + 1);
-  if (host.starts_with('[') && (behind.empty() || behind.starts_with(':'))) {
+  std::string_view behind;  // nothing, or a colon and the port
+  if (host.starts_with('[')) {
+    const std::size_t bracket = host.find(']');
+    if (bracket == std::string_view::npos) return {};
+    behind = host.substr(bracket + 1);
     host = host.substr(1, bracket - 1);
   } else if (std::ranges::count(host, ':') == 1) {
-    host = host.substr(0, host.find(':'));
+    behind = host.substr(host.find(':'));
+    host.remove_suffix(behind.size());
   }
+  const bool hasPort = behind.size() > 1 && behind.front() == ':' && decimal(behind.substr(1));
+  if (!behind.empty() && behind != ":" && !hasPort) return {};
   if (host.ends_with('.')) host.remove_suffix(1);
   std::string plain(host);
   std::ranges::transform(plain, plain.begin(), [](char c) {

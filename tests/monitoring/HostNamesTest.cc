@@ -14,8 +14,10 @@ TEST(HostNames, OfAnAddressAreThatAddress) {
   EXPECT_TRUE(names.contain("192.0.2.7"));
   EXPECT_TRUE(names.contain("192.0.2.7:9871"));
   EXPECT_TRUE(names.contain("192.0.2.7:80"));  // behind a proxy
-  for (const char* other : {"", "192.0.2.8", "localhost", "evil.example", "192.0.2.7.evil.example",
-                            "192.0.2.7@evil.example", "[192.0.2.7]x", ":9871"}) {
+  for (const char* other :
+       {"", "192.0.2.8", "localhost", "evil.example", "192.0.2.7.evil.example",
+        "192.0.2.7@evil.example", "[192.0.2.7]x", "[192.0.2.7", ":9871", "[", "192.0.2.7:x",
+        "192.0.2.7:80x", "192.0.2.7:80:80", "[]", "[192.0.2.7.", ":", "."}) {
     EXPECT_FALSE(names.contain(other)) << other;
   }
 }
