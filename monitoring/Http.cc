@@ -97,6 +97,7 @@ struct HttpHead::Parser {
   http::request_parser<http::empty_body> parser;
   std::string pending;  // what the parser wants to see again, with more behind it
   std::size_t taken = 0;
+  std::size_t parsed = 0;
 };
 
 HttpHead::HttpHead() : mParser(std::make_unique<Parser>()) {}
@@ -122,7 +123,10 @@ void HttpHead::take(std::string_view& bytes) {
     if (count == 0) break;
   }
   if (error == http::error::need_more) error = {};
-  if (error == http::error::header_limit || (!error && !isWhole() && mParser->taken > kLongest)) {
+  mParser->parsed += parsed;
+  // The parser's own limit is that of the lines behind the first one.
+  const std::size_t size = isWhole() ? mParser->parsed : mParser->taken;
+  if (error == http::error::header_limit || (!error && size > kLongest)) {
     mMistake = kTooLong;
   } else if (error) {
     mMistake = kNotUnderstood;

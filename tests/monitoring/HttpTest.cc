@@ -148,6 +148,8 @@ TEST(ARequest, HasABoundOnItsLength) {
     drip.take(one);
   }
   EXPECT_TRUE(drip.mistake());
+  const std::string tooLong = "GET /" + std::string(8170, 'x') + " HTTP/1.1\r\nHost: h\r\n\r\n";
+  EXPECT_EQ(mistakeInHead(tooLong), 431U);
   const std::string longest = "GET /" + std::string(8000, '(') + " HTTP/1.1\r\nHost: h\r\n\r\n";
   EXPECT_EQ(mistakeInHead(longest), 0U);
 }
