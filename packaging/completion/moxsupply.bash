@@ -48,7 +48,7 @@ _moxsupply_value() {
       ;;
     */--timeout | */--deadline | */--listen) COMPREPLY=() ;;
     check/--warning | check/-w | check/--critical | check/-c) COMPREPLY=() ;;
-    exporter/--min-interval | exporter/--max-backoff | exporter/--queries-at-once) COMPREPLY=() ;;
+    exporter/--host | exporter/--min-interval | exporter/--max-backoff | exporter/--queries-at-once) COMPREPLY=() ;;
     *) return 1 ;;
   esac
 }
@@ -98,7 +98,7 @@ _moxsupply_offer_options() {
       ;;
     exporter)
       _moxsupply_offer "$current" \
-        --listen --min-interval --max-backoff --deadline --queries-at-once --help
+        --listen --host --min-interval --max-backoff --deadline --queries-at-once --help
       ;;
     refresh) _moxsupply_offer "$current" --all --deadline --color --help ;;
     enable) _moxsupply_offer "$current" --type --timeout --deadline --help ;;

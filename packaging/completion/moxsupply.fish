@@ -58,6 +58,7 @@ __moxsupply_option exporter -l listen -x -d 'ADDRESS:PORT to listen on'
 __moxsupply_option exporter -l min-interval -x -d 'Ask no printer again before, in seconds'
 __moxsupply_option exporter -l max-backoff -x -d 'Longest pause for a silent printer, in seconds'
 __moxsupply_option exporter -l deadline -x -d 'Longest time for a query, in seconds'
+__moxsupply_option exporter -l host -x -d 'Answer to this name too'
 __moxsupply_option exporter -l queries-at-once -x -d 'Most queries at once'
 
 __moxsupply_option refresh -l all -d 'All queues that are set up for it'

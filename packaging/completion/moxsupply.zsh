@@ -53,6 +53,7 @@ case $words[1] in
       '--min-interval=[ask no printer again before]:seconds' \
       '--max-backoff=[longest pause for a silent printer]:seconds' \
       '--deadline=[longest time for a query]:seconds' \
+      '*--host=[answer to this name too]:name:_hosts' \
       '--queries-at-once=[most queries at once]:number'
     ;;
   refresh)
