@@ -6,8 +6,8 @@
 #include <tuple>
 
 #include "fuzz/Target.h"
-#include "monitoring/HostNames.h"
-#include "monitoring/Http.h"
+#include "http/HostNames.h"
+#include "http/Http.h"
 
 namespace moxsupply::fuzzing {
 

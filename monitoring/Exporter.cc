@@ -10,9 +10,9 @@
 #include <set>
 #include <utility>
 
+#include "http/HostNames.h"
+#include "http/HttpServer.h"
 #include "monitoring/ExporterMetrics.h"
-#include "monitoring/HostNames.h"
-#include "monitoring/HttpServer.h"
 #include "monitoring/Log.h"
 #include "monitoring/Site.h"
 #include "system/Listener.h"

@@ -6,7 +6,7 @@
 #include <optional>
 #include <utility>
 
-#include "monitoring/Gzip.h"
+#include "http/Gzip.h"
 #include "monitoring/Page.h"
 #include "renderings/SupplyMetrics.h"
 #include "text/Decimal.h"
@@ -143,8 +143,9 @@ HttpAnswer Site::page(const HttpRequest& request, Clock::time_point now) {
   for (const Made& made : mPages) {
     if (made.parameters == parameters && made.isGzip == request.takesGzip) return made.answer;
   }
-  HttpAnswer answer = answerWith("text/html; charset=utf-8",
-                                 moxsupply::page(mProber.printers(), view, mListProblem, now), request);
+  HttpAnswer answer =
+      answerWith("text/html; charset=utf-8",
+                 moxsupply::page(mProber.printers(), view, mListProblem, now), request);
   mPages.push_front({std::move(parameters), request.takesGzip, now, answer});
   if (mPages.size() > kMostKept) mPages.pop_back();
   return answer;

@@ -2,14 +2,14 @@
 
 #include <chrono>
 #include <list>
-#include <optional>
 #include <memory>
+#include <optional>
 #include <string>
 
+#include "http/HostNames.h"
+#include "http/Http.h"
+#include "http/HttpServer.h"
 #include "monitoring/ExporterMetrics.h"
-#include "monitoring/HostNames.h"
-#include "monitoring/Http.h"
-#include "monitoring/HttpServer.h"
 #include "monitoring/Prober.h"
 
 namespace moxsupply {

@@ -1,4 +1,4 @@
-#include "monitoring/HttpServer.h"
+#include "http/HttpServer.h"
 
 #include <algorithm>
 #include <array>

@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-#include "monitoring/Http.h"
+#include "http/Http.h"
 #include "system/FileDescriptor.h"
 
 namespace boost::asio {

@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "monitoring/Http.h"
+#include "http/Http.h"
 
 namespace moxsupply::testing {
 namespace {

@@ -4,7 +4,7 @@
 #include <array>
 #include <string>
 
-#include "monitoring/HostNames.h"
+#include "http/HostNames.h"
 
 namespace moxsupply::testing {
 namespace {

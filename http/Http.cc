@@ -1,4 +1,4 @@
-#include "monitoring/Http.h"
+#include "http/Http.h"
 
 #include <algorithm>
 #include <boost/beast/core/flat_buffer.hpp>

@@ -1,4 +1,4 @@
-#include "monitoring/HostNames.h"
+#include "http/HostNames.h"
 
 #include <unistd.h>
 

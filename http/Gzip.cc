@@ -1,4 +1,4 @@
-#include "monitoring/Gzip.h"
+#include "http/Gzip.h"
 
 #include <zlib.h>
 
