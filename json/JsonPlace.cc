@@ -7,7 +7,7 @@
 
 #include "json/AsciiJson.h"
 #include "json/JsonMistake.h"
-#include "json/ShortQuote.h"
+#include "text/ShortQuote.h"
 
 namespace moxsupply {
 
