@@ -13,8 +13,8 @@
 #include "tests/support/TextFile.h"
 
 // Makes the seeds of the fuzz targets, one folder a target, from what is readable in the sources:
-// the golden files and transcripts, the simulator's models, a few command files and requests, and
-// the findings.
+// the golden files and transcripts, the simulator's models, the packages' lists of printers, a few
+// lists, command files and requests more, and the findings.
 //   fuzz-seed-maker SEEDS-FOLDER SOURCE-FOLDER
 
 namespace moxsupply::testing {
@@ -133,6 +133,25 @@ void addModels(const Seeds& seeds, const Path& folder) {
   }
 }
 
+void addLists(const Seeds& seeds, const Path& packaging) {
+  for (const std::string folder : {"debian", "prometheus"}) {
+    seeds.add("PrinterList", folder, bytesOf(contentOf(packaging / folder / "printers.json")));
+  }
+  seeds.add("PrinterList", "labels", bytesOf(R"([
+    {"targets": ["socket://192.0.2.7"],
+     "labels": {"printer_type": "laser", "name": "Office", "place": "2nd floor", "team": "blue"}},
+    {"targets": ["usb://Example/Printer?serial=1"], "labels": {"printer_type": "auto"}}])"));
+  seeds.add(
+      "PrinterList", "hosts",
+      bytesOf(R"([{"targets": ["192.0.2.7", "printer.example:9101", "[2001:db8::7]:9100"]}])"));
+  seeds.add(
+      "PrinterList", "harmful",
+      bytesOf(R"([{"targets": ["a"], "labels": {"name": "A\u001b[2J\nB", "place": "\u202e"}}])"));
+  seeds.add("PrinterList", "twice",
+            bytesOf(R"([{"targets": ["Printer.example", "socket://printer.example:9100/"]}])"));
+  seeds.add("PrinterList", "options", bytesOf(R"([{"targets": ["--record=x:/y"]}])"));
+}
+
 void addTranscripts(const Seeds& seeds, const Path& folder) {
   for (const auto& entry : std::filesystem::directory_iterator(folder)) {
     if (entry.path().extension() != ".transcript") continue;
@@ -182,6 +201,7 @@ int main(int argc, char** argv) try {
   addCommandFiles(seeds);
   addModels(seeds, sources / "simulator" / "models");
   addRequests(seeds);
+  addLists(seeds, sources / "packaging");
   addTranscripts(seeds, sources / "tests" / "data");
   addFindings(seeds, sources / "fuzz" / "findings");
 } catch (const std::exception& error) {

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "json/JsonMistake.h"
-#include "json/ShortQuote.h"
+#include "text/ShortQuote.h"
 
 namespace moxsupply {
 

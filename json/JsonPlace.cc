@@ -5,8 +5,9 @@
 #include <algorithm>
 #include <charconv>
 
+#include "json/AsciiJson.h"
 #include "json/JsonMistake.h"
-#include "json/ShortQuote.h"
+#include "text/ShortQuote.h"
 
 namespace moxsupply {
 
@@ -19,7 +20,7 @@ std::string shown(const json& value) {
   if (value.is_object()) return "an object";
   if (value.is_array()) return "a list";
   constexpr std::size_t kLongest = 60;
-  const std::string text = value.dump(-1, ' ', true, json::error_handler_t::replace);
+  const std::string text = asciiJson(value);
   return text.size() > kLongest ? text.substr(0, kLongest) + "..." : text;
 }
 

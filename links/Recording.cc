@@ -95,6 +95,7 @@ void Recording::add(transcript::Event event, std::span<const std::uint8_t> bytes
   const auto now = Clock::now();
   const auto pause = std::chrono::duration_cast<std::chrono::milliseconds>(now - mLastLine);
   mLastLine = now;
+  if (event == transcript::Event::kSent) mSerialNumbers = {};  // of another reply
   transcript::Bytes written(bytes.begin(), bytes.end());
   if (mRedact == Redact::kYes && event == transcript::Event::kReceived) {
     mSerialNumbers.blankIn(written);

@@ -14,6 +14,7 @@
 #include "links/DeviceUri.h"
 #include "system/ReadFile.h"
 #include "text/HarmlessText.h"
+#include "text/ShortQuote.h"
 
 namespace moxsupply {
 
@@ -87,10 +88,10 @@ PrinterList listFrom(const JsonPlace& document) {
       const std::string target = place.text();
       const auto [former, isNew] = targets.emplace(identityOf(uri), target);
       if (!isNew) {
-        place.expected(
-            former->second == target
-                ? "each target once"
-                : fmt::format("each printer once; it stands before as \"{}\"", former->second));
+        place.expected(former->second == target
+                           ? "each target once"
+                           : fmt::format("each printer once; it stands before as \"{}\"",
+                                         shortQuote(former->second)));
       }
       if (list.size() == kMostPrinters) {
         place.expected(fmt::format("at most {} targets", kMostPrinters));

@@ -6,6 +6,8 @@
 #include <utility>
 #include <variant>
 
+#include "json/AsciiJson.h"
+
 namespace moxsupply {
 
 namespace {
@@ -64,7 +66,7 @@ Dictionary dictionaryFrom(const Json& object) {
 std::string reportAsJson(const Report& report) {
   const Json json = {{"status", signedNumber(report.status)},
                      {"report", asJson(report.dictionary)}};
-  return json.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n';
+  return asciiJson(json) + '\n';
 }
 
 Result<Report> reportFromJson(std::string_view json) {

@@ -9,7 +9,7 @@
 namespace moxsupply {
 
 // A report as one line of JSON, {"status": -4, "report": {...}}, with a newline: the status as a
-// signed number, the dictionary with the keys and values that the query left. UTF-8.
+// signed number, the dictionary with the keys and values that the query left. Printable ASCII.
 std::string reportAsJson(const Report& report);
 
 // The other way round, for what another process wrote. Of the dictionary it takes what programs

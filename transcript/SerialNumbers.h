@@ -1,7 +1,9 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 
 namespace moxsupply::transcript {
@@ -11,27 +13,27 @@ namespace moxsupply::transcript {
 // Printers tell theirs in one place: the payload of the answer to the supplies query begins with
 // the serial number's length, a byte, and its text. The text becomes as many zeros.
 //
-// A packet is A5, the length of what follows as two bytes, flags (bit 20: more packets follow) and
-// a body. The answer's body begins with E0 07 02; that of its later packets with one byte of no
-// meaning. Bytes between packets, and packets that answer something else, stay as they are. A piece
-// that looks like the start of a packet is taken for one, also in the middle of another: a printer
-// that broke off may begin again.
+// The answer begins wherever A5 .. .. .. E0 07 02 stands, whatever came before and whatever that
+// said would follow: printers break off, and begin again. The two bytes behind A5 are the length of
+// the packet's rest. Behind a packet that ends before the serial number does, it goes on in the
+// next one, which has a head of five bytes, also where the flags say that none follows; what stands
+// between the two becomes zeros, too, since a packet may be longer than it says.
 class SerialNumbers {
  public:
   // Blanks what `piece` holds of a serial number.
   void blankIn(std::span<std::uint8_t> piece);
 
  private:
-  void take(std::uint8_t& byte);
-  void takePayload(std::uint8_t& byte);
+  static constexpr std::size_t kHeadSize = 7;  // of the answer's first packet
 
-  std::size_t mPosition = 0;    // in the packet; 0 between packets
-  std::size_t mPacketSize = 0;  // known from the third byte on
-  bool mMoreFollow = false;     // after this packet
-  bool mIsLater = false;        // this packet goes on with the reply of the one before
-  bool mIsAnswer = false;       // the reply answers the supplies query
-  bool mHasLength = false;      // the byte before the serial number has come
-  std::size_t mLeft = 0;        // bytes of the serial number still to come
+  void take(std::uint8_t& byte);
+  void takeData(std::uint8_t& byte);
+  void endHead(std::size_t size);
+
+  std::array<std::uint8_t, kHeadSize> mLatest{};  // bytes, as the printer sent them
+  std::size_t mHeadLeft = 0;                      // bytes of this packet's head still to come
+  std::size_t mDataLeft = 0;                      // the same of what is behind its head
+  std::optional<std::size_t> mLeft = 0;           // of the serial number; none until its length
 };
 
 }  // namespace moxsupply::transcript

@@ -10,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include "text/ShortQuote.h"
 #include "transcript/Words.h"
 
 namespace moxsupply::transcript {
@@ -23,15 +24,16 @@ constexpr std::size_t kMostText = 33'554'432;
 constexpr std::array<std::string_view, 2> kPrinterTypes = {"Laser", "Inkjet"};
 constexpr std::array<std::string_view, 4> kTransports = {"usb", "socket", "mdns", "dnssd"};
 
+constexpr const char* kTranscript = "a transcript";
+
 constexpr std::string_view kBlanks = " \t\r";
 
 // A word of the file as a message may show it.
 std::string shown(std::string_view word) {
-  constexpr std::size_t kMostShown = 40;
-  std::string text(word.substr(0, kMostShown));
+  std::string text = shortQuote(std::string(word));
   std::ranges::replace_if(
       text, [](char c) { return c < ' ' || c > '~'; }, '?');
-  return '"' + text + (word.size() > kMostShown ? "\"..." : "\"");
+  return '"' + text + '"';
 }
 
 // Takes the first word off `line`; empty at its end.
@@ -65,7 +67,7 @@ class TranscriptMistake : public std::runtime_error {
 
 class Reader {
  public:
-  explicit Reader(std::istream& text) : mText(text), mLine(kLongestLine) {}
+  explicit Reader(std::istream& text) : mText(text), mLine(kLongestLine + 1) {}
 
   Transcript read() {
     while (nextLine()) {
@@ -94,15 +96,21 @@ class Reader {
   }
   [[noreturn]] void refuse(const std::string& why) const { refuseAt(mLineNumber, why); }
 
+  [[noreturn]] void refuseMore(std::size_t most, const std::string& what,
+                               const std::string& ofWhat) const {
+    refuse("more than " + std::to_string(most) + ' ' + what + ", the most that " + ofWhat +
+           " may have");
+  }
+
   bool nextLine() {
     mText.getline(mLine.data(), static_cast<std::streamsize>(mLine.size()));
     const auto taken = static_cast<std::size_t>(mText.gcount());
     if (taken == 0 && mText.eof()) return false;
     ++mLineNumber;
     if (mText.bad()) refuse("the file cannot be read further");
-    if (mText.fail()) refuse("a line longer than any of a transcript");
+    if (mText.fail()) refuseMore(kLongestLine, "bytes", "a line");
     mTextSize += taken;
-    if (mTextSize > kMostText) refuse("the file is longer than any transcript");
+    if (mTextSize > kMostText) refuseMore(kMostText, "bytes", kTranscript);
     // The newline counts as taken, where there was one.
     mLineText = std::string_view(mLine.data(), taken - (mText.eof() ? 0 : 1));
     return true;
@@ -133,7 +141,7 @@ class Reader {
     }
     if (!timeout) refuse("expected a timeout in seconds behind the transport");
     expectEnd(rest);
-    if (mTranscript.size() == kMostQueries) refuse("more queries than a transcript can hold");
+    if (mTranscript.size() == kMostQueries) refuseMore(kMostQueries, "queries", kTranscript);
     mHasEnded = false;
     mTranscript.push_back({std::string(type), std::string(transport), *timeout, {}});
   }
@@ -152,7 +160,7 @@ class Reader {
     if (withBytes == Event::kReceived && mHasEnded) {
       refuse("the printer has hung up before; nothing more comes from it");
     }
-    if (mOperations++ == kMostOperations) refuse("more operations than a transcript can hold");
+    if (mOperations++ == kMostOperations) refuseMore(kMostOperations, "operations", kTranscript);
 
     Operation operation = {withBytes, std::chrono::milliseconds(*pause), {}};
     const std::string_view bytes = rest;
@@ -177,9 +185,11 @@ class Reader {
       }
     }
     if (bytes.empty()) refuse("an operation without bytes");
-    if (bytes.size() > kMostBytesOfOperation) refuse("more bytes than one operation can have");
+    if (bytes.size() > kMostBytesOfOperation) {
+      refuseMore(kMostBytesOfOperation, "bytes", "an operation");
+    }
     mBytes += bytes.size();
-    if (mBytes > kMostBytes) refuse("more bytes than a transcript can hold");
+    if (mBytes > kMostBytes) refuseMore(kMostBytes, "bytes from and to a printer", kTranscript);
     return bytes;
   }
 

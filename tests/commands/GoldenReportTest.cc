@@ -16,15 +16,15 @@
 namespace moxsupply::testing {
 namespace {
 
-// What the program printed, which must be one line of JSON without a byte to spare, and end as it
-// must. Its keys may come in any order; here they are in that of the alphabet.
+// What the program printed, which must be one line of JSON in ASCII without a byte to spare, and
+// end as it must. Its keys may come in any order; here they are in that of the alphabet.
 nlohmann::json answerOf(const FilterProcess::Ending& ending) {
   const auto printed = nlohmann::ordered_json::parse(ending.result, nullptr, false);
   if (printed.is_discarded()) {
     ADD_FAILURE() << "no JSON: " << ending.result;
     return {{"status", nullptr}, {"report", nlohmann::json::object()}};
   }
-  EXPECT_EQ(ending.result, printed.dump() + '\n');
+  EXPECT_EQ(ending.result, printed.dump(-1, ' ', /*ensure_ascii=*/true) + '\n');
   nlohmann::json answer = printed;
   EXPECT_EQ(answer.size(), 2U) << ending.result;
   EXPECT_EQ(ending.exitStatus, answer.at("status") == 0 ? 0 : 1);

@@ -1,4 +1,5 @@
 #include <fmt/format.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <string>
@@ -77,6 +78,59 @@ TEST(JsonDocument, TakesNumbersUpTo64BitsAndFractionsBeyond) {
   EXPECT_EQ(parseJsonDocument("18446744073709551615").dump(), "18446744073709551615");
   EXPECT_TRUE(parseJsonDocument("18446744073709551616").is_number_float());
   EXPECT_EQ(wrongWith("[1e400]"), "a number is too large");
+}
+
+TEST(JsonDocument, HasNoKeyTwiceHoweverDeepAndLate) {
+  std::string deep;
+  for (std::size_t level = 1; level < kMostJsonDepth; ++level) deep += R"({"k": )";
+  std::string members;
+  for (int i = 0; i < 20'000; ++i) members += fmt::format("\"key{}\":{},", i, i);
+  const std::string text = deep + '{' + members + R"("key0":0})" + std::string(31, '}');
+  EXPECT_GT(text.size(), 200'000U);
+  EXPECT_EQ(wrongWith(text),
+            "/k/k/k/k/k/k/k/k/k/k/k/k/k/k/k/k/k/k/k/k/k/k/k/k/k/k/k/k/k/k/k/key0: "
+            "this key stands twice");
+}
+
+TEST(JsonDocument, QuotesAtMost80CharactersOfAPlace) {
+  const std::string key(8'000'000, 'k');
+  const std::string twice = '"' + key + "\":1";
+  EXPECT_EQ(wrongWith('{' + twice + ',' + twice + '}'),
+            '/' + std::string(76, 'k') + "...: this key stands twice");
+}
+
+TEST(JsonDocument, QuotesAtMost80CharactersOfWhatItReadLast) {
+  EXPECT_EQ(wrongWith("[\"" + std::string(1'000'000, 'x') + '\n'),
+            "1:1000003: syntax error while parsing value - invalid string: control character "
+            "U+000A (LF) must be escaped to \\u000A or \\n; last read: '..." +
+                std::string(69, 'x') + "<U+000A>'");
+}
+
+TEST(JsonDocument, HasAMillionValuesAtMost) {
+  const auto listOf = [](std::size_t values) {
+    std::string text = "[";
+    for (std::size_t i = 0; i < values; ++i) text += i == 0 ? "1" : ",1";
+    return text + ']';
+  };
+  EXPECT_EQ(wrongWith(listOf(kMostJsonValues - 1)), "");  // the list is one, too
+  EXPECT_EQ(wrongWith(listOf(kMostJsonValues)),
+            "more than 1000000 values, the most that there may be");
+}
+
+TEST(JsonDocument, Nests32LevelsAtMost) {
+  const auto listsOf = [](std::size_t depth) {
+    return std::string(depth, '[') + std::string(depth, ']');
+  };
+  EXPECT_EQ(wrongWith(listsOf(32)), "");
+  std::string place;
+  for (int level = 0; level < 32; ++level) place += "/0";
+  EXPECT_EQ(wrongWith(listsOf(33)), place + ": deeper than 32 levels, the most that there may be");
+  EXPECT_EQ(wrongWith(std::string(8'000'000, '[')),
+            place + ": deeper than 32 levels, the most that there may be");
+  std::string objects;
+  for (int level = 0; level < 33; ++level) objects += R"({"a":)";
+  EXPECT_THAT(wrongWith(objects),
+              ::testing::EndsWith("/a/a: deeper than 32 levels, the most that there may be"));
 }
 
 TEST(JsonDocument, MayNest) {

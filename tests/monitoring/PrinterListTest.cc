@@ -99,6 +99,20 @@ TEST(AMistakeInAList, IsATargetThatStandsTwice) {
             "\"Printer.example\", not \"socket://printer.example:9100/\"");
 }
 
+TEST(AMistakeInAList, QuotesAtMost80CharactersOfIt) {
+  const std::string host(400, 'a');
+  EXPECT_EQ(mistakeIn(R"([{"targets": [")" + host + R"(", "socket://)" + host + R"("]}])"),
+            "list: /0/targets/1: expected each printer once; it stands before as \"" +
+                std::string(77, 'a') + "...\", not \"socket://" + std::string(50, 'a') + "...");
+  const std::string key(8'000'000, 'k');
+  EXPECT_EQ(
+      mistakeIn(R"([{"targets": [], ")" + key + R"(": 1}])"),
+      "list: /0/" + std::string(74, 'k') + "...: unknown key; expected one of: targets, labels");
+  EXPECT_EQ(mistakeIn(R"([{"targets": [], "labels": {"printer_type": ")" + host + R"("}}])"),
+            R"(list: /0/labels/printer_type: expected "laser", "inkjet" or "auto", not ")" +
+                std::string(59, 'a') + "...");
+}
+
 TEST(AMistakeInAList, IsToHaveTooManyPrinters) {
   std::string json = R"([{"targets": ["printer0")";
   for (std::size_t i = 1; i <= kMostPrinters; ++i) json += ",\"printer" + std::to_string(i) + '"';

@@ -42,6 +42,29 @@ TEST(ReportJson, WritesBytesAndBareNumberKeys) {
             Json::parse(R"({"7": [0, 255]})"));
 }
 
+// What a terminal, a log or an editor might act on, or not show, is not in it.
+TEST(ReportJson, IsAscii) {
+  const auto named = [](const std::string& name) {
+    Dictionary supply;
+    supply.set("SupplyName", name);
+    Dictionary report;
+    report.set({"Supply", 1}, supply);
+    return reportAsJson({Status::kSuccess, report});
+  };
+  const auto expected = [](const std::string& escaped) {
+    return R"({"status":0,"report":{"Supply 1":{"SupplyName":")" + escaped + "\"}}}\n";
+  };
+  EXPECT_EQ(named("a\u009b2J\u0085"), expected("a\\u009b2J\\u0085"));  // C1 controls
+  EXPECT_EQ(named("a\x7F"), expected("a\\u007f"));                     // DEL
+  EXPECT_EQ(named("\u202Ea\u202C\u2066b\u2069"),
+            expected("\\u202ea\\u202c\\u2066b\\u2069"));           // bidirectional
+  EXPECT_EQ(named("a\u200B\uFEFF"), expected("a\\u200b\\ufeff"));  // of no width
+  EXPECT_EQ(named("\u00e4\u2028"), expected("\\u00e4\\u2028"));
+  EXPECT_EQ(named("\U0001F5A8"), expected("\\ud83d\\udda8"));
+  EXPECT_EQ(named("\x1B[0m\n\"\\~"), expected("\\u001b[0m\\n\\\"\\\\~"));
+  EXPECT_EQ(named("a\xFFz\xC3"), expected("a\\ufffdz\\ufffd"));  // no UTF-8
+}
+
 TEST(ReportFromJson, HasWhatWasWritten) {
   Dictionary supply;
   supply.set("SupplyName", std::string("Encre \"noire\"\n"));
@@ -58,6 +81,17 @@ TEST(ReportFromJson, HasWhatWasWritten) {
   ASSERT_TRUE(report);
   EXPECT_EQ(report->status, Status::kUndecodable);
   EXPECT_EQ(report->dictionary, dictionary);
+}
+
+TEST(ReportFromJson, HasTheTextsThatWereWritten) {
+  for (const std::string name : {"\u009b2J\u0085", "a\x7F", "\u202Eb\u202C\u200B", "\u00e4\u65e5",
+                                 "\U0001F5A8 \U0010FFFF", "\x1B[0m\n\"\\u00e4"}) {
+    Dictionary dictionary;
+    dictionary.set("PrintHeadType", name);
+    const auto report = reportFromJson(reportAsJson({Status::kSuccess, dictionary}));
+    ASSERT_TRUE(report);
+    EXPECT_EQ(report->dictionary, dictionary) << name;
+  }
 }
 
 // Another program may have written it.

@@ -314,6 +314,11 @@ INSTANTIATE_TEST_SUITE_P(
                 "file.json: /a~1b~0?[1m??: unknown key; expected one of: about, printer, head, "
                 "cartridges, dot-counts, capacities, ink-remaining, items-before, items-after, "
                 "item-count, replies"},
+        Mistake{"KeyLong", inkjetFile('"' + std::string(4'000'000, 'k') + "\": 1"),
+                "file.json: /" + std::string(76, 'k') +
+                    "...: unknown key; expected one of: about, printer, head, cartridges, "
+                    "dot-counts, capacities, ink-remaining, items-before, items-after, "
+                    "item-count, replies"},
         Mistake{"ValueLong", inkjetFile(R"("head": ")" + std::string(100, 'z') + "\""),
                 "file.json: /head: expected bytes as pairs of hex digits, such as \"A5 00\", not "
                 "\"" +

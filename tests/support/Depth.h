@@ -10,8 +10,8 @@ namespace moxsupply::testing {
 // In a build with sanitizers or counters a process takes long.
 constexpr bool kIsSlowBuild = MOXSUPPLY_SLOW_BUILD != 0;
 
-// An exchange is broken off at every byte; in an ordinary run, and in a slow build, at every
-// eighth.
+// An exchange is broken off, or cut, at every byte; in an ordinary run, and in a slow build, at
+// every eighth.
 std::size_t cutEvery();
 
 // Of each kind of random printers 50,000; in an ordinary run, and in a slow build, 5,000.

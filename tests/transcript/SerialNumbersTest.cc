@@ -34,10 +34,49 @@ TEST(SerialNumbers, BecomeZerosHoweverTheyAreCut) {
   }
   std::vector<Bytes> bytes;
   for (const std::uint8_t byte : kReply) bytes.push_back({byte});
-  // Each A5 that comes alone is the start of a packet to those who read, too: the later packet is
-  // then none of this reply's.
-  bytes.resize(13);
-  EXPECT_EQ(hexText(blanked(bytes)), hexText({kBlanked.begin(), kBlanked.begin() + 13}));
+  EXPECT_EQ(hexText(blanked(bytes)), hexText(kBlanked));
+}
+
+// Where an answer begins does not depend on what came before, and least of all on what that said
+// of itself.
+TEST(SerialNumbers, BecomeZerosBehindAnyReply) {
+  for (const Bytes& before :
+       {hex("A5 00 06 70 E0 21 01 00 FF"),                       // says that more packets follow
+        hex("A5 00 06 70 E0 21 01 00 FF A5 00 04 70 A5 01 02"),  // and breaks off at a packet's end
+        hex("A5 00 20 50 E0 21 01 00 FF"),                       // in the middle of a packet
+        hex("A5 FF FF 50 E0"), hex("A5 00 00"), hex("A5 A5 A5"), hex("A5 00"), hex("E0 07 02 A5"),
+        hex("A5 00 04 50 E0 07 02")}) {
+    const Bytes expected = joined({before, kBlanked});
+    EXPECT_EQ(hexText(blanked({before, kReply})), hexText(expected));
+    EXPECT_EQ(hexText(blanked({joined({before, kReply})})), hexText(expected));
+    for (std::size_t cut = 1; cut < before.size() + kReply.size(); ++cut) {
+      const Bytes all = joined({before, kReply});
+      EXPECT_EQ(hexText(blanked({firstBytes(all, cut), bytesFrom(all, cut)})), hexText(expected))
+          << "cut at " << cut;
+    }
+  }
+}
+
+TEST(SerialNumbers, BecomeZerosWhateverTheFlagsSay) {
+  for (unsigned flags = 0; flags < 256; ++flags) {
+    Bytes reply = kReply;
+    Bytes expected = kBlanked;
+    for (const std::size_t at : {3U, 16U}) {
+      put(reply, at, u8(flags));
+      put(expected, at, u8(flags));
+      EXPECT_EQ(hexText(blanked({reply, kReply})), hexText(joined({expected, kBlanked}))) << flags;
+    }
+  }
+}
+
+// A serial number that is not whole at the end of its packet may stand there or in the next one.
+TEST(SerialNumbers, BecomeZerosWhereThePacketIsLongerThanItSays) {
+  EXPECT_EQ(hexText(blanked({hex("A5 00 07 50 E0 07 02 04 41 42 43 44 01")})),
+            hexText(hex("A5 00 07 50 E0 07 02 04 30 30 30 30 30")));
+  EXPECT_EQ(hexText(blanked({hex("A5 00 00 50 E0 07 02 04 41 42 43 44 01")})),
+            hexText(hex("A5 00 00 50 E0 07 02 30 30 30 30 30 30")));
+  EXPECT_EQ(hexText(blanked({hex("A5 00 07 50 E0 07 02 04 41 42 43 A5 00 02 50 00 43 44 45")})),
+            hexText(hex("A5 00 07 50 E0 07 02 04 30 30 30 A5 00 02 50 00 30 30 30")));
 }
 
 TEST(SerialNumbers, BecomeZerosInEveryReply) {

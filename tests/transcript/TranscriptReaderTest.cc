@@ -133,10 +133,10 @@ INSTANTIATE_TEST_SUITE_P(
         Mistake{"HostileWord", kHeader + std::string("\x1B]0;\x07\xE2\x80\x8B\0x", 9) + "\n",
                 "line 2: expected \"query\", \"<\", \">\" or a comment, not \"?]0;?????\""},
         Mistake{"LineWithoutEnd", kHeader + std::string(1'000'000, 'A'),
-                "line 2: a line longer than any of a transcript"},
+                "line 2: more than 197632 bytes, the most that a line may have"},
         Mistake{"OperationTooLarge",
                 kHeader + kQuery + transcript::operationLine(Event::kSent, 0ms, repeated(1, 65537)),
-                "line 3: more bytes than one operation can have"}),
+                "line 3: more than 65536 bytes, the most that an operation may have"}),
     [](const auto& mistake) { return mistake.param.name; });
 
 TEST_P(MistakeInTranscript, IsNamedWithItsLine) {
@@ -168,15 +168,43 @@ std::string mistakeInEndless(const std::string& first, const std::string& again)
   return mistakeIn(stream);
 }
 
+TEST(TranscriptReader, TakesTheLongestLine) {
+  const std::string longest = '#' + std::string(197'631, '-');
+  EXPECT_EQ(read(kHeader + kQuery + longest + '\n').size(), 1U);
+  EXPECT_EQ(read(kHeader + kQuery + longest).size(), 1U);
+  EXPECT_EQ(mistakeIn(kHeader + kQuery + longest + "-\n"),
+            "line 3: more than 197632 bytes, the most that a line may have");
+}
+
 TEST(TranscriptReader, GivesUpOnAFileWithoutEnd) {
   const std::string largest = transcript::operationLine(Event::kSent, 0ms, repeated(1, 65536));
   EXPECT_EQ(mistakeInEndless(kHeader + kQuery, "< 0 A5\n"),
-            "line 262147: more operations than a transcript can hold");
+            "line 262147: more than 262144 operations, the most that a transcript may have");
   EXPECT_EQ(mistakeInEndless(kHeader + kQuery, largest),
-            "line 67: more bytes than a transcript can hold");
-  EXPECT_EQ(mistakeInEndless(kHeader, kQuery), "line 66: more queries than a transcript can hold");
-  EXPECT_THAT(mistakeInEndless(kHeader, "#\n"),
-              ::testing::EndsWith(": the file is longer than any transcript"));
+            "line 67: more than 4194304 bytes from and to a printer, the most that a transcript "
+            "may have");
+  EXPECT_EQ(mistakeInEndless(kHeader, kQuery),
+            "line 66: more than 64 queries, the most that a transcript may have");
+  EXPECT_THAT(
+      mistakeInEndless(kHeader, "#\n"),
+      ::testing::EndsWith(": more than 33554432 bytes, the most that a transcript may have"));
+}
+
+TEST(TranscriptReader, QuotesTheBeginningOfALongWord) {
+  const std::string word(100'000, 'x');
+  const std::string quote = '"' + std::string(77, 'x') + "...\"";
+  EXPECT_EQ(mistakeIn(kHeader + word + '\n'),
+            "line 2: expected \"query\", \"<\", \">\" or a comment, not " + quote);
+  EXPECT_EQ(mistakeIn(kHeader + "query " + word + '\n'),
+            "line 2: expected a printer type, Laser or Inkjet, not " + quote);
+  EXPECT_EQ(mistakeIn(kHeader + "query Laser " + word + '\n'),
+            "line 2: expected a transport, usb, socket, mdns or dnssd, not " + quote);
+  EXPECT_EQ(mistakeIn(kHeader + "query Laser usb 2 " + word + '\n'),
+            "line 2: expected the end of the line, not " + quote);
+  EXPECT_EQ(mistakeIn(kHeader + kQuery + "> " + word + '\n'),
+            "line 3: expected milliseconds, 0 to 4294967295, not " + quote);
+  EXPECT_EQ(mistakeIn(kHeader + kQuery + "> 0 " + word + '\n'),
+            "line 3: expected pairs of hex digits, not " + quote);
 }
 
 }  // namespace
