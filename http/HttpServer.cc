@@ -50,7 +50,13 @@ class Turns {
   class Turn {
    public:
     explicit Turn(Turns& turns) : mTurns(turns) {}
-    ~Turn() { mTurns.giveOn(); }
+    ~Turn() {
+      try {
+        mTurns.giveOn();
+      } catch (...) {
+        std::terminate();  // or nobody would have a turn any more
+      }
+    }
     Turn(const Turn&) = delete;
     Turn& operator=(const Turn&) = delete;
     Turn(Turn&&) = delete;
@@ -406,7 +412,13 @@ HttpServer::HttpServer(asio::io_context& context, FileDescriptor listener,
   mConnections->begin();
 }
 
-HttpServer::~HttpServer() { mConnections->close(); }
+HttpServer::~HttpServer() {
+  try {
+    mConnections->close();
+  } catch (...) {
+    // What could not be let go ends with the context.
+  }
+}
 
 void HttpServer::wake(const std::string& topic) { mConnections->wake(topic); }
 

@@ -164,7 +164,11 @@ LevelQueries::LevelQueries(asio::io_context& context, CommandFor commandFor,
       mOnEnd(std::move(onEnd)) {}
 
 LevelQueries::~LevelQueries() {
-  for (const auto& [id, running] : mRunning) running->stop();
+  try {
+    for (const auto& [id, running] : mRunning) running->stop();
+  } catch (...) {
+    // What could not be stopped ends with this process, as its child.
+  }
 }
 
 void LevelQueries::begin(const Prober::Assignment& assignment) {

@@ -32,13 +32,13 @@ FileDescriptor connectAndSend(int port, const std::string& bytes) {
 
 HttpAnswer receiveAnswer(const FileDescriptor& connection) {
   if (!connection) return {};
-  constexpr int kPatience = 20'000;  // milliseconds
+  constexpr int kMilliseconds = 20'000;
   const auto begin = std::chrono::steady_clock::now();
   std::string text;
   std::array<char, 16384> buffer{};
   for (;;) {
     pollfd readable = {.fd = connection.get(), .events = POLLIN, .revents = 0};
-    if (::poll(&readable, 1, kPatience) <= 0) break;
+    if (::poll(&readable, 1, kMilliseconds) <= 0) break;
     const ssize_t count = ::recv(connection.get(), buffer.data(), buffer.size(), 0);
     if (count <= 0) break;
     text.append(buffer.data(), static_cast<std::size_t>(count));

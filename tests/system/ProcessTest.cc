@@ -22,8 +22,6 @@ namespace moxsupply::testing {
 namespace {
 
 using namespace std::chrono_literals;
-using ::testing::Contains;
-using ::testing::ElementsAre;
 
 FileDescriptor null() {
   return aboveFilterDescriptors(FileDescriptor(::open("/dev/null", O_RDWR | O_CLOEXEC)));
