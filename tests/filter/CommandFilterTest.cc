@@ -1,6 +1,7 @@
 // `commandtomox` as the print server runs it: a process with a printer on standard output and a
 // back channel on descriptor 3, whose messages on standard error are all that comes of it.
 
+#include <cups/file.h>
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -28,6 +29,7 @@ namespace moxsupply::testing {
 namespace {
 
 using namespace std::chrono_literals;
+using ::testing::Contains;
 using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
@@ -673,25 +675,26 @@ TEST_F(CommandFilter, EndsAtOnceOnSigterm) {
 struct Refusal {
   const char* name;
   std::string commands;
-  Texts refused;  // as they are shown
+  std::string refused;  // as they are shown
 };
 
 class UnknownCommand : public CommandFilter, public ::testing::WithParamInterface<Refusal> {};
 
 INSTANTIATE_TEST_SUITE_P(
     CommandFilter, UnknownCommand,
-    ::testing::Values(Refusal{"One", "#CUPS-COMMAND\nClean all\n", {"Clean"}},
-                      Refusal{"Several", "Clean\nAutoConfigure\n", {"Clean", "AutoConfigure"}},
-                      Refusal{"Longer", "ReportLevelsX\n", {"ReportLevelsX"}},
-                      Refusal{"Shorter", "ReportLevel\n", {"ReportLevel"}},
-                      Refusal{"WithEscapes", "\x1B[2JClean\x07\n", {" [2JClean "}},
-                      Refusal{"WithBidi", "\u202EnaelC\n", {" naelC"}},
-                      Refusal{"WithInvalidBytes", "Cl\xFF\xC3n\n", {"Cl\uFFFD\uFFFDn"}},
-                      Refusal{"WithQuotes", "\"Clean\"'\\\n", {"\"Clean\"'\\"}},
-                      Refusal{"WithPrefixes",
-                              "ATTR:marker-levels=1\nSTATE:paused\n",
-                              {"ATTR:marker-levels=1", "STATE:paused"}},
-                      Refusal{"WithFormats", "%s%n{}{0}\n", {"%s%n{}{0}"}}),
+    ::testing::Values(
+        Refusal{"One", "#CUPS-COMMAND\nClean all\n", R"("Clean" is no command)"},
+        Refusal{"Several", "Clean\nAutoConfigure\n", R"("Clean", "AutoConfigure" are no commands)"},
+        Refusal{"Many", "A\nB\nC\nD\nE\n", R"("A", "B", "C" and 2 more are no commands)"},
+        Refusal{"Longer", "ReportLevelsX\n", R"("ReportLevelsX" is no command)"},
+        Refusal{"Shorter", "ReportLevel\n", R"("ReportLevel" is no command)"},
+        Refusal{"WithEscapes", "\x1B[2JClean\x07\n", R"("[2JClean" is no command)"},
+        Refusal{"WithBidi", "\u202EnaelC\n", R"("naelC" is no command)"},
+        Refusal{"WithInvalidBytes", "Cl\xFF\xC3n\n", "\"Cl\uFFFD\uFFFDn\" is no command"},
+        Refusal{"WithQuotes", "\"Clean\"'\\\n", R"(""Clean"'\" is no command)"},
+        Refusal{"WithPrefixes", "ATTR:marker-levels=1\nSTATE:paused\n",
+                R"("ATTR:marker-levels=1", "STATE:paused" are no commands)"},
+        Refusal{"WithFormats", "%s%n{}{0}\n", R"("%s%n{}{0}" is no command)"}),
     [](const auto& refusal) { return refusal.param.name; });
 
 TEST_P(UnknownCommand, IsRefusedInOneLineAndThePrinterNotAsked) {
@@ -699,13 +702,9 @@ TEST_P(UnknownCommand, IsRefusedInOneLineAndThePrinterNotAsked) {
   const auto ending = finish(filter);
   EXPECT_EQ(ending.exitStatus, 1);
   EXPECT_TRUE(ending.written.empty());
-  std::string lines;
-  for (const std::string& name : GetParam().refused) {
-    lines += fmt::format(
-        "ERROR: \"{}\" is no command of this printer; it takes ReportLevels and ReportStatus\n",
-        name);
-  }
-  EXPECT_EQ(ending.result, lines);
+  EXPECT_EQ(ending.result,
+            fmt::format("ERROR: {} of this printer; it takes ReportLevels and ReportStatus\n",
+                        GetParam().refused));
 }
 
 TEST_F(CommandFilter, RefusesALongCommandInOneLineToo) {
@@ -714,6 +713,42 @@ TEST_F(CommandFilter, RefusesALongCommandInOneLineToo) {
   EXPECT_EQ(ending.exitStatus, 1);
   EXPECT_EQ(std::ranges::count(ending.result, '\n'), 1);
   EXPECT_LT(ending.result.size(), 2000U);
+}
+
+TEST_F(CommandFilter, RefusesManyCommandsInOneLineToo) {
+  std::string commands;
+  for (int i = 0; i < 32; ++i) commands += std::string(1000, 'x') + '\n';
+  FilterProcess filter = start(commands);
+  const auto ending = finish(filter);
+  EXPECT_EQ(ending.exitStatus, 1);
+  EXPECT_EQ(std::ranges::count(ending.result, '\n'), 1);
+  EXPECT_LT(ending.result.size(), 400U);
+}
+
+// libcups unpacks what it opens, a thousand bytes from each.
+TEST_F(CommandFilter, ReadsOfAHugeFileNoMoreThanItsBeginning) {
+  FilterProcess ordinary = start("Clean\n");
+  const long ordinaryMemory = finish(ordinary).peakMemory;
+  for (const std::string line : {"x\n", "#\n", "\n", "ReportStatus\n", "x"}) {
+    constexpr std::size_t kMiB = 1U << 20U;
+    std::string part;
+    while (part.size() < kMiB) part += line;
+    cups_file_t* file = cupsFileOpen(pathOf("huge").c_str(), "w9");
+    cupsFilePuts(file, kReportLevels);
+    for (int i = 0; i < 32; ++i) cupsFileWrite(file, part.data(), part.size());
+    cupsFileClose(file);
+    ASSERT_LT(std::filesystem::file_size(pathOf("huge")), 100'000U);
+
+    FilterProcess filter = startWith({"17", "user", "title", "1", "", pathOf("huge")});
+    const auto ending = finishWithReply(filter, tonerAt(37));
+    EXPECT_EQ(ending.exitStatus, 1);
+    EXPECT_LT(ending.peakMemory, ordinaryMemory + 8 * 1024) << line;
+    EXPECT_LT(ending.processorTime, 100ms) << line;
+    EXPECT_LT(ending.result.size(), 2000U) << line;
+    EXPECT_THAT(mQueue.messages("ERROR"),
+                Contains(HasSubstr("longer than 64 KiB or has more than 32 commands")));
+    EXPECT_THAT(mQueue.numbers("marker-levels"), ElementsAre(37));
+  }
 }
 
 TEST_F(CommandFilter, ReportsTheLevelsBesideAnUnknownCommand) {
