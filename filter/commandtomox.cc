@@ -201,6 +201,7 @@ int answer(const Commands& commands, const std::optional<ServedJob>& job,
   const std::string deviceUri = environment("DEVICE_URI");
   const auto settings = queueSettings(ppdPath, jobOptions, deviceUri);
   if (!settings) return stopJob(settings.error());
+  for (const std::string& ignored : settings->ignoredOptions) tellScheduler("WARNING", ignored);
   const auto filter = MoxFilter::initWithPrinterType(std::string(wordOf(settings->kind)),
                                                      settings->transport, settings->timeout);
   if (!filter) {

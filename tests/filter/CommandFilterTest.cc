@@ -429,13 +429,24 @@ TEST_F(CommandFilter, PublishesHostileNamesAsHarmlessOnes) {
   EXPECT_EQ(mQueue.values("marker-names"), harmlessNames);
 }
 
-TEST_F(CommandFilter, TakesJobOptionsForThoseOfThePpdFile) {
+TEST_F(CommandFilter, TakesShorterTimesFromItsJob) {
   setPpd("*moxPrinterType: \"Laser\"\n*moxTimeout: \"1000\"\n*moxDeadline: \"1000\"\n");
-  setUri("socket://printer:9100/?waiteof=false");
-  const auto ending = runInSilence(
-      kReportLevels, "job-uuid=urn:uuid:0 moxPrinterType=Inkjet moxTimeout=0 moxDeadline=20 n=1");
-  EXPECT_EQ(ending.written, joined({kLoopBack, kInkjetQuery}));
+  runInSilence(kReportLevels, "job-uuid=urn:uuid:0 moxTimeout=0 moxDeadline=20 n=1");
   EXPECT_LT(mTime, 5s);
+  EXPECT_THAT(mQueue.messages("WARNING"), ElementsAre("The printer did not answer."));
+}
+
+TEST_F(CommandFilter, TakesNothingElseFromItsJob) {
+  setPpd("*moxPrinterType: \"Laser\"\n*moxTimeout: \"1000\"\n*moxDeadline: \"2\"\n");
+  const auto ending =
+      runInSilence(kReportLevels, "moxPrinterType=Inkjet moxTimeout=-1 moxDeadline=4294967295 n=1");
+  EXPECT_EQ(ending.written, kDeviceQuery);
+  EXPECT_LT(mTime, 3s);
+  EXPECT_THAT(
+      mQueue.messages("WARNING"),
+      ElementsAre(HasSubstr("moxPrinterType=Inkjet is ignored"),
+                  HasSubstr("moxTimeout=-1 is ignored"),
+                  HasSubstr("moxDeadline=4294967295 is ignored"), "The printer did not answer."));
 }
 
 TEST_F(CommandFilter, SendsTheLoopBackRequestOnlyOverANetwork) {
@@ -764,7 +775,6 @@ struct Misuse {
   const char* name;
   std::string ppdLines;
   std::string uri;
-  std::string jobOptions;
   const char* named;  // what the message must name
 };
 
@@ -773,27 +783,26 @@ class MisuseOfAQueue : public CommandFilter, public ::testing::WithParamInterfac
 INSTANTIATE_TEST_SUITE_P(
     CommandFilter, MisuseOfAQueue,
     ::testing::Values(
-        Misuse{"NoType", "", "usb://x", "", "moxPrinterType"},
-        Misuse{"WrongType", "*moxPrinterType: \"Plotter\"\n", "usb://x", "", "\"Plotter\""},
-        Misuse{"WrongTypeOfTheJob", kLaser, "usb://x", "moxPrinterType=Plotter", "\"Plotter\""},
-        Misuse{"WrongTimeout", "*moxPrinterType: \"Laser\"\n*moxTimeout: \"2s\"\n", "usb://x", "",
+        Misuse{"NoType", "", "usb://x", "moxPrinterType"},
+        Misuse{"WrongType", "*moxPrinterType: \"Plotter\"\n", "usb://x", "\"Plotter\""},
+        Misuse{"WrongTimeout", "*moxPrinterType: \"Laser\"\n*moxTimeout: \"2s\"\n", "usb://x",
                "moxTimeout is \"2s\""},
-        Misuse{"WrongTimeoutOfTheJob", kLaser, "usb://x", "moxTimeout=-1", "moxTimeout is \"-1\""},
-        Misuse{"WrongDeadline", kLaser, "usb://x", "moxDeadline=x", "moxDeadline is \"x\""},
-        Misuse{"NoDeadline", kLaser, "usb://x", "moxDeadline=0", "moxDeadline is 0"},
-        Misuse{"HostileType", "*moxPrinterType: \"x\n\x1B[2JSTATE: paused\"\n", "usb://x", "",
+        Misuse{"WrongDeadline", "*moxPrinterType: \"Laser\"\n*moxDeadline: \"x\"\n", "usb://x",
+               "moxDeadline is \"x\""},
+        Misuse{"NoDeadline", "*moxPrinterType: \"Laser\"\n*moxDeadline: \"0\"\n", "usb://x",
+               "moxDeadline is 0"},
+        Misuse{"HostileType", "*moxPrinterType: \"x\n\x1B[2JSTATE: paused\"\n", "usb://x",
                "\"x [2JSTATE: paused\""},
-        Misuse{"Ipp", kLaser, "ipp://printer/ipp/print", "", "\"ipp\" connection"},
-        Misuse{"Lpd", kLaser, "lpd://printer/queue", "", "\"lpd\" connection"},
-        Misuse{"UpperCaseTransport", kLaser, "USB://x", "", "\"USB\" connection"},
-        Misuse{"HostileTransport", kLaser, "a\nSTATE: paused://x", "", "\"a STATE\" connection"},
-        Misuse{"NoTransport", kLaser, "", "", "\"\" connection"}),
+        Misuse{"Ipp", kLaser, "ipp://printer/ipp/print", "\"ipp\" connection"},
+        Misuse{"Lpd", kLaser, "lpd://printer/queue", "\"lpd\" connection"},
+        Misuse{"UpperCaseTransport", kLaser, "USB://x", "\"USB\" connection"},
+        Misuse{"HostileTransport", kLaser, "a\nSTATE: paused://x", "\"a STATE\" connection"},
+        Misuse{"NoTransport", kLaser, "", "\"\" connection"}),
     [](const auto& misuse) { return misuse.param.name; });
 
 TEST_P(MisuseOfAQueue, IsNamedAndThePrinterNotAsked) {
   setPpd(GetParam().ppdLines);
   setUri(GetParam().uri);
-  setJobOptions(GetParam().jobOptions);
   FilterProcess filter = start(kReportLevels);
   expectMisuse(filter, GetParam().named);
 }
