@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <chrono>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -37,7 +38,8 @@ std::string line(const Finding& finding, bool colored) {
                                  colored ? "\x1B[0m" : "", finding.what);
   const std::string command = commandFor(finding.remedy);
   for (const std::string& help : {finding.advice, command}) {
-    if (!help.empty()) text += fmt::format("         {}\n", help);
+    std::istringstream lines(help);
+    for (std::string each; std::getline(lines, each);) text += fmt::format("         {}\n", each);
   }
   return text;
 }
