@@ -13,6 +13,7 @@
 
 #include "commands/PrinterOptions.h"
 #include "commands/Remedies.h"
+#include "links/DeviceUri.h"
 #include "links/ServerFolder.h"
 #include "queue/OpenQueue.h"
 #include "queue/QueueChecks.h"
@@ -57,8 +58,8 @@ int runDoctor(const DoctorOptions& options) {
 
   std::vector<Finding> findings = checkQueue(*open);
   if (isOnThisMachine()) findings.push_back(checkFilterProgram(serverFolder() + "/filter"));
-  std::string text =
-      fmt::format("{}, {}\n", forTerminal(open->queue.name), forTerminal(open->queue.deviceUri));
+  std::string text = fmt::format("{}, {}\n", forTerminal(open->queue.name),
+                                 forTerminal(shownUri(open->queue.deviceUri)));
   const bool colored = wantsColor(options.coloring);
   for (const Finding& finding : findings) text += line(finding, colored);
   if (const int exitStatus = print(kCommand, text); exitStatus != 0) return exitStatus;

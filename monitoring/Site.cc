@@ -6,6 +6,7 @@
 #include <optional>
 #include <utility>
 
+#include "links/DeviceUri.h"
 #include "monitoring/Gzip.h"
 #include "monitoring/Page.h"
 #include "renderings/SupplyMetrics.h"
@@ -98,9 +99,9 @@ HttpServer::Reply Site::probe(const HttpRequest& request, Clock::time_point arri
   }
   const Prober::Printer* printer = mProber.find(target);
   if (printer == nullptr) {
-    return {
-        lineOfText(403, fmt::format("\"{}\" is not in the list of printers.", forTerminal(target))),
-        {}};
+    return {lineOfText(403, fmt::format("\"{}\" is not in the list of printers.",
+                                        forTerminal(shownUri(target)))),
+            {}};
   }
   const bool mayAsk = !isLast && !isFromElsewhere(request);
   if (mayAsk && mProber.want(target, Prober::Urgency::kSomebodyWaits, now)) {

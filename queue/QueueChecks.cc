@@ -168,13 +168,13 @@ Finding checkReport(const Result<Refreshed>& report) {
                                     : forTerminal(queue.markerMessage),
         fmt::format("Switch the printer on and wake it. `moxsupply levels {}` asks it "
                     "without the queue, and tells whether it is a laser or an inkjet printer",
-                    shellWord(queue.deviceUri)));
+                    shellWord(shownUri(queue.deviceUri))));
   }
   if (wasHeld) {
     return bad(
         "the printer answers, but does not hang up, and holds every job for up to 90 seconds",
         fmt::format("lpadmin -p {} -v {}", shellWord(queue.name),
-                    shellWord(withoutWaiting(queue.deviceUri))));
+                    shellWord(withoutWaiting(shownUri(queue.deviceUri)))));
   }
   if (queue.markerNames.empty()) return bad("the printer answers, but reports no supplies", {});
   return good(fmt::format("the printer reports {} {}", queue.markerNames.size(),
