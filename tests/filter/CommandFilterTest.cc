@@ -410,7 +410,7 @@ TEST_F(CommandFilter, PublishesHostileNamesAsHarmlessOnes) {
       {"'It\\'s'", "\u2019It/\u2019s\u2019"},
       {"\x1B[2J\x07Toner\x7F", "[2J Toner"},
       {"\u202Ereno\u200BT\u202C", "reno T"},
-      {"\n\n", "?"},
+      {"\n\n", "Supply 7"},
       {"   ", "Supply 8"},
       {std::string(255, '\\'), std::string(255, '/')},
       {std::string(254, 'n') + "ä", std::string(254, 'n')},
