@@ -32,7 +32,7 @@ char small(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + '
                          std::string_view expected) {
   constexpr std::size_t kLongest = 60;
   std::string shown = asOneLine(shownUri(target));
-  if (shown.size() > kLongest) shown.replace(kLongest, std::string::npos, "...");
+  if (shown.size() > kLongest) shown = shown.substr(0, kLongest) + "...";
   place.complain(fmt::format("expected {}, not \"{}\"", expected, shown));
 }
 

@@ -3,6 +3,7 @@
 #include <cups/cups.h>
 #include <fmt/format.h>
 
+#include <array>
 #include <optional>
 
 #include "queue/PpdFile.h"
@@ -41,8 +42,8 @@ struct Seconds {
   std::uint32_t QueueSettings::*setting;
 };
 
-constexpr Seconds kSeconds[] = {{"moxTimeout", 0, &QueueSettings::timeout},
-                                {"moxDeadline", 1, &QueueSettings::deadline}};
+constexpr auto kSeconds = std::to_array<Seconds>(
+    {{"moxTimeout", 0, &QueueSettings::timeout}, {"moxDeadline", 1, &QueueSettings::deadline}});
 
 Result<std::uint32_t> ofTheQueue(const Seconds& seconds, const PpdFile& ppd) {
   const auto text = ppd.value(seconds.name);

@@ -753,7 +753,7 @@ TEST_F(CommandFilter, ReadsOfAHugeFileNoMoreThanItsBeginning) {
     FilterProcess filter = startWith({"17", "user", "title", "1", "", pathOf("huge")});
     const auto ending = finishWithReply(filter, tonerAt(37));
     EXPECT_EQ(ending.exitStatus, 1);
-    EXPECT_LT(ending.peakMemory, ordinaryMemory + 8 * 1024) << line;
+    EXPECT_LT(ending.peakMemory, ordinaryMemory + 8192) << line;
     EXPECT_LT(ending.processorTime, 100ms) << line;
     EXPECT_LT(ending.result.size(), 2000U) << line;
     EXPECT_THAT(mQueue.messages("ERROR"),

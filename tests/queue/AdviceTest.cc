@@ -20,7 +20,6 @@ namespace moxsupply::testing {
 namespace {
 
 using ::testing::ElementsAre;
-using ::testing::SizeIs;
 using Words = std::vector<std::string>;
 
 const std::vector<std::string> kHostileNames = {
@@ -35,7 +34,7 @@ const std::vector<std::string> kHostileNames = {
     "!!{a,b}[c]",
     "\x1B[2Jgone\x07",
     "a\rb\tc",
-    "\u202Eoffice",
+    "\u202Eoffice",  // NOLINT(*-bidirectional): what is tried
     "B\u00FCro 2",
     "not\xFFUTF-8",
     "",
