@@ -72,7 +72,7 @@ Command checkCommand() {
   return {
       .name = "check",
       .usage =
-          "moxsupply check PRINTER [--warning PERCENT] [--critical PERCENT] [--all]\n"
+          "moxsupply check [PRINTER] [--warning PERCENT] [--critical PERCENT] [--all]\n"
           "                       [--type auto|laser|inkjet] [--timeout SECONDS]\n"
           "                       [--deadline SECONDS]",
       .about =

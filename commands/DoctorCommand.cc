@@ -6,12 +6,14 @@
 #include <algorithm>
 #include <chrono>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "commands/PrinterOptions.h"
 #include "commands/Remedies.h"
+#include "links/DeviceUri.h"
 #include "links/ServerFolder.h"
 #include "queue/OpenQueue.h"
 #include "queue/QueueChecks.h"
@@ -37,7 +39,8 @@ std::string line(const Finding& finding, bool colored) {
                                  colored ? "\x1B[0m" : "", finding.what);
   const std::string command = commandFor(finding.remedy);
   for (const std::string& help : {finding.advice, command}) {
-    if (!help.empty()) text += fmt::format("         {}\n", help);
+    std::istringstream lines(help);
+    for (std::string each; std::getline(lines, each);) text += fmt::format("         {}\n", each);
   }
   return text;
 }
@@ -55,8 +58,8 @@ int runDoctor(const DoctorOptions& options) {
 
   std::vector<Finding> findings = checkQueue(*open);
   if (isOnThisMachine()) findings.push_back(checkFilterProgram(serverFolder() + "/filter"));
-  std::string text =
-      fmt::format("{}, {}\n", forTerminal(open->queue.name), forTerminal(open->queue.deviceUri));
+  std::string text = fmt::format("{}, {}\n", forTerminal(open->queue.name),
+                                 forTerminal(shownUri(open->queue.deviceUri)));
   const bool colored = wantsColor(options.coloring);
   for (const Finding& finding : findings) text += line(finding, colored);
   if (const int exitStatus = print(kCommand, text); exitStatus != 0) return exitStatus;

@@ -9,6 +9,7 @@
 #include "links/DeviceUri.h"
 #include "queue/OpenQueue.h"
 #include "queue/PpdEdit.h"
+#include "text/ShellWord.h"
 #include "text/TerminalText.h"
 
 namespace moxsupply {
@@ -62,9 +63,9 @@ int runEnable(const EnableOptions& options) {
   if (!after) return complain(kCommand, after.error());
   if (const auto run = isRun(*after); !run) return complain(kCommand, run.error());
   return print(kCommand,
-               fmt::format("{0} reports its supplies from now on, whenever it is asked to.\n"
-                           "Ask it: moxsupply refresh {0}\n",
-                           name));
+               fmt::format("{} reports its supplies from now on, whenever it is asked to.\n"
+                           "Ask it: moxsupply refresh {}\n",
+                           name, shellWord(options.queue)));
 }
 
 Option requiredType(PrinterKind& kind) {

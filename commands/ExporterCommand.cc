@@ -49,7 +49,7 @@ ExporterSettings settingsFrom(const ExporterOptions& options) {
   settings.hosts = options.hosts;
   settings.levels = [program = queryProgram(),
                      deadline = options.deadline](const Prober::Assignment& one) {
-    return levelsForPrograms(program, one.uri, one.kind, deadline);
+    return levelsForPrograms(program, one.kind, deadline);
   };
   return settings;
 }

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "commands/Command.h"
+#include "links/DeviceUri.h"
 #include "renderings/SupplyMetrics.h"
 #include "supplies/Supplies.h"
 #include "system/KeptOutput.h"
@@ -25,7 +26,8 @@ constexpr std::string_view kEnd = "# EOF\n";
 
 int write(const KeptOutput& output, const std::string& printer,
           const std::optional<AgedSupplies>& supplies, const LastProbe& last) {
-  const auto families = supplyMetrics(supplies, last, {{"instance", printer}});
+  const auto families = supplyMetrics(
+      supplies, last, {{"instance", looksLikeDeviceUri(printer) ? shownUri(printer) : printer}});
   return print(kCommand, metricsText(families).append(kEnd), output.descriptor());
 }
 

@@ -121,7 +121,8 @@ Command levelsCommand(LevelsAsMetrics asMetrics) {
   return {
       .name = kCommand,
       .usage =
-          "moxsupply levels PRINTER [--type auto|laser|inkjet] [--format table|json|openmetrics]\n"
+          "moxsupply levels [PRINTER] [--type auto|laser|inkjet] [--format "
+          "table|json|openmetrics]\n"
           "                        [--timeout SECONDS] [--deadline SECONDS] [--backend]\n"
           "                        [--color auto|always|never] [--record FILE [--redact]]",
       .about =
@@ -132,7 +133,9 @@ Command levelsCommand(LevelsAsMetrics asMetrics) {
           "-v\n"
           "and lpstat -v show them, goes through its installed CUPS backend; some of these only "
           "root\n"
-          "may run. No print queue is needed, and none is touched.",
+          "may run. No print queue is needed, and none is touched. Without PRINTER the "
+          "environment\n"
+          "variable DEVICE_URI is taken: others see arguments, and a password in them.",
       .footer =
           "A printer whose type is not given is asked as a laser printer first, with reads of at "
           "most\n"
@@ -173,13 +176,10 @@ Command levelsCommand(LevelsAsMetrics asMetrics) {
   };
 }
 
-CommandLine levelsForPrograms(const std::string& program, const std::string& uri,
-                              std::optional<PrinterKind> kind, std::uint32_t deadline) {
-  return {program,      std::string(kCommand),
-          "--format",   "json",
-          "--type",     std::string(typedKind(kind)),
-          "--deadline", std::to_string(deadline),
-          "--",         uri};
+CommandLine levelsForPrograms(const std::string& program, std::optional<PrinterKind> kind,
+                              std::uint32_t deadline) {
+  return {program,  std::string(kCommand),        "--format",   "json",
+          "--type", std::string(typedKind(kind)), "--deadline", std::to_string(deadline)};
 }
 
 }  // namespace moxsupply

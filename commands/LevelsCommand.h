@@ -16,9 +16,10 @@ using LevelsAsMetrics = std::function<int(const PrinterOptions& options)>;
 // `moxsupply levels`: asks a printer directly and shows its supplies.
 Command levelsCommand(LevelsAsMetrics asMetrics);
 
-// How another program runs it, `program` being the path of moxsupply, to get a report as JSON of
-// the printer with this device URI by the deadline, in seconds.
-CommandLine levelsForPrograms(const std::string& program, const std::string& uri,
-                              std::optional<PrinterKind> kind, std::uint32_t deadline);
+// How another program runs it, `program` being the path of moxsupply, to get a report as JSON by
+// the deadline, in seconds, of the printer whose device URI it has in its environment as
+// DEVICE_URI.
+CommandLine levelsForPrograms(const std::string& program, std::optional<PrinterKind> kind,
+                              std::uint32_t deadline);
 
 }  // namespace moxsupply

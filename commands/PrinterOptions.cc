@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <chrono>
+#include <cstdlib>
 #include <utility>
 
 #include "links/QueryWatch.h"
@@ -38,7 +39,13 @@ Result<> followQueue(PrinterOptions& options, Clock::time_point deadline,
 }  // namespace
 
 Option printerArgument(std::string& printer) {
-  return argument("PRINTER", printer, "device URI, or name of a print queue");
+  Option option =
+      argument("PRINTER", printer, "device URI, or name of a print queue ($DEVICE_URI)");
+  if (const char* uri = std::getenv("DEVICE_URI"); uri != nullptr && *uri != '\0') {
+    printer = uri;
+    option.isRequired = false;
+  }
+  return option;
 }
 
 Option queueArgument(std::string& queue) {
@@ -79,8 +86,9 @@ Result<SupplyRequest> supplyRequest(const PrinterOptions& options, const OnDeadl
 
 Problem whyNoSupplies(const PrinterAnswer& answer, const SupplyRequest& request) {
   const OutcomeRow& row = rowOf(outcomeOf(answer.report.status));
-  Problem problem = {.what = fmt::format("{} {}", forTerminal(request.uri.text), row.what),
-                     .advice = std::string(row.advice)};
+  Problem problem = {
+      .what = fmt::format("{} {}", forTerminal(shownUri(request.uri.text)), row.what),
+      .advice = std::string(row.advice)};
   if (row.outcome == Outcome::kNothingReceived) {
     const std::string_view kind = request.kind == PrinterKind::kLaser    ? "a laser"
                                   : request.kind == PrinterKind::kInkjet ? "an inkjet"

@@ -22,6 +22,8 @@ struct PrinterOptions {
 };
 
 // The options that several commands take, each of the same name and meaning.
+// A printer that is not given is the one of environment variable DEVICE_URI, which others cannot
+// see, as they see arguments.
 [[nodiscard]] Option printerArgument(std::string& printer);
 [[nodiscard]] Option queueArgument(std::string& queue);
 [[nodiscard]] Option printerType(std::optional<PrinterKind>& kind);

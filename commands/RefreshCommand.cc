@@ -11,6 +11,7 @@
 #include "queue/Refresh.h"
 #include "renderings/StateReasons.h"
 #include "renderings/SupplyTable.h"
+#include "text/ShellWord.h"
 #include "text/TerminalText.h"
 
 namespace moxsupply {
@@ -32,12 +33,12 @@ std::string titleOf(const PrintQueue& queue) {
 }
 
 Problem didNotAnswer(const PrintQueue& queue) {
-  const std::string name = forTerminal(queue.name);
   return {.what = fmt::format(
-              "the printer of \"{}\" gave no levels; {}", name,
+              "the printer of \"{}\" gave no levels; {}", forTerminal(queue.name),
               queue.markerNames.empty() ? "it never has" : "those shown are its last ones"),
           .advice = fmt::format(
-              "Is it switched on and awake? `moxsupply doctor {}` looks for the reason.", name)};
+              "Is it switched on and awake? `moxsupply doctor {}` looks for the reason.",
+              shellWord(queue.name))};
 }
 
 int refreshOne(const RefreshOptions& options) {

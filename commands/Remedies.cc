@@ -2,16 +2,19 @@
 
 #include <fmt/format.h>
 
-#include "text/TerminalText.h"
+#include "text/ShellWord.h"
 
 namespace moxsupply {
 
 std::string commandFor(const Remedy& remedy) {
   switch (remedy.kind) {
     case Remedy::Kind::kEnableQueue:
-      return fmt::format("moxsupply enable {} --type laser|inkjet", forTerminal(remedy.subject));
+      return fmt::format(
+          "moxsupply enable {0} --type laser\nor, for an inkjet printer: moxsupply enable {0} "
+          "--type inkjet",
+          shellWord(remedy.subject));
     case Remedy::Kind::kExamineQueue:
-      return fmt::format("moxsupply doctor {}", forTerminal(remedy.subject));
+      return fmt::format("moxsupply doctor {}", shellWord(remedy.subject));
     case Remedy::Kind::kNone:
     case Remedy::Kind::kLongerDeadline:
       break;

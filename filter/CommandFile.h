@@ -6,9 +6,17 @@
 
 namespace moxsupply {
 
-// Reads a command file of the print server (application/vnd.cups-command): a command a line, of
-// which the first word is the name; '#' begins a comment. Returns the names in their order, or
-// nothing when the file cannot be read. `path`: empty for standard input.
-std::optional<std::vector<std::string>> readCommandFile(const std::string& path);
+// What stands in a command file of the print server (application/vnd.cups-command): a command a
+// line, of which the first word is the name; '#' begins a comment. It is sent by whoever may print,
+// and may be a packed one of gigabytes: no more than the beginning of it is read.
+struct CommandFile {
+  std::vector<std::string> names;  // in their order, each of 1 to 1023 bytes
+  bool isTooLong = false;          // there is more than was read, or more commands
+
+  friend bool operator==(const CommandFile&, const CommandFile&) = default;
+};
+
+// Nothing when the file cannot be read. `path`: empty for standard input.
+std::optional<CommandFile> readCommandFile(const std::string& path);
 
 }  // namespace moxsupply

@@ -24,6 +24,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "filter/CommandFile.h"
 #include "filter/PublishedMarkers.h"
@@ -40,6 +41,7 @@
 #include "supplies/Supplies.h"
 #include "supplies/Words.h"
 #include "system/FilterDescriptors.h"
+#include "text/HarmlessText.h"
 
 namespace moxsupply {
 namespace {
@@ -61,24 +63,50 @@ std::string environment(const char* name) {
 struct Commands {
   bool reportLevels = false;
   bool reportStatus = false;
-  bool haveUnknown = false;
+  bool areRefused = false;  // some of them
 };
 
-// Which of the commands are ours. Says of each other one that it is refused.
-Commands recognise(const std::vector<std::string>& names) {
+// Some of the names, and how many others there are; each is cut, so that there is room for all.
+std::string shown(const std::vector<std::string>& names) {
+  constexpr std::size_t kMostShown = 3;
+  constexpr std::size_t kLongestName = 60;
+  std::string list;
+  for (std::size_t i = 0; i < std::min(names.size(), kMostShown); ++i) {
+    if (i > 0) list += ", ";
+    list += fmt::format("\"{}\"", harmlessLine(names[i], kLongestName));
+  }
+  if (names.size() > kMostShown) {
+    list += fmt::format(" and {} more", names.size() - kMostShown);
+  }
+  return list;
+}
+
+// Which of the commands are ours. Says in one line which are not, however many: the print server
+// writes each line to its log.
+Commands recognise(const CommandFile& file) {
   Commands commands;
-  for (const std::string& name : names) {
+  std::vector<std::string> unknown;
+  for (const std::string& name : file.names) {
     if (::strcasecmp(name.c_str(), "ReportLevels") == 0) {
       commands.reportLevels = true;
     } else if (::strcasecmp(name.c_str(), "ReportStatus") == 0) {
       commands.reportStatus = true;
     } else {
-      tellScheduler("ERROR", fmt::format("\"{}\" is no command of this printer; it takes "
-                                         "ReportLevels and ReportStatus",
-                                         name));
-      commands.haveUnknown = true;
+      unknown.push_back(name);
     }
   }
+  if (!unknown.empty()) {
+    tellScheduler("ERROR", fmt::format("{} {} of this printer; it takes ReportLevels and "
+                                       "ReportStatus",
+                                       shown(unknown),
+                                       unknown.size() == 1 ? "is no command" : "are no commands"));
+  }
+  if (file.isTooLong) {
+    tellScheduler("ERROR",
+                  "the command file is longer than 64 KiB or has more than 32 commands; what comes "
+                  "after them is not looked at");
+  }
+  commands.areRefused = !unknown.empty() || file.isTooLong;
   return commands;
 }
 
@@ -173,6 +201,7 @@ int answer(const Commands& commands, const std::optional<ServedJob>& job,
   const std::string deviceUri = environment("DEVICE_URI");
   const auto settings = queueSettings(ppdPath, jobOptions, deviceUri);
   if (!settings) return stopJob(settings.error());
+  for (const std::string& ignored : settings->ignoredOptions) tellScheduler("WARNING", ignored);
   const auto filter = MoxFilter::initWithPrinterType(std::string(wordOf(settings->kind)),
                                                      settings->transport, settings->timeout);
   if (!filter) {
@@ -190,7 +219,7 @@ int answer(const Commands& commands, const std::optional<ServedJob>& job,
     const QueryWatch watch("", times.query, [&](const QueryWatch& /*watch*/) {
       publishFailure(Status::kNothingReceived, markers, commands.reportLevels);
       if (job) endJob(*job, times.patienceUntilBackend(kPatienceAfterFailure));
-      ::_exit(commands.haveUnknown ? kStopsTheJob : EXIT_SUCCESS);
+      ::_exit(commands.areRefused ? kStopsTheJob : EXIT_SUCCESS);
     });
     if (settings->transport == "usb") drainBackChannel();
     return askAsFilter(*filter, recording.get());
@@ -221,13 +250,13 @@ int run(int argc, char** argv) {
   }
   endAtTheLatestAfter(QueueSettings().deadline);  // the command file may come slowly, too
   const std::string file = argc == kWithFile ? argv[kWithFile - 1] : "";
-  const auto names = readCommandFile(file);
-  if (!names) {
+  const auto commandFile = readCommandFile(file);
+  if (!commandFile) {
     tellScheduler("ERROR", fmt::format("cannot read the command file \"{}\"", file));
     return kStopsTheJob;
   }
-  const Commands commands = recognise(*names);
-  int exitStatus = commands.haveUnknown ? kStopsTheJob : EXIT_SUCCESS;
+  const Commands commands = recognise(*commandFile);
+  int exitStatus = commands.areRefused ? kStopsTheJob : EXIT_SUCCESS;
   if (commands.reportLevels || commands.reportStatus) {
     exitStatus = std::max(exitStatus, answer(commands, servedJob(argv[1], argv[2]), argv[5]));
   }

@@ -41,10 +41,12 @@ class JsonPlace {
   // Throws the mistake. `what` goes on after "expected ".
   [[noreturn]] void expected(std::string_view what) const;
 
+  // Throws the mistake, of which this is all but the place.
+  [[noreturn]] void complain(std::string_view mistake) const;
+
  private:
   JsonPlace(const nlohmann::json& value, nlohmann::json::json_pointer pointer)
       : mValue(&value), mPointer(std::move(pointer)) {}
-  [[noreturn]] void complain(std::string_view mistake) const;
 
   const nlohmann::json* mValue;
   nlohmann::json::json_pointer mPointer;

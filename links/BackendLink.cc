@@ -30,10 +30,10 @@ std::string installedBackends() {
 }
 
 // As the print server calls a backend: URI, job, user, title, copies, options; the data on standard
-// input.
+// input. Everybody sees the arguments of a process, and nobody else its environment.
 ProgramStart backendFor(const DeviceUri& uri, const std::string& path) {
   return {.program = path,
-          .arguments = {uri.text, "1", "moxsupply", "Supply levels", "1", ""},
+          .arguments = {shownUri(uri.text), "1", "moxsupply", "Supply levels", "1", ""},
           .environment = environmentWith({"DEVICE_URI=" + uri.text})};
 }
 

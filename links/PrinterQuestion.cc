@@ -38,7 +38,7 @@ Report askOver(int toPrinter, int backChannel, const PrinterQuestion& question) 
 Result<PrinterAnswer> askDirectly(const PrinterQuestion& question, QueryWatch& watch) {
   const auto link = connectToPrinter(question.uri);
   if (!link) return tl::unexpected(link.error());
-  watch.isAsking(fmt::format("Asking {}", forTerminal(question.uri.text)));
+  watch.isAsking(fmt::format("Asking {}", forTerminal(shownUri(question.uri.text))));
   return PrinterAnswer{askOver(link->get(), link->get(), question), {}};
 }
 
@@ -63,9 +63,9 @@ Result<PrinterAnswer> askThroughBackend(const PrinterQuestion& question, QueryWa
 }
 
 Problem deadlinePassed(const PrinterQuestion& question, const QueryWatch& watch) {
-  Problem problem = {
-      .what = fmt::format("no answer from {} by the deadline", forTerminal(question.uri.text)),
-      .advice = "No connection came about: is the printer switched on?"};
+  Problem problem = {.what = fmt::format("no answer from {} by the deadline",
+                                         forTerminal(shownUri(question.uri.text))),
+                     .advice = "No connection came about: is the printer switched on?"};
   if (watch.wasAsking()) {
     problem.advice = "The printer took the connection but has not finished its answer.";
     problem.remedy = {Remedy::Kind::kLongerDeadline, {}};

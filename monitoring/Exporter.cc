@@ -12,6 +12,7 @@
 
 #include "http/HostNames.h"
 #include "http/HttpServer.h"
+#include "links/DeviceUri.h"
 #include "monitoring/ExporterMetrics.h"
 #include "monitoring/Log.h"
 #include "monitoring/Site.h"
@@ -125,9 +126,9 @@ class Exporter::Parts {
     const std::string& target = printer.listed.target;
     mMetrics.queryEnded(last.result.outcome, last.duration);
     if (last.result.hasSucceeded()) {
-      if (mSilent.erase(target) > 0) mLog.line(fmt::format("{}: answers again", target));
+      if (mSilent.erase(target) > 0) mLog.line(fmt::format("{}: answers again", shownUri(target)));
     } else if (mSilent.insert(target).second) {
-      mLog.line(fmt::format("{}: {}", target, last.result.what));
+      mLog.line(fmt::format("{}: {}", shownUri(target), last.result.what));
     }
   }
 

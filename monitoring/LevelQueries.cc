@@ -47,8 +47,9 @@ constexpr std::chrono::seconds kGrace(1);
 
 // The names of supplies do not depend on the language of whoever starts the exporter, or a series
 // would change its name with it.
-std::vector<std::string> environmentInOneLanguage() {
-  std::vector<std::string> variables = environmentWith({"LC_ALL=C.UTF-8", "LANGUAGE="});
+std::vector<std::string> environmentFor(const std::string& uri) {
+  std::vector<std::string> variables =
+      environmentWith({"LC_ALL=C.UTF-8", "LANGUAGE=", "DEVICE_URI=" + uri});
   std::erase_if(variables, [](const std::string& variable) {
     const bool isOurs = variable == "LC_ALL=C.UTF-8" || variable == "LANGUAGE=";
     return !isOurs && (variable.starts_with("LC_") || variable.starts_with("LANG"));
@@ -66,9 +67,10 @@ class LevelQueries::Running {
       : mTime(context), mOutput(context), mErrors(context), mEnd(context) {}
 
   // How it ended. `patience`: for all of it.
-  awaitable<LevelsEnding> run(std::vector<std::string> command, Clock::duration patience) {
+  awaitable<LevelsEnding> run(std::vector<std::string> command, std::string uri,
+                              Clock::duration patience) {
     const auto begun = Clock::now();
-    if (const int error = start(command); error != 0) {
+    if (const int error = start(command, uri); error != 0) {
       mEnding.exitStatus = 127;
       mEnding.errors =
           fmt::format("moxsupply levels: cannot be started: {}\n", std::strerror(error));
@@ -95,7 +97,7 @@ class LevelQueries::Running {
 
  private:
   // Returns the errno of what went wrong.
-  int start(const std::vector<std::string>& command) {
+  int start(const std::vector<std::string>& command, const std::string& uri) {
     Pipe output = makePipe(Blocking::kNo);
     Pipe errors = makePipe(Blocking::kNo);
     const FileDescriptor nothing =
@@ -106,7 +108,7 @@ class LevelQueries::Running {
     auto process = Process::start(
         {.program = command.front(),
          .arguments = command,
-         .environment = environmentInOneLanguage(),
+         .environment = environmentFor(uri),
          .descriptors = {nothing.get(), output.writeEnd.get(), errors.writeEnd.get()},
          .inOwnGroup = true});  // with the CUPS backend that it may start
     if (!process) return process.error();
@@ -176,11 +178,12 @@ void LevelQueries::begin(const Prober::Assignment& assignment) {
   const auto running = std::make_shared<Running>(mContext);
   mRunning[id] = running;
   const auto ask = [](std::shared_ptr<Running> one, std::vector<std::string> command,
-                      Clock::duration patience) -> awaitable<LevelsEnding> {
+                      std::string uri, Clock::duration patience) -> awaitable<LevelsEnding> {
     co_await asio::post(co_await asio::this_coro::executor, use_awaitable);
-    co_return co_await one->run(std::move(command), patience);
+    co_return co_await one->run(std::move(command), std::move(uri), patience);
   };
-  asio::co_spawn(mContext, ask(running, mCommandFor(assignment), mDeadline + kGrace),
+  asio::co_spawn(mContext,
+                 ask(running, mCommandFor(assignment), assignment.uri, mDeadline + kGrace),
                  [this, id, running](const std::exception_ptr& failed, LevelsEnding ending) {
                    if (running->isStopped) return;
                    mRunning.erase(id);

@@ -22,7 +22,8 @@ class LevelQueries {
  public:
   using OnEnd = std::function<void(Prober::Id, QueryResult)>;
 
-  // The command that asks one printer and writes its report as JSON, by the deadline.
+  // The command that asks one printer and writes its report as JSON, by the deadline. It has the
+  // printer's URI in its environment, as DEVICE_URI: others see arguments, and passwords in them.
   using CommandFor = std::function<std::vector<std::string>(const Prober::Assignment&)>;
 
   // `deadline`: of each query; a process that has not ended a second later is killed.

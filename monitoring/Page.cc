@@ -9,6 +9,7 @@
 #include <span>
 #include <utility>
 
+#include "links/DeviceUri.h"
 #include "supplies/Attention.h"
 #include "text/HarmlessText.h"
 
@@ -221,8 +222,8 @@ std::string card(const Printer& printer, Condition condition, Clock::time_point 
   const ConditionRow& row = rowOf(condition);
   const ListedPrinter& listed = printer.listed;
   std::string where = listed.place.empty() ? "" : escaped(listed.place, kWhole);
-  if (listed.name != listed.target) {
-    where += (where.empty() ? "" : " · ") + escaped(listed.target, kLongestTarget);
+  if (const std::string target = shownUri(listed.target); listed.name != target) {
+    where += (where.empty() ? "" : " · ") + escaped(target, kLongestTarget);
   }
   std::string html = fmt::format(
       "<li class=\"printer {}\">\n<h3>{}</h3>\n<p class=state><span class=symbol "
@@ -253,8 +254,8 @@ class Page {
       ++mCounts.at(static_cast<std::size_t>(shown.condition));
       mIsFirst = mIsFirst || (shown.condition == Condition::kNotRead && printer->isPending);
       const ListedPrinter& listed = printer->listed;
-      const std::string words =
-          inSmallLetters(fmt::format("{}\n{}\n{}", listed.name, listed.place, listed.target));
+      const std::string words = inSmallLetters(
+          fmt::format("{}\n{}\n{}", listed.name, listed.place, shownUri(listed.target)));
       if (words.find(wanted) != std::string::npos) mShown.push_back(shown);
     }
     mAll = printers.size();

@@ -28,15 +28,27 @@ bool isLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
 
 char small(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
+// Throws the mistake. What stands in the place may have a password in it.
+[[noreturn]] void refuse(const JsonPlace& place, const std::string& target,
+                         std::string_view expected) {
+  constexpr std::size_t kLongest = 60;
+  std::string shown = fmt::format("\"{}\"", asOneLine(shownUri(target)));
+  if (shown.size() > kLongest) shown = shown.substr(0, kLongest) + "...";
+  place.complain(fmt::format("expected {}, not {}", expected, shown));
+}
+
 DeviceUri deviceUriOf(const JsonPlace& place) {
-  const std::string target = place.text(kLongestTarget);
+  const std::string target = place.text();
+  if (target.size() > kLongestTarget) {
+    refuse(place, target, fmt::format("a text of at most {} bytes", kLongestTarget));
+  }
   if (target.empty() || !std::ranges::all_of(target, isPrintableAscii)) {
-    place.expected("a device URI, in ASCII and without blanks");
+    refuse(place, target, "a device URI, in ASCII and without blanks");
   }
   const bool hasScheme = target.find(":/") != std::string::npos;
   auto uri = parseDeviceUri(hasScheme ? target : "socket://" + target);
   if (!uri || !isLetter(uri->scheme.front())) {
-    place.expected("a device URI, such as socket://192.0.2.7, or a host");
+    refuse(place, target, "a device URI, such as socket://192.0.2.7, or a host");
   }
   return *std::move(uri);
 }
@@ -88,16 +100,17 @@ PrinterList listFrom(const JsonPlace& document) {
       const std::string target = place.text();
       const auto [former, isNew] = targets.emplace(identityOf(uri), target);
       if (!isNew) {
-        place.expected(former->second == target
-                           ? "each target once"
-                           : fmt::format("each printer once; it stands before as \"{}\"",
-                                         shortQuote(former->second)));
+        refuse(place, target,
+               former->second == target
+                   ? "each target once"
+                   : fmt::format("each printer once; it stands before as \"{}\"",
+                                 shortQuote(shownUri(former->second))));
       }
       if (list.size() == kMostPrinters) {
-        place.expected(fmt::format("at most {} targets", kMostPrinters));
+        refuse(place, target, fmt::format("at most {} targets", kMostPrinters));
       }
-      list.push_back({target, uri.text, labels.kind, labels.name.empty() ? target : labels.name,
-                      labels.place});
+      list.push_back({target, uri.text, labels.kind,
+                      labels.name.empty() ? shownUri(target) : labels.name, labels.place});
     }
   }
   return list;

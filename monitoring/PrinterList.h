@@ -13,8 +13,8 @@ namespace moxsupply {
 
 // A printer of the list.
 struct ListedPrinter {
-  std::string target;               // as the list writes it, and as it is asked for
-  std::string uri;                  // its device URI
+  std::string target;               // as the list writes it, and as it is asked for; not for show
+  std::string uri;                  // its device URI; the same
   std::optional<PrinterKind> kind;  // none: it is to be found out
   std::string name;                 // for people, harmless; the target when the list gives none
   std::string place;                // the same; empty when the list gives none

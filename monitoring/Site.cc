@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "http/Gzip.h"
+#include "links/DeviceUri.h"
 #include "monitoring/Page.h"
 #include "renderings/SupplyMetrics.h"
 #include "text/Decimal.h"
@@ -99,9 +100,9 @@ HttpServer::Reply Site::probe(const HttpRequest& request, Clock::time_point arri
   }
   const Prober::Printer* printer = mProber.find(target);
   if (printer == nullptr) {
-    return {
-        lineOfText(403, fmt::format("\"{}\" is not in the list of printers.", forTerminal(target))),
-        {}};
+    return {lineOfText(403, fmt::format("\"{}\" is not in the list of printers.",
+                                        forTerminal(shownUri(target)))),
+            {}};
   }
   const bool mayAsk = !isLast && !isFromElsewhere(request);
   if (mayAsk && mProber.want(target, Prober::Urgency::kSomebodyWaits, now)) {

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "queue/PpdFile.h"
+#include "text/ShellWord.h"
 #include "text/TerminalText.h"
 
 namespace moxsupply {
@@ -28,7 +29,7 @@ Result<> hasDriver(const OpenQueue& open) {
                   queue),
       fmt::format("Give it a driver first, laser-passthrough or inkjet-passthrough: lpadmin -p {} "
                   "-m drv:///moxsupply.drv/laser-passthrough.ppd",
-                  queue));
+                  shellWord(open.queue.name)));
 }
 
 Result<> takesReportLevels(const OpenQueue& open) {
@@ -43,11 +44,11 @@ Result<> takesReportLevels(const OpenQueue& open) {
   }
   if (open.queue.isStopped) {
     return failure(fmt::format("\"{}\" is stopped", queue),
-                   fmt::format("Run: cupsenable {}", queue));
+                   fmt::format("Run: cupsenable {}", shellWord(open.queue.name)));
   }
   if (!open.queue.acceptsJobs) {
     return failure(fmt::format("\"{}\" takes no jobs", queue),
-                   fmt::format("Run: cupsaccept {}", queue));
+                   fmt::format("Run: cupsaccept {}", shellWord(open.queue.name)));
   }
   return {};
 }

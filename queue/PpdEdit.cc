@@ -1,12 +1,14 @@
 #include "queue/PpdEdit.h"
 
 #include <fmt/format.h>
+#include <strings.h>
 
 #include <algorithm>
 #include <array>
 #include <string_view>
 #include <vector>
 
+#include "queue/PpdFile.h"
 #include "supplies/Words.h"
 
 namespace moxsupply {
@@ -43,6 +45,15 @@ std::string_view keywordOf(std::string_view line) {
   return line.substr(0, line.find_first_of(": \t"));
 }
 
+// Whether the line has this keyword. libcups takes keywords in any letters, but the filters of the
+// older form as they are written.
+bool hasKeyword(std::string_view line, std::string_view keyword) {
+  const std::string_view found = keywordOf(line);
+  if (keyword == "*cupsFilter") return found == keyword;
+  return found.size() == keyword.size() &&
+         ::strncasecmp(found.data(), keyword.data(), keyword.size()) == 0;
+}
+
 // Whether a value in quotes goes on in the line after this one. `isOpen`: one goes on in this line.
 // Quotes count as the print server counts them: behind the keyword's colon, and not in comments.
 bool leavesValueOpen(std::string_view line, bool isOpen) {
@@ -53,21 +64,21 @@ bool leavesValueOpen(std::string_view line, bool isOpen) {
 }
 
 bool isCommandFilter(std::string_view line) {
-  const std::string_view keyword = keywordOf(line);
-  return (keyword == "*cupsFilter" || keyword == "*cupsFilter2") &&
-         line.find("\"application/vnd.cups-command") != std::string_view::npos;
+  return (hasKeyword(line, "*cupsFilter") || hasKeyword(line, "*cupsFilter2")) &&
+         isForCommandFiles(line.substr(line.find('"') + 1));
 }
 
 // Another line of this kind would contradict the block.
 bool contradicts(std::string_view line) {
   constexpr std::array<std::string_view, 5> kKeywords = {
       "*cupsCommands", "*cupsSNMPSupplies", "*moxPrinterType", "*moxTimeout", "*moxDeadline"};
-  return isCommandFilter(line) || std::ranges::find(kKeywords, keywordOf(line)) != kKeywords.end();
+  return isCommandFilter(line) ||
+         std::ranges::any_of(kKeywords, [line](auto keyword) { return hasKeyword(line, keyword); });
 }
 
 bool hasLine(const std::vector<std::string>& lines, std::string_view keyword) {
-  return std::ranges::any_of(lines,
-                             [&](const std::string& line) { return keywordOf(line) == keyword; });
+  return std::ranges::any_of(
+      lines, [keyword](const std::string& line) { return hasKeyword(line, keyword); });
 }
 
 // The lines that put the command filter on a PPD with these other lines.

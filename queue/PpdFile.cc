@@ -2,6 +2,7 @@
 
 #include <cups/ppd.h>
 #include <fcntl.h>
+#include <strings.h>
 
 #include "system/MemoryFile.h"
 
@@ -15,7 +16,7 @@ namespace {
 // The program that the first of these lines for command files names, without its folder.
 std::string commandProgram(const std::vector<std::string>& filters) {
   for (const std::string& filter : filters) {
-    if (!filter.starts_with("application/vnd.cups-command")) continue;
+    if (!isForCommandFiles(filter)) continue;
     const std::string program = filter.substr(filter.find_last_of(' ') + 1);
     return program.substr(program.find_last_of('/') + 1);
   }
@@ -23,6 +24,12 @@ std::string commandProgram(const std::vector<std::string>& filters) {
 }
 
 }  // namespace
+
+bool isForCommandFiles(std::string_view filter) {
+  constexpr std::string_view kType = "application/vnd.cups-command";
+  return filter.size() >= kType.size() &&
+         ::strncasecmp(filter.data(), kType.data(), kType.size()) == 0;
+}
 
 void PpdFile::Close::operator()(ppd_file_s* ppd) const { ppdClose(ppd); }
 

@@ -13,6 +13,10 @@ namespace moxsupply {
 // The program of ours that answers command files.
 constexpr std::string_view kCommandFilter = "commandtomox";
 
+// Whether a filter, as a PPD file writes it, is for command files. The print server takes types in
+// any letters.
+bool isForCommandFiles(std::string_view filter);
+
 // A queue's PPD file, as far as the supplies are concerned.
 class PpdFile {
  public:

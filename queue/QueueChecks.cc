@@ -15,6 +15,7 @@
 #include "queue/QueueSettings.h"
 #include "renderings/StateReasons.h"
 #include "supplies/Words.h"
+#include "text/ShellWord.h"
 #include "text/TerminalText.h"
 
 namespace moxsupply {
@@ -43,7 +44,7 @@ Finding checkTransport(const PrintQueue& queue) {
   return bad(fmt::format("{}:// brings no answers back from the printer", scheme),
              fmt::format("Reach it over usb, socket, dnssd or mdns, for example: lpadmin -p {} -v "
                          "socket://HOST",
-                         forTerminal(queue.name)));
+                         shellWord(queue.name)));
 }
 
 Finding checkCommandFilter(const PrintQueue& queue, const PpdFile& ppd) {
@@ -88,11 +89,11 @@ Finding checkSnmp(const PrintQueue& queue, const PpdFile& ppd) {
       "the print server asks the printer over SNMP, too: that overwrites the levels, or costs "
       "every "
       "job four seconds",
-      fmt::format("lpadmin -p {} -o cupsSNMPSupplies=false", forTerminal(queue.name)));
+      fmt::format("lpadmin -p {} -o cupsSNMPSupplies=false", shellWord(queue.name)));
 }
 
 Finding checkService(const PrintQueue& queue) {
-  const std::string name = forTerminal(queue.name);
+  const std::string name = shellWord(queue.name);
   if (queue.isStopped) return bad("the queue is stopped", fmt::format("cupsenable {}", name));
   if (!queue.acceptsJobs) return bad("the queue takes no jobs", fmt::format("cupsaccept {}", name));
   return good("the queue is in service");
@@ -124,7 +125,7 @@ std::vector<Finding> checkQueue(const OpenQueue& open) {
   const auto parsed = PpdFile::fromText(open.ppd);
   if (!parsed) {
     return {bad("the queue's driver (PPD file) cannot be read",
-                fmt::format("cupstestppd /etc/cups/ppd/{}.ppd", forTerminal(queue.name)))};
+                fmt::format("cupstestppd {}", shellWord("/etc/cups/ppd/" + queue.name + ".ppd")))};
   }
   std::vector<Finding> findings = {good("the queue has a driver (PPD file)"), checkTransport(queue),
                                    checkCommandFilter(queue, *parsed)};
@@ -148,11 +149,11 @@ Finding checkFilterProgram(const std::string& folder) {
     }
     if (const auto why = whyNotTrusted(status)) {
       return bad(fmt::format("{} {}; the print server does not run it", forTerminal(path), *why),
-                 fmt::format("chown root:root {0} && chmod 755 {0}", forTerminal(path)));
+                 fmt::format("chown root:root {0} && chmod 755 {0}", shellWord(path)));
     }
     if ((status.st_mode & S_IXOTH) == 0) {
       return bad(fmt::format("{} cannot be run by the print server's user", forTerminal(path)),
-                 fmt::format("chmod 755 {}", forTerminal(path)));
+                 fmt::format("chmod 755 {}", shellWord(path)));
     }
   }
   return good(fmt::format("the print server may run {}", forTerminal(program)));
@@ -161,19 +162,19 @@ Finding checkFilterProgram(const std::string& folder) {
 Finding checkReport(const Result<Refreshed>& report) {
   if (!report) return bad(report.error().what, report.error().advice);
   const auto& [queue, wasHeld] = *report;
-  const std::string name = forTerminal(queue.name);
   if (queue.hasReason(kDoesNotAnswer)) {
     return bad(
         queue.markerMessage.empty() ? "the printer did not answer"
                                     : forTerminal(queue.markerMessage),
-        fmt::format("Switch the printer on and wake it. `moxsupply levels '{}'` asks it "
+        fmt::format("Switch the printer on and wake it. `moxsupply levels {}` asks it "
                     "without the queue, and tells whether it is a laser or an inkjet printer",
-                    forTerminal(queue.deviceUri)));
+                    shellWord(shownUri(queue.deviceUri))));
   }
   if (wasHeld) {
     return bad(
         "the printer answers, but does not hang up, and holds every job for up to 90 seconds",
-        fmt::format("lpadmin -p {} -v '{}'", name, withoutWaiting(forTerminal(queue.deviceUri))));
+        fmt::format("lpadmin -p {} -v {}", shellWord(queue.name),
+                    shellWord(withoutWaiting(shownUri(queue.deviceUri)))));
   }
   if (queue.markerNames.empty()) return bad("the printer answers, but reports no supplies", {});
   return good(fmt::format("the printer reports {} {}", queue.markerNames.size(),

@@ -3,38 +3,86 @@
 #include <cups/cups.h>
 #include <fmt/format.h>
 
+#include <array>
 #include <optional>
 
 #include "queue/PpdFile.h"
 #include "supplies/Words.h"
 #include "text/Decimal.h"
+#include "text/HarmlessText.h"
 
 namespace moxsupply {
 
 namespace {
 
-// Looks a setting up by its name: in the job's options, then in the PPD.
-class Lookup {
+class JobOptions {
  public:
-  Lookup(const PpdFile& ppd, const std::string& jobOptions) : mPpd(ppd) {
-    mOptionCount = cupsParseOptions(jobOptions.c_str(), 0, &mOptions);
-  }
-  ~Lookup() { cupsFreeOptions(mOptionCount, mOptions); }
-  Lookup(const Lookup&) = delete;
-  Lookup& operator=(const Lookup&) = delete;
-  Lookup(Lookup&&) = delete;
-  Lookup& operator=(Lookup&&) = delete;
+  explicit JobOptions(const std::string& options)
+      : mCount(cupsParseOptions(options.c_str(), 0, &mOptions)) {}
+  ~JobOptions() { cupsFreeOptions(mCount, mOptions); }
+  JobOptions(const JobOptions&) = delete;
+  JobOptions& operator=(const JobOptions&) = delete;
+  JobOptions(JobOptions&&) = delete;
+  JobOptions& operator=(JobOptions&&) = delete;
 
   [[nodiscard]] std::optional<std::string> find(const char* name) const {
-    if (const char* option = cupsGetOption(name, mOptionCount, mOptions)) return option;
-    return mPpd.value(name);
+    const char* value = cupsGetOption(name, mCount, mOptions);
+    return value == nullptr ? std::nullopt : std::optional<std::string>(value);
   }
 
  private:
-  const PpdFile& mPpd;
-  int mOptionCount = 0;
   cups_option_t* mOptions = nullptr;
+  int mCount;
 };
+
+// A number of seconds that holds for a queue.
+struct Seconds {
+  const char* name;
+  std::uint32_t least;
+  std::uint32_t QueueSettings::*setting;
+};
+
+constexpr auto kSeconds = std::to_array<Seconds>(
+    {{"moxTimeout", 0, &QueueSettings::timeout}, {"moxDeadline", 1, &QueueSettings::deadline}});
+
+Result<std::uint32_t> ofTheQueue(const Seconds& seconds, const PpdFile& ppd) {
+  const auto text = ppd.value(seconds.name);
+  if (!text) return QueueSettings().*seconds.setting;
+  const auto value = decimal(*text);
+  if (!value) {
+    return misuse(
+        fmt::format("{} is \"{}\"; it must be a whole number of seconds", seconds.name, *text));
+  }
+  if (*value < seconds.least) {
+    return misuse(
+        fmt::format("{} is 0; it must leave the printer at least a second", seconds.name));
+  }
+  return *value;
+}
+
+// What a job wants is whatever its sender wrote.
+std::string ignored(const char* name, std::string_view wanted, const std::string& why) {
+  constexpr std::size_t kLongest = 60;
+  return fmt::format("The job option {}={} is ignored: {}.", name, harmlessLine(wanted, kLongest),
+                     why);
+}
+
+void shorten(QueueSettings& settings, const Seconds& seconds, const std::string& wanted) {
+  const auto ignore = [&](const std::string& why) {
+    settings.ignoredOptions.push_back(ignored(seconds.name, wanted, why));
+  };
+  auto& setting = settings.*seconds.setting;
+  const auto value = decimal(wanted);
+  if (!value) {
+    ignore("it is no whole number of seconds");
+  } else if (*value < seconds.least) {
+    ignore("it must leave the printer at least a second");
+  } else if (*value > setting) {
+    ignore(fmt::format("the queue allows {} seconds, which a job can only shorten", setting));
+  } else {
+    setting = *value;
+  }
+}
 
 }  // namespace
 
@@ -48,10 +96,9 @@ Result<QueueSettings> queueSettings(const std::string& ppdPath, const std::strin
                                     const std::string& deviceUri) {
   const auto ppd = PpdFile::fromFile(ppdPath);
   if (!ppd) return misuse(fmt::format("cannot read the queue's PPD file \"{}\"", ppdPath));
-  const Lookup lookup(*ppd, jobOptions);
 
   QueueSettings settings;
-  const auto type = lookup.find("moxPrinterType");
+  const auto type = ppd->value("moxPrinterType");
   if (!type) {
     return misuse("the queue's PPD file does not say what kind of printer it is (moxPrinterType)",
                   "`moxsupply enable` writes it there.");
@@ -62,18 +109,16 @@ Result<QueueSettings> queueSettings(const std::string& ppdPath, const std::strin
   }
   settings.kind = *kind;
 
-  for (auto [name, setting] :
-       {std::pair("moxTimeout", &settings.timeout), std::pair("moxDeadline", &settings.deadline)}) {
-    const auto text = lookup.find(name);
-    if (!text) continue;
-    const auto seconds = decimal(*text);
-    if (!seconds) {
-      return misuse(fmt::format("{} is \"{}\"; it must be a whole number of seconds", name, *text));
-    }
-    *setting = *seconds;
+  const JobOptions job(jobOptions);
+  if (const auto wanted = job.find("moxPrinterType"); wanted && printerKindOf(*wanted) != kind) {
+    settings.ignoredOptions.push_back(
+        ignored("moxPrinterType", *wanted, "a job does not change what the printer is"));
   }
-  if (settings.deadline == 0) {
-    return misuse("moxDeadline is 0; it must leave the printer at least a second");
+  for (const Seconds& seconds : kSeconds) {
+    const auto value = ofTheQueue(seconds, *ppd);
+    if (!value) return tl::unexpected(value.error());
+    settings.*seconds.setting = *value;
+    if (const auto wanted = job.find(seconds.name)) shorten(settings, seconds, *wanted);
   }
 
   settings.transport = deviceUri.substr(0, deviceUri.find(':'));

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "supplies/Supply.h"
 #include "text/Problem.h"
@@ -13,9 +14,10 @@ namespace moxsupply {
 // How the printer of a queue is asked.
 struct QueueSettings {
   PrinterKind kind = PrinterKind::kLaser;
-  std::string transport;        // "usb", "socket", "mdns" or "dnssd"
-  std::uint32_t timeout = 2;    // seconds for each single read
-  std::uint32_t deadline = 45;  // seconds for everything
+  std::string transport;                    // "usb", "socket", "mdns" or "dnssd"
+  std::uint32_t timeout = 2;                // seconds for each single read
+  std::uint32_t deadline = 45;              // seconds for everything
+  std::vector<std::string> ignoredOptions;  // of the job: a line for each, which and why
 };
 
 // The kind that "Laser" or "Inkjet" names, which people may also write in small letters. Nothing
@@ -23,8 +25,8 @@ struct QueueSettings {
 [[nodiscard]] std::optional<PrinterKind> printerKindOf(std::string_view word);
 
 // Gathers the settings for a job of the print server: from the queue's PPD file (*moxPrinterType,
-// *moxTimeout, *moxDeadline), then from the job's options of the same names without the star, which
-// count for more; the transport is the scheme of the device URI.
+// *moxTimeout, *moxDeadline); the transport is the scheme of the device URI. Of the job's own
+// options, which anybody gives who may print, moxTimeout and moxDeadline can shorten the times.
 [[nodiscard]] Result<QueueSettings> queueSettings(const std::string& ppdPath,
                                                   const std::string& jobOptions,
                                                   const std::string& deviceUri);

@@ -10,6 +10,7 @@
 
 #include "renderings/StateReasons.h"
 #include "text/ProgressLine.h"
+#include "text/ShellWord.h"
 #include "text/TerminalText.h"
 
 namespace moxsupply {
@@ -49,7 +50,7 @@ Result<PrintJob> endOf(PrintServer& server, const std::string& queue, int id,
   }
   static_cast<void>(server.cancelJob(queue, id, cupsUser()));
   return failure(fmt::format("\"{}\" did not come to it by the deadline", forTerminal(queue)),
-                 fmt::format("`lpstat -o {}` shows what it is doing.", forTerminal(queue)));
+                 fmt::format("`lpstat -o {}` shows what it is doing.", shellWord(queue)));
 }
 
 }  // namespace

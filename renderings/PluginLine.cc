@@ -24,24 +24,26 @@ constexpr std::string_view wordOf(PluginState state) {
   return kWords.at(static_cast<std::size_t>(state));
 }
 
+std::string without(std::string_view signs, std::string text) {
+  std::ranges::replace_if(
+      text, [signs](char c) { return signs.find(c) != std::string_view::npos; }, '_');
+  return text;
+}
+
 // Text as it may stand in the line. A bar begins performance data there; the others mean something
 // to shells and browsers, to which monitoring systems pass the line on.
 std::string forPlugin(std::string_view text, std::size_t mostBytes) {
-  std::string line = harmlessLine(text, mostBytes);
-  std::ranges::replace_if(
-      line, [](char c) { return std::string_view("|<>`$\\").find(c) != std::string_view::npos; },
-      '_');
-  return line;
+  return without("|<>`$\\", harmlessLine(text, mostBytes));
 }
 
-// A name for each supply that no other has, since data is kept under it. An equals sign would end
-// the label there.
+// A name for each supply that no other has, since data is kept under it. It is the printer's word,
+// and has nothing in it that could end what it stands in: a shell's word or command, the label of
+// performance data.
 std::vector<std::string> distinctNames(const Supplies& supplies) {
   std::vector<std::string> names;
   std::set<std::string> taken;
   for (const Supply& supply : supplies.list) {
-    std::string name = forPlugin(supply.name, kMostNameBytes);
-    std::ranges::replace(name, '=', '_');
+    const std::string name = without("\"'&;~=", forPlugin(supply.name, kMostNameBytes));
     std::string distinct = name;
     for (int count = 2; !taken.insert(distinct).second; ++count) {
       distinct = fmt::format("{} {}", name, count);
@@ -91,13 +93,11 @@ Judgement judgementOf(const Supply& supply, const PluginThresholds& thresholds) 
 // from 20 on, outside of which a level is bad; U is a value that could not be had.
 std::string performanceData(const std::string& name, const Supply& supply,
                             const PluginThresholds& thresholds) {
-  std::string label;
-  for (const char c : name) label += c == '\'' ? std::string("''") : std::string(1, c);
   const std::string value = supply.level ? fmt::format("{}%", *supply.level) : "U";
   const std::string ranges = isJudged(supply, thresholds)
                                  ? fmt::format("{}:;{}:", thresholds.warning, thresholds.critical)
                                  : ";";
-  return fmt::format("'{}'={};{};0;100", label, value, ranges);
+  return fmt::format("'{}'={};{};0;100", name, value, ranges);
 }
 
 // How bad: what is not known of one supply is worse than nothing, and better than what is known to

@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "supplies/Words.h"
+#include "text/HarmlessText.h"
 
 namespace moxsupply {
 
@@ -33,10 +34,11 @@ Level inkjetLevel(std::int32_t reported) {
   return reported;
 }
 
-// Some printers leave a name empty; people still need one to point at.
+// Some printers leave a name empty, or have nothing in it to be seen; people still need one to
+// point at.
 std::string nameOf(const Dictionary& record, int number, bool isLaser) {
   std::string name = textOf(record, "SupplyName");
-  if (name.find_first_not_of(' ') != std::string::npos) return name;
+  if (!showsNothing(name)) return name;
   return (isLaser ? "Supply " : "Cartridge ") + std::to_string(number);
 }
 

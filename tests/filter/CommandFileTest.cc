@@ -1,3 +1,4 @@
+#include <cups/file.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -8,19 +9,29 @@
 #include "system/Pipe.h"
 #include "tests/support/FilterProcess.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/TextFile.h"
 
 namespace moxsupply::testing {
 namespace {
 
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using ::testing::Not;
 using Names = std::vector<std::string>;
 
 class CommandFile : public ::testing::Test {
  protected:
   // The names in a command file of this text.
   std::optional<Names> read(const std::string& text) {
-    std::ofstream(path()) << text;
+    auto file = readAll(text);
+    if (!file) return std::nullopt;
+    EXPECT_FALSE(file->isTooLong);
+    return std::move(file->names);
+  }
+
+  std::optional<moxsupply::CommandFile> readAll(const std::string& text) {
+    std::ofstream(path(), std::ios::binary) << text;
     return readCommandFile(path());
   }
 
@@ -76,7 +87,7 @@ TEST_F(CommandFile, HasNamesOfAtMost1023Bytes) {
   EXPECT_THAT(*read(longest + "\n"), ElementsAre(longest));
   // The rest of a longer line is a line.
   EXPECT_THAT(*read(longest + "ReportLevels\n"), ElementsAre(longest, "ReportLevels"));
-  const auto names = *read(std::string(100'000, 'x') + "\nReportLevels\n");
+  const auto names = *read(std::string(30'000, 'x') + "\nReportLevels\n");
   EXPECT_EQ(names.back(), "ReportLevels");
   for (const std::string& name : names) EXPECT_LE(name.size(), 1023U);
 }
@@ -89,6 +100,44 @@ TEST_F(CommandFile, MayHoldAnyBytes) {
   EXPECT_EQ(names->back(), "ReportLevels");
 }
 
+TEST_F(CommandFile, IsReadUpTo64KiB) {
+  const std::string longest = std::string(65534 - 12, '#') + "\nReportLevels\n";
+  ASSERT_EQ(longest.size(), 65536U);
+  EXPECT_THAT(*read(longest), ElementsAre("ReportLevels"));
+  for (const char* more : {"\n", "x", "ReportStatus\n"}) {
+    const auto file = readAll(longest + more);
+    EXPECT_TRUE(file->isTooLong);
+    EXPECT_THAT(file->names, ElementsAre("ReportLevels"));
+  }
+  // What is cut off might make it another command.
+  const auto file = readAll("ReportStatus\n" + std::string(65510, '#') + "\nReportLevelsX\n");
+  EXPECT_TRUE(file->isTooLong);
+  EXPECT_THAT(file->names, ElementsAre("ReportStatus"));
+  EXPECT_THAT(readAll(std::string(65537, 'x'))->names, IsEmpty());
+}
+
+TEST_F(CommandFile, HasUpTo32Commands) {
+  std::string commands;
+  for (int i = 0; i < 32; ++i) commands += "ReportLevels\n";
+  EXPECT_EQ(read(commands + "# and no more\n")->size(), 32U);
+  const auto file = readAll(commands + "ReportStatus\n");
+  EXPECT_TRUE(file->isTooLong);
+  EXPECT_EQ(file->names, Names(32, "ReportLevels"));
+}
+
+std::string packed(const std::string& text, const std::string& path) {
+  cups_file_t* file = cupsFileOpen(path.c_str(), "w9");
+  cupsFileWrite(file, text.data(), text.size());
+  cupsFileClose(file);
+  return contentOf(path);
+}
+
+TEST_F(CommandFile, MayBePackedOnce) {
+  const std::string once = packed("ReportLevels\n", path());
+  EXPECT_THAT(*read(once), ElementsAre("ReportLevels"));
+  EXPECT_THAT(*read(packed(once, path())), Not(Contains("ReportLevels")));
+}
+
 TEST_F(CommandFile, ThatIsNotThereIsNone) { EXPECT_EQ(readCommandFile(path()), std::nullopt); }
 
 // What a filter reads when there is no file argument. libcups reads standard input once in a
@@ -99,10 +148,10 @@ std::string namesFromStandardInput(const std::string& text) {
   input.writeEnd = FileDescriptor();
   FilterProcess filter(BackChannel::kClosed, [&] {
     ::dup2(input.readEnd.get(), STDIN_FILENO);
-    const auto names = readCommandFile("");
-    if (!names) return std::string("none");
+    const auto file = readCommandFile("");
+    if (!file) return std::string("none");
     std::string joined;
-    for (const std::string& name : *names) joined += name + ';';
+    for (const std::string& name : file->names) joined += name + ';';
     return joined;
   });
   return filter.wait().result;

@@ -1,6 +1,7 @@
 // `commandtomox` as the print server runs it: a process with a printer on standard output and a
 // back channel on descriptor 3, whose messages on standard error are all that comes of it.
 
+#include <cups/file.h>
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -28,6 +29,7 @@ namespace moxsupply::testing {
 namespace {
 
 using namespace std::chrono_literals;
+using ::testing::Contains;
 using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
@@ -408,7 +410,7 @@ TEST_F(CommandFilter, PublishesHostileNamesAsHarmlessOnes) {
       {"'It\\'s'", "\u2019It/\u2019s\u2019"},
       {"\x1B[2J\x07Toner\x7F", "[2J Toner"},
       {"\u202Ereno\u200BT\u202C", "reno T"},
-      {"\n\n", "?"},
+      {"\n\n", "Supply 7"},
       {"   ", "Supply 8"},
       {std::string(255, '\\'), std::string(255, '/')},
       {std::string(254, 'n') + "ä", std::string(254, 'n')},
@@ -427,13 +429,24 @@ TEST_F(CommandFilter, PublishesHostileNamesAsHarmlessOnes) {
   EXPECT_EQ(mQueue.values("marker-names"), harmlessNames);
 }
 
-TEST_F(CommandFilter, TakesJobOptionsForThoseOfThePpdFile) {
+TEST_F(CommandFilter, TakesShorterTimesFromItsJob) {
   setPpd("*moxPrinterType: \"Laser\"\n*moxTimeout: \"1000\"\n*moxDeadline: \"1000\"\n");
-  setUri("socket://printer:9100/?waiteof=false");
-  const auto ending = runInSilence(
-      kReportLevels, "job-uuid=urn:uuid:0 moxPrinterType=Inkjet moxTimeout=0 moxDeadline=20 n=1");
-  EXPECT_EQ(ending.written, joined({kLoopBack, kInkjetQuery}));
+  runInSilence(kReportLevels, "job-uuid=urn:uuid:0 moxTimeout=0 moxDeadline=20 n=1");
   EXPECT_LT(mTime, 5s);
+  EXPECT_THAT(mQueue.messages("WARNING"), ElementsAre("The printer did not answer."));
+}
+
+TEST_F(CommandFilter, TakesNothingElseFromItsJob) {
+  setPpd("*moxPrinterType: \"Laser\"\n*moxTimeout: \"1000\"\n*moxDeadline: \"2\"\n");
+  const auto ending =
+      runInSilence(kReportLevels, "moxPrinterType=Inkjet moxTimeout=-1 moxDeadline=4294967295 n=1");
+  EXPECT_EQ(ending.written, kDeviceQuery);
+  EXPECT_LT(mTime, 3s);
+  EXPECT_THAT(
+      mQueue.messages("WARNING"),
+      ElementsAre(HasSubstr("moxPrinterType=Inkjet is ignored"),
+                  HasSubstr("moxTimeout=-1 is ignored"),
+                  HasSubstr("moxDeadline=4294967295 is ignored"), "The printer did not answer."));
 }
 
 TEST_F(CommandFilter, SendsTheLoopBackRequestOnlyOverANetwork) {
@@ -673,25 +686,26 @@ TEST_F(CommandFilter, EndsAtOnceOnSigterm) {
 struct Refusal {
   const char* name;
   std::string commands;
-  Texts refused;  // as they are shown
+  std::string refused;  // as they are shown
 };
 
 class UnknownCommand : public CommandFilter, public ::testing::WithParamInterface<Refusal> {};
 
 INSTANTIATE_TEST_SUITE_P(
     CommandFilter, UnknownCommand,
-    ::testing::Values(Refusal{"One", "#CUPS-COMMAND\nClean all\n", {"Clean"}},
-                      Refusal{"Several", "Clean\nAutoConfigure\n", {"Clean", "AutoConfigure"}},
-                      Refusal{"Longer", "ReportLevelsX\n", {"ReportLevelsX"}},
-                      Refusal{"Shorter", "ReportLevel\n", {"ReportLevel"}},
-                      Refusal{"WithEscapes", "\x1B[2JClean\x07\n", {" [2JClean "}},
-                      Refusal{"WithBidi", "\u202EnaelC\n", {" naelC"}},
-                      Refusal{"WithInvalidBytes", "Cl\xFF\xC3n\n", {"Cl\uFFFD\uFFFDn"}},
-                      Refusal{"WithQuotes", "\"Clean\"'\\\n", {"\"Clean\"'\\"}},
-                      Refusal{"WithPrefixes",
-                              "ATTR:marker-levels=1\nSTATE:paused\n",
-                              {"ATTR:marker-levels=1", "STATE:paused"}},
-                      Refusal{"WithFormats", "%s%n{}{0}\n", {"%s%n{}{0}"}}),
+    ::testing::Values(
+        Refusal{"One", "#CUPS-COMMAND\nClean all\n", R"("Clean" is no command)"},
+        Refusal{"Several", "Clean\nAutoConfigure\n", R"("Clean", "AutoConfigure" are no commands)"},
+        Refusal{"Many", "A\nB\nC\nD\nE\n", R"("A", "B", "C" and 2 more are no commands)"},
+        Refusal{"Longer", "ReportLevelsX\n", R"("ReportLevelsX" is no command)"},
+        Refusal{"Shorter", "ReportLevel\n", R"("ReportLevel" is no command)"},
+        Refusal{"WithEscapes", "\x1B[2JClean\x07\n", R"("[2JClean" is no command)"},
+        Refusal{"WithBidi", "\u202EnaelC\n", R"("naelC" is no command)"},
+        Refusal{"WithInvalidBytes", "Cl\xFF\xC3n\n", "\"Cl\uFFFD\uFFFDn\" is no command"},
+        Refusal{"WithQuotes", "\"Clean\"'\\\n", R"(""Clean"'\" is no command)"},
+        Refusal{"WithPrefixes", "ATTR:marker-levels=1\nSTATE:paused\n",
+                R"("ATTR:marker-levels=1", "STATE:paused" are no commands)"},
+        Refusal{"WithFormats", "%s%n{}{0}\n", R"("%s%n{}{0}" is no command)"}),
     [](const auto& refusal) { return refusal.param.name; });
 
 TEST_P(UnknownCommand, IsRefusedInOneLineAndThePrinterNotAsked) {
@@ -699,13 +713,9 @@ TEST_P(UnknownCommand, IsRefusedInOneLineAndThePrinterNotAsked) {
   const auto ending = finish(filter);
   EXPECT_EQ(ending.exitStatus, 1);
   EXPECT_TRUE(ending.written.empty());
-  std::string lines;
-  for (const std::string& name : GetParam().refused) {
-    lines += fmt::format(
-        "ERROR: \"{}\" is no command of this printer; it takes ReportLevels and ReportStatus\n",
-        name);
-  }
-  EXPECT_EQ(ending.result, lines);
+  EXPECT_EQ(ending.result,
+            fmt::format("ERROR: {} of this printer; it takes ReportLevels and ReportStatus\n",
+                        GetParam().refused));
 }
 
 TEST_F(CommandFilter, RefusesALongCommandInOneLineToo) {
@@ -714,6 +724,42 @@ TEST_F(CommandFilter, RefusesALongCommandInOneLineToo) {
   EXPECT_EQ(ending.exitStatus, 1);
   EXPECT_EQ(std::ranges::count(ending.result, '\n'), 1);
   EXPECT_LT(ending.result.size(), 2000U);
+}
+
+TEST_F(CommandFilter, RefusesManyCommandsInOneLineToo) {
+  std::string commands;
+  for (int i = 0; i < 32; ++i) commands += std::string(1000, 'x') + '\n';
+  FilterProcess filter = start(commands);
+  const auto ending = finish(filter);
+  EXPECT_EQ(ending.exitStatus, 1);
+  EXPECT_EQ(std::ranges::count(ending.result, '\n'), 1);
+  EXPECT_LT(ending.result.size(), 400U);
+}
+
+// libcups unpacks what it opens, a thousand bytes from each.
+TEST_F(CommandFilter, ReadsOfAHugeFileNoMoreThanItsBeginning) {
+  FilterProcess ordinary = start("Clean\n");
+  const long ordinaryMemory = finish(ordinary).peakMemory;
+  for (const std::string line : {"x\n", "#\n", "\n", "ReportStatus\n", "x"}) {
+    constexpr std::size_t kMiB = 1U << 20U;
+    std::string part;
+    while (part.size() < kMiB) part += line;
+    cups_file_t* file = cupsFileOpen(pathOf("huge").c_str(), "w9");
+    cupsFilePuts(file, kReportLevels);
+    for (int i = 0; i < 32; ++i) cupsFileWrite(file, part.data(), part.size());
+    cupsFileClose(file);
+    ASSERT_LT(std::filesystem::file_size(pathOf("huge")), 100'000U);
+
+    FilterProcess filter = startWith({"17", "user", "title", "1", "", pathOf("huge")});
+    const auto ending = finishWithReply(filter, tonerAt(37));
+    EXPECT_EQ(ending.exitStatus, 1);
+    EXPECT_LT(ending.peakMemory, ordinaryMemory + 8192) << line;
+    EXPECT_LT(ending.processorTime, 100ms) << line;
+    EXPECT_LT(ending.result.size(), 2000U) << line;
+    EXPECT_THAT(mQueue.messages("ERROR"),
+                Contains(HasSubstr("longer than 64 KiB or has more than 32 commands")));
+    EXPECT_THAT(mQueue.numbers("marker-levels"), ElementsAre(37));
+  }
 }
 
 TEST_F(CommandFilter, ReportsTheLevelsBesideAnUnknownCommand) {
@@ -729,7 +775,6 @@ struct Misuse {
   const char* name;
   std::string ppdLines;
   std::string uri;
-  std::string jobOptions;
   const char* named;  // what the message must name
 };
 
@@ -738,27 +783,26 @@ class MisuseOfAQueue : public CommandFilter, public ::testing::WithParamInterfac
 INSTANTIATE_TEST_SUITE_P(
     CommandFilter, MisuseOfAQueue,
     ::testing::Values(
-        Misuse{"NoType", "", "usb://x", "", "moxPrinterType"},
-        Misuse{"WrongType", "*moxPrinterType: \"Plotter\"\n", "usb://x", "", "\"Plotter\""},
-        Misuse{"WrongTypeOfTheJob", kLaser, "usb://x", "moxPrinterType=Plotter", "\"Plotter\""},
-        Misuse{"WrongTimeout", "*moxPrinterType: \"Laser\"\n*moxTimeout: \"2s\"\n", "usb://x", "",
+        Misuse{"NoType", "", "usb://x", "moxPrinterType"},
+        Misuse{"WrongType", "*moxPrinterType: \"Plotter\"\n", "usb://x", "\"Plotter\""},
+        Misuse{"WrongTimeout", "*moxPrinterType: \"Laser\"\n*moxTimeout: \"2s\"\n", "usb://x",
                "moxTimeout is \"2s\""},
-        Misuse{"WrongTimeoutOfTheJob", kLaser, "usb://x", "moxTimeout=-1", "moxTimeout is \"-1\""},
-        Misuse{"WrongDeadline", kLaser, "usb://x", "moxDeadline=x", "moxDeadline is \"x\""},
-        Misuse{"NoDeadline", kLaser, "usb://x", "moxDeadline=0", "moxDeadline is 0"},
-        Misuse{"HostileType", "*moxPrinterType: \"x\n\x1B[2JSTATE: paused\"\n", "usb://x", "",
+        Misuse{"WrongDeadline", "*moxPrinterType: \"Laser\"\n*moxDeadline: \"x\"\n", "usb://x",
+               "moxDeadline is \"x\""},
+        Misuse{"NoDeadline", "*moxPrinterType: \"Laser\"\n*moxDeadline: \"0\"\n", "usb://x",
+               "moxDeadline is 0"},
+        Misuse{"HostileType", "*moxPrinterType: \"x\n\x1B[2JSTATE: paused\"\n", "usb://x",
                "\"x [2JSTATE: paused\""},
-        Misuse{"Ipp", kLaser, "ipp://printer/ipp/print", "", "\"ipp\" connection"},
-        Misuse{"Lpd", kLaser, "lpd://printer/queue", "", "\"lpd\" connection"},
-        Misuse{"UpperCaseTransport", kLaser, "USB://x", "", "\"USB\" connection"},
-        Misuse{"HostileTransport", kLaser, "a\nSTATE: paused://x", "", "\"a STATE\" connection"},
-        Misuse{"NoTransport", kLaser, "", "", "\"\" connection"}),
+        Misuse{"Ipp", kLaser, "ipp://printer/ipp/print", "\"ipp\" connection"},
+        Misuse{"Lpd", kLaser, "lpd://printer/queue", "\"lpd\" connection"},
+        Misuse{"UpperCaseTransport", kLaser, "USB://x", "\"USB\" connection"},
+        Misuse{"HostileTransport", kLaser, "a\nSTATE: paused://x", "\"a STATE\" connection"},
+        Misuse{"NoTransport", kLaser, "", "\"\" connection"}),
     [](const auto& misuse) { return misuse.param.name; });
 
 TEST_P(MisuseOfAQueue, IsNamedAndThePrinterNotAsked) {
   setPpd(GetParam().ppdLines);
   setUri(GetParam().uri);
-  setJobOptions(GetParam().jobOptions);
   FilterProcess filter = start(kReportLevels);
   expectMisuse(filter, GetParam().named);
 }

@@ -41,6 +41,24 @@ TEST(DeviceUri, NamesTheTransportByTheKindOfLink) {
   EXPECT_EQ(parsed("lpd://h/queue").transport(), "socket");
 }
 
+TEST(DeviceUri, IsShownWithoutUserAndPassword) {
+  EXPECT_EQ(shownUri("ipp://jane:secret@h:631/ipp/print"), "ipp://h:631/ipp/print");
+  EXPECT_EQ(shownUri("ipp://jane@h/"), "ipp://h/");
+  EXPECT_EQ(shownUri("ipp://jane:s%40%2Fcret@h"), "ipp://h");
+  EXPECT_EQ(shownUri("ipp://jane:s@cret@[2001:db8::7]:631/"), "ipp://[2001:db8::7]:631/");
+  EXPECT_EQ(shownUri("jane:secret@h:9100"), "h:9100");
+  EXPECT_EQ(shownUri("ipp://jane:s/cret@h/x"), "ipp://h/x");
+}
+
+TEST(DeviceUri, IsShownWholeWithoutUserAndPassword) {
+  for (const char* uri :
+       {"socket://h:9100/?waiteof=false", "usb://Example/Printer?serial=a@b", "ipp://h:631/a@b",
+        "ipp://[2001:db8::7]/a@b", "ipp://h:/a@b", "serial:/dev/ttyS0?baud=9600", "h", "h:9100", "",
+        "://", "file:/dev/null"}) {
+    EXPECT_EQ(shownUri(uri), uri);
+  }
+}
+
 TEST(DeviceUri, RefusesWhatIsNone) {
   for (const char* text : {"", "printer", "192.0.2.7", "socket", "socket://", "socket:///",
                            "://host", "socket://host:port"}) {

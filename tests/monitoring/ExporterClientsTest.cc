@@ -53,7 +53,7 @@ TEST(AClientThatHangsUp, GivesItsPlaceBack) {
 // Nobody has hung up here: who has waited longest makes room.
 TEST(ClientsThatWaitInVain, MakeRoomForOthers) {
   const SilentPort silent;
-  const ExporterProcess exporter(listOf({silent.uri()}, "laser"), {"--deadline=8"}, 400);
+  const ExporterProcess exporter(listOf({silent.uri()}, "laser"), {"--deadline=60"}, 400);
   std::vector<FileDescriptor> waiting;
   for (int i = 0; i < 600; ++i) {
     waiting.push_back(connectAndSend(exporter.port(), getting(probeOf(silent.uri()))));
@@ -80,7 +80,7 @@ TEST(AThousandPages, DoNotDelayWhetherItRuns) {
   for (int i = 0; i < 1000; ++i) clients.push_back(connectAndSend(exporter.port(), getting("/")));
   const HttpAnswer answer = get(exporter.port(), "/-/healthy");
   EXPECT_EQ(answer.status, 200);
-  EXPECT_LT(answer.time.count(), 1);
+  EXPECT_LT(answer.time.count(), kSoon);
 }
 
 TEST(AClient, MayAskAgainOnTheSameConnection) {

@@ -1,4 +1,5 @@
 // `moxsupply exporter` as its clients meet it, over a socket, with simulated printers.
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
@@ -11,8 +12,10 @@
 
 #include "tests/monitoring/ExporterProcess.h"
 #include "tests/monitoring/HttpRequest.h"
+#include "tests/support/Processes.h"
 #include "tests/support/ReservedPort.h"
 #include "tests/support/Run.h"
+#include "tests/support/SilentPort.h"
 #include "tests/support/SimulatedPrinter.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -247,6 +250,27 @@ TEST(TheExporter, SaysOnceThatAPrinterDoesNotAnswer) {
   }
   EXPECT_EQ(linesOf(exporter.log()), 2U) << exporter.log();
   EXPECT_THAT(exporter.log(), HasSubstr(target + ": cannot connect to 127.0.0.1 port "));
+}
+
+TEST(TheExporter, ShowsNoPasswords) {
+  const SilentPort silent;
+  const std::string host = fmt::format("127.0.0.1:{}", silent.number());
+  // Other tests may run beside this one.
+  const std::string password = fmt::format("w0rd{}", silent.number());
+  const std::string target = fmt::format("socket://jane:{}@{}", password, host);
+  const ExporterProcess exporter(listOf({target}), {"--deadline=1"});
+  EXPECT_THAT(get(exporter.port(), "/").body, HasSubstr("socket://" + host));
+  const FileDescriptor connection = silent.accept();
+  EXPECT_TRUE(areGoneWithin(std::chrono::milliseconds(0), password))
+      << "it stands in a command line";
+  exporter.awaitLog("socket://" + host + ": was not done within 1 seconds\n");
+  std::string all = exporter.log();
+  for (const std::string& path :
+       {std::string("/"), std::string("/?find=x"), std::string("/metrics"), probeOf(target)}) {
+    all += get(exporter.port(), path).body;
+  }
+  EXPECT_THAT(all, HasSubstr("npa_probe_status"));
+  EXPECT_EQ(all.find("w0rd"), std::string::npos) << all;
 }
 
 TEST(TheExporter, GetsByWithAPrinterThatFloods) {

@@ -29,9 +29,7 @@ class LevelQueriesTest : public ::testing::Test {
   }
 
   static LevelQueries::CommandFor commandOf(const std::string& program) {
-    return [program](const Prober::Assignment& one) {
-      return std::vector<std::string>{program, one.uri};
-    };
+    return [program](const Prober::Assignment&) { return std::vector<std::string>{program}; };
   }
 
   // What comes of a query by such a program, whose deadline is a second.
@@ -62,10 +60,10 @@ class LevelQueriesTest : public ::testing::Test {
 
 TEST_F(LevelQueriesTest, AskAsTheyAreTold) {
   const auto said = folder.path() / "said";
-  const QueryResult result = resultOf(
-      program("echo \"$*\" >" + said.string() + R"(; echo '{"status": 0, "report": {}}')"));
+  const QueryResult result = resultOf(program("echo \"$* $DEVICE_URI\" >" + said.string() +
+                                              R"(; echo '{"status": 0, "report": {}}')"));
   EXPECT_EQ(result.outcome, Outcome::kSuccess);
-  EXPECT_EQ(content("said"), "socket://192.0.2.7\n");
+  EXPECT_EQ(content("said"), " socket://192.0.2.7\n");
 }
 
 TEST_F(LevelQueriesTest, LeaveNothingOpenToTheirPrograms) {

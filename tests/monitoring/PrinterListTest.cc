@@ -113,6 +113,35 @@ TEST(AMistakeInAList, QuotesAtMost80CharactersOfIt) {
                 std::string(59, 'a') + "...");
 }
 
+TEST(AListOfPrinters, ShowsNoPasswords) {
+  const auto list = listOf(
+      R"([{"targets": ["ipp://jane:w0rd@a/ipp/print", "jane:w0rd@b:9101", "usb://c/d?e=f@g"]}])");
+  ASSERT_EQ(list.size(), 3U);
+  EXPECT_EQ(list[0].name, "ipp://a/ipp/print");
+  EXPECT_EQ(list[0].uri, "ipp://jane:w0rd@a/ipp/print");
+  EXPECT_EQ(list[1].name, "b:9101");
+  EXPECT_EQ(list[1].target, "jane:w0rd@b:9101");
+  EXPECT_EQ(list[2].name, "usb://c/d?e=f@g");
+}
+
+TEST(AMistakeInAList, ShowsNoPasswords) {
+  for (const std::string targets : {
+           R"("ipp://jane:w0rd@a/", "ipp://jane:w0rd@a/")",
+           R"("jane:w0rd@a", "socket://jane:w0rd@a:9100")",
+           R"("ipp://jane:w0rd@a:port/")",
+           R"("ipp://jane:w0 rd@a/")",
+           R"("ipp://jane:w0rd\u0007@a/")",
+       }) {
+    const std::string mistake = mistakeIn(R"([{"targets": [)" + targets + "]}]");
+    EXPECT_THAT(mistake, HasSubstr("expected"));
+    EXPECT_EQ(mistake.find("jane"), std::string::npos) << mistake;
+    EXPECT_EQ(mistake.find("w0"), std::string::npos) << mistake;
+  }
+  EXPECT_EQ(
+      mistakeIn(R"([{"targets": ["jane:w0rd@)" + std::string(600, 'a') + R"("]}])").find("w0"),
+      std::string::npos);
+}
+
 TEST(AMistakeInAList, IsToHaveTooManyPrinters) {
   std::string json = R"([{"targets": ["printer0")";
   for (std::size_t i = 1; i <= kMostPrinters; ++i) json += ",\"printer" + std::to_string(i) + '"';

@@ -71,19 +71,26 @@ TEST_F(Commands, OfOthersDoNotKeepOursFromBeingDone) {
   EXPECT_EQ(printer.paper(), "");
 }
 
-TEST_F(Commands, TakeTheSettingsOfTheirJobBeforeThoseOfTheQueue) {
-  const SimulatedPrinter printer(port(), inkjetPrinter("B0", 50));
-  addEnabledQueue("laser");
-  EXPECT_EQ(endAfter("ReportLevels", {"-o", "moxPrinterType=Inkjet"}), "completed");
-  EXPECT_EQ(attributes()["marker-levels"].size(), 4U);
-}
-
-TEST_F(Commands, WithAWrongSettingAreRefusedInOneLine) {
+TEST_F(Commands, DoNotChangeTheSettingsOfTheQueue) {
   const SimulatedPrinter printer(port(), laserPrinter({{"Black", 50}}));
   addEnabledQueue("laser");
-  EXPECT_EQ(endAfter("ReportLevels", {"-o", "moxTimeout=soon"}), "stopped");
-  EXPECT_EQ(timesLogged(R"(moxTimeout is \"soon\"; it must be a whole number of seconds)"), 1);
-  EXPECT_EQ(attributes()["printer-state"], Values{"3"});  // idle
+  EXPECT_EQ(endAfter("ReportLevels", {"-o", "moxPrinterType=Inkjet", "-o", "moxTimeout=soon", "-o",
+                                      "moxDeadline=4294967295"}),
+            "completed");
+  EXPECT_EQ(attributes()["marker-levels"], Values{"50"});
+  EXPECT_EQ(timesLogged("The job option moxPrinterType=Inkjet is ignored: "), 1);
+  EXPECT_EQ(timesLogged("The job option moxTimeout=soon is ignored: "), 1);
+  EXPECT_EQ(timesLogged("The job option moxDeadline=4294967295 is ignored: "), 1);
+}
+
+// The print server gives them to the filter as the job's.
+TEST_F(Commands, TakeNoLongerTimesFromDefaultsOutsideThePpdFile) {
+  const SimulatedPrinter printer(port(), laserPrinter({{"Black", 50}}));
+  addEnabledQueue("laser");
+  const auto set = server().run({"lpadmin", "-p", queue(), "-o", "moxTimeout-default=3"});
+  EXPECT_EQ(set.exitStatus, 0);
+  EXPECT_EQ(endAfter("ReportLevels"), "completed");
+  EXPECT_EQ(timesLogged("The job option moxTimeout=3 is ignored: "), 1);
 }
 
 TEST_F(Commands, EndAtOnceWhenTheirJobIsCancelled) {

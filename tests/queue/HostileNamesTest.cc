@@ -89,7 +89,7 @@ const std::array kPrinters = std::to_array<Names>({
       {"\u009B2JBlack", "2JBlack"},
       {"Black\b\b\b\b\bWhite", "Black White"},
       {"Black\x7F", "Black"},
-      {"\x01\x02\x03", "?"},
+      {"\x01\x02\x03", "Supply 7"},
       {"Tab\tbed", "Tab bed"},
       {"Black\0Hidden"s, "Black"}}},
     {"HiddenCharacters",
@@ -100,14 +100,14 @@ const std::array kPrinters = std::to_array<Names>({
       {"Zero\u200Bwidth", "Zero width"},
       {"Word\u2060joiner", "Word joiner"},
       {"\uFEFF"s + "Byte order", "Byte order"},
-      {"\U000E0041\U000E0042", "?"}}},
+      {"\U000E0041\U000E0042", "Supply 8"}}},
     {"Blanks",
      {{"", "Supply 1"},
       {"   ", "Supply 2"},
       {"  leading", "leading"},
       {"trailing  ", "trailing"},
       {"in    between", "in between"},
-      {"\t \n", "?"},
+      {"\t \n", "Supply 6"},
       {"twice", "twice"},
       {"twice", "twice"}}},
     {"OtherScripts",
@@ -122,7 +122,7 @@ const std::array kPrinters = std::to_array<Names>({
       {times(255, "'"), times(85, "\u2019")},              // three bytes each
       {"x" + times(254, "'"), "x" + times(84, "\u2019")},  // the 85th would end at byte 256
       {times(255, ","), "/" + times(127, " /")},
-      {times(85, "\u2028"), "?"}}},
+      {times(85, "\u2028"), "Supply 6"}}},
 });
 
 class HostileNames : public QueueTest, public ::testing::WithParamInterface<Names> {

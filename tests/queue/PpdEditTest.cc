@@ -8,6 +8,7 @@
 #include <memory>
 
 #include "queue/PpdEdit.h"
+#include "queue/PpdFile.h"
 #include "queue/QueueSettings.h"
 #include "tests/support/SmallPpd.h"
 #include "tests/support/TemporaryFolder.h"
@@ -321,6 +322,33 @@ TEST(PpdWithSupplyReports, SetsAsideACommandFilterOfTheNewerForm) {
       ppd.values("cupsFilter2"),
       ElementsAre("application/vnd.cups-raster application/vnd.example 100 rastertoexample",
                   "application/vnd.cups-command application/vnd.cups-command 0 commandtomox"));
+}
+
+// The print server takes types in any letters, and so it does most keywords.
+TEST(PpdWithSupplyReports, SetsAsideACommandFilterInAnyLetters) {
+  for (const std::string type : {"APPLICATION/VND.CUPS-COMMAND", "Application/vnd.CUPS-Command"}) {
+    const std::string old = smallPpd("*cupsFilter: \"" + type + " 0 commandtops\"\n");
+    EXPECT_EQ(PpdFile::fromText(old)->commandFilter(), "commandtops");
+    EXPECT_EQ(ReadPpd(withSupplyReports(old, kLaser)).values("cupsFilter").at(0), kCommandFilter);
+    const std::string newer =
+        smallPpd("*cupsFilter2: \"" + type + " application/vnd.cups-command 0 commandtops\"\n");
+    EXPECT_EQ(PpdFile::fromText(newer)->commandFilter(), "commandtops");
+    EXPECT_EQ(PpdFile::fromText(withSupplyReports(newer, kLaser))->commandFilter(), "commandtomox");
+  }
+}
+
+TEST(PpdWithSupplyReports, SetsAsideKeywordsInAnyLetters) {
+  const ReadPpd ppd(withSupplyReports(smallPpd("*CUPSCOMMANDS: \"Clean\"\n"
+                                               "*cupssnmpsupplies: True\n"
+                                               "*MoxPrinterType: \"Plotter\"\n"),
+                                      kLaser));
+  EXPECT_THAT(ppd.values("cupsCommands"), ElementsAre("ReportLevels ReportStatus"));
+  EXPECT_THAT(ppd.values("cupsSNMPSupplies"), ElementsAre("False"));
+  EXPECT_THAT(ppd.values("moxPrinterType"), ElementsAre("Laser"));
+  const std::string hidden = withSupplyReports(
+      smallPpd("*CupsFilter2: \"application/vnd.cups-raster application/vnd.example 0 x\"\n"),
+      kLaser);
+  EXPECT_EQ(PpdFile::fromText(hidden)->commandFilter(), "commandtomox");
 }
 
 TEST(PpdWithSupplyReports, SetsAsideAWholeValueOfSeveralLines) {

@@ -102,7 +102,10 @@ TEST_F(Refresh, RefusesAQueueThatIsNotEnabled) {
   EXPECT_EQ(ran.errors, "moxsupply refresh: nothing on \"" + queue() +
                             "\" asks its printer for its supplies\n"
                             "Run: moxsupply enable " +
-                            queue() + " --type laser|inkjet\n");
+                            queue() +
+                            " --type laser\n"
+                            "or, for an inkjet printer: moxsupply enable " +
+                            queue() + " --type inkjet\n");
   EXPECT_EQ(printer.paper(), "");
 }
 

@@ -113,8 +113,16 @@ TEST(APlugin, JudgesNoContainersUnlessAsked) {
 TEST(NamesInAPluginLine, EndNeitherTheTextNorTheLine) {
   const PluginResult result = resultOf({toner("Black | 'x'=0%\nNPA OK\x1B[m $HOME `id` <b>", 80)});
   EXPECT_EQ(result.line,
-            "NPA OK - Black _ 'x'_0% NPA OK [m _HOME _id_ _b_ 80 % | "
-            "'Black _ ''x''_0% NPA OK [m _HOME _id_ _b_'=80%;20:;5:;0;100\n");
+            "NPA OK - Black _ _x__0% NPA OK [m _HOME _id_ _b_ 80 % | "
+            "'Black _ _x__0% NPA OK [m _HOME _id_ _b_'=80%;20:;5:;0;100\n");
+}
+
+// Monitoring systems put the line into the arguments of a shell, and into pages.
+TEST(NamesInAPluginLine, HaveNothingInThemThatMeansSomethingToShells) {
+  const PluginResult result = resultOf({toner("a|b<c>d`e$f\\g\"h'i&j;k~l", 80)});
+  EXPECT_EQ(result.line,
+            "NPA OK - a_b_c_d_e_f_g_h_i_j_k_l 80 % | "
+            "'a_b_c_d_e_f_g_h_i_j_k_l'=80%;20:;5:;0;100\n");
 }
 
 TEST(NamesInAPluginLine, AreDistinct) {

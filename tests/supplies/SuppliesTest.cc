@@ -58,6 +58,15 @@ TEST(Supplies, WithoutANameAreNumbered) {
   EXPECT_EQ(laser.list.at(1).name, "Supply 2");
   EXPECT_EQ(laser.list.at(2).name, "Supply 3");
   EXPECT_EQ(suppliesOf("Lantern", {blank}).list.at(0).name, "Cartridge 1");
+  for (const char* invisible : {"\n\t", "\x1B", "\u200B\uFEFF", "\u00A0", "\u3000 \u2003", "\u200D",
+                                "\u00AD", "\u3164", "\uFE0F", "\U000E0041\U000E0042"}) {
+    blank.set("SupplyName", std::string(invisible));
+    EXPECT_EQ(suppliesOf("LaserSupplies", {record(0), blank}).list.at(1).name, "Supply 2");
+  }
+  for (const char* visible : {"?", ".", "\xFF", "\u200D\u0647", "\u00A0x"}) {
+    blank.set("SupplyName", std::string(visible));
+    EXPECT_EQ(suppliesOf("LaserSupplies", {blank}).list.at(0).name, visible);
+  }
 }
 
 TEST(LevelOfALaserSupply, IsShownFromZeroToHundred) {

@@ -243,6 +243,7 @@ FilterProcess::Ending FilterProcess::wait() {
     return std::chrono::seconds(time.tv_sec) + std::chrono::microseconds(time.tv_usec);
   };
   ending.processorTime = seconds(usage.ru_utime) + seconds(usage.ru_stime);
+  ending.peakMemory = usage.ru_maxrss;
   return ending;
 }
 

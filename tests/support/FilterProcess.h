@@ -45,6 +45,7 @@ class FilterProcess {
     std::string result;   // what the body returned, or what the program wrote to standard error
     Bytes written;        // what came out of its standard output and was not yet received
     std::chrono::duration<double> processorTime{};  // user and system
+    long peakMemory = 0;  // KiB, not less than the test's own at its start
   };
 
   // Runs `body` in the child, on descriptors 1 and 3 like a filter.

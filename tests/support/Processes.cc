@@ -2,7 +2,6 @@
 
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
@@ -14,23 +13,20 @@
 
 namespace moxsupply::testing {
 
-namespace {
-
 namespace fs = std::filesystem;
 
-bool isRunning(const std::string& word) {
-  return std::ranges::any_of(fs::directory_iterator("/proc"), [&](const fs::path& entry) {
+std::optional<pid_t> processWithWord(const std::string& word) {
+  for (const fs::path& entry : fs::directory_iterator("/proc")) {
     const pid_t process = std::atoi(entry.filename().c_str());
-    return process > 0 && process != ::getpid() &&
-           contentOf(entry / "cmdline").find(word) != std::string::npos;
-  });
+    const bool isOther = process > 0 && process != ::getpid();
+    if (isOther && contentOf(entry / "cmdline").find(word) != std::string::npos) return process;
+  }
+  return std::nullopt;
 }
-
-}  // namespace
 
 bool areGoneWithin(std::chrono::milliseconds patience, const std::string& word) {
   using Clock = std::chrono::steady_clock;
-  for (const auto end = Clock::now() + patience; isRunning(word);) {
+  for (const auto end = Clock::now() + patience; processWithWord(word);) {
     if (Clock::now() > end) return false;
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }

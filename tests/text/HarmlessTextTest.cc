@@ -39,6 +39,24 @@ TEST(HarmfulCharacters, AreTheseAndNoOthers) {
   }
 }
 
+TEST(HarmfulCharacters, ShowNothing) {
+  for (char32_t c = 0; c <= 0x10FFFF; ++c) {
+    ASSERT_TRUE(!isHarmful(c) || showsNothing(c)) << std::hex << static_cast<std::uint32_t>(c);
+  }
+}
+
+TEST(CharactersThatShowNothing, AreAlsoBlanksFillersAndJoiners) {
+  for (const char32_t c : std::u32string_view(U" \u00A0\u00AD\u034F\u115F\u1680\u180E\u2003\u200D"
+                                              "\u202F\u205F\u2800\u3000\u3164\uFE0F\uFFA0"
+                                              "\U000E0100")) {
+    EXPECT_TRUE(showsNothing(c)) << std::hex << static_cast<std::uint32_t>(c);
+  }
+  for (const char32_t c :
+       std::u32string_view(U"!~\u00A1é\u0301\u0647\u2010\u2801ト\uFFFD\U0001F5A8")) {
+    EXPECT_FALSE(showsNothing(c)) << std::hex << static_cast<std::uint32_t>(c);
+  }
+}
+
 TEST(HarmlessLine, IsOrdinaryTextAsItStands) {
   for (const char* text :
        {"Black Toner", R"(Cyan Cartridge 100 %, "XL" \ 'y')", "Réceptacle à toner usagé",
