@@ -90,7 +90,7 @@ class Turns {
   std::deque<Timer*> mWaiting;
 };
 
-// What a connection is doing. Who makes room for another one is chosen in this order.
+// What a connection is doing.
 enum class State : std::uint8_t {
   kIdle,     // between two requests
   kAsking,   // its request is coming
@@ -182,26 +182,30 @@ class HttpServer::Connections : public std::enable_shared_from_this<Connections>
         co_await pause.async_wait(asio::redirect_error(use_awaitable, error));
         continue;
       }
-      // All that are there already come in before any of them has its turn.
-      for (std::size_t count = 0; !error && count < kMostAtOnce; ++count) {
-        take(self, std::move(socket));
-        socket = mListener.accept(error);
+      if (error) continue;
+      if (mAll.size() >= mMostConnections) makeRoom();
+      take(self, std::move(socket));
+      // As many as have a place come in before any of them has its turn.
+      for (std::size_t count = 1; count < kMostAtOnce && mAll.size() < mMostConnections; ++count) {
+        tcp::socket next = mListener.accept(error);
+        if (error) break;
+        take(self, std::move(next));
       }
     }
   }
 
   void take(const Self& self, tcp::socket socket) {
-    if (mAll.size() >= mMostConnections) makeRoom();
     mAll.push_back(std::make_shared<Connection>(std::move(socket)));
     asio::co_spawn(mContext, serve(self, mAll.back()), asio::detached);
   }
 
-  // Whoever has been at it for longest goes, in the order of the states.
+  // Whoever wants nothing now goes, otherwise who has been at it for longest.
   void makeRoom() {
     const auto last = std::ranges::min_element(mAll, {}, [](const auto& connection) {
       // One that has been let go already is only waiting for its turn to notice.
       const bool isGone = !connection->socket.is_open();
-      return std::tuple(isGone, connection->state, connection->since);
+      const bool wants = connection->state != State::kIdle && connection->state != State::kEnding;
+      return std::tuple(isGone, wants, connection->since);
     });
     if (last != mAll.end()) end(**last);
   }
