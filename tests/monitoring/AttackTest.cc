@@ -147,8 +147,8 @@ class Attacker {
   }
 
   void crowd() {
-    std::vector<FileDescriptor> clients;
-    for (int i = 0; i < 100; ++i) clients.push_back(connectAndSend(mPort, ordinary()));
+    std::vector<FileDescriptor> clients(100);
+    std::ranges::generate(clients, [this] { return connectAndSend(mPort, ordinary()); });
   }
 
   // Some of the answer, for not too long.

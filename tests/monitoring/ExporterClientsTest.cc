@@ -5,6 +5,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <string>
@@ -54,10 +55,7 @@ TEST(AClientThatHangsUp, GivesItsPlaceBack) {
 TEST(ClientsThatWaitInVain, MakeRoomForOthers) {
   const SilentPort silent;
   const ExporterProcess exporter(listOf({silent.uri()}, "laser"), {"--deadline=60"}, 400);
-  std::vector<FileDescriptor> waiting;
-  for (int i = 0; i < 600; ++i) {
-    waiting.push_back(connectAndSend(exporter.port(), getting(probeOf(silent.uri()))));
-  }
+  const auto waiting = connections(exporter.port(), 600, getting(probeOf(silent.uri())));
   expectServedSoon(exporter);
   EXPECT_EQ(receiveAnswer(waiting.front()).status, 0);
 }
@@ -73,11 +71,11 @@ TEST(AClientThatOnlyHasFinishedAsking, GetsItsAnswer) {
 }
 
 TEST(AThousandPages, DoNotDelayWhetherItRuns) {
-  std::vector<std::string> targets;
-  for (int i = 0; i < 5000; ++i) targets.push_back("192.0.2.7:" + std::to_string(9100 + i));
+  std::vector<std::string> targets(5000);
+  std::ranges::generate(targets,
+                        [port = 9100]() mutable { return "192.0.2.7:" + std::to_string(port++); });
   const ExporterProcess exporter(listOf(targets));
-  std::vector<FileDescriptor> clients;
-  for (int i = 0; i < 1000; ++i) clients.push_back(connectAndSend(exporter.port(), getting("/")));
+  const auto clients = connections(exporter.port(), 1000, getting("/"));
   const HttpAnswer answer = get(exporter.port(), "/-/healthy");
   EXPECT_EQ(answer.status, 200);
   EXPECT_LT(answer.time.count(), kSoon);

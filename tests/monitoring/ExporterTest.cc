@@ -36,13 +36,6 @@ std::size_t linesOf(const std::string& text) {
   return static_cast<std::size_t>(std::ranges::count(text, '\n'));
 }
 
-// Connections of clients that send this and wait.
-std::vector<FileDescriptor> connections(int port, std::size_t count, const std::string& bytes) {
-  std::vector<FileDescriptor> all(count);
-  std::ranges::generate(all, [&] { return connectAndSend(port, bytes); });
-  return all;
-}
-
 // Whether promtool finds nothing to say about these metrics.
 void expectGoodMetrics(const std::string& metrics) {
   const TemporaryFolder folder;

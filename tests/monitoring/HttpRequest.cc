@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 
@@ -28,6 +29,12 @@ FileDescriptor connectAndSend(int port, const std::string& bytes) {
   }
   ::send(connection.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
   return connection;
+}
+
+std::vector<FileDescriptor> connections(int port, std::size_t count, const std::string& bytes) {
+  std::vector<FileDescriptor> all(count);
+  std::ranges::generate(all, [&] { return connectAndSend(port, bytes); });
+  return all;
 }
 
 HttpAnswer receiveAnswer(const FileDescriptor& connection) {

@@ -1,8 +1,10 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "system/FileDescriptor.h"
 
@@ -26,6 +28,9 @@ std::string probeOf(const std::string& target);
 
 // A connection to a port of this machine, with these bytes sent.
 FileDescriptor connectAndSend(int port, const std::string& bytes);
+
+// Connections of clients that send this and wait.
+std::vector<FileDescriptor> connections(int port, std::size_t count, const std::string& bytes);
 
 // What comes until the other end hangs up, at most for twenty seconds.
 HttpAnswer receiveAnswer(const FileDescriptor& connection);
