@@ -113,9 +113,27 @@ std::optional<CommandLine> takeBesides(std::span<const char* const>& arguments) 
   return besides;
 }
 
+bool isCommand(const Program& program, std::string_view name) {
+  return std::ranges::find(program.subcommands, name, &Program::Subcommand::name) !=
+         program.subcommands.end();
+}
+
+// `moxsupply help levels` is `moxsupply levels --help`.
+CommandLine withHelpAsOption(const Program& program, std::span<const char* const> arguments) {
+  CommandLine line(arguments.begin(), arguments.end());
+  if (line.size() < 2 || line.size() > 3 || line[1] != "help") return line;
+  line.erase(line.begin() + 1);
+  if (line.size() == 1 || isCommand(program, line[1])) line.emplace_back("--help");
+  return line;
+}
+
 }  // namespace
 
-int runCommandLine(const Program& program, std::span<const char* const> arguments) {
+int runCommandLine(const Program& program, std::span<const char* const> given) {
+  const CommandLine asOption = withHelpAsOption(program, given);
+  std::vector<const char*> pointers(asOption.size());
+  std::ranges::transform(asOption, pointers.begin(), &std::string::c_str);
+  std::span<const char* const> arguments = pointers;
   CLI::App app(std::string(program.about), "moxsupply");
   app.formatter(std::make_shared<Help>("moxsupply COMMAND [OPTION...]"));
   app.footer(std::string(program.footer));
@@ -123,8 +141,7 @@ int runCommandLine(const Program& program, std::span<const char* const> argument
   app.set_version_flag("--version", "moxsupply " MOXSUPPLY_VERSION);
 
   const std::string_view first = arguments.size() > 1 ? arguments[1] : "";
-  const bool isOne = std::ranges::find(program.subcommands, first, &Program::Subcommand::name) !=
-                     program.subcommands.end();
+  const bool isOne = isCommand(program, first);
   std::vector<std::unique_ptr<Parsed>> commands;
   for (const auto& [name, describe] : program.subcommands) {
     if (!isOne || name == first) commands.push_back(addTo(app, describe()));

@@ -26,12 +26,11 @@ struct EnableOptions {
 // Whether the command filter is of use on this queue, or why not.
 Result<> canReport(const OpenQueue& open) {
   if (auto driver = hasDriver(open); !driver) return driver;
-  const std::string scheme = open.queue.deviceUri.substr(0, open.queue.deviceUri.find(':'));
-  if (bringsAnswersBack(scheme)) return {};
+  if (bringsAnswersBack(open.queue.deviceUri)) return {};
   return misuse(
-      fmt::format("the printer of \"{}\" is reached over {}://, which brings no answers back",
-                  forTerminal(open.queue.name), forTerminal(scheme)),
-      "Supplies can be asked over usb, socket, dnssd and mdns connections.");
+      fmt::format("the printer of \"{}\" is reached over {}, which brings no answers back",
+                  forTerminal(open.queue.name), forTerminal(linkOf(open.queue.deviceUri))),
+      std::string(kOtherLinks));
 }
 
 // Whether the print server runs the filter, now that the queue names it.

@@ -33,8 +33,7 @@ struct LevelsOptions {
 constexpr std::string_view kCommand = "levels";
 
 std::string title(const Supplies& supplies) {
-  const std::string count =
-      fmt::format("{} {}", supplies.list.size(), supplies.list.size() == 1 ? "supply" : "supplies");
+  const std::string count = countedSupplies(supplies.list.size());
   if (supplies.kind == PrinterKind::kLaser) return fmt::format("Laser printer, {}\n\n", count);
   if (supplies.head.empty()) return fmt::format("Inkjet printer, {}\n\n", count);
   return fmt::format("Inkjet printer, {} print head, {}\n\n", forTerminal(supplies.head), count);

@@ -71,12 +71,21 @@ std::string_view typedKind(std::optional<PrinterKind> kind) {
 Result<SupplyRequest> supplyRequest(const PrinterOptions& options, const OnDeadline& onDeadline) {
   const auto deadline = Clock::now() + std::chrono::seconds(options.deadline);
   PrinterOptions followed = options;
+  const bool isHost = looksLikeHost(followed.printer);
+  bool isUri = looksLikeDeviceUri(followed.printer) && !isHost;
   if (!looksLikeDeviceUri(followed.printer)) {
     const auto found = followQueue(followed, deadline, onDeadline);
-    if (!found) return tl::unexpected(found.error());
+    if (!found && !isHost) return tl::unexpected(found.error());
+    isUri = found.has_value();
   }
+  if (!isUri) followed.printer.insert(0, "socket://");
   auto uri = parseDeviceUri(followed.printer);
   if (!uri) return tl::unexpected(std::move(uri).error());
+  if (!bringsAnswersBack(uri->text)) {
+    return misuse(fmt::format("\"{}\" brings no answers back; nothing was sent",
+                              forTerminal(shownUri(uri->text))),
+                  std::string(kOtherLinks));
+  }
   return SupplyRequest{.uri = *std::move(uri),
                        .kind = followed.kind,
                        .timeout = followed.timeout,

@@ -65,7 +65,7 @@ int refreshOne(const RefreshOptions& options) {
 std::string resultInWords(const Result<Refreshed>& refreshed) {
   if (!refreshed) return refreshed.error().what;
   if (refreshed->queue.hasReason(kDoesNotAnswer)) return "no answer";
-  return fmt::format("{} supplies", refreshed->queue.markerNames.size());
+  return countedSupplies(refreshed->queue.markerNames.size());
 }
 
 // A line about each queue. A printer that is off is no failure: it is the ordinary state of most

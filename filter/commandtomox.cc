@@ -32,6 +32,7 @@
 #include "filter/ServedJob.h"
 #include "front/MoxFilter.h"
 #include "links/AskAsFilter.h"
+#include "links/DeviceUri.h"
 #include "links/QueryWatch.h"
 #include "links/Recording.h"
 #include "queue/QueueSettings.h"
@@ -202,13 +203,19 @@ int answer(const Commands& commands, const std::optional<ServedJob>& job,
   const auto settings = queueSettings(ppdPath, jobOptions, deviceUri);
   if (!settings) return stopJob(settings.error());
   for (const std::string& ignored : settings->ignoredOptions) tellScheduler("WARNING", ignored);
+  if (!deviceUri.empty() && !bringsAnswersBack(deviceUri)) {
+    return stopJob({.what = fmt::format("{} brings no answers back from the printer; nothing was "
+                                        "sent",
+                                        linkOf(deviceUri)),
+                    .advice = std::string(kOtherLinks)});
+  }
   const auto filter = MoxFilter::initWithPrinterType(std::string(wordOf(settings->kind)),
                                                      settings->transport, settings->timeout);
   if (!filter) {
     return stopJob(
         {.what = fmt::format("a \"{}\" connection brings no answers back from the printer",
                              settings->transport),
-         .advice = "Supplies can be asked over usb, socket, dnssd and mdns connections."});
+         .advice = std::string(kOtherLinks)});
   }
 
   endAtTheLatestAfter(settings->deadline);

@@ -1,5 +1,6 @@
 #include "links/DeviceUri.h"
 
+#include <arpa/inet.h>
 #include <cups/http.h>
 #include <fmt/format.h>
 
@@ -12,18 +13,76 @@
 
 namespace moxsupply {
 
-std::string DeviceUri::transport() const {
+namespace {
+
+// Over these a document is handed over, or written away, and nothing comes back. What a printer
+// would answer stays out, and what it is asked may come out on paper.
+constexpr auto kDocumentSchemes =
+    std::to_array<std::string_view>({"ipp", "ipps", "lpd", "http", "https", "file"});
+
+// The same of services that are found by DNS-SD.
+constexpr auto kDocumentServices =
+    std::to_array<std::string_view>({"._ipp._tcp", "._ipps._tcp", "._printer._tcp"});
+
+bool containsInAnyLetters(std::string_view text, std::string_view smallLetters) {
+  const auto isSame = [](char one, char small) {
+    return (one >= 'A' && one <= 'Z' ? one - 'A' + 'a' : one) == small;
+  };
+  return !std::ranges::search(text, smallLetters, isSame).empty();
+}
+
+}  // namespace
+
+std::string DeviceUri::transport() const { return transportOf(scheme); }
+
+std::string transportOf(std::string_view scheme) {
   constexpr std::array<std::string_view, 3> kSame = {"usb", "mdns", "dnssd"};
-  if (std::ranges::find(kSame, scheme) != kSame.end()) return scheme;
+  if (std::ranges::find(kSame, scheme) != kSame.end()) return std::string(scheme);
   return scheme == "parallel" || scheme == "serial" ? "usb" : "socket";
 }
 
-bool bringsAnswersBack(std::string_view scheme) {
-  return scheme == "usb" || scheme == "socket" || scheme == "mdns" || scheme == "dnssd";
+std::string linkOf(std::string_view uri) {
+  const std::string_view scheme = uri.substr(0, uri.find(':'));
+  for (const std::string_view service : kDocumentServices) {
+    if (containsInAnyLetters(uri, service))
+      return fmt::format("{}://...{}", scheme, service.substr(1));
+  }
+  return fmt::format("{}://", scheme);
+}
+
+bool bringsAnswersBack(std::string_view uri) {
+  const std::string_view scheme = uri.substr(0, uri.find(':'));
+  const auto isScheme = [&](std::string_view other) {
+    return scheme.size() == other.size() && containsInAnyLetters(scheme, other);
+  };
+  const auto isService = [&](std::string_view service) {
+    return containsInAnyLetters(uri, service);
+  };
+  return !scheme.empty() && std::ranges::none_of(kDocumentSchemes, isScheme) &&
+         std::ranges::none_of(kDocumentServices, isService);
 }
 
 bool looksLikeDeviceUri(std::string_view text) {
   return text.find_first_of(":/") != std::string_view::npos;
+}
+
+bool looksLikeHost(std::string_view text) {
+  const bool isBracketed = text.starts_with('[');
+  const std::size_t end = isBracketed ? text.find(']') : text.rfind(':');
+  std::string_view host = text.substr(0, isBracketed && end != text.npos ? end + 1 : end);
+  const std::string_view behind = text.substr(host.size());
+  if (!behind.empty() && (behind.front() != ':' || !decimal(behind.substr(1)))) return false;
+  if (isBracketed) {
+    in6_addr address{};
+    const std::string inside(host.substr(1, host.size() - std::min<std::size_t>(host.size(), 2)));
+    return host.ends_with(']') && ::inet_pton(AF_INET6, inside.c_str(), &address) == 1;
+  }
+  const auto isOfAName = [](char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-' ||
+           c == '.';
+  };
+  return host.find('.') != host.npos && std::ranges::all_of(host, isOfAName) &&
+         host.front() != '-' && host.front() != '.';
 }
 
 std::string shownUri(std::string_view uri) {

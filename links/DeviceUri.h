@@ -15,17 +15,32 @@ struct DeviceUri {
   std::string host;    // empty where the scheme has none
   int port = 0;        // the scheme's own where none is given: 9100 for socket
 
-  // The transport that the module is told, one of "usb", "socket", "mdns" and "dnssd". A cable is
-  // a cable: "parallel" and "serial" count as "usb"; every other scheme is a network.
-  [[nodiscard]] std::string transport() const;
+  [[nodiscard]] std::string transport() const;  // as transportOf
 };
 
-// Whether the command filter can ask a printer over the connections of this scheme: only these
-// bring the printer's own answers back.
-bool bringsAnswersBack(std::string_view scheme);
+// The transport that the module is told, one of "usb", "socket", "mdns" and "dnssd". A cable is a
+// cable: "parallel" and "serial" count as "usb"; every other scheme is a network.
+std::string transportOf(std::string_view scheme);
+
+// Whether a printer that is reached like this can be asked: what is no channel of the printer's own
+// takes documents, brings nothing back, and would print what it does not understand.
+bool bringsAnswersBack(std::string_view uri);
+
+// How a device URI reaches its printer, in a word: "lpd://", "dnssd://..._ipp._tcp".
+std::string linkOf(std::string_view uri);
+
+// What to try instead where no answers come back.
+constexpr std::string_view kOtherLinks =
+    "Supplies can be asked over usb://, socket:// and dnssd://..._pdl-datastream._tcp; `lpinfo -v` "
+    "shows how "
+    "printers can be reached.";
 
 // Whether `text` is meant as a device URI, and not as the name of a print queue.
 bool looksLikeDeviceUri(std::string_view text);
+
+// Whether `text` is a host for which people leave the rest of a URI out: an address (an IPv6 one in
+// brackets) or a name with a dot, each with or without :PORT.
+bool looksLikeHost(std::string_view text);
 
 // A device URI, or a host, without the user and the password that may stand before it: for all that
 // is shown, written down or seen by others.

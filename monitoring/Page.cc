@@ -169,7 +169,8 @@ std::string suppliesOf(const Supplies& supplies) {
   for (const Supply& supply : shown) html += supplyRow(supply);
   html += "</ul>\n";
   if (shown.size() < all.size()) {
-    html += fmt::format("<p>And {} more supplies.</p>\n", all.size() - shown.size());
+    const std::size_t more = all.size() - shown.size();
+    html += fmt::format("<p>And {} more {}.</p>\n", more, more == 1 ? "supply" : "supplies");
   }
   return html;
 }

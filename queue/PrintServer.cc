@@ -86,9 +86,11 @@ std::string adviceFor(ipp_status_t refusal) {
 
 // What the print server said to the last request.
 tl::unexpected<Problem> refusal(const std::string& attempt) {
-  return failure(
-      fmt::format("{}: the print server says: {}", attempt, forTerminal(cupsLastErrorString())),
-      adviceFor(cupsLastError()));
+  std::string said = cupsLastErrorString();
+  // libcups's word where it has none of the server's, which would be no reason.
+  if (said == std::strerror(0)) said = ippErrorString(cupsLastError());
+  return failure(fmt::format("{}: the print server says: {}", attempt, forTerminal(said)),
+                 adviceFor(cupsLastError()));
 }
 
 bool succeeded() { return cupsLastError() <= IPP_STATUS_OK_EVENTS_COMPLETE; }

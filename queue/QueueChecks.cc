@@ -37,11 +37,11 @@ std::string_view schemeOf(const std::string& uri) {
 }
 
 Finding checkTransport(const PrintQueue& queue) {
-  const std::string scheme = forTerminal(schemeOf(queue.deviceUri));
-  if (bringsAnswersBack(schemeOf(queue.deviceUri))) {
-    return good(fmt::format("{}:// brings the printer's answers back", scheme));
+  const std::string link = forTerminal(linkOf(queue.deviceUri));
+  if (bringsAnswersBack(queue.deviceUri)) {
+    return good(fmt::format("{} brings the printer's answers back", link));
   }
-  return bad(fmt::format("{}:// brings no answers back from the printer", scheme),
+  return bad(fmt::format("{} brings no answers back from the printer", link),
              fmt::format("Reach it over usb, socket, dnssd or mdns, for example: lpadmin -p {} -v "
                          "socket://HOST",
                          shellWord(queue.name)));

@@ -3,9 +3,11 @@
 #include <cups/cups.h>
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
 #include <optional>
 
+#include "links/DeviceUri.h"
 #include "queue/PpdFile.h"
 #include "supplies/Words.h"
 #include "text/Decimal.h"
@@ -121,7 +123,12 @@ Result<QueueSettings> queueSettings(const std::string& ppdPath, const std::strin
     if (const auto wanted = job.find(seconds.name)) shorten(settings, seconds, *wanted);
   }
 
-  settings.transport = deviceUri.substr(0, deviceUri.find(':'));
+  const std::string scheme = deviceUri.substr(0, deviceUri.find(':'));
+  // Backends are programs with names in small letters.
+  const bool isBackend = std::ranges::all_of(scheme, [](char c) {
+    return (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '-' || c == '+' || c == '.';
+  });
+  settings.transport = isBackend && bringsAnswersBack(deviceUri) ? transportOf(scheme) : scheme;
   return settings;
 }
 

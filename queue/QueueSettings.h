@@ -25,7 +25,7 @@ struct QueueSettings {
 [[nodiscard]] std::optional<PrinterKind> printerKindOf(std::string_view word);
 
 // Gathers the settings for a job of the print server: from the queue's PPD file (*moxPrinterType,
-// *moxTimeout, *moxDeadline); the transport is the scheme of the device URI. Of the job's own
+// *moxTimeout, *moxDeadline); the transport is that of the device URI. Of the job's own
 // options, which anybody gives who may print, moxTimeout and moxDeadline can shorten the times.
 [[nodiscard]] Result<QueueSettings> queueSettings(const std::string& ppdPath,
                                                   const std::string& jobOptions,

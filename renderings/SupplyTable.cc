@@ -155,4 +155,8 @@ std::string supplyTable(const Supplies& supplies, bool colored) {
   return Table(supplies, colored).text();
 }
 
+std::string countedSupplies(std::size_t count) {
+  return fmt::format("{} {}", count, count == 1 ? "supply" : "supplies");
+}
+
 }  // namespace moxsupply

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 #include "supplies/Supplies.h"
@@ -9,5 +10,8 @@ namespace moxsupply {
 // The supplies as a table for people: name, colour, a bar, percent, status. `colored`: with the
 // escape sequences of a terminal that shows colours. Text from the printer is made harmless.
 std::string supplyTable(const Supplies& supplies, bool colored);
+
+// "1 supply", "4 supplies".
+std::string countedSupplies(std::size_t count);
 
 }  // namespace moxsupply

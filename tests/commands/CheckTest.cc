@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
@@ -109,9 +110,9 @@ TEST(CheckOfAPrinterThatIsSilent, EndsWithinTenSecondsByItself) {
 }
 
 TEST(CheckThroughABackend, EndsAtTheDeadlineWithItsLine) {
-  const ReservedPort port;
-  // No connection comes about; the backend goes on trying.
-  const std::string uri = "ipp" + port.uri().substr(6);
+  if (::getuid() != 0) GTEST_SKIP() << "only root may run this backend";
+  // There is no such printer; the backend goes on waiting for it.
+  const std::string uri = "usb://Nobody/Nothing";
   const Ran checked = check({uri, "--deadline", "1"});
   EXPECT_EQ(checked.exitStatus, 3);
   EXPECT_THAT(checked.output, StartsWith("NPA UNKNOWN - "));

@@ -2,7 +2,9 @@
 // socket backend.
 
 #include <fmt/format.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -19,6 +21,7 @@
 #include "tests/support/Hex.h"
 #include "tests/support/Processes.h"
 #include "tests/support/ReservedPort.h"
+#include "tests/support/Run.h"
 #include "tests/support/SilentPort.h"
 #include "tests/support/SimulatedPrinter.h"
 #include "tests/support/TemporaryFolder.h"
@@ -414,6 +417,42 @@ TEST(Levels, OnAFullDeviceSayThatTheyCouldNotBeWritten) {
   const Shown shown = finish(process);
   EXPECT_EQ(shown.exitStatus, 2);
   EXPECT_EQ(shown.errors, "moxsupply levels: standard output: No space left on device\n");
+}
+
+// A host is typed as it is known.
+TEST(LevelsOfAHost, AreThoseOfItsPort9100OrTheOneThatIsGiven) {
+  const SimulatedPrinter printer("laser-mono-toner");
+  const std::string address = printer.uri().substr(std::string("socket://").size());
+  EXPECT_EQ(run({MOXSUPPLY_PROGRAM, "levels", address}).output,
+            run({MOXSUPPLY_PROGRAM, "levels", printer.uri()}).output);
+  const Ran none = run({MOXSUPPLY_PROGRAM, "levels", "127.77.1.1"}, {"CUPS_SERVER=/nowhere"});
+  EXPECT_THAT(none.errors, ::testing::HasSubstr("127.77.1.1 port 9100"));
+}
+
+TEST(Help, IsThatOfTheCommandThatItNames) {
+  const Ran help = run({MOXSUPPLY_PROGRAM, "help", "levels"});
+  EXPECT_EQ(help.exitStatus, 0);
+  EXPECT_EQ(help.output, run({MOXSUPPLY_PROGRAM, "levels", "--help"}).output);
+  EXPECT_EQ(run({MOXSUPPLY_PROGRAM, "help"}).output, run({MOXSUPPLY_PROGRAM, "--help"}).output);
+  EXPECT_EQ(run({MOXSUPPLY_PROGRAM, "help", "nonsense"}).exitStatus, 2);
+}
+
+// Where a document is taken, what asks for supplies would come out on paper.
+TEST(LevelsOfAPrinter, ThatIsReachedByAPrintProtocolAreNotAskedFor) {
+  const SilentPort port;
+  for (const std::string& uri :
+       {"ipp://" + port.address() + "/ipp/print", "lpd://" + port.address(),
+        "http://" + port.address(), "ipps://" + port.address(),
+        std::string("dnssd://Printer._ipp._tcp.local/")}) {
+    const Ran ran = run({MOXSUPPLY_PROGRAM, "levels", uri, "--deadline", "3"});
+    EXPECT_EQ(ran.exitStatus, 2) << uri;
+    EXPECT_EQ(ran.output, "");
+    EXPECT_THAT(ran.errors, ::testing::StartsWith("moxsupply levels: \"" + uri +
+                                                  "\" brings no answers back; nothing was sent\n"));
+    EXPECT_THAT(ran.errors, ::testing::HasSubstr("socket://"));
+  }
+  pollfd called = {.fd = port.listener(), .events = POLLIN, .revents = 0};
+  EXPECT_EQ(::poll(&called, 1, 0), 0) << "somebody connected";
 }
 
 }  // namespace

@@ -41,6 +41,38 @@ TEST(DeviceUri, NamesTheTransportByTheKindOfLink) {
   EXPECT_EQ(parsed("lpd://h/queue").transport(), "socket");
 }
 
+TEST(DeviceUri, TellsWhetherAnswersComeBack) {
+  for (const char* uri :
+       {"socket://h", "usb://Example/Printer?serial=1", "parallel:/dev/lp0", "serial:/dev/ttyS0",
+        "dnssd://Printer._pdl-datastream._tcp.local/", "mdns://Printer/", "other://h/ipp/print"}) {
+    EXPECT_TRUE(bringsAnswersBack(uri)) << uri;
+  }
+  for (const char* uri :
+       {"ipp://h/ipp/print", "ipps://h", "IPP://h", "lpd://h/queue", "http://h:631/", "https://h/",
+        "file:/dev/null", "dnssd://Printer._ipp._tcp.local/?uuid=1",
+        "dnssd://Printer._IPPS._TCP.local/", "mdns://Printer._printer._tcp.local/", ""}) {
+    EXPECT_FALSE(bringsAnswersBack(uri)) << uri;
+  }
+}
+
+TEST(AHost, IsAnAddressOrANameWithADot) {
+  for (const char* text : {"192.0.2.7", "192.0.2.7:9101", "printer.example", "printer.example:9100",
+                           "[2001:db8::7]", "[::1]:9100"}) {
+    EXPECT_TRUE(looksLikeHost(text)) << text;
+  }
+  for (const char* text :
+       {"", "office", "office:9100", "2001:db8::7", "[192.0.2.7]", "[::1", "[", "]", "[::1]x",
+        "a.b:", "a.b:x", "a.b:9100/", "-a.b", ".b", "a b.c", "a.b;c", "socket://a.b", "usb:/x.y"}) {
+    EXPECT_FALSE(looksLikeHost(text)) << text;
+  }
+}
+
+TEST(DeviceUri, TellsItsLinkInAWord) {
+  EXPECT_EQ(linkOf("lpd://h/queue"), "lpd://");
+  EXPECT_EQ(linkOf("dnssd://Printer._ipp._tcp.local/"), "dnssd://..._ipp._tcp");
+  EXPECT_EQ(linkOf("dnssd://Printer._pdl-datastream._tcp.local/"), "dnssd://");
+}
+
 TEST(DeviceUri, IsShownWithoutUserAndPassword) {
   EXPECT_EQ(shownUri("ipp://jane:secret@h:631/ipp/print"), "ipp://h:631/ipp/print");
   EXPECT_EQ(shownUri("ipp://jane@h/"), "ipp://h/");

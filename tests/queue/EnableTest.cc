@@ -136,12 +136,16 @@ TEST_F(Enable, RefusesARawQueue) {
 }
 
 TEST_F(Enable, RefusesConnectionsThatBringNoAnswersBack) {
-  for (const std::string scheme : {"ipp", "lpd"}) {
-    addQueue(server(), queue(), scheme + "://127.0.0.1/queue", postScriptDriver());
+  const std::vector<std::pair<std::string, std::string>> kLinks = {
+      {"ipp://127.0.0.1/queue", "ipp://"},
+      {"lpd://127.0.0.1/queue", "lpd://"},
+      {"dnssd://Printer._ipp._tcp.local/?uuid=1", "dnssd://..._ipp._tcp"}};
+  for (const auto& [uri, link] : kLinks) {
+    addQueue(server(), queue(), uri, postScriptDriver());
     const Ran ran = enable("laser");
     EXPECT_EQ(ran.exitStatus, 2);
     EXPECT_EQ(ran.errors.find("moxsupply enable: the printer of \"" + queue() +
-                              "\" is reached over " + scheme + "://, which brings no answers back"),
+                              "\" is reached over " + link + ", which brings no answers back"),
               0U)
         << ran.errors;
     EXPECT_EQ(ppdOf(server(), queue()), postScriptDriver());

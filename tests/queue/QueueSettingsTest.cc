@@ -154,11 +154,14 @@ TEST_F(SettingsOfAQueue, KeepTheirTypeWhateverAJobSays) {
   EXPECT_THAT(mistake("", "moxPrinterType=Laser"), HasSubstr("moxPrinterType"));
 }
 
-TEST_F(SettingsOfAQueue, HaveTheSchemeOfTheDeviceUriAsTransport) {
+TEST_F(SettingsOfAQueue, HaveTheTransportOfTheDeviceUri) {
   const char* ppd = "*moxPrinterType: \"Laser\"\n";
   EXPECT_EQ(settings(ppd, "", "socket://printer:9100/?waiteof=false").transport, "socket");
   EXPECT_EQ(settings(ppd, "", "dnssd://Small._pdl-datastream._tcp.local/").transport, "dnssd");
   EXPECT_EQ(settings(ppd, "", "mdns://Small/").transport, "mdns");
+  EXPECT_EQ(settings(ppd, "", "parallel:/dev/lp0").transport, "usb");
+  EXPECT_EQ(settings(ppd, "", "other://printer").transport, "socket");
+  EXPECT_EQ(settings(ppd, "", "USB://printer").transport, "USB");
   EXPECT_EQ(settings(ppd, "", "ipp://printer/ipp/print").transport, "ipp");
   EXPECT_EQ(settings(ppd, "", "file:/dev/null").transport, "file");
   EXPECT_EQ(settings(ppd, "", "").transport, "");

@@ -22,6 +22,9 @@ class SilentPort : public ReservedPort {
     return FileDescriptor(::accept4(mListener.get(), nullptr, nullptr, SOCK_CLOEXEC));
   }
 
+  // To see whether somebody has connected.
+  [[nodiscard]] int listener() const { return mListener.get(); }
+
  private:
   FileDescriptor mListener = listenOn(*this);
 };
