@@ -28,7 +28,8 @@ bool containsInAnyLetters(std::string_view text, std::string_view smallLetters) 
   const auto isSame = [](char one, char small) {
     return (one >= 'A' && one <= 'Z' ? one - 'A' + 'a' : one) == small;
   };
-  return !std::ranges::search(text, smallLetters, isSame).empty();
+  return std::search(text.begin(), text.end(), smallLetters.begin(), smallLetters.end(), isSame) !=
+         text.end();
 }
 
 }  // namespace
