@@ -21,7 +21,7 @@ struct Program {
   std::span<const Subcommand> subcommands;
 };
 
-// Takes the command line apart and runs the command that it gives. Returns the exit status.
-int runCommandLine(const Program& program, std::span<const char* const> arguments);
+// Takes the command line that was given apart and runs its command. Returns the exit status.
+int runCommandLine(const Program& program, std::span<const char* const> given);
 
 }  // namespace moxsupply

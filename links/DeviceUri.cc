@@ -70,7 +70,8 @@ bool looksLikeDeviceUri(std::string_view text) {
 bool looksLikeHost(std::string_view text) {
   const bool isBracketed = text.starts_with('[');
   const std::size_t end = isBracketed ? text.find(']') : text.rfind(':');
-  std::string_view host = text.substr(0, isBracketed && end != text.npos ? end + 1 : end);
+  std::string_view host =
+      text.substr(0, isBracketed && end != std::string_view::npos ? end + 1 : end);
   const std::string_view behind = text.substr(host.size());
   if (!behind.empty() && (behind.front() != ':' || !decimal(behind.substr(1)))) return false;
   if (isBracketed) {
@@ -82,7 +83,7 @@ bool looksLikeHost(std::string_view text) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-' ||
            c == '.';
   };
-  return host.find('.') != host.npos && std::ranges::all_of(host, isOfAName) &&
+  return host.find('.') != std::string_view::npos && std::ranges::all_of(host, isOfAName) &&
          host.front() != '-' && host.front() != '.';
 }
 
