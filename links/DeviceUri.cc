@@ -45,8 +45,8 @@ std::string transportOf(std::string_view scheme) {
 std::string linkOf(std::string_view uri) {
   const std::string_view scheme = uri.substr(0, uri.find(':'));
   for (const std::string_view service : kDocumentServices) {
-    if (containsInAnyLetters(uri, service))
-      return fmt::format("{}://...{}", scheme, service.substr(1));
+    if (!containsInAnyLetters(uri, service)) continue;
+    return fmt::format("{}://...{}", scheme, service.substr(1));
   }
   return fmt::format("{}://", scheme);
 }

@@ -32,8 +32,7 @@ std::string linkOf(std::string_view uri);
 // What to try instead where no answers come back.
 constexpr std::string_view kOtherLinks =
     "Supplies can be asked over usb://, socket:// and dnssd://..._pdl-datastream._tcp; `lpinfo -v` "
-    "shows how "
-    "printers can be reached.";
+    "shows how printers can be reached.";
 
 // Whether `text` is meant as a device URI, and not as the name of a print queue.
 bool looksLikeDeviceUri(std::string_view text);

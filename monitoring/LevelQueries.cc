@@ -138,8 +138,8 @@ class LevelQueries::Running {
     co_await mEnd.async_wait(stream_descriptor::wait_read,
                              asio::redirect_error(use_awaitable, ignored));
     if (ignored || !mProcess) co_return;
-    mProcess->signal(
-        SIGKILL);  // what it may have left of its group, and would keep its streams open
+    // What it may have left of its group would keep its streams open.
+    mProcess->signal(SIGKILL);
     mProcess->wait();
     const int status = mProcess->waitStatus().value();
     if (WIFEXITED(status)) mEnding.exitStatus = WEXITSTATUS(status);
