@@ -81,7 +81,7 @@ __moxsupply_option simulate -F
 __moxsupply_option simulate -l replay -r -F -d 'Be the printer of a transcript'
 __moxsupply_option simulate -l quick -d 'Without its pauses'
 __moxsupply_option simulate -l listen -x -d 'ADDRESS:PORT to listen on'
-__moxsupply_option simulate -l fault -x -a 'cut silent reset drip= flood twice wrong-request length= flip= never-close' -d 'What is wrong with the printer'
+__moxsupply_option simulate -l fault -x -a 'cut silent reset drip= wake= flood twice wrong-request length= flip= never-close' -d 'What is wrong with the printer'
 __moxsupply_option simulate -l replay -r -F -d 'Be the printer of a transcript'
 __moxsupply_option simulate -l quick -d 'Without its pauses'
 __moxsupply_option simulate -l list -d 'Name the models'

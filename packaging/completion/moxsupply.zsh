@@ -85,7 +85,7 @@ case $words[1] in
     _arguments $help \
       '1:model:{compadd -- ${${(f)"$(moxsupply simulate --list 2>/dev/null)"}%% *}; _files -g "*.json"}' \
       '--listen=[where to listen]:address and port' \
-      '*--fault=[what is wrong with the printer]:fault:(cut silent reset drip= flood twice wrong-request length= flip= never-close)' \
+      '*--fault=[what is wrong with the printer]:fault:(cut silent reset drip= wake= flood twice wrong-request length= flip= never-close)' \
       '--replay=[be the printer of a transcript]:transcript:_files' \
       '--quick[without its pauses]' \
       '--list[name the models]' \
