@@ -138,9 +138,12 @@ Command levelsCommand(LevelsAsMetrics asMetrics) {
       .footer =
           "A printer whose type is not given is asked as a laser printer first, with reads of at "
           "most\n"
-          "1 second, then as an inkjet printer: an inkjet printer is found after 4 seconds, and "
-          "one\n"
-          "that stays silent is given up after 4 seconds and 4 times --timeout (12 seconds).\n"
+          "1 second, then as an inkjet printer, which is found after 4 seconds. A printer that "
+          "sleeps\n"
+          "has 21 seconds to wake; one that stays silent is given up after 33 seconds, with "
+          "--type\n"
+          "after 29, and one that takes no connection after 25. --timeout and --deadline change "
+          "that.\n"
           "\n"
           "Examples:\n"
           "  moxsupply levels socket://192.0.2.7\n"
@@ -159,9 +162,7 @@ Command levelsCommand(LevelsAsMetrics asMetrics) {
                                   {"openmetrics", Format::kOpenMetrics}},
                                  "FORMAT",
                                  "table; json as `moxsupply report`; openmetrics (table)"),
-                  readTimeout(printer.timeout),
-                  seconds("--deadline", printer.deadline, {.least = 1},
-                          "longest time for everything (60)"),
+                  readTimeout(printer), deadline(printer),
                   flag("--backend", printer.throughBackend,
                        "use the CUPS backend for socket:// too, as a print job does"),
                   coloring(options->coloring), recordOption(options->record),

@@ -68,6 +68,12 @@ Result<std::unique_ptr<Recording>> Recording::create(const std::string& path, Re
   return recording;
 }
 
+std::unique_ptr<Recording> Recording::forNobody() {
+  constexpr const char* kNowhere = "/dev/null";
+  return std::make_unique<Recording>(
+      kNowhere, FileDescriptor(::open(kNowhere, O_WRONLY | O_CLOEXEC)), Redact::kNo);
+}
+
 Recording::Recording(std::string path, FileDescriptor file, Redact redact)
     : mPath(std::move(path)), mFile(std::move(file)), mRedact(redact) {
   std::string text = transcript::headerLine();
@@ -83,10 +89,14 @@ void Recording::beginQuery(const std::string& printerType, const std::string& tr
   write(transcript::queryLine({printerType, transport, timeout, {}}));
   mLastLine = Clock::now();
   mSerialNumbers = {};
+  mHasHeard = false;
+  mHasEnded = false;
 }
 
 void Recording::add(transcript::Event event, std::span<const std::uint8_t> bytes) {
   const std::lock_guard lock(mMutex);
+  mHasHeard = mHasHeard || event == transcript::Event::kReceived;
+  mHasEnded = mHasEnded || event == transcript::Event::kEnded;
   mBytes += bytes.size();
   if (++mOperations > transcript::kMostOperations || mBytes > transcript::kMostBytes) {
     if (mTrouble.empty()) mTrouble = "more went over the link than a transcript can hold";
@@ -111,6 +121,16 @@ void Recording::write(const std::string& line) {
 void Recording::giveUp(const std::string& why) {
   const std::lock_guard lock(mMutex);
   if (mTrouble.empty()) mTrouble = why;
+}
+
+bool Recording::hasHeard() const {
+  const std::lock_guard lock(mMutex);
+  return mHasHeard;
+}
+
+bool Recording::hasEnded() const {
+  const std::lock_guard lock(mMutex);
+  return mHasEnded;
 }
 
 Result<> Recording::isWhole() const {
