@@ -44,7 +44,7 @@ std::string rendered(const Report& report, const LevelsOptions& options) {
   if (options.format == Format::kJson) return reportAsJson(report);
   const Supplies supplies = suppliesFromReport(report.dictionary);
   if (report.status != Status::kSuccess && supplies.list.empty()) return {};
-  return title(supplies) + supplyTable(supplies, wantsColor(options.coloring));
+  return title(supplies) + supplyTable(supplies, wantsColor(options.coloring), columnsOfOutput());
 }
 
 // Shows the answer as it was asked for, and then why it failed.

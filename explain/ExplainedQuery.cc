@@ -179,6 +179,9 @@ Replayed ask(const transcript::Session& query) {
 
 Report replay(const transcript::Session& query) { return ask(query).report; }
 
+// It stands two columns in.
+constexpr int kTableColumns = 78;
+
 void explainQuery(Explanation& text, const transcript::Session& query, const std::string& title) {
   text.heading(fmt::format("{}asked as {} printer over {}, {} s for each read", title,
                            query.printerType == "Laser" ? "a laser" : "an inkjet", query.transport,
@@ -191,7 +194,7 @@ void explainQuery(Explanation& text, const transcript::Session& query, const std
   }
   const Supplies supplies = suppliesFromReport(report.dictionary);
   if (supplies.list.empty()) return;
-  const std::string table = supplyTable(supplies, false);
+  const std::string table = supplyTable(supplies, false, kTableColumns);
   for (std::size_t at = 0; at < table.size();) {
     const std::size_t end = std::min(table.find('\n', at), table.size());
     text.line("  " + table.substr(at, end - at));
