@@ -48,6 +48,18 @@ Option printerArgument(std::string& printer) {
   return option;
 }
 
+Option printerArguments(std::vector<std::string>& printers) {
+  std::string one;
+  Option option = printerArgument(one);
+  option.isRepeated = true;
+  option.take = [&printers](const auto& words) -> Result<> {
+    printers = words;
+    return {};
+  };
+  if (!one.empty()) printers = {one};
+  return option;
+}
+
 Option queueArgument(std::string& queue) {
   return argument("QUEUE", queue, "name of a print queue");
 }

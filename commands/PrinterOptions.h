@@ -27,6 +27,10 @@ struct PrinterOptions {
 // A printer that is not given is the one of environment variable DEVICE_URI, which others cannot
 // see, as they see arguments.
 [[nodiscard]] Option printerArgument(std::string& printer);
+
+// The same of several; DEVICE_URI is one.
+[[nodiscard]] Option printerArguments(std::vector<std::string>& printers);
+
 [[nodiscard]] Option queueArgument(std::string& queue);
 [[nodiscard]] Option printerType(std::optional<PrinterKind>& kind);
 

@@ -14,6 +14,7 @@
 #include <chrono>
 #include <csignal>
 #include <filesystem>
+#include <list>
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <thread>
@@ -216,6 +217,76 @@ TEST(LevelsOfAPrinterThatHangsUp, FailAtOnce) {
   EXPECT_EQ(shown.exitStatus, 1);
   EXPECT_EQ(shown.signal, 0);
   EXPECT_LT(shown.time, 5s);
+}
+
+// ---- Several printers at once.
+
+TEST(LevelsOfSeveralPrinters, AreShownInTheOrderGiven) {
+  const SimulatedPrinter slow("inkjet-lantern-four-cartridges", {"wake=2000"});
+  const SimulatedPrinter quick("laser-mono-toner");
+  const ReservedPort nobody;
+  const Ran ran =
+      run({MOXSUPPLY_PROGRAM, "levels", slow.uri(), nobody.uri(), quick.uri()}, {"LC_ALL=C.UTF-8"});
+  EXPECT_EQ(ran.exitStatus, 1);
+  EXPECT_EQ(ran.output.find(slow.uri() + ": Inkjet printer, Lantern print head, 4 supplies\n\n"),
+            0U)
+      << ran.output;
+  EXPECT_NE(ran.output.find(" ok\n\n" + quick.uri() + ": Laser printer, 1 supply\n\n"),
+            std::string::npos)
+      << ran.output;
+  EXPECT_EQ(ran.output.find(nobody.uri()), std::string::npos) << ran.output;
+  EXPECT_NE(ran.errors.find("cannot connect to 127.0.0.1 port " + std::to_string(nobody.number())),
+            std::string::npos)
+      << ran.errors;
+}
+
+TEST(LevelsOfSeveralPrinters, AsJsonAreALineEach) {
+  const SimulatedPrinter inkjet("inkjet-lantern-four-cartridges");
+  const SimulatedPrinter laser("laser-mono-toner");
+  const ReservedPort nobody;
+  const Ran ran = run(
+      {MOXSUPPLY_PROGRAM, "levels", laser.uri(), nobody.uri(), inkjet.uri(), "--format", "json"});
+  EXPECT_EQ(ran.exitStatus, 1);
+  std::istringstream lines(ran.output);
+  std::vector<Json> answers;
+  for (std::string line; std::getline(lines, line);) answers.push_back(Json::parse(line));
+  ASSERT_EQ(answers.size(), 3U) << ran.output;
+  EXPECT_EQ(answers[0]["report"]["SupplyCount"], 1);
+  EXPECT_EQ(answers[1], Json::parse(R"({"status": -6, "report": {}})"));
+  EXPECT_EQ(answers[2]["report"]["SupplyCount"], 4);
+}
+
+TEST(LevelsOfSeveralPrinters, AreAskedAtOnce) {
+  std::vector<std::string> command = {MOXSUPPLY_PROGRAM, "levels", "--type", "laser"};
+  std::list<SimulatedPrinter> printers;
+  for (int i = 0; i < 20; ++i) {
+    command.push_back(
+        printers.emplace_back("laser-mono-toner", std::vector<std::string>{"wake=1500"}).uri());
+  }
+  const Ran ran = run(command, {"LC_ALL=C.UTF-8"});
+  EXPECT_EQ(ran.exitStatus, 0) << ran.errors;
+  EXPECT_LT(ran.time, 15s) << "one after the other takes 30";
+}
+
+TEST(LevelsOfSeveralPrinters, TellAMistakeBeforeAnyIsAsked) {
+  const SilentPort port;
+  for (const std::vector<std::string>& mistake : std::vector<std::vector<std::string>>{
+           {"socket://"}, {port.uri(), "--record", "x"}, {port.uri(), "--format", "openmetrics"}}) {
+    std::vector<std::string> command = {MOXSUPPLY_PROGRAM, "levels", port.uri()};
+    command.insert(command.end(), mistake.begin(), mistake.end());
+    const Ran ran = run(command);
+    EXPECT_EQ(ran.exitStatus, 2) << ran.errors;
+    EXPECT_EQ(ran.output, "");
+  }
+  pollfd asked = {.fd = port.listener(), .events = POLLIN, .revents = 0};
+  EXPECT_EQ(::poll(&asked, 1, 0), 0) << "a printer was asked";
+}
+
+TEST(LevelsOfSeveralPrinters, MayHaveAddressesInBrackets) {
+  const Ran ran = run({MOXSUPPLY_PROGRAM, "levels", "[::1]:1", "[::1]", "--timeout", "1"});
+  EXPECT_EQ(ran.exitStatus, 1);
+  EXPECT_NE(ran.errors.find("::1 port 1:"), std::string::npos) << ran.errors;
+  EXPECT_NE(ran.errors.find("::1 port 9100:"), std::string::npos) << ran.errors;
 }
 
 // ---- A printer that must wake up first, and takes one connection for it.
