@@ -38,6 +38,7 @@ struct LevelsOptions {
   Coloring coloring = Coloring::kAuto;
   std::string record;
   bool redact = false;
+  bool details = false;
 };
 
 constexpr std::string_view kCommand = "levels";
@@ -50,16 +51,20 @@ std::string title(const Supplies& supplies) {
 }
 
 // What a failed query left is shown too.
-std::string rendered(const Report& report, const LevelsOptions& options) {
+std::string rendered(const PrinterAnswer& answer, const LevelsOptions& options) {
+  const Report& report = answer.report;
   if (options.format == Format::kJson) return reportAsJson(report);
-  const Supplies supplies = suppliesFromReport(report.dictionary);
+  const Supplies supplies = suppliesIn(answer);
   if (report.status != Status::kSuccess && supplies.list.empty()) return {};
-  return title(supplies) + supplyTable(supplies, wantsColor(options.coloring), columnsOfOutput());
+  std::string text =
+      title(supplies) + supplyTable(supplies, wantsColor(options.coloring), columnsOfOutput());
+  if (options.details) text += '\n' + supplyDetails(supplies, columnsOfOutput());
+  return text;
 }
 
 // Shows the answer as it was asked for, and then why it failed.
 int show(const PrinterAnswer& answer, const SupplyRequest& request, const LevelsOptions& options) {
-  const int exitStatus = print(kCommand, rendered(answer.report, options));
+  const int exitStatus = print(kCommand, rendered(answer, options));
   if (exitStatus != 0 || answer.report.status == Status::kSuccess) return exitStatus;
   return complain(kCommand, whyNoSupplies(answer, request));
 }
@@ -92,11 +97,12 @@ int runLevels(const LevelsOptions& options) {
     return complain(kCommand, notOfAQueue(options.printer.printer));
   }
   const auto onDeadline = [](const Problem& problem) { ::_exit(complain(kCommand, problem)); };
-  const auto request = supplyRequest(options.printer, onDeadline);
+  auto request = supplyRequest(options.printer, onDeadline);
   if (!request) return complain(kCommand, request.error());
   const auto recording = startRecording(options);
   if (!recording) return complain(kCommand, recording.error());
 
+  request->wantsIdentities = options.details;
   const auto answer = askForSupplies(*request, onDeadline, recording->get());
   if (!answer) return complain(kCommand, answer.error());
   const int exitStatus = show(*answer, *request, options);
@@ -139,11 +145,12 @@ Part askOneOfSeveral(const LevelsOptions& options, const OnDeadline& onDeadline)
     return Part{problem.isMisuse ? kExitMisuse : kExitFailed, nothingFrom(options),
                 complaint(kCommand, problem)};
   };
-  const auto request = supplyRequest(options.printer, onDeadline);
+  auto request = supplyRequest(options.printer, onDeadline);
   if (!request) return failed(request.error());
+  request->wantsIdentities = options.details;
   const auto answer = askForSupplies(*request, onDeadline);
   if (!answer) return failed(answer.error());
-  const std::string output = headed(rendered(answer->report, options), options);
+  const std::string output = headed(rendered(*answer, options), options);
   if (answer->report.status == Status::kSuccess) return {0, output, {}};
   return {kExitFailed, output, complaint(kCommand, whyNoSupplies(*answer, *request))};
 }
@@ -216,6 +223,9 @@ int runSeveral(const LevelsOptions& given) {
 
 // Whether the options of a transcript go together, and with the rest.
 Result<> agree(const LevelsOptions& options) {
+  if (options.details && options.format != Format::kTable) {
+    return misuse("--details: goes with the format table");
+  }
   if (options.printers.size() > 1 && !options.record.empty()) {
     return misuse("--record: takes one PRINTER");
   }
@@ -255,7 +265,7 @@ Command levelsCommand(LevelsAsMetrics asMetrics) {
       .name = kCommand,
       .usage =
           "moxsupply levels [PRINTER...] [--type auto|laser|inkjet]\n"
-          "                        [--format table|json|openmetrics]\n"
+          "                        [--format table|json|openmetrics] [--details]\n"
           "                        [--timeout SECONDS] [--deadline SECONDS] [--backend]\n"
           "                        [--color auto|always|never] [--record FILE [--redact]]",
       .about =
@@ -298,6 +308,8 @@ Command levelsCommand(LevelsAsMetrics asMetrics) {
                                   {"openmetrics", Format::kOpenMetrics}},
                                  "FORMAT",
                                  "table; json as `moxsupply report`; openmetrics (table)"),
+                  flag("--details", options->details,
+                       "show part numbers, serial numbers and pages of cartridges, too"),
                   readTimeout(printer), deadline(printer),
                   flag("--backend", printer.throughBackend,
                        "use the CUPS backend for socket:// too, as a print job does"),

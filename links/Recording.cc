@@ -89,6 +89,7 @@ void Recording::beginQuery(const std::string& printerType, const std::string& tr
   write(transcript::queryLine({printerType, transport, timeout, {}}));
   mLastLine = Clock::now();
   mSerialNumbers = {};
+  mAnswers = {printerType, transport, timeout, {}};
   mHasHeard = false;
   mHasEnded = false;
 }
@@ -105,8 +106,13 @@ void Recording::add(transcript::Event event, std::span<const std::uint8_t> bytes
   const auto now = Clock::now();
   const auto pause = std::chrono::duration_cast<std::chrono::milliseconds>(now - mLastLine);
   mLastLine = now;
-  if (event == transcript::Event::kSent) mSerialNumbers = {};  // of another reply
   transcript::Bytes written(bytes.begin(), bytes.end());
+  if (event == transcript::Event::kSent) {
+    mSerialNumbers = {};  // of another reply
+    mAnswers.operations.clear();
+  } else {
+    mAnswers.operations.push_back({event, pause, written});
+  }
   if (mRedact == Redact::kYes && event == transcript::Event::kReceived) {
     mSerialNumbers.blankIn(written);
   }
@@ -131,6 +137,11 @@ bool Recording::hasHeard() const {
 bool Recording::hasEnded() const {
   const std::lock_guard lock(mMutex);
   return mHasEnded;
+}
+
+transcript::Session Recording::answers() const {
+  const std::lock_guard lock(mMutex);
+  return mAnswers;
 }
 
 Result<> Recording::isWhole() const {

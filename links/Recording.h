@@ -50,6 +50,9 @@ class Recording {
   [[nodiscard]] bool hasHeard() const;
   [[nodiscard]] bool hasEnded() const;
 
+  // What came since the last request, of the query that is under way or was the last.
+  [[nodiscard]] transcript::Session answers() const;
+
   // Whether the transcript is whole, or why not.
   [[nodiscard]] Result<> isWhole() const;
 
@@ -68,6 +71,7 @@ class Recording {
   Clock::time_point mLastLine = Clock::now();
   std::size_t mBytes = 0;
   std::size_t mOperations = 0;
+  transcript::Session mAnswers;
   bool mHasHeard = false;
   bool mHasEnded = false;
   std::string mTrouble;  // nothing is written any more

@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "links/Identities.h"
 #include "links/PrinterLink.h"
 #include "links/QueryWatch.h"
 #include "text/TerminalText.h"
@@ -49,6 +50,8 @@ class Questions {
   Questions(const SupplyRequest& request, QueryWatch& watch, Recording* recording)
       : mRequest(request), mWatch(watch), mRecording(recording) {}
 
+  [[nodiscard]] const transcript::Session& lastAnswers() const { return mLastAnswers; }
+
   [[nodiscard]] Result<Report> ask() {
     auto report = inTurn();
     if (!report || mSaid == Said::kAll || mRequest.timeToWake.count() == 0) return report;
@@ -89,11 +92,13 @@ class Questions {
   // Asks over the open link. `isLate`: an answer to the question before may still come, which this
   // one passes over; so it is looked at what comes, which takes a thread.
   Report question(const Guess& guess, bool isLate) {
-    const auto listener = isLate && mRecording == nullptr ? Recording::forNobody() : nullptr;
+    const bool listens = (isLate || mRequest.wantsIdentities) && mRecording == nullptr;
+    const auto listener = listens ? Recording::forNobody() : nullptr;
     Recording* recording = listener ? listener.get() : mRecording;
     const auto start = Clock::now();
     Report report = mLink->ask(guess.kind, guess.timeout, recording);
     const auto took = Clock::now() - start;
+    if (mRequest.wantsIdentities) mLastAnswers = recording->answers();
 
     // Whatever else comes ends one of the four reads early.
     const bool inTime = guess.timeout == 0 || took < 4 * std::chrono::seconds(guess.timeout);
@@ -124,6 +129,7 @@ class Questions {
   std::optional<PrinterLink> mLink;
   bool mKeepsLink = true;
   Said mSaid = Said::kAll;
+  transcript::Session mLastAnswers;
 };
 
 Problem deadlinePassed(const SupplyRequest& request, const QueryWatch& watch) {
@@ -145,13 +151,20 @@ Problem deadlinePassed(const SupplyRequest& request, const QueryWatch& watch) {
 
 }  // namespace
 
+Supplies suppliesIn(const PrinterAnswer& answer) {
+  Supplies supplies = suppliesFromReport(answer.report.dictionary);
+  if (!answer.lastAnswers.operations.empty()) addIdentities(supplies, answer.lastAnswers);
+  return supplies;
+}
+
 Result<PrinterAnswer> askForSupplies(const SupplyRequest& request, const OnDeadline& onDeadline,
                                      Recording* recording) {
   QueryWatch watch("", {.connection = request.connectionDeadline, .all = request.deadline},
                    [&](const QueryWatch& at) { onDeadline(deadlinePassed(request, at)); });
-  auto report = Questions(request, watch, recording).ask();
+  Questions questions(request, watch, recording);
+  auto report = questions.ask();
   if (!report) return tl::unexpected(std::move(report).error());
-  return PrinterAnswer{*std::move(report), watch.backendMessage()};
+  return PrinterAnswer{*std::move(report), questions.lastAnswers(), watch.backendMessage()};
 }
 
 }  // namespace moxsupply

@@ -9,8 +9,10 @@
 #include "links/DeviceUri.h"
 #include "links/Recording.h"
 #include "supplies/Report.h"
+#include "supplies/Supplies.h"
 #include "supplies/Supply.h"
 #include "text/Problem.h"
+#include "transcript/Transcript.h"
 
 namespace moxsupply {
 
@@ -20,7 +22,8 @@ struct SupplyRequest {
   std::optional<PrinterKind> kind;  // none: it is asked as both
   std::uint32_t timeout;            // seconds for each single read
   std::chrono::steady_clock::time_point deadline;
-  bool throughBackend;  // use the CUPS backend for socket:// too
+  bool throughBackend;           // use the CUPS backend for socket:// too
+  bool wantsIdentities = false;  // of cartridges, beside their levels; nothing more is asked
 
   // When to give up without a connection.
   std::chrono::steady_clock::time_point connectionDeadline =
@@ -32,8 +35,13 @@ struct SupplyRequest {
 
 struct PrinterAnswer {
   Report report;
+  transcript::Session lastAnswers;  // what came upon the last request, where identities are wanted
   std::string backendMessage;  // the CUPS backend's last word of trouble, or else its last word
 };
+
+// The supplies that it tells of, with what identifies them where that is wanted. For the latter,
+// standard output and descriptor 3 of this process are taken for a moment.
+[[nodiscard]] Supplies suppliesIn(const PrinterAnswer& answer);
 
 // What happens at the deadline. Does not return: the query cannot be taken back, only ended with
 // its process.

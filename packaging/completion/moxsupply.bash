@@ -90,7 +90,7 @@ _moxsupply_offer_options() {
   case $command in
     levels)
       _moxsupply_offer "$current" \
-        --type --format --timeout --deadline --backend --color --record --redact --help
+        --type --format --details --timeout --deadline --backend --color --record --redact --help
       ;;
     check)
       _moxsupply_offer "$current" \

@@ -28,9 +28,10 @@ words=("${(@)words[2,-1]}")
 (( CURRENT-- ))
 case $words[1] in
   levels)
-    _arguments $help $color $queue \
+    _arguments $help $color "*${queue#1}" \
       '--type=[what kind of printer it is]:type:(auto laser inkjet)' \
       '--format=[how to show the supplies]:format:(table json openmetrics)' \
+      '--details[show what identifies the cartridges]' \
       '--timeout=[longest wait for each read]:seconds' \
       '--deadline=[longest time for everything]:seconds' \
       '--backend[use the CUPS backend for socket\:// too]' \

@@ -219,6 +219,27 @@ TEST(LevelsOfAPrinterThatHangsUp, FailAtOnce) {
   EXPECT_LT(shown.time, 5s);
 }
 
+TEST(LevelsWithDetails, ShowWhatIdentifiesCartridges) {
+  const SimulatedPrinter laser("laser-mono-levels-in-record");
+  for (const auto& way : std::vector<std::vector<std::string>>{{}, {"--backend"}}) {
+    std::vector<std::string> options = {laser.uri(), "--details", "--type", "laser"};
+    options.insert(options.end(), way.begin(), way.end());
+    const Shown shown = show(options);
+    EXPECT_EQ(shown.exitStatus, 0) << shown.errors;
+    EXPECT_NE(
+        shown.output.find("\n\n"
+                          "SUPPLY                 PART            SERIAL      PAGES\n"
+                          "Black Toner Cartridge  TONER-BLACK-8K  MONO000002  4142 of 8000\n"),
+        std::string::npos)
+        << shown.output;
+  }
+  const SimulatedPrinter inkjet("inkjet-lantern-four-cartridges");
+  const Shown shown = show({inkjet.uri(), "--details", "--type", "inkjet"});
+  EXPECT_NE(shown.output.find("\n\nThe printer tells no part numbers, serial numbers or pages.\n"),
+            std::string::npos)
+      << shown.output;
+}
+
 // ---- Several printers at once.
 
 TEST(LevelsOfSeveralPrinters, AreShownInTheOrderGiven) {
