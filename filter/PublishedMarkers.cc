@@ -1,18 +1,16 @@
 #include "filter/PublishedMarkers.h"
 
-#include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <sstream>
 
 #include "filter/SchedulerMessage.h"
-#include "system/FileDescriptor.h"
 #include "system/ProcessStatus.h"
 #include "system/ReadFile.h"
+#include "system/ReplaceFile.h"
 
 namespace moxsupply {
 
@@ -74,19 +72,10 @@ void PublishedMarkers::publishMessage(const std::string& line) {
   save();
 }
 
-// Writes a new file and puts it in the place of the old one, so that no reader sees half of it.
 void PublishedMarkers::save() const {
   if (mPath.empty()) return;
-  const std::string unfinished = fmt::format("{}.{}", mPath, ::getpid());
-  FileDescriptor file(
-      ::open(unfinished.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
-  if (!file) return;
   const std::string message = mMessage.empty() ? "\n" : mMessage;
-  const bool isWritten =
-      writeAll(file.get(), mOrigin + '\n' + message + mLists) == 0 && file.close() == 0;
-  if (!isWritten || std::rename(unfinished.c_str(), mPath.c_str()) != 0) {
-    ::unlink(unfinished.c_str());
-  }
+  static_cast<void>(replaceFile(mPath, mOrigin + '\n' + message + mLists, 0600));
 }
 
 }  // namespace moxsupply
