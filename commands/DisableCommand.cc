@@ -6,6 +6,7 @@
 #include <string>
 
 #include "commands/PrinterOptions.h"
+#include "queue/EnabledQueues.h"
 #include "queue/OpenQueue.h"
 #include "queue/PpdEdit.h"
 #include "text/TerminalText.h"
@@ -19,13 +20,19 @@ constexpr std::string_view kCommand = "disable";
 int runDisable(const std::string& name) {
   auto open = openQueue(name);
   if (!open) return complain(kCommand, open.error());
-  if (!hasSupplyReports(open->ppd)) {
+  const bool isSetUp = hasSupplyReports(open->ppd);
+  if (isSetUp) {
+    const auto changed = open->server.setPpd(name, withoutSupplyReports(open->ppd));
+    if (!changed) return complain(kCommand, changed.error());
+  }
+  const auto forgotten =
+      changeEnabledQueues([&name](EnabledQueues& queues) { queues.erase(name); });
+  if (!forgotten) return complain(kCommand, forgotten.error());
+  if (!isSetUp) {
     return print(kCommand,
                  fmt::format("{} was not set up by moxsupply enable; nothing was changed.\n",
                              forTerminal(name)));
   }
-  const auto changed = open->server.setPpd(name, withoutSupplyReports(open->ppd));
-  if (!changed) return complain(kCommand, changed.error());
   return print(kCommand, fmt::format("{} no longer reports its supplies.\n", forTerminal(name)));
 }
 

@@ -7,6 +7,7 @@
 
 #include "commands/PrinterOptions.h"
 #include "links/DeviceUri.h"
+#include "queue/EnabledQueues.h"
 #include "queue/OpenQueue.h"
 #include "queue/PpdEdit.h"
 #include "text/ShellWord.h"
@@ -53,12 +54,17 @@ int runEnable(const EnableOptions& options) {
 
   const std::string name = forTerminal(options.queue);
   const std::string ppd = withSupplyReports(open->ppd, options.settings);
-  if (ppd == open->ppd) {
-    return print(kCommand, fmt::format("{} is set up like this already.\n", name));
+  const bool isSetUp = ppd == open->ppd;
+  if (!isSetUp) {
+    const auto set = open->server.setPpd(options.queue, ppd);
+    if (!set) return complain(kCommand, set.error());
   }
-  const auto after = open->server.setPpd(options.queue, ppd).and_then([&] {
-    return open->server.queue(options.queue);
-  });
+  const auto remembered = changeEnabledQueues(
+      [&](EnabledQueues& queues) { queues[options.queue].kind = options.settings.kind; });
+  if (!remembered) return complain(kCommand, remembered.error());
+  if (isSetUp) return print(kCommand, fmt::format("{} is set up like this already.\n", name));
+
+  const auto after = open->server.queue(options.queue);
   if (!after) return complain(kCommand, after.error());
   if (const auto run = isRun(*after); !run) return complain(kCommand, run.error());
   return print(kCommand,

@@ -4,12 +4,14 @@
 
 #include <filesystem>
 #include <fstream>
+#include <nlohmann/json.hpp>
 #include <regex>
 #include <string>
 
 #include "tests/queue/QueueTest.h"
 #include "tests/support/Models.h"
 #include "tests/support/SimulatedPrinter.h"
+#include "tests/support/TextFile.h"
 
 namespace moxsupply::testing {
 namespace {
@@ -116,6 +118,41 @@ TEST_F(Enable, IsNothingToTakeBackFromAQueueWithoutIt) {
   const Ran ran = disable();
   EXPECT_EQ(ran.exitStatus, 0);
   EXPECT_EQ(ran.output, queue() + " was not set up by moxsupply enable; nothing was changed.\n");
+}
+
+// A new driver takes the set-up from the queue, and this is what tells that it had one.
+TEST_F(Enable, IsRememberedUntilItIsTakenBack) {
+  addEnabledQueue("laser");
+  EXPECT_EQ(enable("inkjet").exitStatus, 0);
+  const auto remembered = [] { return nlohmann::json::parse(contentOf(server().enabledQueues())); };
+  EXPECT_EQ(remembered()[queue()],
+            (nlohmann::json{{"type", "inkjet"}, {"low", 10}, {"afterJobs", true}}));
+  EXPECT_EQ(disable().exitStatus, 0);
+  EXPECT_FALSE(remembered().contains(queue()));
+}
+
+TEST_F(Enable, IsForgottenAlsoOfAQueueThatHasLostIt) {
+  addEnabledQueue("laser");
+  addQueue(server(), queue(), port().uri(), postScriptDriver());
+  EXPECT_EQ(disable().exitStatus, 0);
+  EXPECT_EQ(contentOf(server().enabledQueues()).find(queue()), std::string::npos);
+}
+
+TEST_F(Enable, IsRememberedOfAQueueThatIsSetUpAlready) {
+  addEnabledQueue("laser");
+  fs::remove(server().enabledQueues());
+  EXPECT_EQ(enable("laser").exitStatus, 0);
+  EXPECT_NE(contentOf(server().enabledQueues()).find(queue()), std::string::npos);
+}
+
+TEST_F(Enable, SaysThatItCannotBeRemembered) {
+  addQueue(server(), queue(), port().uri(), postScriptDriver());
+  const std::string nowhere = server().folder() / "nowhere/at/all";
+  const Ran ran =
+      server().moxsupply({"enable", queue(), "--type", "laser"}, {"STATE_DIRECTORY=" + nowhere});
+  EXPECT_EQ(ran.exitStatus, 1);
+  EXPECT_EQ(ran.errors, "moxsupply enable: cannot remember what is enabled: " + nowhere +
+                            "/queues.json: No such file or directory\n");
 }
 
 TEST_F(Enable, TakenBackLeavesNoReasons) {
