@@ -37,6 +37,18 @@ std::string contentOf(const std::string& path) {
   return readFile(path, kLongest, Links::kRefused).value_or("");
 }
 
+// Of complete lines, the one with the levels; empty where there is none.
+std::string levelsIn(const std::string& lists) {
+  const std::size_t begin = lists.find("ATTR: marker-levels=");
+  if (begin == std::string::npos) return {};
+  return lists.substr(begin, lists.find('\n', begin) + 1 - begin);
+}
+
+std::string withoutLevels(std::string lists) {
+  const std::string levels = levelsIn(lists);
+  return lists.erase(std::min(lists.find(levels), lists.size()), levels.size());
+}
+
 // A file name that stays inside the folder, whatever the queue is called.
 std::string fileNameFor(std::string queue) {
   std::ranges::replace(queue, '/', '%');
@@ -60,16 +72,20 @@ PublishedMarkers::PublishedMarkers(const std::string& cacheFolder, const std::st
 void PublishedMarkers::publishLists(const std::vector<std::string>& lines) {
   std::string lists = fmt::format("{}", fmt::join(lines, ""));
   if (lists == mLists) return;
-  sendToScheduler(lists);
+  sendToScheduler(withoutLevels(lists) == withoutLevels(mLists) ? levelsIn(lists) : lists);
   mLists = std::move(lists);
   save();
 }
 
 void PublishedMarkers::publishMessage(const std::string& line) {
-  if (line == mMessage) return;
   sendToScheduler(line);
+  if (line == mMessage) return;
   mMessage = line;
   save();
+}
+
+void PublishedMarkers::publishNewMessage(const std::string& line) {
+  if (line != mMessage) publishMessage(line);
 }
 
 void PublishedMarkers::save() const {

@@ -128,7 +128,7 @@ void publishFailure(Status status, PublishedMarkers& markers, bool withLevels) {
   tellScheduler("WARNING", why);
   sendToScheduler(stateLineAdding(kDoesNotAnswer));
   if (withLevels) {
-    markers.publishMessage(
+    markers.publishNewMessage(
         markerMessageLine(why + " The levels shown are those of its last report."));
   }
 }
