@@ -121,6 +121,10 @@ void drainBackChannel() {
   }
 }
 
+// Tells whoever had the queue report that the report is there, also if its job is cancelled
+// afterwards: the print server keeps how far a job has come, and not why it was cancelled.
+void endReport() { sendToScheduler("ATTR: job-media-progress=100\n"); }
+
 // The levels stay as they were last reported: old ones are better than none, and the message says
 // that they are old.
 void publishFailure(Status status, PublishedMarkers& markers, bool withLevels) {
@@ -131,6 +135,7 @@ void publishFailure(Status status, PublishedMarkers& markers, bool withLevels) {
     markers.publishNewMessage(
         markerMessageLine(why + " The levels shown are those of its last report."));
   }
+  endReport();
 }
 
 void publish(const Supplies& supplies, PublishedMarkers& markers, bool withLevels) {
@@ -144,6 +149,7 @@ void publish(const Supplies& supplies, PublishedMarkers& markers, bool withLevel
     markers.publishMessage(markerMessageLine(attributes.message));
   }
   sendToScheduler(stateLines(stateReasons(supplies)));
+  endReport();
 }
 
 int stopJob(const Problem& problem) {

@@ -18,6 +18,7 @@ namespace moxsupply {
 namespace {
 
 constexpr int kPatienceInSeconds = 10;
+constexpr int kWholeProgress = 100;                          // percent, of a report
 constexpr std::size_t kLongestPpd = std::size_t{64} << 20U;  // far beyond any driver
 
 struct DeleteIpp {
@@ -237,10 +238,17 @@ Result<int> PrintServer::submitCommand(const std::string& queue, const std::stri
 }
 
 Result<std::vector<PrintJob>> PrintServer::unfinishedJobs(const std::string& queue) {
-  constexpr std::array kAttributes = {"job-id", "job-name", "job-state"};
+  return jobs(queue, "not-completed");
+}
+
+Result<std::vector<PrintJob>> PrintServer::finishedJobs(const std::string& queue) {
+  return jobs(queue, "completed");
+}
+
+Result<std::vector<PrintJob>> PrintServer::jobs(const std::string& queue, const char* which) {
+  constexpr std::array kAttributes = {"job-id", "job-name", "job-state", "document-format"};
   Ipp request = requestAbout(queue, IPP_OP_GET_JOBS);
-  ippAddString(request.get(), IPP_TAG_OPERATION, IPP_TAG_KEYWORD, "which-jobs", nullptr,
-               "not-completed");
+  ippAddString(request.get(), IPP_TAG_OPERATION, IPP_TAG_KEYWORD, "which-jobs", nullptr, which);
   askFor(request.get(), kAttributes);
   const Ipp answer(cupsDoRequest(mHttp.get(), request.release(), "/"));
   if (!succeeded())
@@ -262,19 +270,27 @@ Result<std::vector<PrintJob>> PrintServer::unfinishedJobs(const std::string& que
     }
     const char* text = ippGetString(attribute, 0, nullptr);
     if (std::string_view(name) == "job-name" && text != nullptr) jobs.back().title = text;
+    if (std::string_view(name) == "document-format" && text != nullptr) {
+      jobs.back().isCommandFile = std::string_view(text) == CUPS_FORMAT_COMMAND;
+    }
   }
   return jobs;
 }
 
 Result<PrintJob> PrintServer::job(const std::string& queue, int id) {
-  constexpr std::array kAttributes = {"job-state", "job-name"};
+  constexpr std::array kAttributes = {"job-state", "job-name", "job-media-progress"};
   Ipp request = requestAbout(queue, id, IPP_OP_GET_JOB_ATTRIBUTES, cupsUser());
   askFor(request.get(), kAttributes);
   const Ipp answer(cupsDoRequest(mHttp.get(), request.release(), "/"));
-  if (!succeeded()) return refusal(fmt::format("cannot look at job {}", id));
+  if (!succeeded()) {
+    auto problem = refusal(fmt::format("cannot look at job {}", id));
+    problem.value().isMisuse = cupsLastError() == IPP_STATUS_ERROR_NOT_FOUND;
+    return problem;
+  }
   return PrintJob{.id = id,
                   .title = textOf(answer.get(), "job-name"),
-                  .state = static_cast<ipp_jstate_t>(numberOf(answer.get(), "job-state"))};
+                  .state = static_cast<ipp_jstate_t>(numberOf(answer.get(), "job-state")),
+                  .hasReported = numberOf(answer.get(), "job-media-progress") == kWholeProgress};
 }
 
 Result<> PrintServer::cancelJob(const std::string& queue, int id, const std::string& user) {
@@ -282,6 +298,14 @@ Result<> PrintServer::cancelJob(const std::string& queue, int id, const std::str
   const Ipp answer(cupsDoRequest(mHttp.get(), request.release(), "/jobs/"));
   if (succeeded()) return {};
   return refusal(fmt::format("cannot cancel job {}", id));
+}
+
+Result<> PrintServer::purgeJob(const std::string& queue, int id) {
+  Ipp request = requestAbout(queue, id, IPP_OP_CANCEL_JOB, cupsUser());
+  ippAddBoolean(request.get(), IPP_TAG_OPERATION, "purge-job", 1);
+  const Ipp answer(cupsDoRequest(mHttp.get(), request.release(), "/jobs/"));
+  if (succeeded()) return {};
+  return refusal(fmt::format("cannot take job {} out of the list", id));
 }
 
 }  // namespace moxsupply

@@ -153,7 +153,12 @@ class CommandFilter : public ::testing::Test {
   }
 
   // What the last job published, but for the reasons.
-  [[nodiscard]] Texts published() const { return mQueue.messages("ATTR"); }
+  // What was published of the supplies.
+  [[nodiscard]] Texts published() const {
+    Texts texts = mQueue.messages("ATTR");
+    std::erase_if(texts, [](const auto& text) { return !text.starts_with("marker-"); });
+    return texts;
+  }
 
   std::string writeFile(const char* name, std::string_view text) const {
     std::ofstream(pathOf(name)) << text;

@@ -52,7 +52,7 @@ TEST_F(Commands, ReportStatusBringsTheReasonsAlone) {
   EXPECT_EQ(endAfter("ReportStatus"), "completed");
   EXPECT_EQ(attributes()["printer-state-reasons"], Values{"toner-low-report"});
   EXPECT_EQ(attributes()["marker-names"], Values{});
-  EXPECT_EQ(timesLogged("ATTR: "), 0);
+  EXPECT_EQ(timesLogged("ATTR: marker-"), 0);
 }
 
 TEST_F(Commands, OfOthersAreRefusedInOneLine) {
