@@ -36,6 +36,7 @@
 #include "links/DeviceUri.h"
 #include "links/QueryWatch.h"
 #include "links/Recording.h"
+#include "queue/PpdFile.h"
 #include "queue/QueueSettings.h"
 #include "renderings/MarkerAttributes.h"
 #include "renderings/StateReasons.h"
@@ -43,6 +44,7 @@
 #include "supplies/Supplies.h"
 #include "supplies/Words.h"
 #include "system/FilterDescriptors.h"
+#include "text/Decimal.h"
 #include "text/HarmlessText.h"
 
 namespace moxsupply {
@@ -152,6 +154,24 @@ void publish(const Supplies& supplies, PublishedMarkers& markers, bool withLevel
   endReport();
 }
 
+// How many levels the queue is to forget, as its PPD file says; nothing where it is to report.
+std::optional<std::uint32_t> levelsToForget(const std::string& ppdPath) {
+  const auto ppd = PpdFile::fromFile(ppdPath);
+  return ppd ? decimal(ppd->value("moxForget").value_or("")) : std::nullopt;
+}
+
+// The print server has no way to take levels away.
+void forget(std::uint32_t levels) {
+  constexpr std::uint32_t kMost = 1000;
+  if (levels > 0) {
+    const std::vector<int> notAvailable(std::min(levels, kMost), kNoCartridge);
+    sendToScheduler(markerLevelsLine(notAvailable));
+  }
+  sendToScheduler(markerMessageLine(""));
+  sendToScheduler(stateLines({}));
+  endReport();
+}
+
 int stopJob(const Problem& problem) {
   tellScheduler("ERROR", problem.what);
   if (!problem.advice.empty()) tellScheduler("INFO", problem.advice);
@@ -203,6 +223,11 @@ struct Timetable {
 int answer(const Commands& commands, const std::optional<ServedJob>& job,
            const std::string& jobOptions) {
   const std::string ppdPath = environment("PPD");
+  if (const auto levels = levelsToForget(ppdPath)) {
+    forget(*levels);
+    if (job) endJob(*job, kPatienceAfterFailure);
+    return EXIT_SUCCESS;
+  }
   const std::string deviceUri = environment("DEVICE_URI");
   const auto settings = queueSettings(ppdPath, jobOptions, deviceUri);
   if (!settings) return stopJob(settings.error());

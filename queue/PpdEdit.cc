@@ -70,9 +70,9 @@ bool isCommandFilter(std::string_view line) {
 
 // Another line of this kind would contradict the block.
 bool contradicts(std::string_view line) {
-  constexpr std::array<std::string_view, 6> kKeywords = {"*cupsCommands",     "*cupsSNMPSupplies",
-                                                         "*moxCommandFilter", "*moxPrinterType",
-                                                         "*moxTimeout",       "*moxDeadline"};
+  constexpr std::array<std::string_view, 7> kKeywords = {
+      "*cupsCommands", "*cupsSNMPSupplies", "*moxCommandFilter", "*moxPrinterType",
+      "*moxTimeout",   "*moxDeadline",      "*moxForget"};
   return isCommandFilter(line) ||
          std::ranges::any_of(kKeywords, [line](auto keyword) { return hasKeyword(line, keyword); });
 }
@@ -203,6 +203,13 @@ std::string withSupplyReports(const std::string& ppd, const PpdSettings& setting
       "{4}{0}",
       lineEnd, wordOf(settings.kind), settings.timeout, settings.deadline, kEnd);
   return text;
+}
+
+std::string withNoSupplyReports(const std::string& ppd, std::size_t levels) {
+  std::string text = withSupplyReports(ppd, {});
+  const std::size_t end = text.rfind(kEnd);
+  const std::string lineEnd(lineEndOf(std::string_view(text).substr(end)));
+  return text.insert(end, fmt::format("*moxForget: \"{}\"{}", levels, lineEnd));
 }
 
 std::string withoutSupplyReports(const std::string& ppd) {

@@ -175,14 +175,21 @@ Result<PrintQueue> PrintServer::queue(const std::string& name) {
   return queue;
 }
 
+Result<std::vector<std::string>> PrintServer::queuesWithPrinter() {
+  return queuesOf(0, CUPS_PRINTER_CLASS);
+}
+
 Result<std::vector<std::string>> PrintServer::queuesThatTakeCommands() {
+  return queuesOf(CUPS_PRINTER_COMMANDS, CUPS_PRINTER_COMMANDS | CUPS_PRINTER_CLASS);
+}
+
+// The bits of `mask` in a queue's type must be those of `type`.
+Result<std::vector<std::string>> PrintServer::queuesOf(int type, int mask) {
   constexpr std::array kAttributes = {"printer-name"};
   Ipp request(ippNewRequest(IPP_OP_CUPS_GET_PRINTERS));
   addUser(request.get(), cupsUser());
-  ippAddInteger(request.get(), IPP_TAG_OPERATION, IPP_TAG_ENUM, "printer-type",
-                CUPS_PRINTER_COMMANDS);
-  ippAddInteger(request.get(), IPP_TAG_OPERATION, IPP_TAG_ENUM, "printer-type-mask",
-                CUPS_PRINTER_COMMANDS | CUPS_PRINTER_CLASS);
+  ippAddInteger(request.get(), IPP_TAG_OPERATION, IPP_TAG_ENUM, "printer-type", type);
+  ippAddInteger(request.get(), IPP_TAG_OPERATION, IPP_TAG_ENUM, "printer-type-mask", mask);
   askFor(request.get(), kAttributes);
   const Ipp answer(cupsDoRequest(mHttp.get(), request.release(), "/"));
   std::vector<std::string> names;

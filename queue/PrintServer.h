@@ -51,6 +51,9 @@ class PrintServer {
   // The queue, or why there is none.
   [[nodiscard]] Result<PrintQueue> queue(const std::string& name);
 
+  // The names of all queues that have a printer of their own: of all but classes.
+  [[nodiscard]] Result<std::vector<std::string>> queuesWithPrinter();
+
   // The names of all queues that take commands.
   [[nodiscard]] Result<std::vector<std::string>> queuesThatTakeCommands();
 
@@ -79,6 +82,7 @@ class PrintServer {
   [[nodiscard]] Result<> purgeJob(const std::string& queue, int id);
 
  private:
+  [[nodiscard]] Result<std::vector<std::string>> queuesOf(int type, int mask);
   [[nodiscard]] Result<std::vector<PrintJob>> jobs(const std::string& queue, const char* which);
 
   struct Close {
