@@ -2,15 +2,24 @@
 
 #include <fmt/format.h>
 
+#include <chrono>
 #include <memory>
+#include <optional>
 #include <string>
 
+#include "commands/EachQueue.h"
 #include "commands/PrinterOptions.h"
 #include "links/DeviceUri.h"
+#include "queue/EnabledQueues.h"
 #include "queue/OpenQueue.h"
 #include "queue/PpdEdit.h"
+#include "queue/PpdFile.h"
+#include "queue/QueueSettings.h"
+#include "supplies/Supplies.h"
+#include "text/Decimal.h"
 #include "text/ShellWord.h"
 #include "text/TerminalText.h"
+#include "values/Status.h"
 
 namespace moxsupply {
 
@@ -20,6 +29,8 @@ constexpr std::string_view kCommand = "enable";
 
 struct EnableOptions {
   std::string queue;
+  bool all = false;
+  std::optional<PrinterKind> kind;  // none: it is to be found out
   PpdSettings settings;
 };
 
@@ -46,43 +57,126 @@ Result<> isRun(const PrintQueue& queue) {
   return {};
 }
 
-int runEnable(const EnableOptions& options) {
+// Sets the queue up, and returns whether that has changed anything.
+Result<bool> enable(OpenQueue& open, const PpdSettings& settings) {
+  const std::string& name = open.queue.name;
+  const std::string ppd = withSupplyReports(open.ppd, settings);
+  const bool isNew = ppd != open.ppd;
+  if (isNew) {
+    if (const auto set = open.server.setPpd(name, ppd); !set) return tl::unexpected(set.error());
+  }
+  const auto remembered =
+      changeEnabledQueues([&](EnabledQueues& queues) { queues[name].kind = settings.kind; });
+  if (!remembered) return tl::unexpected(remembered.error());
+  if (!isNew) return false;
+  const auto after = open.server.queue(name);
+  if (!after) return tl::unexpected(after.error());
+  if (const auto run = isRun(*after); !run) return tl::unexpected(run.error());
+  return true;
+}
+
+int enableOne(const EnableOptions& options) {
   auto open = openQueue(options.queue);
   if (!open) return complain(kCommand, open.error());
   if (const auto can = canReport(*open); !can) return complain(kCommand, can.error());
-
+  const auto enabled = enable(*open, options.settings);
+  if (!enabled) return complain(kCommand, enabled.error());
   const std::string name = forTerminal(options.queue);
-  const std::string ppd = withSupplyReports(open->ppd, options.settings);
-  if (ppd == open->ppd) {
-    return print(kCommand, fmt::format("{} is set up like this already.\n", name));
-  }
-  const auto after = open->server.setPpd(options.queue, ppd).and_then([&] {
-    return open->server.queue(options.queue);
-  });
-  if (!after) return complain(kCommand, after.error());
-  if (const auto run = isRun(*after); !run) return complain(kCommand, run.error());
+  if (!*enabled) return print(kCommand, fmt::format("{} is set up like this already.\n", name));
   return print(kCommand,
                fmt::format("{} reports its supplies from now on, whenever it is asked to.\n"
                            "Ask it: moxsupply refresh {}\n",
                            name, shellWord(options.queue)));
 }
 
-Option requiredType(PrinterKind& kind) {
-  Option option = choice<PrinterKind>(
-      "--type", kind, {{"laser", PrinterKind::kLaser}, {"inkjet", PrinterKind::kInkjet}}, "TYPE",
-      "laser or inkjet; `moxsupply levels` finds it out");
-  option.isRequired = true;
-  return option;
+// As the queue is set up already; nothing where it is not.
+std::optional<PpdSettings> settingsOf(const OpenQueue& open) {
+  if (!hasSupplyReports(open.ppd)) return std::nullopt;
+  const auto ppd = PpdFile::fromText(open.ppd);
+  const auto number = [&ppd](const char* keyword) {
+    return decimal(ppd ? ppd->value(keyword).value_or("") : "");
+  };
+  const auto kind = printerKindOf(ppd ? ppd->value("moxPrinterType").value_or("") : "");
+  const auto timeout = number("moxTimeout");
+  const auto deadline = number("moxDeadline");
+  if (!kind || !timeout || !deadline) return std::nullopt;
+  return PpdSettings{*kind, *timeout, *deadline};
+}
+
+// As which the printer answers.
+Result<PrinterKind> kindOf(const OpenQueue& open, const EnableOptions& options,
+                           const OnDeadline& onDeadline) {
+  const PrinterOptions printer = {.printer = open.queue.name,
+                                  .kind = options.kind,
+                                  .timeout = options.settings.timeout,
+                                  .deadline = options.settings.deadline};
+  const auto request = supplyRequest(printer, onDeadline);
+  if (!request) return tl::unexpected(request.error());
+  const auto answer = askForSupplies(*request, onDeadline);
+  if (!answer) return tl::unexpected(answer.error());
+  const auto kind = suppliesFromReport(answer->report.dictionary).kind;
+  if (answer->report.status == Status::kSuccess && kind) return *kind;
+  return tl::unexpected(whyNoSupplies(*answer, *request));
+}
+
+void enableEach(const EnableOptions& options, const std::string& name, const TellOutcome& tell) {
+  const auto leaveAlone = [&tell](const Problem& problem) {
+    tell({fmt::format("left alone: {}", problem.what)});
+  };
+  auto open = openQueue(name);
+  if (!open) return tell({open.error().what, false});
+  if (const auto can = canReport(*open); !can) return leaveAlone(can.error());
+  PpdSettings settings = options.settings;
+  if (const auto former = settingsOf(*open)) {
+    settings = *former;
+  } else {
+    const auto kind = kindOf(*open, options, leaveAlone);
+    if (!kind) return leaveAlone(kind.error());
+    settings.kind = *kind;
+  }
+  const auto enabled = enable(*open, settings);
+  if (!enabled) return tell({enabled.error().what, false});
+  tell({*enabled ? fmt::format("reports its supplies from now on, as a printer of the type {}",
+                               typedKind(settings.kind))
+                 : "is set up like this already"});
+}
+
+int enableAll(const EnableOptions& options) {
+  const auto queues = PrintServer::connect().and_then(
+      [](PrintServer&& server) { return server.queuesWithPrinter(); });
+  if (!queues) return complain(kCommand, queues.error());
+  const auto patience = std::chrono::seconds(options.settings.deadline) + std::chrono::seconds(15);
+  return doForEachQueue(kCommand, *queues, patience,
+                        [&options](const std::string& name, const TellOutcome& tell) {
+                          enableEach(options, name, tell);
+                        });
+}
+
+Option typeOption(EnableOptions& options) {
+  return choice<std::optional<PrinterKind>>(
+      "--type", options.kind, {{"laser", PrinterKind::kLaser}, {"inkjet", PrinterKind::kInkjet}},
+      "TYPE", "laser or inkjet; `moxsupply levels` finds it out");
+}
+
+Result<> agree(EnableOptions& options) {
+  if (options.all == !options.queue.empty()) return misuse("name one queue, or give --all");
+  if (!options.all && !options.kind) return misuse("--type is required");
+  options.settings.kind = options.kind.value_or(PrinterKind::kLaser);
+  return {};
 }
 
 }  // namespace
 
 Command enableCommand() {
   const auto options = std::make_shared<EnableOptions>();
+  Option queue = queueArgument(options->queue);
+  queue.isRequired = false;
   return {
       .name = kCommand,
       .usage =
-          "moxsupply enable QUEUE --type laser|inkjet [--timeout SECONDS] [--deadline SECONDS]",
+          "moxsupply enable QUEUE --type laser|inkjet [--timeout SECONDS] [--deadline SECONDS]\n"
+          "       moxsupply enable --all [--type laser|inkjet] [--timeout SECONDS] [--deadline "
+          "SECONDS]",
       .about =
           "Let a print queue report its printer's supplies.\n"
           "\n"
@@ -92,21 +186,25 @@ Command enableCommand() {
           "would\n"
           "overwrite the levels. All else of the driver stays as it is. Needs an administrator's\n"
           "rights. `moxsupply disable` takes it away again; a new driver for the queue does so "
-          "too.",
+          "too.\n"
+          "With --all: every queue whose printer answers, which tells its type; a line each.",
       .footer =
           "Examples:\n"
           "  sudo moxsupply enable office --type laser\n"
+          "  sudo moxsupply enable --all\n"
           "\n"
           "Exit status: 0 the queue is set up; 1 the print server refused; 2 the arguments are "
           "wrong, "
           "or\n"
           "the queue cannot report supplies.\n",
-      .options = {queueArgument(options->queue), requiredType(options->settings.kind),
+      .options = {queue, flag("--all", options->all, "all queues whose printers answer"),
+                  typeOption(*options),
                   seconds("--timeout", options->settings.timeout, {.least = 1},
                           "longest wait for each single read (2)"),
                   seconds("--deadline", options->settings.deadline, {.least = 1},
                           "longest time for everything (45)")},
-      .run = [options] { return runEnable(*options); },
+      .agree = [options] { return agree(*options); },
+      .run = [options] { return options->all ? enableAll(*options) : enableOne(*options); },
   };
 }
 

@@ -80,6 +80,7 @@ int refreshAll(std::chrono::seconds deadline) {
     auto open = openQueue(name);
     if (!open || !takesReportLevels(*open)) continue;  // not ours, or out of service
     const std::string result = resultInWords(refresh(open->server, name, deadline));
+    static_cast<void>(purgeReports(open->server, name));  // who may not leaves them to who may
     const int exitStatus = print(kCommand, fmt::format("{}: {}\n", forTerminal(name), result));
     if (exitStatus != 0) return exitStatus;
   }

@@ -21,7 +21,7 @@ constexpr std::size_t kMostBytes = std::size_t{64} * 1024;  // unpacked
 constexpr std::size_t kMostCommands = 32;
 
 // The unpacked text, and one byte more than the most where it is longer.
-std::string textOf(cups_file_t* file) {
+std::string contentOf(cups_file_t* file) {
   std::string text(kMostBytes + 1, '\0');
   std::size_t size = 0;
   while (size < text.size()) {
@@ -50,7 +50,7 @@ std::optional<CommandFile> readCommandFile(const std::string& path) {
   if (file == nullptr) return std::nullopt;
 
   CommandFile commands;
-  std::string text = textOf(file);
+  std::string text = contentOf(file);
   if (text.size() > kMostBytes) {
     commands.isTooLong = true;
     text.erase(text.find_last_of("\r\n") + 1);  // half a name is another one
@@ -62,13 +62,24 @@ std::optional<CommandFile> readCommandFile(const std::string& path) {
   char* value = nullptr;
   int lineNumber = 0;
   while (cupsFileGetConf(lines.get(), line.data(), line.size(), &value, &lineNumber) != nullptr) {
-    if (commands.names.size() == kMostCommands) {
+    if (commands.commands.size() == kMostCommands) {
       commands.isTooLong = true;
       break;
     }
-    commands.names.emplace_back(line.data());
+    commands.commands.push_back({line.data(), value == nullptr ? "" : value});
   }
   return commands;
+}
+
+std::string textOf(const std::vector<CommandFile::Command>& commands) {
+  std::string text = "#CUPS-COMMAND\n";
+  for (const auto& [name, value] : commands) {
+    std::string line = value.empty() ? name : name + ' ' + value;
+    // The first one in a line would begin a comment.
+    if (const std::size_t at = line.find('#'); at != std::string::npos) line.insert(at, 1, '\\');
+    text += line + '\n';
+  }
+  return text;
 }
 
 }  // namespace moxsupply

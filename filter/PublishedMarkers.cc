@@ -1,18 +1,16 @@
 #include "filter/PublishedMarkers.h"
 
-#include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <sstream>
 
 #include "filter/SchedulerMessage.h"
-#include "system/FileDescriptor.h"
 #include "system/ProcessStatus.h"
 #include "system/ReadFile.h"
+#include "system/ReplaceFile.h"
 
 namespace moxsupply {
 
@@ -39,6 +37,18 @@ std::string contentOf(const std::string& path) {
   return readFile(path, kLongest, Links::kRefused).value_or("");
 }
 
+// Of complete lines, the one with the levels; empty where there is none.
+std::string levelsIn(const std::string& lists) {
+  const std::size_t begin = lists.find("ATTR: marker-levels=");
+  if (begin == std::string::npos) return {};
+  return lists.substr(begin, lists.find('\n', begin) + 1 - begin);
+}
+
+std::string withoutLevels(std::string lists) {
+  const std::string levels = levelsIn(lists);
+  return lists.erase(std::min(lists.find(levels), lists.size()), levels.size());
+}
+
 // A file name that stays inside the folder, whatever the queue is called.
 std::string fileNameFor(std::string queue) {
   std::ranges::replace(queue, '/', '%');
@@ -62,31 +72,26 @@ PublishedMarkers::PublishedMarkers(const std::string& cacheFolder, const std::st
 void PublishedMarkers::publishLists(const std::vector<std::string>& lines) {
   std::string lists = fmt::format("{}", fmt::join(lines, ""));
   if (lists == mLists) return;
-  sendToScheduler(lists);
+  sendToScheduler(withoutLevels(lists) == withoutLevels(mLists) ? levelsIn(lists) : lists);
   mLists = std::move(lists);
   save();
 }
 
 void PublishedMarkers::publishMessage(const std::string& line) {
-  if (line == mMessage) return;
   sendToScheduler(line);
+  if (line == mMessage) return;
   mMessage = line;
   save();
 }
 
-// Writes a new file and puts it in the place of the old one, so that no reader sees half of it.
+void PublishedMarkers::publishNewMessage(const std::string& line) {
+  if (line != mMessage) publishMessage(line);
+}
+
 void PublishedMarkers::save() const {
   if (mPath.empty()) return;
-  const std::string unfinished = fmt::format("{}.{}", mPath, ::getpid());
-  FileDescriptor file(
-      ::open(unfinished.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
-  if (!file) return;
   const std::string message = mMessage.empty() ? "\n" : mMessage;
-  const bool isWritten =
-      writeAll(file.get(), mOrigin + '\n' + message + mLists) == 0 && file.close() == 0;
-  if (!isWritten || std::rename(unfinished.c_str(), mPath.c_str()) != 0) {
-    ::unlink(unfinished.c_str());
-  }
+  static_cast<void>(replaceFile(mPath, mOrigin + '\n' + message + mLists, 0600));
 }
 
 }  // namespace moxsupply

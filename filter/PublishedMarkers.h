@@ -16,9 +16,17 @@ class PublishedMarkers {
   PublishedMarkers(const std::string& cacheFolder, const std::string& queue,
                    const std::string& ppdPath);
 
-  // Publish the six lists, or the message, if they are not what was published last.
+  // Publishes the six lists if they are not what was published last. Where the levels alone have
+  // changed, they are published alone: with each list of names the print server adds one more copy
+  // of the descriptions to the printer.
   void publishLists(const std::vector<std::string>& lines);
+
+  // Publishes the message of a new report, also the former: the print server tells by the last
+  // publication how old the levels are.
   void publishMessage(const std::string& line);
+
+  // Publishes the message if it is not what was published last.
+  void publishNewMessage(const std::string& line);
 
  private:
   void save() const;

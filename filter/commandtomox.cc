@@ -1,6 +1,6 @@
 // The CUPS command filter: answers the commands ReportLevels and ReportStatus of a print queue by
 // asking its printer, and publishes what the printer says as the queue's marker attributes and
-// printer-state-reasons.
+// printer-state-reasons. All others go to the filter that answered them before.
 //
 //   commandtomox JOB USER TITLE COPIES OPTIONS [FILE]
 //
@@ -27,6 +27,7 @@
 #include <vector>
 
 #include "filter/CommandFile.h"
+#include "filter/FormerFilter.h"
 #include "filter/PublishedMarkers.h"
 #include "filter/SchedulerMessage.h"
 #include "filter/ServedJob.h"
@@ -35,6 +36,7 @@
 #include "links/DeviceUri.h"
 #include "links/QueryWatch.h"
 #include "links/Recording.h"
+#include "queue/PpdFile.h"
 #include "queue/QueueSettings.h"
 #include "renderings/MarkerAttributes.h"
 #include "renderings/StateReasons.h"
@@ -42,6 +44,7 @@
 #include "supplies/Supplies.h"
 #include "supplies/Words.h"
 #include "system/FilterDescriptors.h"
+#include "text/Decimal.h"
 #include "text/HarmlessText.h"
 
 namespace moxsupply {
@@ -64,55 +67,52 @@ std::string environment(const char* name) {
 struct Commands {
   bool reportLevels = false;
   bool reportStatus = false;
+  std::vector<CommandFile::Command> others;
   bool areRefused = false;  // some of them
+
+  [[nodiscard]] bool areForUs() const { return reportLevels || reportStatus; }
 };
 
+Commands recognise(const CommandFile& file) {
+  Commands commands;
+  for (const CommandFile::Command& command : file.commands) {
+    if (::strcasecmp(command.name.c_str(), "ReportLevels") == 0) {
+      commands.reportLevels = true;
+    } else if (::strcasecmp(command.name.c_str(), "ReportStatus") == 0) {
+      commands.reportStatus = true;
+    } else {
+      commands.others.push_back(command);
+    }
+  }
+  return commands;
+}
+
 // Some of the names, and how many others there are; each is cut, so that there is room for all.
-std::string shown(const std::vector<std::string>& names) {
+std::string shown(const std::vector<CommandFile::Command>& commands) {
   constexpr std::size_t kMostShown = 3;
   constexpr std::size_t kLongestName = 60;
   std::string list;
-  for (std::size_t i = 0; i < std::min(names.size(), kMostShown); ++i) {
+  for (std::size_t i = 0; i < std::min(commands.size(), kMostShown); ++i) {
     if (i > 0) list += ", ";
-    list += fmt::format("\"{}\"", harmlessLine(names[i], kLongestName));
+    list += fmt::format("\"{}\"", harmlessLine(commands[i].name, kLongestName));
   }
-  if (names.size() > kMostShown) {
-    list += fmt::format(" and {} more", names.size() - kMostShown);
+  if (commands.size() > kMostShown) {
+    list += fmt::format(" and {} more", commands.size() - kMostShown);
   }
   return list;
 }
 
-// Which of the commands are ours. Says in one line which are not, however many: the print server
-// writes each line to its log.
-Commands recognise(const CommandFile& file) {
-  Commands commands;
-  std::vector<std::string> unknown;
-  for (const std::string& name : file.names) {
-    if (::strcasecmp(name.c_str(), "ReportLevels") == 0) {
-      commands.reportLevels = true;
-    } else if (::strcasecmp(name.c_str(), "ReportStatus") == 0) {
-      commands.reportStatus = true;
-    } else {
-      unknown.push_back(name);
-    }
-  }
-  if (!unknown.empty()) {
-    tellScheduler("ERROR", fmt::format("{} {} of this printer; it takes ReportLevels and "
-                                       "ReportStatus",
-                                       shown(unknown),
-                                       unknown.size() == 1 ? "is no command" : "are no commands"));
-  }
-  if (file.isTooLong) {
-    tellScheduler("ERROR",
-                  "the command file is longer than 64 KiB or has more than 32 commands; what comes "
-                  "after them is not looked at");
-  }
-  commands.areRefused = !unknown.empty() || file.isTooLong;
-  return commands;
+// In one line, however many there are: the print server writes each line to its log.
+void refuse(const std::vector<CommandFile::Command>& commands) {
+  tellScheduler("ERROR", fmt::format("{} {} of this printer; it takes ReportLevels and "
+                                     "ReportStatus",
+                                     shown(commands),
+                                     commands.size() == 1 ? "is no command" : "are no commands"));
 }
 
 // Takes what lies on the back channel before anything was asked. A new network connection has
-// nothing of that kind; a cable may still hold what the printer said to an earlier job.
+// nothing of that kind; a cable may still hold what the printer said to an earlier job, and any
+// connection what it said to another filter of this one.
 void drainBackChannel() {
   constexpr int kMostReads = 64;
   std::array<char, 4096> buffer{};
@@ -123,6 +123,10 @@ void drainBackChannel() {
   }
 }
 
+// Tells whoever had the queue report that the report is there, also if its job is cancelled
+// afterwards: the print server keeps how far a job has come, and not why it was cancelled.
+void endReport() { sendToScheduler("ATTR: job-media-progress=100\n"); }
+
 // The levels stay as they were last reported: old ones are better than none, and the message says
 // that they are old.
 void publishFailure(Status status, PublishedMarkers& markers, bool withLevels) {
@@ -130,9 +134,10 @@ void publishFailure(Status status, PublishedMarkers& markers, bool withLevels) {
   tellScheduler("WARNING", why);
   sendToScheduler(stateLineAdding(kDoesNotAnswer));
   if (withLevels) {
-    markers.publishMessage(
+    markers.publishNewMessage(
         markerMessageLine(why + " The levels shown are those of its last report."));
   }
+  endReport();
 }
 
 void publish(const Supplies& supplies, PublishedMarkers& markers, bool withLevels) {
@@ -146,6 +151,25 @@ void publish(const Supplies& supplies, PublishedMarkers& markers, bool withLevel
     markers.publishMessage(markerMessageLine(attributes.message));
   }
   sendToScheduler(stateLines(stateReasons(supplies)));
+  endReport();
+}
+
+// How many levels the queue is to forget, as its PPD file says; nothing where it is to report.
+std::optional<std::uint32_t> levelsToForget(const std::string& ppdPath) {
+  const auto ppd = PpdFile::fromFile(ppdPath);
+  return ppd ? decimal(ppd->value("moxForget").value_or("")) : std::nullopt;
+}
+
+// The print server has no way to take levels away.
+void forget(std::uint32_t levels) {
+  constexpr std::uint32_t kMost = 1000;
+  if (levels > 0) {
+    const std::vector<int> notAvailable(std::min(levels, kMost), kNoCartridge);
+    sendToScheduler(markerLevelsLine(notAvailable));
+  }
+  sendToScheduler(markerMessageLine(""));
+  sendToScheduler(stateLines({}));
+  endReport();
 }
 
 int stopJob(const Problem& problem) {
@@ -199,6 +223,11 @@ struct Timetable {
 int answer(const Commands& commands, const std::optional<ServedJob>& job,
            const std::string& jobOptions) {
   const std::string ppdPath = environment("PPD");
+  if (const auto levels = levelsToForget(ppdPath)) {
+    forget(*levels);
+    if (job) endJob(*job, kPatienceAfterFailure);
+    return EXIT_SUCCESS;
+  }
   const std::string deviceUri = environment("DEVICE_URI");
   const auto settings = queueSettings(ppdPath, jobOptions, deviceUri);
   if (!settings) return stopJob(settings.error());
@@ -228,7 +257,7 @@ int answer(const Commands& commands, const std::optional<ServedJob>& job,
       if (job) endJob(*job, times.patienceUntilBackend(kPatienceAfterFailure));
       ::_exit(commands.areRefused ? kStopsTheJob : EXIT_SUCCESS);
     });
-    if (settings->transport == "usb") drainBackChannel();
+    if (settings->transport == "usb" || !commands.others.empty()) drainBackChannel();
     return askAsFilter(*filter, recording.get());
   }();
   if (recording != nullptr) {
@@ -262,12 +291,30 @@ int run(int argc, char** argv) {
     tellScheduler("ERROR", fmt::format("cannot read the command file \"{}\"", file));
     return kStopsTheJob;
   }
-  const Commands commands = recognise(*commandFile);
-  int exitStatus = commands.areRefused ? kStopsTheJob : EXIT_SUCCESS;
-  if (commands.reportLevels || commands.reportStatus) {
-    exitStatus = std::max(exitStatus, answer(commands, servedJob(argv[1], argv[2]), argv[5]));
+  Commands commands = recognise(*commandFile);
+  const auto former = commands.others.empty() ? std::nullopt : FormerFilter::of(environment("PPD"));
+  const bool isWhole = !commandFile->isTooLong || argc == kWithFile;
+  if (former && !commands.areForUs() && isWhole) {
+    return stopJob(former->become(argv, commands.others));
   }
-  return exitStatus;
+  if (commandFile->isTooLong) {
+    tellScheduler("ERROR",
+                  "the command file is longer than 64 KiB or has more than 32 commands; what comes "
+                  "after them is not looked at");
+    commands.areRefused = true;
+  }
+  auto job = servedJob(argv[1], argv[2]);
+  if (former) {
+    const auto answered = former->answer(argv, commands.others);
+    if (!answered) stopJob(answered.error());
+    commands.areRefused |= !answered.value_or(false);
+    job.reset();  // it ends when what the other filter has sent is printed
+  } else if (!commands.others.empty()) {
+    refuse(commands.others);
+    commands.areRefused = true;
+  }
+  const int exitStatus = commands.areForUs() ? answer(commands, job, argv[5]) : EXIT_SUCCESS;
+  return commands.areRefused ? kStopsTheJob : exitStatus;
 }
 
 }  // namespace

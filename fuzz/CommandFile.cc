@@ -16,13 +16,13 @@ void tryInput(std::span<const std::uint8_t> input) {
   const std::string path = fmt::format("/proc/self/fd/{}", file.get());
   const auto commands = readCommandFile(path);
   promise(commands.has_value(), "a file that is there can be read");
-  promise(commands->names.size() <= 32, "there are no more than 32 names");
-  for (const std::string& name : commands->names) {
+  promise(commands->commands.size() <= 32, "there are no more than 32 commands");
+  for (const auto& [name, value] : commands->commands) {
     promise(!name.empty() && name.size() <= 1023, "a name has 1 to 1023 bytes");
     promise(name.find_first_of(std::string_view(" \t\r\n\v\f\0", 7)) == std::string::npos,
             "a name is one word");
   }
-  promise(readCommandFile(path) == commands, "the same file has the same names");
+  promise(readCommandFile(path) == commands, "the same file has the same commands");
 }
 
 }  // namespace moxsupply::fuzzing

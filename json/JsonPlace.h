@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <span>
@@ -25,6 +26,9 @@ class JsonPlace {
   [[nodiscard]] std::optional<JsonPlace> find(std::string_view key) const;
   [[nodiscard]] JsonPlace at(std::string_view key) const;
 
+  // The members of an object, by their keys.
+  [[nodiscard]] std::map<std::string, JsonPlace> members() const;
+
   // The values of an array.
   [[nodiscard]] std::vector<JsonPlace> elements() const;
 
@@ -34,6 +38,7 @@ class JsonPlace {
   [[nodiscard]] std::vector<std::uint8_t> hex(
       std::size_t longest) const;  // pairs of hex digits in a text
 
+  [[nodiscard]] bool isNull() const { return mValue->is_null(); }
   [[nodiscard]] bool isNumber() const { return mValue->is_number(); }
   [[nodiscard]] bool isText() const { return mValue->is_string(); }
   [[nodiscard]] bool isObject() const { return mValue->is_object(); }

@@ -70,8 +70,9 @@ bool isCommandFilter(std::string_view line) {
 
 // Another line of this kind would contradict the block.
 bool contradicts(std::string_view line) {
-  constexpr std::array<std::string_view, 5> kKeywords = {
-      "*cupsCommands", "*cupsSNMPSupplies", "*moxPrinterType", "*moxTimeout", "*moxDeadline"};
+  constexpr std::array<std::string_view, 7> kKeywords = {
+      "*cupsCommands", "*cupsSNMPSupplies", "*moxCommandFilter", "*moxPrinterType",
+      "*moxTimeout",   "*moxDeadline",      "*moxForget"};
   return isCommandFilter(line) ||
          std::ranges::any_of(kKeywords, [line](auto keyword) { return hasKeyword(line, keyword); });
 }
@@ -94,6 +95,58 @@ std::vector<std::string> filterLines(const std::vector<std::string>& others) {
   // print server adds that by itself only where there is no filter line at all.
   if (!hasLine(others, "*cupsFilter")) lines.emplace_back(kPassThrough);
   return lines;
+}
+
+// A line, or several of less than 255 bytes, with these words as its value.
+std::string linesWith(std::string_view keyword, const std::vector<std::string>& words,
+                      std::string_view lineEnd) {
+  constexpr std::size_t kLongestLine = 200;
+  std::string text = fmt::format("{}: \"", keyword);
+  std::size_t size = text.size();
+  for (std::size_t i = 0; i < words.size(); ++i) {
+    const bool isFirst = i == 0;
+    const bool fits = size + words[i].size() < kLongestLine;
+    if (!fits) text += lineEnd;
+    if (fits && !isFirst) text += ' ';
+    size = words[i].size() + (fits ? size + 1 : 0);
+    text += words[i];
+  }
+  return text + fmt::format("\"{}", lineEnd);
+}
+
+// Whether it may stand among the commands of a PPD file, of which each may have a line of its own.
+bool canBeACommand(std::string_view word) {
+  constexpr std::size_t kLongest = 127;
+  return word.size() <= kLongest &&
+         std::ranges::all_of(word, [](char c) { return c > ' ' && c <= '~' && c != '"'; });
+}
+
+bool isSame(const std::string& command, const std::string& other) {
+  return ::strcasecmp(command.c_str(), other.c_str()) == 0;
+}
+
+// The commands of the queue: ours, and those that a former command filter has answered.
+std::vector<std::string> commandsWith(const std::vector<std::string>& former) {
+  std::vector<std::string> commands = {"ReportLevels", "ReportStatus"};
+  for (const std::string& command : former) {
+    const bool isThere = std::ranges::any_of(
+        commands, [&command](const std::string& one) { return isSame(one, command); });
+    if (!isThere && !isSame(command, "none") && canBeACommand(command)) {
+      commands.push_back(command);
+    }
+  }
+  return commands;
+}
+
+// The lines that say which commands the queue takes, and who answers those that are not ours.
+std::string commandLines(const std::string& formerPpd, std::string_view lineEnd) {
+  const auto former = PpdFile::fromText(formerPpd);
+  const auto filter = former ? former->commandFilterLine() : std::nullopt;
+  if (!filter || filter->program.ends_with(kCommandFilter)) {
+    return linesWith("*cupsCommands", commandsWith({}), lineEnd);
+  }
+  return linesWith("*cupsCommands", commandsWith(former->commands()), lineEnd) +
+         linesWith("*moxCommandFilter", {filter->text()}, lineEnd);
 }
 
 // A line as a comment. The print server refuses a PPD with a line of more than 255 bytes.
@@ -119,7 +172,8 @@ std::string_view takenBack(std::string_view line) {
 bool hasSupplyReports(const std::string& ppd) { return ppd.find(kBegin) != std::string::npos; }
 
 std::string withSupplyReports(const std::string& ppd, const PpdSettings& settings) {
-  const std::vector<std::string> lines = linesOf(withoutSupplyReports(ppd));
+  const std::string former = withoutSupplyReports(ppd);
+  const std::vector<std::string> lines = linesOf(former);
   const bool isUnfinished = !lines.empty() && lineEndOf(lines.back()).empty();
   std::string_view lineEnd = lines.empty() ? "" : lineEndOf(lines.front());
   if (lineEnd.empty()) lineEnd = "\n";
@@ -140,8 +194,8 @@ std::string withSupplyReports(const std::string& ppd, const PpdSettings& setting
   if (isUnfinished) text += lineEnd;
   text += fmt::format("{}{}{}", kBegin, isUnfinished ? kEndedLine : "", lineEnd);
   for (const std::string& line : filterLines(others)) text += fmt::format("{}{}", line, lineEnd);
+  text += commandLines(former, lineEnd);
   text += fmt::format(
-      "*cupsCommands: \"ReportLevels ReportStatus\"{0}"
       "*cupsSNMPSupplies: False{0}"
       "*moxPrinterType: \"{1}\"{0}"
       "*moxTimeout: \"{2}\"{0}"
@@ -151,22 +205,36 @@ std::string withSupplyReports(const std::string& ppd, const PpdSettings& setting
   return text;
 }
 
+std::string withNoSupplyReports(const std::string& ppd, std::size_t levels) {
+  std::string text = withSupplyReports(ppd, {});
+  const std::size_t end = text.rfind(kEnd);
+  const std::string lineEnd(lineEndOf(std::string_view(text).substr(end)));
+  return text.insert(end, fmt::format("*moxForget: \"{}\"{}", levels, lineEnd));
+}
+
 std::string withoutSupplyReports(const std::string& ppd) {
   std::string text;
   bool isInBlock = false;
+  bool isOpen = false;  // a value in quotes goes on in this line of the block
+  bool isOurs = false;
   std::string_view addedLineEnd;  // of a line that was the last, and unfinished
   std::size_t sizeWithIt = 0;
   const std::vector<std::string> lines = linesOf(ppd);
   for (const std::string& line : lines) {
     if (line.starts_with(kBegin)) {
       isInBlock = true;
+      isOpen = false;
       const bool endedLine = line.find(kEndedLine) != std::string::npos;
       addedLineEnd = endedLine ? lineEndOf(line) : "";
       sizeWithIt = text.size();
     } else if (line.starts_with(kEnd)) {
       isInBlock = false;
-    } else if (!isInBlock || !(contradicts(line) || line.starts_with(kPassThrough))) {
-      text += takenBack(line);  // also what others have put into the block
+    } else if (!isInBlock) {
+      text += takenBack(line);
+    } else {
+      if (!isOpen) isOurs = contradicts(line) || line.starts_with(kPassThrough);
+      isOpen = leavesValueOpen(line, isOpen);
+      if (!isOurs) text += takenBack(line);  // others have put it into the block
     }
   }
   const bool isStillLast = text.size() == sizeWithIt && text.ends_with(addedLineEnd);

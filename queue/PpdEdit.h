@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -22,6 +23,10 @@ bool hasSupplyReports(const std::string& ppd);
 // it are set aside as comments; everything else stays to the byte. A block that is there already is
 // replaced.
 std::string withSupplyReports(const std::string& ppd, const PpdSettings& settings);
+
+// The same with the command to the filter that its next report is none: it publishes `levels`
+// levels that are not available, and takes away what it has said beside them.
+std::string withNoSupplyReports(const std::string& ppd, std::size_t levels);
 
 // The PPD as it was before withSupplyReports, to the byte. Other changes made meanwhile stay.
 std::string withoutSupplyReports(const std::string& ppd);

@@ -4,6 +4,9 @@
 #include <fcntl.h>
 #include <strings.h>
 
+#include <iterator>
+#include <sstream>
+
 #include "system/MemoryFile.h"
 
 // The whole PPD interface is marked deprecated; CUPS 2 has no other.
@@ -58,6 +61,21 @@ std::optional<std::string> PpdFile::value(const char* keyword) const {
 std::string PpdFile::commandFilter() const {
   const auto newer = values("cupsFilter2");
   return commandProgram(newer.empty() ? values("cupsFilter") : newer);
+}
+
+std::optional<FilterLine> PpdFile::commandFilterLine() const {
+  const auto newer = values("cupsFilter2");
+  const std::string commands = value("cupsCommands").value_or("");
+  return commandFilterAmong(newer.empty() ? values("cupsFilter") : newer,
+                            ::strcasecmp(commands.c_str(), "none") == 0);
+}
+
+std::vector<std::string> PpdFile::commands() const {
+  if (!commandFilterLine()) return {};
+  const auto commands = value("cupsCommands");
+  if (!commands) return {"AutoConfigure", "Clean", "PrintSelfTestPage"};  // the print server's own
+  std::istringstream words(*commands);
+  return {std::istream_iterator<std::string>(words), {}};
 }
 
 bool PpdFile::hidesCommandFilter(const std::string& program) const {

@@ -6,6 +6,8 @@
 #include <string_view>
 #include <vector>
 
+#include "queue/FilterLine.h"
+
 struct ppd_file_s;
 
 namespace moxsupply {
@@ -29,6 +31,12 @@ class PpdFile {
 
   // The program that the print server runs for command files, without its folder; empty: none.
   [[nodiscard]] std::string commandFilter() const;
+
+  // The line by which the print server has command files answered; nothing where it takes none.
+  [[nodiscard]] std::optional<FilterLine> commandFilterLine() const;
+
+  // The commands that the print server says the queue takes.
+  [[nodiscard]] std::vector<std::string> commands() const;
 
   // Whether a command filter of this name stands on a line that does not count, because the file
   // has lines of the newer form *cupsFilter2 too.

@@ -18,6 +18,7 @@ namespace moxsupply {
 namespace {
 
 constexpr int kPatienceInSeconds = 10;
+constexpr int kWholeProgress = 100;                          // percent, of a report
 constexpr std::size_t kLongestPpd = std::size_t{64} << 20U;  // far beyond any driver
 
 struct DeleteIpp {
@@ -174,14 +175,21 @@ Result<PrintQueue> PrintServer::queue(const std::string& name) {
   return queue;
 }
 
+Result<std::vector<std::string>> PrintServer::queuesWithPrinter() {
+  return queuesOf(0, CUPS_PRINTER_CLASS);
+}
+
 Result<std::vector<std::string>> PrintServer::queuesThatTakeCommands() {
+  return queuesOf(CUPS_PRINTER_COMMANDS, CUPS_PRINTER_COMMANDS | CUPS_PRINTER_CLASS);
+}
+
+// The bits of `mask` in a queue's type must be those of `type`.
+Result<std::vector<std::string>> PrintServer::queuesOf(int type, int mask) {
   constexpr std::array kAttributes = {"printer-name"};
   Ipp request(ippNewRequest(IPP_OP_CUPS_GET_PRINTERS));
   addUser(request.get(), cupsUser());
-  ippAddInteger(request.get(), IPP_TAG_OPERATION, IPP_TAG_ENUM, "printer-type",
-                CUPS_PRINTER_COMMANDS);
-  ippAddInteger(request.get(), IPP_TAG_OPERATION, IPP_TAG_ENUM, "printer-type-mask",
-                CUPS_PRINTER_COMMANDS | CUPS_PRINTER_CLASS);
+  ippAddInteger(request.get(), IPP_TAG_OPERATION, IPP_TAG_ENUM, "printer-type", type);
+  ippAddInteger(request.get(), IPP_TAG_OPERATION, IPP_TAG_ENUM, "printer-type-mask", mask);
   askFor(request.get(), kAttributes);
   const Ipp answer(cupsDoRequest(mHttp.get(), request.release(), "/"));
   std::vector<std::string> names;
@@ -237,10 +245,17 @@ Result<int> PrintServer::submitCommand(const std::string& queue, const std::stri
 }
 
 Result<std::vector<PrintJob>> PrintServer::unfinishedJobs(const std::string& queue) {
-  constexpr std::array kAttributes = {"job-id", "job-name", "job-state"};
+  return jobs(queue, "not-completed");
+}
+
+Result<std::vector<PrintJob>> PrintServer::finishedJobs(const std::string& queue) {
+  return jobs(queue, "completed");
+}
+
+Result<std::vector<PrintJob>> PrintServer::jobs(const std::string& queue, const char* which) {
+  constexpr std::array kAttributes = {"job-id", "job-name", "job-state", "document-format"};
   Ipp request = requestAbout(queue, IPP_OP_GET_JOBS);
-  ippAddString(request.get(), IPP_TAG_OPERATION, IPP_TAG_KEYWORD, "which-jobs", nullptr,
-               "not-completed");
+  ippAddString(request.get(), IPP_TAG_OPERATION, IPP_TAG_KEYWORD, "which-jobs", nullptr, which);
   askFor(request.get(), kAttributes);
   const Ipp answer(cupsDoRequest(mHttp.get(), request.release(), "/"));
   if (!succeeded())
@@ -262,19 +277,27 @@ Result<std::vector<PrintJob>> PrintServer::unfinishedJobs(const std::string& que
     }
     const char* text = ippGetString(attribute, 0, nullptr);
     if (std::string_view(name) == "job-name" && text != nullptr) jobs.back().title = text;
+    if (std::string_view(name) == "document-format" && text != nullptr) {
+      jobs.back().isCommandFile = std::string_view(text) == CUPS_FORMAT_COMMAND;
+    }
   }
   return jobs;
 }
 
 Result<PrintJob> PrintServer::job(const std::string& queue, int id) {
-  constexpr std::array kAttributes = {"job-state", "job-name"};
+  constexpr std::array kAttributes = {"job-state", "job-name", "job-media-progress"};
   Ipp request = requestAbout(queue, id, IPP_OP_GET_JOB_ATTRIBUTES, cupsUser());
   askFor(request.get(), kAttributes);
   const Ipp answer(cupsDoRequest(mHttp.get(), request.release(), "/"));
-  if (!succeeded()) return refusal(fmt::format("cannot look at job {}", id));
+  if (!succeeded()) {
+    auto problem = refusal(fmt::format("cannot look at job {}", id));
+    problem.value().isMisuse = cupsLastError() == IPP_STATUS_ERROR_NOT_FOUND;
+    return problem;
+  }
   return PrintJob{.id = id,
                   .title = textOf(answer.get(), "job-name"),
-                  .state = static_cast<ipp_jstate_t>(numberOf(answer.get(), "job-state"))};
+                  .state = static_cast<ipp_jstate_t>(numberOf(answer.get(), "job-state")),
+                  .hasReported = numberOf(answer.get(), "job-media-progress") == kWholeProgress};
 }
 
 Result<> PrintServer::cancelJob(const std::string& queue, int id, const std::string& user) {
@@ -282,6 +305,14 @@ Result<> PrintServer::cancelJob(const std::string& queue, int id, const std::str
   const Ipp answer(cupsDoRequest(mHttp.get(), request.release(), "/jobs/"));
   if (succeeded()) return {};
   return refusal(fmt::format("cannot cancel job {}", id));
+}
+
+Result<> PrintServer::purgeJob(const std::string& queue, int id) {
+  Ipp request = requestAbout(queue, id, IPP_OP_CANCEL_JOB, cupsUser());
+  ippAddBoolean(request.get(), IPP_TAG_OPERATION, "purge-job", 1);
+  const Ipp answer(cupsDoRequest(mHttp.get(), request.release(), "/jobs/"));
+  if (succeeded()) return {};
+  return refusal(fmt::format("cannot take job {} out of the list", id));
 }
 
 }  // namespace moxsupply

@@ -31,11 +31,14 @@ struct PrintQueue {
 
 struct PrintJob {
   int id = 0;
-  std::string title;
+  std::string title = {};
   ipp_jstate_t state = IPP_JSTATE_PENDING;
+  bool isCommandFile = false;
+  bool hasReported = false;  // it was a report, and its filter came to the end of it
 
   [[nodiscard]] bool isOver() const { return state > IPP_JSTATE_STOPPED; }
   [[nodiscard]] bool isStuck() const { return state == IPP_JSTATE_STOPPED; }
+  [[nodiscard]] bool hasFailed() const { return isStuck() || state == IPP_JSTATE_ABORTED; }
 };
 
 // A connection to the print server: the one of CUPS_SERVER or client.conf, or of this machine. No
@@ -47,6 +50,9 @@ class PrintServer {
 
   // The queue, or why there is none.
   [[nodiscard]] Result<PrintQueue> queue(const std::string& name);
+
+  // The names of all queues that have a printer of their own: of all but classes.
+  [[nodiscard]] Result<std::vector<std::string>> queuesWithPrinter();
 
   // The names of all queues that take commands.
   [[nodiscard]] Result<std::vector<std::string>> queuesThatTakeCommands();
@@ -62,15 +68,23 @@ class PrintServer {
   [[nodiscard]] Result<int> submitCommand(const std::string& queue, const std::string& command,
                                           std::chrono::seconds cancelAfter);
 
-  // The queue's jobs that are not over.
+  // The queue's jobs that are not over, and those that are and still listed.
   [[nodiscard]] Result<std::vector<PrintJob>> unfinishedJobs(const std::string& queue);
+  [[nodiscard]] Result<std::vector<PrintJob>> finishedJobs(const std::string& queue);
 
+  // A job; a misuse where there is none of this number.
   [[nodiscard]] Result<PrintJob> job(const std::string& queue, int id);
 
   // Cancels a job as the user whose job it is.
   [[nodiscard]] Result<> cancelJob(const std::string& queue, int id, const std::string& user);
 
+  // Takes a job that is over out of the list. Only its user and administrators may.
+  [[nodiscard]] Result<> purgeJob(const std::string& queue, int id);
+
  private:
+  [[nodiscard]] Result<std::vector<std::string>> queuesOf(int type, int mask);
+  [[nodiscard]] Result<std::vector<PrintJob>> jobs(const std::string& queue, const char* which);
+
   struct Close {
     void operator()(http_t* http) const { httpClose(http); }
   };

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <optional>
 #include <string_view>
 #include <thread>
 #include <utility>
@@ -20,25 +21,44 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-constexpr const char* kCommand = "ReportLevels";
+struct Report {
+  int id = 0;  // of its job
+  bool isOurs = true;
+};
 
-Result<int> waitingOrNewJob(PrintServer& server, const std::string& queue,
-                            std::chrono::seconds deadline) {
+// Stopped jobs are other people's or our own. Whose they are matters to the print server, which
+// refuses what is not allowed.
+Result<Report> waitingOrNewJob(PrintServer& server, const std::string& queue,
+                               std::chrono::seconds deadline) {
   const auto jobs = server.unfinishedJobs(queue);
   if (!jobs) return tl::unexpected(jobs.error());
-  const auto waiting = std::ranges::find_if(
-      *jobs, [](const PrintJob& job) { return job.title == kCommand && !job.isStuck(); });
-  if (waiting != jobs->end()) return waiting->id;
-  return server.submitCommand(queue, kCommand, deadline);
+  std::optional<int> waiting;
+  for (const PrintJob& job : *jobs) {
+    if (job.title != kReportLevels) continue;
+    if (job.isStuck()) {
+      static_cast<void>(server.cancelJob(queue, job.id, cupsUser()).and_then([&] {
+        return server.purgeJob(queue, job.id);
+      }));
+    } else if (!waiting) {
+      waiting = job.id;
+    }
+  }
+  if (waiting) return Report{*waiting, false};
+  const auto id = server.submitCommand(queue, kReportLevels, deadline);
+  if (!id) return tl::unexpected(id.error());
+  return Report{*id, true};
 }
 
 // Looks at the job more and more seldom. Returns how it ended.
-Result<PrintJob> endOf(PrintServer& server, const std::string& queue, int id,
+Result<PrintJob> endOf(PrintServer& server, const std::string& queue, const Report& report,
                        Clock::time_point end) {
   ProgressLine progress;
   progress.waitingFor(fmt::format("Waiting for {} to report", forTerminal(queue)));
   for (milliseconds pause(5); Clock::now() < end; pause = std::min(pause * 2, milliseconds(200))) {
-    auto job = server.job(queue, id);
+    auto job = server.job(queue, report.id);
+    // Whoever submitted it has taken it out of the list, as below.
+    const bool isPurged = !job && job.error().isMisuse && !report.isOurs;
+    if (isPurged) return PrintJob{.state = IPP_JSTATE_COMPLETED, .hasReported = true};
     if (!job || job->isOver()) return job;
     if (job->isStuck()) {
       return failure(fmt::format("the job was stopped: the command filter of \"{}\" failed",
@@ -48,27 +68,50 @@ Result<PrintJob> endOf(PrintServer& server, const std::string& queue, int id,
     std::this_thread::sleep_for(pause);
     progress.refresh();
   }
-  static_cast<void>(server.cancelJob(queue, id, cupsUser()));
+  static_cast<void>(server.cancelJob(queue, report.id, cupsUser()));
   return failure(fmt::format("\"{}\" did not come to it by the deadline", forTerminal(queue)),
                  fmt::format("`lpstat -o {}` shows what it is doing.", shellWord(queue)));
 }
 
 }  // namespace
 
+Result<PrintJob> report(PrintServer& server, const std::string& queue,
+                        std::chrono::seconds deadline) {
+  const auto end = Clock::now() + deadline;
+  const auto report = waitingOrNewJob(server, queue, deadline);
+  if (!report) return tl::unexpected(report.error());
+  const auto job = endOf(server, queue, *report, end);
+  if (job && job->hasReported && report->isOurs) {
+    static_cast<void>(server.purgeJob(queue, report->id));
+  }
+  return job;
+}
+
 Result<Refreshed> refresh(PrintServer& server, const std::string& queue,
                           std::chrono::seconds deadline) {
-  const auto end = Clock::now() + deadline;
-  const auto id = waitingOrNewJob(server, queue, deadline);
-  if (!id) return tl::unexpected(id.error());
-  const auto job = endOf(server, queue, *id, end);
+  const auto job = report(server, queue, deadline);
   if (!job) return tl::unexpected(job.error());
-
   auto after = server.queue(queue);
   if (!after) return tl::unexpected(std::move(after).error());
+  // The filter cancels a job that the printer holds; but then it has reported.
+  const bool wasCancelled = job->state == IPP_JSTATE_CANCELED;
+  if (wasCancelled && !job->hasReported) {
+    return failure(fmt::format("the report of \"{}\" was cancelled", forTerminal(queue)),
+                   "Somebody did so, or the print server, which was given a time for it.");
+  }
   Refreshed refreshed{*std::move(after)};
-  refreshed.wasHeld =
-      job->state == IPP_JSTATE_CANCELED && !refreshed.queue.hasReason(kDoesNotAnswer);
+  refreshed.wasHeld = wasCancelled && !refreshed.queue.hasReason(kDoesNotAnswer);
   return refreshed;
+}
+
+Result<> purgeReports(PrintServer& server, const std::string& queue) {
+  const auto jobs = server.finishedJobs(queue);
+  if (!jobs) return tl::unexpected(jobs.error());
+  for (const PrintJob& job : *jobs) {
+    if (job.title != kReportLevels || !job.isCommandFile || job.hasFailed()) continue;
+    if (auto purged = server.purgeJob(queue, job.id); !purged) return purged;
+  }
+  return {};
 }
 
 }  // namespace moxsupply

@@ -148,6 +148,11 @@ std::string quoted(std::string_view value) {
   return text + '\'';
 }
 
+template <typename Values>
+std::string lineOf(std::string_view key, const Values& values) {
+  return fmt::format("ATTR: {}={}\n", key, quoted(fmt::format("{}", fmt::join(values, ","))));
+}
+
 }  // namespace
 
 std::string markerName(const std::string& name, std::size_t mostBytes) {
@@ -183,10 +188,13 @@ MarkerAttributes markerAttributes(const Supplies& supplies) {
   return attributes;
 }
 
+std::string markerLevelsLine(std::vector<int> levels) {
+  constexpr std::size_t kMost = kLongestLine / 6;  // "-100," and what is around them
+  levels.resize(std::min(levels.size(), kMost));
+  return lineOf("marker-levels", levels);
+}
+
 std::vector<std::string> markerLines(MarkerAttributes attributes) {
-  const auto line = [](std::string_view key, const auto& values) {
-    return fmt::format("ATTR: {}={}\n", key, quoted(fmt::format("{}", fmt::join(values, ","))));
-  };
   constexpr std::size_t kAround = std::string_view("ATTR: marker-high-levels=''\n").size();
   constexpr std::size_t kRoom = kLongestLine - kAround;
 
@@ -206,12 +214,12 @@ std::vector<std::string> markerLines(MarkerAttributes attributes) {
     for (std::string& name : attributes.names) name = cutToRoom(name, share);
   }
 
-  return {line("marker-names", attributes.names),
-          line("marker-types", attributes.types),
-          line("marker-colors", attributes.colors),
-          line("marker-levels", attributes.levels),
-          line("marker-low-levels", attributes.lowLevels),
-          line("marker-high-levels", attributes.highLevels)};
+  return {lineOf("marker-names", attributes.names),
+          lineOf("marker-types", attributes.types),
+          lineOf("marker-colors", attributes.colors),
+          lineOf("marker-levels", attributes.levels),
+          lineOf("marker-low-levels", attributes.lowLevels),
+          lineOf("marker-high-levels", attributes.highLevels)};
 }
 
 std::string markerMessageLine(const std::string& message) {

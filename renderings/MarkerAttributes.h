@@ -48,6 +48,9 @@ std::string markerName(const std::string& name, std::size_t mostBytes);
 // are left out of all six lists.
 std::vector<std::string> markerLines(MarkerAttributes attributes);
 
+// The line that publishes these levels alone, as many of them as there is room for.
+std::string markerLevelsLine(std::vector<int> levels);
+
 // The line that publishes a message, made harmless as names are and cut to 255 bytes; an empty one
 // takes the former away.
 std::string markerMessageLine(const std::string& message);

@@ -16,6 +16,9 @@ class StopSignals {
   // The number of the one that has come; 0 when none has.
   [[nodiscard]] int take() const;
 
+  // From now on they end the process again, also one that has come and was not taken.
+  void letThrough() const;
+
  private:
   FileDescriptor mDescriptor;
 };

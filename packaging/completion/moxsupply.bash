@@ -101,8 +101,8 @@ _moxsupply_offer_options() {
         --listen --host --min-interval --max-backoff --deadline --queries-at-once --help
       ;;
     refresh) _moxsupply_offer "$current" --all --deadline --color --help ;;
-    enable) _moxsupply_offer "$current" --type --timeout --deadline --help ;;
-    disable) _moxsupply_offer "$current" --help ;;
+    enable) _moxsupply_offer "$current" --all --type --timeout --deadline --help ;;
+    disable) _moxsupply_offer "$current" --all --help ;;
     doctor) _moxsupply_offer "$current" --color --help ;;
     report)
       _moxsupply_offer "$current" --printer-type --transport --timeout --output --help

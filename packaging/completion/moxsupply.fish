@@ -65,6 +65,8 @@ __moxsupply_option exporter -l queries-at-once -x -d 'Most queries at once'
 __moxsupply_option refresh -l all -d 'All queues that are set up for it'
 __moxsupply_option refresh -l deadline -x -d 'Longest wait for each queue, in seconds'
 
+__moxsupply_option enable -l all -d 'All queues whose printers answer'
+__moxsupply_option disable -l all -d 'All queues that are set up'
 __moxsupply_option enable -l type -x -a 'laser inkjet' -d 'What kind of printer it is'
 __moxsupply_option enable -l timeout -x -d 'Longest wait for each read, in seconds'
 __moxsupply_option enable -l deadline -x -d 'Longest time for one report, in seconds'

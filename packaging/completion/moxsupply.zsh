@@ -64,11 +64,12 @@ case $words[1] in
     ;;
   enable)
     _arguments $help $queue \
+      '--all[all queues whose printers answer]' \
       '--type=[what kind of printer it is]:type:(laser inkjet)' \
       '--timeout=[longest wait for each read]:seconds' \
       '--deadline=[longest time for one report]:seconds'
     ;;
-  disable) _arguments $help $queue ;;
+  disable) _arguments $help $queue '--all[all queues that are set up]' ;;
   doctor) _arguments $help $color $queue ;;
   report)
     _arguments $help \

@@ -20,14 +20,20 @@ using ::testing::IsEmpty;
 using ::testing::Not;
 using Names = std::vector<std::string>;
 
+Names namesOf(const moxsupply::CommandFile& file) {
+  Names names;
+  for (const auto& command : file.commands) names.push_back(command.name);
+  return names;
+}
+
 class CommandFile : public ::testing::Test {
  protected:
   // The names in a command file of this text.
   std::optional<Names> read(const std::string& text) {
-    auto file = readAll(text);
+    const auto file = readAll(text);
     if (!file) return std::nullopt;
     EXPECT_FALSE(file->isTooLong);
-    return std::move(file->names);
+    return namesOf(*file);
   }
 
   std::optional<moxsupply::CommandFile> readAll(const std::string& text) {
@@ -49,6 +55,15 @@ TEST_F(CommandFile, NamesItsCommandsInTheirOrder) {
 TEST_F(CommandFile, KeepsTheNamesAsTheyAreWritten) {
   EXPECT_THAT(*read("reportlevels\nREPORTSTATUS\ncom.example.Foo-Bar_1\n"),
               ElementsAre("reportlevels", "REPORTSTATUS", "com.example.Foo-Bar_1"));
+}
+
+TEST_F(CommandFile, IsWrittenAsItIsRead) {
+  for (const char* text : {"#CUPS-COMMAND\n", "#CUPS-COMMAND\nClean all\nSetAlignment 1 2\n",
+                           "#CUPS-COMMAND\nA\\#B C # \\# \\\nAutoConfigure\n"}) {
+    EXPECT_EQ(textOf(readAll(text)->commands), text);
+  }
+  EXPECT_EQ(textOf(readAll(" Clean\t all  # now\r\n\nReportLevels")->commands),
+            "#CUPS-COMMAND\nClean all\nReportLevels\n");
 }
 
 TEST_F(CommandFile, HasValuesThatAreNoNames) {
@@ -107,13 +122,13 @@ TEST_F(CommandFile, IsReadUpTo64KiB) {
   for (const char* more : {"\n", "x", "ReportStatus\n"}) {
     const auto file = readAll(longest + more);
     EXPECT_TRUE(file->isTooLong);
-    EXPECT_THAT(file->names, ElementsAre("ReportLevels"));
+    EXPECT_THAT(namesOf(*file), ElementsAre("ReportLevels"));
   }
   // What is cut off might make it another command.
   const auto file = readAll("ReportStatus\n" + std::string(65510, '#') + "\nReportLevelsX\n");
   EXPECT_TRUE(file->isTooLong);
-  EXPECT_THAT(file->names, ElementsAre("ReportStatus"));
-  EXPECT_THAT(readAll(std::string(65537, 'x'))->names, IsEmpty());
+  EXPECT_THAT(namesOf(*file), ElementsAre("ReportStatus"));
+  EXPECT_THAT(namesOf(*readAll(std::string(65537, 'x'))), IsEmpty());
 }
 
 TEST_F(CommandFile, HasUpTo32Commands) {
@@ -122,7 +137,7 @@ TEST_F(CommandFile, HasUpTo32Commands) {
   EXPECT_EQ(read(commands + "# and no more\n")->size(), 32U);
   const auto file = readAll(commands + "ReportStatus\n");
   EXPECT_TRUE(file->isTooLong);
-  EXPECT_EQ(file->names, Names(32, "ReportLevels"));
+  EXPECT_EQ(namesOf(*file), Names(32, "ReportLevels"));
 }
 
 std::string packed(const std::string& text, const std::string& path) {
@@ -151,7 +166,7 @@ std::string namesFromStandardInput(const std::string& text) {
     const auto file = readCommandFile("");
     if (!file) return std::string("none");
     std::string joined;
-    for (const std::string& name : file->names) joined += name + ';';
+    for (const std::string& name : namesOf(*file)) joined += name + ';';
     return joined;
   });
   return filter.wait().result;

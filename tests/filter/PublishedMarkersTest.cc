@@ -62,7 +62,7 @@ class MarkersOfAQueue : public ::testing::Test {
     CapturedErrors errors;
     PublishedMarkers markers = this->markers(queue);
     markers.publishLists(lists);
-    markers.publishMessage(message);
+    markers.publishNewMessage(message);
     return errors.writes();
   }
   Lines report() { return report(kListLines, kMessage); }
@@ -85,10 +85,27 @@ TEST_F(MarkersOfAQueue, AreNotPublishedAgainWhileTheyHold) {
 
 TEST_F(MarkersOfAQueue, ArePublishedWhenTheyHaveChanged) {
   report();
-  EXPECT_THAT(report(kOtherListLines, kMessage),
-              ElementsAre(kOtherListLines[0], kOtherListLines[1]));
-  EXPECT_THAT(report(kOtherListLines, kMessage), IsEmpty());
+  const Lines otherNames = {"ATTR: marker-names='Cyan'\n", kListLines[1]};
+  EXPECT_THAT(report(otherNames, kMessage), ElementsAre(otherNames[0], otherNames[1]));
+  EXPECT_THAT(report(otherNames, kMessage), IsEmpty());
   EXPECT_THAT(report(), ElementsAre(kListLines[0], kListLines[1]));
+}
+
+TEST_F(MarkersOfAQueue, HaveTheirLevelsPublishedAloneWhenNothingElseHasChanged) {
+  report();
+  EXPECT_THAT(report(kOtherListLines, kMessage), ElementsAre(kOtherListLines[1]));
+  EXPECT_THAT(report(kOtherListLines, kMessage), IsEmpty());
+  EXPECT_THAT(report(), ElementsAre(kListLines[1]));
+}
+
+// The age of the levels is that of the last publication.
+TEST_F(MarkersOfAQueue, HaveTheMessageOfANewReportPublishedEachTime) {
+  for (int i = 0; i < 2; ++i) {
+    CapturedErrors errors;
+    markers().publishMessage(kMessage);
+    EXPECT_THAT(errors.writes(), ElementsAre(kMessage));
+  }
+  EXPECT_THAT(report({}, kMessage), IsEmpty());
 }
 
 TEST_F(MarkersOfAQueue, HaveAMessageOfTheirOwn) {
@@ -182,7 +199,7 @@ TEST_F(MarkersOfAQueue, ArePublishedOnceByOneObjectWithoutAFolder) {
   PublishedMarkers markers("", "lobby", ppd());
   for (int i = 0; i < 2; ++i) {
     markers.publishLists(kListLines);
-    markers.publishMessage(kMessage);
+    markers.publishNewMessage(kMessage);
   }
   EXPECT_THAT(errors.writes(), kEverything);
 }

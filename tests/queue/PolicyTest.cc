@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <string>
@@ -58,6 +59,21 @@ TEST_F(DebianPolicy, LetsEverybodyAskForLevels) {
   EXPECT_EQ(refreshed.exitStatus, 0) << refreshed.errors;
   const Ran diagnosed = asNobody({"doctor", queue()});
   EXPECT_EQ(diagnosed.exitStatus, 0) << diagnosed.output << diagnosed.errors;
+}
+
+TEST_F(DebianPolicy, LetsAdministratorsAloneTakeTheReportsOfOthersOutOfTheList) {
+  const SimulatedPrinter printer(port(), laserPrinter({{"Black", 50}}));
+  addEnabledQueue("laser");
+  const int job =
+      submit(server(), queue(), "ReportLevels", {"-U", "somebody", "-t", "ReportLevels"});
+  EXPECT_EQ(endOf(server(), queue(), job), "completed");
+  const auto jobs = [&] {
+    return server().run({"lpstat", "-W", "completed", "-o", queue()}).output;
+  };
+  EXPECT_EQ(asNobody({"refresh", "--all"}).exitStatus, 0);
+  EXPECT_EQ(std::ranges::count(jobs(), '\n'), 1) << jobs();
+  EXPECT_EQ(server().moxsupply({"refresh", "--all"}).exitStatus, 0);
+  EXPECT_EQ(jobs(), "");
 }
 
 // The command filter ends the job in its owner's name, whoever that is.

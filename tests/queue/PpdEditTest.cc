@@ -25,12 +25,15 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
+using ::testing::SizeIs;
 using ::testing::StartsWith;
 
 const PpdSettings kLaser = {.kind = PrinterKind::kLaser, .timeout = 2};
 const PpdSettings kInkjet = {.kind = PrinterKind::kInkjet, .timeout = 30};
 
 constexpr const char* kCommandFilter = "application/vnd.cups-command 0 commandtomox";
+constexpr const char* kAllCommands =
+    "ReportLevels ReportStatus AutoConfigure Clean PrintSelfTestPage";
 
 std::string withLineEnds(std::string text, std::string_view lineEnd) {
   for (std::size_t at = 0; (at = text.find('\n', at)) != std::string::npos; at += lineEnd.size()) {
@@ -216,7 +219,10 @@ TEST(PpdWithSupplyReports, HasABlockOfLinesAtItsEnd) {
             kWithFilters +
                 "*% moxsupply: supply reports begin\n"
                 "*cupsFilter: \"application/vnd.cups-command 0 commandtomox\"\n"
-                "*cupsCommands: \"ReportLevels ReportStatus\"\n"
+                "*cupsCommands: \"ReportLevels ReportStatus AutoConfigure Clean "
+                "PrintSelfTestPage\"\n"
+                "*moxCommandFilter: \"application/vnd.cups-command application/postscript 0 "
+                "commandtops\"\n"
                 "*cupsSNMPSupplies: False\n"
                 "*moxPrinterType: \"Laser\"\n"
                 "*moxTimeout: \"2\"\n"
@@ -236,7 +242,7 @@ TEST(PpdWithSupplyReports, IsReadByThePrintServerAsItIsMeant) {
               ElementsAre("application/vnd.cups-raster 100 rastertoexample",
                           "application/vnd.cups-postscript 0 -", kCommandFilter));
   EXPECT_THAT(ppd.values("cupsFilter2"), IsEmpty());
-  EXPECT_THAT(ppd.values("cupsCommands"), ElementsAre("ReportLevels ReportStatus"));
+  EXPECT_THAT(ppd.values("cupsCommands"), ElementsAre(kAllCommands));
   EXPECT_THAT(ppd.values("cupsSNMPSupplies"), ElementsAre("False"));
   EXPECT_EQ(ppd.settings().kind, PrinterKind::kInkjet);
   EXPECT_EQ(ppd.settings().timeout, 30U);
@@ -269,7 +275,7 @@ TEST(PpdWithSupplyReports, SetsAsideWhatContradictsIt) {
   const ReadPpd ppd(text);
   EXPECT_THAT(ppd.values("cupsFilter"),
               ElementsAre("application/vnd.cups-raster 100 rastertoexample", kCommandFilter));
-  EXPECT_THAT(ppd.values("cupsCommands"), ElementsAre("ReportLevels ReportStatus"));
+  EXPECT_THAT(ppd.values("cupsCommands"), ElementsAre(kAllCommands));
   EXPECT_THAT(ppd.values("cupsSNMPSupplies"), ElementsAre("False"));
   EXPECT_THAT(ppd.values("moxPrinterType"), ElementsAre("Laser"));
   EXPECT_THAT(ppd.values("moxTimeout"), ElementsAre("2"));
@@ -290,7 +296,7 @@ TEST(PpdWithSupplyReports, SetsAsideAlsoWhatHasBlanksOrAnOption) {
 
 TEST(PpdWithSupplyReports, SetsAsideInAFileWithReturnsAlone) {
   const ReadPpd ppd(withSupplyReports(withLineEnds(kContradicting, "\r"), kLaser));
-  EXPECT_THAT(ppd.values("cupsCommands"), ElementsAre("ReportLevels ReportStatus"));
+  EXPECT_THAT(ppd.values("cupsCommands"), ElementsAre(kAllCommands));
   EXPECT_THAT(ppd.values("cupsSNMPSupplies"), ElementsAre("False"));
   EXPECT_THAT(ppd.values("moxTimeout"), ElementsAre("2"));
   EXPECT_THAT(ppd.values("cupsModelNumber"), ElementsAre("7"));
@@ -342,7 +348,7 @@ TEST(PpdWithSupplyReports, SetsAsideKeywordsInAnyLetters) {
                                                "*cupssnmpsupplies: True\n"
                                                "*MoxPrinterType: \"Plotter\"\n"),
                                       kLaser));
-  EXPECT_THAT(ppd.values("cupsCommands"), ElementsAre("ReportLevels ReportStatus"));
+  EXPECT_THAT(ppd.values("cupsCommands"), ElementsAre("ReportLevels ReportStatus Clean"));
   EXPECT_THAT(ppd.values("cupsSNMPSupplies"), ElementsAre("False"));
   EXPECT_THAT(ppd.values("moxPrinterType"), ElementsAre("Laser"));
   const std::string hidden = withSupplyReports(
@@ -381,6 +387,94 @@ TEST(PpdWithSupplyReports, CountsNoQuotesInComments) {
 }
 
 // Others change the file too, as `lpadmin -o PageSize=Letter` does.
+// The lines of a driver, and what they make of a queue's commands and of who answers those that are
+// not ours.
+struct FormerCommands {
+  std::string lines;
+  std::string commands;
+  std::vector<std::string> filter = {};
+};
+
+TEST(PpdWithSupplyReports, KeepsTheCommandsOfAFormerFilter) {
+  const std::string raster = "*cupsFilter: \"application/vnd.cups-raster 100 rastertoexample\"\n";
+  const std::string command = "*cupsFilter: \"application/vnd.cups-command 33 commandtoexample\"\n";
+  const std::string byItself = "application/vnd.cups-command application/postscript 0 commandtops";
+  const std::string ofTheDriver = "application/vnd.cups-command 33 commandtoexample";
+  for (const auto& [lines, commands, filter] : std::vector<FormerCommands>{
+           // A PostScript printer gets a filter by itself, others not.
+           {"", kAllCommands, {byItself}},
+           {"*cupsFilter: \"Application/vnd.cups-PostScript 0 x\"\n", kAllCommands, {byItself}},
+           {"*cupsCommands: \"NONE\"\n", "ReportLevels ReportStatus"},
+           {raster, "ReportLevels ReportStatus"},
+           {raster + "*cupsCommands: \"Clean\"\n", "ReportLevels ReportStatus"},
+           // One of the driver's own.
+           {raster + command, kAllCommands, {ofTheDriver}},
+           {command + "*cupsCommands: \"\"\n", "ReportLevels ReportStatus", {ofTheDriver}},
+           {command + "*cupsCommands: \"none\"\n", "ReportLevels ReportStatus", {ofTheDriver}},
+           {command + "*cupsCommands: \"reportlevels Clean\n\tcom.example.Purge  CLEAN\"\n",
+            "ReportLevels ReportStatus Clean com.example.Purge",
+            {ofTheDriver}},
+           {"*cupsFilter: \"application/vnd.cups-command 50 dear\"\n" + command +
+                "*cupsFilter: \"application/vnd.cups-command 33 later\"\n",
+            kAllCommands,
+            {ofTheDriver}},
+           {"*cupsFilter: \"application/vnd.cups-command 0 maxsize(9000) /usr/lib/x y\"\n",
+            kAllCommands,
+            {"application/vnd.cups-command 0 /usr/lib/x y"}},
+           // What counts is of the newer form, where there is that.
+           {command + "*cupsFilter2: \"application/vnd.cups-raster image/x 0 example\"\n",
+            "ReportLevels ReportStatus"},
+           {command + "*cupsFilter2: \"application/vnd.cups-command image/x 7 newer\"\n",
+            kAllCommands,
+            {"application/vnd.cups-command image/x 7 newer"}},
+           // Nobody who could answer.
+           {"*cupsFilter: \"application/vnd.cups-command 0 -\"\n", "ReportLevels ReportStatus"},
+           {"*cupsFilter: \"application/vnd.cups-command 0 commandtomox\"\n"
+            "*cupsCommands: \"ReportLevels Clean\"\n",
+            "ReportLevels ReportStatus"},
+       }) {
+    const ReadPpd ppd(withSupplyReports(smallPpd(lines), kLaser));
+    EXPECT_THAT(ppd.values("cupsCommands"), ElementsAre(commands)) << lines;
+    EXPECT_EQ(ppd.values("moxCommandFilter"), filter) << lines;
+  }
+}
+
+TEST(PpdWithSupplyReports, KeepsTheCommandsOfAFormerFilterWhenItIsReplaced) {
+  const std::string once = withSupplyReports(kContradicting, kLaser);
+  EXPECT_EQ(withSupplyReports(once, kLaser), once);
+}
+
+// A line of more than 255 bytes makes the whole PPD unreadable.
+TEST(PpdWithSupplyReports, StaysReadableWithManyCommands) {
+  std::string commands;
+  for (int i = 0; i < 100; ++i) commands += "com.example.Command" + std::to_string(i) + '\n';
+  const std::string path = '/' + std::string(200, 'x');
+  for (const char* lineEnd : {"\n", "\r\n", "\r"}) {
+    const std::string former =
+        withLineEnds(smallPpd("*cupsFilter: \"application/vnd.cups-command 0 " + path +
+                              "\"\n*cupsCommands: \"" + commands + "\"\n*cupsModelNumber: 7\n"),
+                     lineEnd);
+    const std::string text = withSupplyReports(former, kLaser);
+    const ReadPpd ppd(text);
+    ASSERT_THAT(ppd.values("cupsCommands"), SizeIs(1));
+    EXPECT_THAT(ppd.values("cupsCommands")[0], HasSubstr("com.example.Command99"));
+    ASSERT_THAT(ppd.values("moxCommandFilter"), SizeIs(1));
+    EXPECT_EQ(filterLineFrom(ppd.values("moxCommandFilter")[0])->program, path);
+    EXPECT_THAT(ppd.values("cupsModelNumber"), ElementsAre("7"));
+    EXPECT_EQ(ppd.settings().kind, PrinterKind::kLaser);
+    EXPECT_EQ(withoutSupplyReports(text), former);
+  }
+}
+
+TEST(PpdWithSupplyReports, KeepsNoCommandThatCouldBeSomethingElse) {
+  const ReadPpd ppd(withSupplyReports(
+      smallPpd(
+          "*cupsFilter: \"application/vnd.cups-command 0 x\"\n*cupsCommands: \"Cl\x1B[2Jean A" +
+          std::string(128, 'x') + " \xC3\xA4 Good\"\n"),
+      kLaser));
+  EXPECT_THAT(ppd.values("cupsCommands"), ElementsAre("ReportLevels ReportStatus Good"));
+}
+
 TEST(PpdWithoutSupplyReports, KeepsWhatWasChangedMeanwhile) {
   std::string text = withSupplyReports(kContradicting, kLaser);
   const auto size = text.find("*DefaultPageSize: A4");
@@ -444,7 +538,7 @@ TEST(InstalledPpds, GetTheCommandFilterAndLoseItAgain) {
 
     const ReadPpd before(text);
     const ReadPpd after(edited);
-    EXPECT_THAT(after.values("cupsCommands"), ElementsAre("ReportLevels ReportStatus"));
+    EXPECT_THAT(after.values("cupsCommands"), ElementsAre(StartsWith("ReportLevels ReportStatus")));
     EXPECT_EQ(after.settings().kind, PrinterKind::kInkjet);
     for (const char* keyword : {"NickName", "PageSize", "cupsModelNumber", "Resolution"}) {
       EXPECT_EQ(after.values(keyword), before.values(keyword));

@@ -109,8 +109,8 @@ Ran PrivatePrintServer::run(const std::vector<std::string>& command,
       "CUPS_SERVER=" + (folder() / "cups.sock").string(),
       "CUPS_SERVERBIN=" + (folder() / "lib/cups").string(),
       "HOME=" + (folder() / "home").string(),  // of no lpoptions of the user's own
-      "LC_ALL=C.UTF-8"};
-  environment.insert(environment.begin(), ours.begin(), ours.end());
+      "STATE_DIRECTORY=" + enabledQueues().parent_path().string(), "LC_ALL=C.UTF-8"};
+  environment.insert(environment.end(), ours.begin(), ours.end());  // the first of two counts
   return testing::run(command, environment);
 }
 
@@ -122,6 +122,10 @@ Ran PrivatePrintServer::moxsupply(std::vector<std::string> arguments,
 
 std::string PrivatePrintServer::printerUri(const std::string& queue) const {
   return fmt::format("ipp://{}/printers/{}", mPort.address(), queue);
+}
+
+std::filesystem::path PrivatePrintServer::enabledQueues() const {
+  return folder() / "enabled/queues.json";
 }
 
 std::string PrivatePrintServer::log() const { return contentOf(folder() / "log/error"); }

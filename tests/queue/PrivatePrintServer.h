@@ -44,6 +44,9 @@ class PrivatePrintServer {
 
   [[nodiscard]] std::string printerUri(const std::string& queue) const;  // over TCP
 
+  // Where `moxsupply enable` remembers what it has enabled.
+  [[nodiscard]] std::filesystem::path enabledQueues() const;
+
   // What the print server and its jobs have said.
   [[nodiscard]] std::string log() const;
 

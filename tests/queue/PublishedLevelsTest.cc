@@ -3,8 +3,11 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <optional>
 #include <string>
+#include <thread>
+#include <tuple>
 
 #include "tests/queue/QueueTest.h"
 #include "tests/support/Models.h"
@@ -189,20 +192,37 @@ TEST_F(PublishedLists, StayWhenThePrinterReportsNoSupplies) {
 TEST_F(PublishedLists, AreSentOnceWhileTheyHold) {
   const SimulatedPrinter printer(port(), shippedModel("laser-colour-full"));
   addEnabledQueue("laser");
-  // Six lists and the message.
+  // Six lists and the message, which alone is sent again.
   EXPECT_EQ(timesLogged(server(), report(), "ATTR: marker-"), 7);
-  EXPECT_EQ(timesLogged(server(), report(), "ATTR: marker-"), 0);
-  EXPECT_EQ(timesLogged(server(), report(), "ATTR: marker-"), 0);
+  EXPECT_EQ(timesLogged(server(), report(), "ATTR: marker-"), 1);
+  EXPECT_EQ(timesLogged(server(), report(), "ATTR: marker-"), 1);
   EXPECT_EQ(attributes()["printer-supply-description"].size(), 10U);
 }
 
-TEST_F(PublishedLists, AreSentAnewWhenALevelChanges) {
+// The print server keeps one more copy of the descriptions for each list of names.
+TEST_F(PublishedLists, AreTheLevelsAloneWhereTheyAloneChange) {
   addEnabledQueue("laser");
-  for (const auto& [level, times] : {std::pair(50U, 1), {50U, 0}, {49U, 1}}) {
-    const SimulatedPrinter printer(port(), laserPrinter({{"Black", level}}));
-    EXPECT_EQ(timesLogged(server(), report(), "ATTR: marker-names"), times);
-    EXPECT_EQ(attributes()["marker-levels"], Values{std::to_string(level)});
+  for (const auto& [level, namesSent, levelsSent] :
+       {std::tuple(50U, 1, 1), {50U, 0, 0}, {49U, 0, 1}, {8U, 0, 1}}) {
+    const SimulatedPrinter printer(port(), laserPrinter({{"Cyan", level}, {"Black", 90}}));
+    const int job = report();
+    EXPECT_EQ(timesLogged(server(), job, "ATTR: marker-names"), namesSent);
+    EXPECT_EQ(timesLogged(server(), job, "ATTR: marker-levels"), levelsSent);
+    EXPECT_EQ(attributes()["marker-levels"], (Values{std::to_string(level), "90"}));
+    EXPECT_EQ(attributes()["marker-names"], (Values{"Cyan", "Black"}));
+    EXPECT_EQ(attributes()["printer-supply-description"].size(), 2U);
   }
+}
+
+// What shows how old the levels are.
+TEST_F(PublishedLists, AreAsNewAsTheLastReport) {
+  const SimulatedPrinter printer(port(), laserPrinter({{"Black", 50}}));
+  addEnabledQueue("laser");
+  report();
+  const Values before = attributes()["marker-change-time"];
+  std::this_thread::sleep_for(std::chrono::milliseconds(1100));
+  report();
+  EXPECT_GT(std::stol(attributes()["marker-change-time"].at(0)), std::stol(before.at(0)));
 }
 
 TEST_F(PublishedLists, AreShorterWhenASupplyIsGone) {
@@ -239,7 +259,9 @@ TEST_F(PublishedLists, ComeWithTheCommandsOfTheQueue) {
   EXPECT_EQ(attributes()["printer-commands"],
             (Values{"AutoConfigure", "Clean", "PrintSelfTestPage"}));
   ASSERT_EQ(server().moxsupply({"enable", queue(), "--type", "laser"}).exitStatus, 0);
-  EXPECT_EQ(attributes()["printer-commands"], (Values{"ReportLevels", "ReportStatus"}));
+  EXPECT_EQ(
+      attributes()["printer-commands"],
+      (Values{"ReportLevels", "ReportStatus", "AutoConfigure", "Clean", "PrintSelfTestPage"}));
   EXPECT_NE(std::stoi(attributes()["printer-type"].at(0)) & kTakesCommands, 0);
 }
 

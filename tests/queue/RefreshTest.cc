@@ -2,7 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <chrono>
+#include <fstream>
 #include <string>
+#include <thread>
 
 #include "tests/queue/QueueTest.h"
 #include "tests/support/Models.h"
@@ -18,6 +22,16 @@ class Refresh : public QueueTest {
     const Ran ran = server().moxsupply(
         {"enable", name, "--type", "laser", "--timeout", "1", "--deadline", "3"});
     ASSERT_EQ(ran.exitStatus, 0) << ran.errors;
+  }
+
+  // The names of all jobs of the queue that the print server lists, each on a line, those first
+  // that are not over.
+  [[nodiscard]] std::string allJobs() const {
+    return server()
+        .run({"sh", "-c",
+              "lpstat -o \"$1\" | cut -d' ' -f1; lpstat -W completed -o \"$1\" | cut -d' ' -f1",
+              "sh", queue()})
+        .output;
   }
 
   [[nodiscard]] Ran refresh() const { return server().moxsupply({"refresh", queue()}); }
@@ -79,7 +93,7 @@ TEST_F(Refresh, WaitsForAReportThatIsUnderWay) {
   addImpatientQueue(queue());
   const int job = submit(server(), queue(), "ReportLevels", {"-t", "ReportLevels"});
   EXPECT_EQ(refresh().exitStatus, 1);
-  EXPECT_NE(endOf(server(), queue(), job), "never");
+  EXPECT_TRUE(isIdleWithin(std::chrono::seconds(5)));
   // No other job was made.
   EXPECT_EQ(submit(server(), queue(), "ReportStatus"), job + 1);
 }
@@ -124,8 +138,99 @@ TEST_F(Refresh, RefusesAQueueOutOfService) {
                             queue() + '\n');
 }
 
+// A desktop shows every job, and the print server keeps 500: reports would push out all others.
+TEST_F(Refresh, LeavesNoJobInTheList) {
+  addImpatientQueue(queue());
+  {
+    const SimulatedPrinter printer(port(), laserPrinter({{"Black Toner", 50}}));
+    EXPECT_EQ(refresh().exitStatus, 0);
+  }
+  EXPECT_EQ(refresh().exitStatus, 1);  // it is off
+  EXPECT_EQ(allJobs(), "");
+}
+
+TEST_F(Refresh, LeavesNoJobInTheListThatThePrinterHeld) {
+  addEnabledQueue("laser");
+  const SimulatedPrinter printer(port(), laserPrinter({{"Black Toner", 50}}), {.neverClose = true});
+  const Ran ran = refresh();
+  EXPECT_EQ(ran.exitStatus, 0);
+  EXPECT_NE(ran.output.find("50 %"), std::string::npos) << ran.output;
+  EXPECT_EQ(allJobs(), "");
+}
+
+TEST_F(Refresh, LeavesTheReportsOfOthersToThem) {
+  addEnabledQueue("laser");
+  const SimulatedPrinter printer(port(), laserPrinter({{"Black Toner", 50}}));
+  const int job = submit(server(), queue(), "ReportLevels", {"-t", "ReportLevels"});
+  EXPECT_EQ(endOf(server(), queue(), job), "completed");
+  EXPECT_EQ(refresh().exitStatus, 0);
+  EXPECT_EQ(allJobs(), queue() + '-' + std::to_string(job) + '\n');
+}
+
+TEST_F(Refresh, IsNoSuccessWhenSomebodyCancelsIt) {
+  addEnabledQueue("laser");
+  {
+    const SimulatedPrinter printer(port(), laserPrinter({{"Black Toner", 50}}));
+    ASSERT_EQ(refresh().exitStatus, 0);
+  }
+  const SimulatedPrinter printer(port(), {}, silence());
+  Ran ran;
+  std::thread refreshing([&] { ran = refresh(); });
+  std::this_thread::sleep_for(std::chrono::milliseconds(500));  // it is asking by now
+  EXPECT_EQ(server().run({"cancel", "-a", queue()}).exitStatus, 0);
+  refreshing.join();
+  EXPECT_EQ(ran.exitStatus, 1);
+  EXPECT_EQ(ran.output, "");
+  EXPECT_EQ(ran.errors.find("moxsupply refresh: the report of \"" + queue() + "\" was cancelled\n"),
+            0U)
+      << ran.errors;
+}
+
+// They would pile up, one each time, on a queue that is set up wrongly.
+TEST_F(Refresh, TakesAStoppedReportBack) {
+  const SimulatedPrinter printer(port(), laserPrinter({{"Black Toner", 50}}));
+  addEnabledQueue("laser");
+  const std::string good = ppdOf(server(), queue());
+  std::string wrong = good;
+  wrong.replace(wrong.find("\"Laser\""), 7, "\"Plotter\"");
+  addQueue(server(), queue(), port().uri(), wrong);
+  for (int i = 0; i < 2; ++i) {
+    const Ran ran = refresh();
+    EXPECT_EQ(ran.exitStatus, 1);
+    EXPECT_NE(ran.errors.find("the job was stopped"), std::string::npos) << ran.errors;
+    EXPECT_EQ(std::ranges::count(allJobs(), '\n'), 1);
+  }
+  addQueue(server(), queue(), port().uri(), good);
+  EXPECT_EQ(refresh().exitStatus, 0);
+  EXPECT_EQ(allJobs(), "");
+}
+
 // Sees all queues of its print server.
 class RefreshOfAll : public Refresh {};
+
+TEST_F(RefreshOfAll, TakesTheReportsOfOthersOutOfTheListAndNothingElse) {
+  addEnabledQueue("laser");
+  const SimulatedPrinter printer(port(), laserPrinter({{"Black Toner", 50}}));
+  const auto endAs = [&](const std::string& user, const std::string& title,
+                         const std::string& commands) {
+    const int job = submit(server(), queue(), commands, {"-U", user, "-t", title});
+    endOf(server(), queue(), job);
+    return queue() + '-' + std::to_string(job) + '\n';
+  };
+  endAs("somebody", "ReportLevels", "ReportLevels");
+  const std::string stopped = endAs("somebody", "Clean", "Clean");
+  const std::string other = endAs("somebody", "Status", "ReportStatus");
+  std::ofstream(server().folder() / "home/page") << "%!PS a page";
+  const Ran page = server().run({"lp", "-d", queue(), "-t", "ReportLevels", "-o",
+                                 "document-format=application/vnd.cups-postscript",
+                                 server().folder() / "home/page"});
+  const int paper = jobOf(page, queue());
+  EXPECT_EQ(endOf(server(), queue(), paper), "completed");
+
+  EXPECT_EQ(server().moxsupply({"refresh", "--all"}).exitStatus, 0);
+  EXPECT_EQ(allJobs(), stopped + other + queue() + '-' + std::to_string(paper) + '\n');
+  EXPECT_EQ(server().run({"lpadmin", "-x", queue()}).exitStatus, 0);
+}
 
 TEST_F(RefreshOfAll, HasALineForEachQueueThatReports) {
   const SimulatedPrinter printer(port(), laserPrinter({{"Cyan", 50}, {"Black", 50}}));

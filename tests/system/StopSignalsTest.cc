@@ -59,6 +59,16 @@ TEST(StopSignals, AreKeptOnceEach) {
             "17, then 0");
 }
 
+TEST(StopSignals, EndTheProcessAgainOnceTheyAreLetThrough) {
+  EXPECT_EQ(inAnotherProcess([]() -> std::string {
+              const StopSignals signals;
+              ::raise(SIGTERM);
+              signals.letThrough();
+              return "goes on";
+            }),
+            fmt::format("ended by {}", SIGTERM));
+}
+
 TEST(StopSignals, AreNoOthers) {
   EXPECT_EQ(inAnotherProcess([]() -> std::string {
               const StopSignals signals;
