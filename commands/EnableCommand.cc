@@ -198,7 +198,9 @@ Command enableCommand() {
           "or\n"
           "the queue cannot report supplies.\n",
       .options = {queue, flag("--all", options->all, "all queues whose printers answer"),
-                  typeOption(*options), readTimeout(options->settings.timeout, {.least = 1}),
+                  typeOption(*options),
+                  seconds("--timeout", options->settings.timeout, {.least = 1},
+                          "longest wait for each single read (2)"),
                   seconds("--deadline", options->settings.deadline, {.least = 1},
                           "longest time for everything (45)")},
       .agree = [options] { return agree(*options); },
