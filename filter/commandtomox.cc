@@ -29,6 +29,7 @@
 #include "filter/CommandFile.h"
 #include "filter/FormerFilter.h"
 #include "filter/PublishedMarkers.h"
+#include "filter/RecordingPath.h"
 #include "filter/SchedulerMessage.h"
 #include "filter/ServedJob.h"
 #include "front/MoxFilter.h"
@@ -183,7 +184,8 @@ void warnOf(const Problem& problem) { tellScheduler("ERROR", problem.what); }
 // The transcript that the environment asks for; null when it asks for none. One that cannot be made
 // takes no levels from the queue: that is said, and the printer is asked all the same.
 std::unique_ptr<Recording> startRecording(const QueueSettings& settings) {
-  const std::string path = environment("MOXSUPPLY_RECORD");
+  const std::string path = recordingPath(environment("MOXSUPPLY_RECORD"), environment("PRINTER"),
+                                         environment("CUPS_CACHEDIR"));
   if (path.empty()) return nullptr;
   const bool redacts = !environment("MOXSUPPLY_REDACT").empty();
   auto recording = Recording::create(path, redacts ? Redact::kYes : Redact::kNo);

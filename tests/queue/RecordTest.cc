@@ -41,5 +41,25 @@ TEST_F(RecordOnAQueue, IsOfTheLastReportAndForThePrintServerAlone) {
   EXPECT_NE(status.st_uid, 0U) << "not the filter's user";
 }
 
+// A print server has one environment for all its filters.
+TEST_F(RecordOnAQueue, IsAFileOfItsOwnForEachQueue) {
+  const std::filesystem::path folder = server().folder() / "cache";
+  for (const std::string pattern : {"one", "of-%q"}) {
+    std::ofstream(server().folder() / "cups-files.conf", std::ios::app)
+        << "SetEnv MOXSUPPLY_RECORD " << (folder / pattern).string() << '\n';
+    server().restart();
+    const SimulatedPrinter printer(port(), shippedModel("laser-mono-levels-in-record"));
+    for (const char* name : {"a", "b"}) {
+      addQueue(server(), name, port().uri(), postScriptDriver());
+      EXPECT_EQ(server().moxsupply({"enable", name, "--type", "laser"}).exitStatus, 0);
+      EXPECT_EQ(server().moxsupply({"refresh", name}).exitStatus, 0);
+    }
+  }
+  for (const char* name : {"one", "one.b", "of-a", "of-b"}) {
+    std::ifstream stream(folder / name);
+    EXPECT_EQ(transcript::readTranscript(stream).value().size(), 1U) << name;
+  }
+}
+
 }  // namespace
 }  // namespace moxsupply::testing
