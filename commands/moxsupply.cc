@@ -12,6 +12,7 @@
 #include "commands/EnableCommand.h"
 #include "commands/LevelsCommand.h"
 #include "commands/MonitoringProgram.h"
+#include "commands/QueuesCommand.h"
 #include "commands/RefreshCommand.h"
 #include "commands/ReportCommand.h"
 #include "commands/SimulateCommand.h"
@@ -22,10 +23,11 @@ int main(int argc, char** argv) try {
   std::setlocale(LC_MESSAGES, "");  // the language of the supplies' names
 
   const auto asMetrics = [argv](const auto&) { return becomeMonitoringProgram(argv); };
-  const std::array<Program::Subcommand, 10> commands = {{
+  const std::array<Program::Subcommand, 11> commands = {{
       {"levels", [&] { return levelsCommand(asMetrics); }},
       {"check", checkCommand},
       {"exporter", [argv] { return exporterOfMonitoring(argv); }},
+      {"queues", queuesCommand},
       {"refresh", refreshCommand},
       {"enable", enableCommand},
       {"disable", disableCommand},

@@ -15,6 +15,7 @@ namespace moxsupply {
 struct PrintQueue {
   std::string name;
   std::string deviceUri;
+  std::string location;
   bool takesCommands = false;  // a command filter is there to take command files
   bool isStopped = false;
   bool acceptsJobs = true;
@@ -25,9 +26,13 @@ struct PrintQueue {
   std::vector<std::string> markerColors;
   std::vector<int> markerLevels;
   std::string markerMessage;
+  int markerChangeTime = 0;  // seconds since 1970; 0: markers were never published
 
   [[nodiscard]] bool hasReason(std::string_view reason) const;
 };
+
+// Where this machine's print server, or the one of CUPS_SERVER, serves a queue.
+[[nodiscard]] std::string queueUri(const std::string& queue);
 
 struct PrintJob {
   int id = 0;
@@ -50,6 +55,9 @@ class PrintServer {
 
   // The queue, or why there is none.
   [[nodiscard]] Result<PrintQueue> queue(const std::string& name);
+
+  // All queues that have a printer of their own, in the order of their names.
+  [[nodiscard]] Result<std::vector<PrintQueue>> allQueues();
 
   // The names of all queues that have a printer of their own: of all but classes.
   [[nodiscard]] Result<std::vector<std::string>> queuesWithPrinter();

@@ -38,6 +38,7 @@ _moxsupply_value() {
     enable/--type) _moxsupply_offer "$current" laser inkjet ;;
     decode/--format) _moxsupply_offer "$current" text json ;;
     levels/--format) _moxsupply_offer "$current" table json openmetrics ;;
+    queues/--format) _moxsupply_offer "$current" table json list ;;
     */--color) _moxsupply_offer "$current" auto always never ;;
     report/--printer-type) _moxsupply_offer "$current" Laser Inkjet ;;
     report/--transport) _moxsupply_offer "$current" usb socket mdns dnssd ;;
@@ -100,6 +101,7 @@ _moxsupply_offer_options() {
       _moxsupply_offer "$current" \
         --listen --host --min-interval --max-backoff --deadline --queries-at-once --help
       ;;
+    queues) _moxsupply_offer "$current" --format --help ;;
     refresh) _moxsupply_offer "$current" --all --deadline --color --help ;;
     enable) _moxsupply_offer "$current" --all --type --timeout --deadline --help ;;
     disable) _moxsupply_offer "$current" --all --help ;;
@@ -118,7 +120,8 @@ _moxsupply() {
   COMPREPLY=()
   if ((COMP_CWORD == 1)); then
     _moxsupply_offer "$current" \
-      levels check exporter refresh enable disable doctor report decode simulate --help --version
+      levels check exporter queues refresh enable disable doctor report decode simulate --help \
+      --version
     return
   fi
 

@@ -15,6 +15,7 @@ complete -c moxsupply -n $first -l version -d 'Print the version'
 complete -c moxsupply -n $first -a levels -d 'Ask a printer for its supplies'
 complete -c moxsupply -n $first -a check -d 'Check supplies, for a monitoring system'
 complete -c moxsupply -n $first -a exporter -d 'Serve many printers to Prometheus'
+complete -c moxsupply -n $first -a queues -d 'Show the levels of all queues'
 complete -c moxsupply -n $first -a refresh -d 'Have a queue report its levels now'
 complete -c moxsupply -n $first -a enable -d 'Let a queue report its supplies'
 complete -c moxsupply -n $first -a disable -d 'Take away what enable added'
@@ -33,10 +34,11 @@ end
 for colored in levels refresh doctor decode
     __moxsupply_option $colored -l color -x -a 'auto always never' -d 'Colour the output'
 end
-for any in levels check exporter refresh enable disable doctor report decode simulate
+for any in levels check exporter queues refresh enable disable doctor report decode simulate
     __moxsupply_option $any -s h -l help -d 'Print the help'
 end
 
+__moxsupply_option queues -l format -x -a 'table json list' -d 'How to show the queues'
 __moxsupply_option levels -l type -x -a 'auto laser inkjet' -d 'What kind of printer it is'
 __moxsupply_option levels -l format -x -a 'table json openmetrics' -d 'How to show the supplies'
 __moxsupply_option levels -l details -d 'Show what identifies the cartridges'

@@ -6,6 +6,7 @@ commands=(
   'levels:ask a printer for its supplies'
   'check:check supplies, for a monitoring system'
   'exporter:serve many printers to Prometheus'
+  'queues:show the levels of all queues'
   'refresh:have a queue report its levels now'
   'enable:let a queue report its supplies'
   'disable:take away what enable added'
@@ -57,6 +58,7 @@ case $words[1] in
       '*--host=[answer to this name too]:name:_hosts' \
       '--queries-at-once=[most queries at once]:number'
     ;;
+  queues) _arguments $help '--format=[how to show the queues]:format:(table json list)' ;;
   refresh)
     _arguments $help $color $queue \
       '--all[all queues that are set up for it]' \
