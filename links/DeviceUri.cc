@@ -32,6 +32,10 @@ bool containsInAnyLetters(std::string_view text, std::string_view smallLetters) 
          text.end();
 }
 
+bool isSame(std::string_view text, std::string_view smallLetters) {
+  return text.size() == smallLetters.size() && containsInAnyLetters(text, smallLetters);
+}
+
 }  // namespace
 
 std::string DeviceUri::transport() const { return transportOf(scheme); }
@@ -53,14 +57,24 @@ std::string linkOf(std::string_view uri) {
 
 bool bringsAnswersBack(std::string_view uri) {
   const std::string_view scheme = uri.substr(0, uri.find(':'));
-  const auto isScheme = [&](std::string_view other) {
-    return scheme.size() == other.size() && containsInAnyLetters(scheme, other);
-  };
+  const auto isScheme = [&](std::string_view other) { return isSame(scheme, other); };
   const auto isService = [&](std::string_view service) {
     return containsInAnyLetters(uri, service);
   };
   return !scheme.empty() && std::ranges::none_of(kDocumentSchemes, isScheme) &&
          std::ranges::none_of(kDocumentServices, isService);
+}
+
+bool printsOverIpp(std::string_view uri) {
+  // (The print server takes http and https for other names of these.)
+  constexpr auto kSchemes = std::to_array<std::string_view>({"ipp", "ipps", "http", "https"});
+  constexpr auto kServices = std::to_array<std::string_view>({"._ipp._tcp", "._ipps._tcp"});
+  const std::string_view scheme = uri.substr(0, uri.find(':'));
+  const auto isScheme = [&](std::string_view other) { return isSame(scheme, other); };
+  const auto isService = [&](std::string_view service) {
+    return containsInAnyLetters(uri, service);
+  };
+  return std::ranges::any_of(kSchemes, isScheme) || std::ranges::any_of(kServices, isService);
 }
 
 bool looksLikeDeviceUri(std::string_view text) {
@@ -116,7 +130,7 @@ Result<DeviceUri> parseDeviceUri(const std::string& text) {
   if (status < HTTP_URI_STATUS_OK || status == HTTP_URI_STATUS_MISSING_SCHEME) {
     return misuse(fmt::format("\"{}\" is no device URI ({})", forTerminal(shownUri(text)),
                               httpURIStatusString(status)),
-                  "Write socket://HOST, or a URI that `lpinfo -v` or `lpstat -v` shows.");
+                  "Write socket://HOST, or a URI that `lpstat -v` shows.");
   }
   if (std::string_view(scheme.data()) == "socket" && host[0] == '\0') {
     return misuse(fmt::format("\"{}\" names no host", forTerminal(shownUri(text))),

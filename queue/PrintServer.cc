@@ -144,6 +144,7 @@ struct AttributeRow {
 constexpr std::array kQueueAttributes = std::to_array<AttributeRow>({
     {"printer-name", [](PrintQueue& queue, ipp_attribute_t* it) { queue.name = textOf(it); }},
     {"device-uri", [](PrintQueue& queue, ipp_attribute_t* it) { queue.deviceUri = textOf(it); }},
+    {"member-names", [](PrintQueue& queue, ipp_attribute_t* it) { queue.members = textsOf(it); }},
     {"printer-location",
      [](PrintQueue& queue, ipp_attribute_t* it) { queue.location = textOf(it); }},
     {"printer-type",
@@ -255,6 +256,17 @@ Result<std::vector<std::string>> PrintServer::queuesWithPrinter() {
   return queuesOf(0, CUPS_PRINTER_CLASS);
 }
 
+std::string PrintServer::printerFoundAs(const std::string& name) {
+  cups_dest_t* found = cupsGetNamedDest(mHttp.get(), name.c_str(), nullptr);
+  if (found == nullptr) return {};
+  const char* uri = cupsGetOption("device-uri", found->num_options, found->options);
+  std::string text = uri == nullptr ? "" : uri;
+  cupsFreeDests(1, found);
+  return text;
+}
+
+Result<std::vector<std::string>> PrintServer::queues() { return queuesOf(0, 0); }
+
 Result<std::vector<std::string>> PrintServer::queuesThatTakeCommands() {
   return queuesOf(CUPS_PRINTER_COMMANDS, CUPS_PRINTER_COMMANDS | CUPS_PRINTER_CLASS);
 }
@@ -329,7 +341,8 @@ Result<std::vector<PrintJob>> PrintServer::finishedJobs(const std::string& queue
 }
 
 Result<std::vector<PrintJob>> PrintServer::jobs(const std::string& queue, const char* which) {
-  constexpr std::array kAttributes = {"job-id", "job-name", "job-state", "document-format"};
+  constexpr std::array kAttributes = {"job-id", "job-name", "job-state", "document-format",
+                                      "job-originating-user-name"};
   Ipp request = requestAbout(queue, IPP_OP_GET_JOBS);
   ippAddString(request.get(), IPP_TAG_OPERATION, IPP_TAG_KEYWORD, "which-jobs", nullptr, which);
   askFor(request.get(), kAttributes);
@@ -348,6 +361,7 @@ Result<std::vector<PrintJob>> PrintServer::jobs(const std::string& queue, const 
     }
     const char* text = ippGetString(attribute, 0, nullptr);
     if (name == "job-name" && text != nullptr) jobs.back().title = text;
+    if (name == "job-originating-user-name" && text != nullptr) jobs.back().user = text;
     if (name == "document-format" && text != nullptr) {
       jobs.back().isCommandFile = std::string_view(text) == CUPS_FORMAT_COMMAND;
     }

@@ -105,7 +105,7 @@ _moxsupply_offer_options() {
     refresh) _moxsupply_offer "$current" --all --deadline --color --help ;;
     enable) _moxsupply_offer "$current" --all --type --timeout --deadline --help ;;
     disable) _moxsupply_offer "$current" --all --help ;;
-    doctor) _moxsupply_offer "$current" --color --help ;;
+    doctor) _moxsupply_offer "$current" --all --color --help ;;
     report)
       _moxsupply_offer "$current" --printer-type --transport --timeout --output --help
       ;;
@@ -146,7 +146,7 @@ _moxsupply() {
   fi
   if [[ $current == -* ]]; then
     _moxsupply_offer_options "$command" "$current"
-  elif ! _moxsupply_has_argument; then
+  elif [[ $command == doctor ]] || ! _moxsupply_has_argument; then
     _moxsupply_argument "$program" "$command" "$current"
   fi
 }

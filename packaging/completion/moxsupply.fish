@@ -64,6 +64,7 @@ __moxsupply_option exporter -l deadline -x -d 'Longest time for a query, in seco
 __moxsupply_option exporter -l host -x -d 'Answer to this name too'
 __moxsupply_option exporter -l queries-at-once -x -d 'Most queries at once'
 
+__moxsupply_option doctor -l all -d 'All queues of the print server'
 __moxsupply_option refresh -l all -d 'All queues that are set up for it'
 __moxsupply_option refresh -l deadline -x -d 'Longest wait for each queue, in seconds'
 

@@ -72,7 +72,7 @@ case $words[1] in
       '--deadline=[longest time for one report]:seconds'
     ;;
   disable) _arguments $help $queue '--all[all queues that are set up]' ;;
-  doctor) _arguments $help $color $queue ;;
+  doctor) _arguments $help $color "*${queue#1}" '--all[all queues of the print server]' ;;
   report)
     _arguments $help \
       '--printer-type=[what kind of printer it is]:type:(Laser Inkjet)' \
