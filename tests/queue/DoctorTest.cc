@@ -558,5 +558,23 @@ TEST_F(DoctorOfAll, TellsALineAQueueTheWorstFirst) {
   EXPECT_TRUE(lines[3].starts_with("ok     " + queue())) << lines[3];
 }
 
+// Each of them waits ten seconds for a device.
+TEST_F(DoctorOfAll, ExaminesSeveralQueuesAtOnce) {
+  constexpr int kQueues = 6;
+  for (int i = 0; i < kQueues; ++i) {
+    addQueue(server(), "cable" + std::to_string(i),
+             "usb://Example/Printer?serial=" + std::to_string(i), postScriptDriver());
+  }
+  const Ran ran = server().moxsupply({"doctor", "--all"}, {}, kPatience);
+  EXPECT_EQ(ran.exitStatus, 1);
+  EXPECT_LT(ran.time, 30s) << ran.output;
+  for (int i = 0; i < kQueues; ++i) {
+    EXPECT_NE(
+        ran.output.find("no device is there as usb://Example/Printer?serial=" + std::to_string(i)),
+        std::string::npos)
+        << ran.output;
+  }
+}
+
 }  // namespace
 }  // namespace moxsupply::testing
