@@ -68,7 +68,7 @@ int disableOne(const std::string& name) {
 Result<std::vector<std::string>> queuesToDisable() {
   auto server = PrintServer::connect();
   if (!server) return tl::unexpected(std::move(server).error());
-  const auto there = server->queuesWithPrinter();
+  auto there = server->queuesWithPrinter();
   if (!there) return there;
   const auto remembered = enabledQueues();
   if (!remembered) return tl::unexpected(remembered.error());
@@ -80,7 +80,7 @@ Result<std::vector<std::string>> queuesToDisable() {
   });
   if (!cleaned) return tl::unexpected(cleaned.error());
 
-  const auto taking = server->queuesThatTakeCommands();
+  auto taking = server->queuesThatTakeCommands();
   if (!taking) return taking;
   std::vector<std::string> queues;
   for (const std::string& name : *there) {

@@ -1,6 +1,7 @@
 #include "filter/CommandFile.h"
 
 #include <cups/file.h>
+#include <fmt/format.h>
 
 #include <array>
 #include <memory>
@@ -74,7 +75,7 @@ std::optional<CommandFile> readCommandFile(const std::string& path) {
 std::string textOf(const std::vector<CommandFile::Command>& commands) {
   std::string text = "#CUPS-COMMAND\n";
   for (const auto& [name, value] : commands) {
-    std::string line = value.empty() ? name : name + ' ' + value;
+    std::string line = value.empty() ? name : fmt::format("{} {}", name, value);
     // The first one in a line would begin a comment.
     if (const std::size_t at = line.find('#'); at != std::string::npos) line.insert(at, 1, '\\');
     text += line + '\n';

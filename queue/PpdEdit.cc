@@ -130,7 +130,7 @@ std::vector<std::string> commandsWith(const std::vector<std::string>& former) {
   std::vector<std::string> commands = {"ReportLevels", "ReportStatus"};
   for (const std::string& command : former) {
     const bool isThere = std::ranges::any_of(
-        commands, [&command](const std::string& one) { return isSame(one, command); });
+        commands, [&command](const std::string& one) { return isSame(command, one); });
     if (!isThere && !isSame(command, "none") && canBeACommand(command)) {
       commands.push_back(command);
     }

@@ -80,7 +80,7 @@ Result<PrintJob> report(PrintServer& server, const std::string& queue,
   const auto end = Clock::now() + deadline;
   const auto report = waitingOrNewJob(server, queue, deadline);
   if (!report) return tl::unexpected(report.error());
-  const auto job = endOf(server, queue, *report, end);
+  auto job = endOf(server, queue, *report, end);
   if (job && job->hasReported && report->isOurs) {
     static_cast<void>(server.purgeJob(queue, report->id));
   }

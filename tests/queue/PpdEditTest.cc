@@ -312,6 +312,25 @@ TEST(PpdWithSupplyReports, StaysReadableWhenALongLineIsSetAside) {
   }
 }
 
+TEST(PpdWithNoSupplyReports, TellsTheFilterHowManyLevelsToForget) {
+  for (const std::string& former : {kWithFilters, withSupplyReports(kContradicting, kInkjet)}) {
+    const ReadPpd ppd(withNoSupplyReports(former, 3));
+    EXPECT_THAT(ppd.values("moxForget"), ElementsAre("3"));
+    EXPECT_EQ(PpdFile::fromText(withNoSupplyReports(former, 3))->commandFilter(), "commandtomox");
+  }
+}
+
+TEST(PpdWithNoSupplyReports, LosesThatWithTheRest) {
+  for (const Ppd& ppd : ppds()) {
+    SCOPED_TRACE(ppd.name);
+    for (const std::string& former : {ppd.text, withSupplyReports(ppd.text, kInkjet)}) {
+      const std::string text = withNoSupplyReports(former, 3);
+      EXPECT_EQ(withoutSupplyReports(text), ppd.text);
+      EXPECT_EQ(withSupplyReports(text, kInkjet), withSupplyReports(ppd.text, kInkjet));
+    }
+  }
+}
+
 TEST(PpdWithoutSupplyReports, PutsALongLineTogetherAgain) {
   for (std::size_t size = 190; size < 610; ++size) {
     const std::string line = lineOfSize(size);
