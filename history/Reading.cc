@@ -140,10 +140,10 @@ json jsonOf(const ReadSupply& supply) {
 
 }  // namespace
 
-Result<Reading> readingFrom(std::string_view line) try {
-  if (line.size() > kLongestReading) {
+Result<Reading> readingFrom(std::string_view line, std::size_t mostBytes) try {
+  if (line.size() > mostBytes) {
     return misuse(
-        fmt::format("expected a line of at most {} bytes, not {}", kLongestReading, line.size()));
+        fmt::format("expected a line of at most {} bytes, not {}", mostBytes, line.size()));
   }
   json document = parseJsonDocument(line);
   return readingIn(document);
