@@ -95,7 +95,8 @@ std::vector<ReadSupply> suppliesFrom(const JsonPlace& list) {
   return supplies;
 }
 
-Reading readingIn(json& document) {
+// All but its JSON. Throws the mistake.
+Reading readingIn(const json& document) {
   const JsonPlace place(document);
   Reading reading;
   reading.time = place.at("time").text();
@@ -114,8 +115,6 @@ Reading readingIn(json& document) {
     }
   }
   reading.supplies = suppliesFrom(place.at("supplies"));
-  document["printer"] = reading.printer;
-  reading.json = documentAsJson(document);
   return reading;
 }
 
@@ -138,19 +137,37 @@ json jsonOf(const ReadSupply& supply) {
   return members;
 }
 
-}  // namespace
-
-Result<Reading> readingFrom(std::string_view line, std::size_t mostBytes) try {
-  if (line.size() > mostBytes) {
-    return misuse(
-        fmt::format("expected a line of at most {} bytes, not {}", mostBytes, line.size()));
-  }
-  json document = parseJsonDocument(line);
-  return readingIn(document);
+template <typename Make>
+Result<Reading> unlessMistaken(const Make& make) try {
+  return make();
 } catch (const JsonSyntaxMistake& mistake) {
   return misuse(fmt::format("column {}: {}", mistake.column(), asOneLine(mistake.what())));
 } catch (const JsonMistake& mistake) {
   return misuse(asOneLine(mistake.what()));
+}
+
+}  // namespace
+
+Result<Reading> readingFrom(std::string_view line) {
+  if (line.size() > kLongestReading) {
+    return misuse(
+        fmt::format("expected a line of at most {} bytes, not {}", kLongestReading, line.size()));
+  }
+  return unlessMistaken([&] {
+    json document = parseJsonDocument(line);
+    Reading reading = readingIn(document);
+    document["printer"] = reading.printer;
+    reading.json = documentAsJson(document);
+    return reading;
+  });
+}
+
+Result<Reading> readingAgain(std::string json) {
+  return unlessMistaken([&] {
+    Reading reading = readingIn(parseJsonDocument(json));
+    reading.json = std::move(json);
+    return reading;
+  });
 }
 
 std::string asJson(const Reading& reading) {

@@ -45,8 +45,10 @@ struct Reading {
 constexpr std::size_t kLongestReading = 1U << 20U;
 
 // Reads a line of JSON. What is wrong with it comes back as one harmless line.
-[[nodiscard]] Result<Reading> readingFrom(std::string_view line,
-                                          std::size_t mostBytes = kLongestReading);
+[[nodiscard]] Result<Reading> readingFrom(std::string_view line);
+
+// Reads the JSON of a reading, as it came out of another one.
+[[nodiscard]] Result<Reading> readingAgain(std::string json);
 
 // The JSON of a reading that comes from no line.
 [[nodiscard]] std::string asJson(const Reading& reading);

@@ -373,10 +373,10 @@ Store::File::Base Store::File::base(std::int64_t id) {
 std::optional<Reading> Store::File::reading(std::int64_t id) {
   Query found = query(kReading, id);
   if (!found.next()) return std::nullopt;
-  const auto text =
+  auto text =
       textOf(found.bytes(2), found.isNull(1) ? "" : base(found.number(1)).text, kLongestText);
   if (!text) throw Damage();
-  auto reading = readingFrom(*text, kLongestText);
+  auto reading = readingAgain(*std::move(text));
   if (!reading || asNumber(reading->moment) != found.number(0) ||
       reading->printer != found.bytes(3)) {
     throw Damage();
