@@ -148,10 +148,11 @@ Result<Reading> unlessMistaken(const Make& make) try {
 
 }  // namespace
 
+std::string_view wordInReading(SupplyStatus status) { return wordIn(kStatusWords, status); }
+
 Result<Reading> readingFrom(std::string_view line) {
   if (line.size() > kLongestReading) {
-    return misuse(
-        fmt::format("expected a line of at most {} bytes, not {}", kLongestReading, line.size()));
+    return misuse(fmt::format("expected a line of at most {} bytes", kLongestReading));
   }
   return unlessMistaken([&] {
     json document = parseJsonDocument(line);

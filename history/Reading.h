@@ -44,6 +44,9 @@ struct Reading {
 // A line has at most so many bytes.
 constexpr std::size_t kLongestReading = 1U << 20U;
 
+// What a status is called in a reading.
+[[nodiscard]] std::string_view wordInReading(SupplyStatus status);
+
 // Reads a line of JSON. What is wrong with it comes back as one harmless line.
 [[nodiscard]] Result<Reading> readingFrom(std::string_view line);
 

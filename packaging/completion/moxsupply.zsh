@@ -6,6 +6,7 @@ commands=(
   'levels:ask a printer for its supplies'
   'check:check supplies, for a monitoring system'
   'exporter:serve many printers to Prometheus'
+  'history:remember what printers answered'
   'refresh:have a queue report its levels now'
   'enable:let a queue report its supplies'
   'disable:take away what enable added'
@@ -55,6 +56,15 @@ case $words[1] in
       '--deadline=[longest time for a query]:seconds' \
       '*--host=[answer to this name too]:name:_hosts' \
       '--queries-at-once=[most queries at once]:number'
+    ;;
+  history)
+    _arguments $help \
+      '1:action:(add show events)' \
+      '2:file or printer:_files' \
+      '--store=[where readings are remembered]:file:_files' \
+      '--since=[from this time on]:time' \
+      '--low=[low at this level and below]:percent' \
+      '--format=[how to show it]:format:(table json)'
     ;;
   refresh)
     _arguments $help $color $queue \
