@@ -280,6 +280,7 @@ Result<std::unique_ptr<Store::File>> Store::File::toWrite(const fs::path& path) 
 Result<std::unique_ptr<Store::File>> Store::File::ofCopy(const fs::path& path,
                                                          const fs::path& copy) {
   return opened(path, copy, SQLite::OPEN_READWRITE, [](File& file) -> Result<> {
+    file.mDatabase.exec("PRAGMA synchronous = OFF");  // nobody misses it after a power failure
     const auto version = file.knownVersion();
     if (!version) return tl::unexpected(version.error());
     if (*version < kVersion) file.migrate();

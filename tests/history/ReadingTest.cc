@@ -153,8 +153,7 @@ TEST(Reading, IsBounded) {
     return kLine + std::string(size - kLine.size(), ' ');
   };
   EXPECT_EQ(wrongWith(padded(kLongestReading)), "");
-  EXPECT_EQ(wrongWith(padded(kLongestReading + 1)),
-            "expected a line of at most 1048576 bytes");
+  EXPECT_EQ(wrongWith(padded(kLongestReading + 1)), "expected a line of at most 1048576 bytes");
   const auto nested = [](std::size_t depth) {
     std::string line = lineWith("/x", "DEEP");
     return line.replace(line.find("\"DEEP\""), 6,

@@ -2,13 +2,11 @@
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
-#include <functional>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -18,6 +16,7 @@
 #include "tests/support/MadeReading.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/TextFile.h"
+#include "tests/support/WithoutRights.h"
 
 namespace moxsupply::testing {
 namespace {
@@ -301,31 +300,6 @@ TEST_F(StoreInAFile, LocksNothingWhileReadingsAreDealtWith) {
     return {};
   });
   EXPECT_EQ(wrongWith(given), "");
-}
-
-// Runs it in a process without rights, as which this user's files can be read only. Returns what it
-// returns: a text.
-std::string withoutRights(const std::function<std::string()>& run) {
-  int pipe[2];
-  if (::pipe(pipe) != 0) return "no pipe";
-  const pid_t process = ::fork();
-  if (process == 0) {
-    constexpr uid_t kNobody = 65534;
-    const bool isNobody = ::geteuid() != 0 || (::setgid(kNobody) == 0 && ::setuid(kNobody) == 0);
-    const std::string text = isNobody ? run() : "no rights to lose";
-    const bool isWritten =
-        ::write(pipe[1], text.data(), text.size()) == static_cast<ssize_t>(text.size());
-    ::_exit(isWritten ? 0 : 1);
-  }
-  ::close(pipe[1]);
-  std::string text;
-  char buffer[4096];
-  for (ssize_t size = 0; (size = ::read(pipe[0], buffer, sizeof buffer)) > 0;) {
-    text.append(buffer, static_cast<std::size_t>(size));
-  }
-  ::close(pipe[0]);
-  ::waitpid(process, nullptr, 0);
-  return text;
 }
 
 class ReadOnlyStore : public StoreInAFile {
