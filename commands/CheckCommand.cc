@@ -111,9 +111,7 @@ Command checkCommand() {
                              "below this one it is critical (5)"),
                   flag("--all", thresholds.judgesFusersToo,
                        "judge fusers and containers like cartridges"),
-                  printerType(printer.kind), readTimeout(printer.timeout),
-                  seconds("--deadline", printer.deadline, {.least = 1},
-                          "longest time for everything (9)")},
+                  printerType(printer.kind), readTimeout(printer), deadline(printer)},
       .agree = [options] { return agree(options->thresholds); },
       .run = [options] { return runCheck(*options); },
       // A plugin is read on standard output, and its caller takes 2 for a printer in trouble.

@@ -11,9 +11,14 @@
 
 namespace moxsupply {
 
+std::string complaint(std::string_view command, const Problem& problem) {
+  std::string text = fmt::format("moxsupply {}: {}\n", command, problem.what);
+  if (const std::string help = helpFor(problem); !help.empty()) text += help + '\n';
+  return text;
+}
+
 int complain(std::string_view command, const Problem& problem) {
-  fmt::print(stderr, "moxsupply {}: {}\n", command, problem.what);
-  if (const std::string help = helpFor(problem); !help.empty()) fmt::print(stderr, "{}\n", help);
+  fmt::print(stderr, "{}", complaint(command, problem));
   return problem.isMisuse ? kExitMisuse : kExitFailed;
 }
 

@@ -44,6 +44,9 @@ struct Command {
   std::function<int(const Problem&)> complain = {};
 };
 
+// What `command` ran into, and what to try, as it is said on standard error.
+[[nodiscard]] std::string complaint(std::string_view command, const Problem& problem);
+
 // Says on standard error what `command` ran into, and what to try. Returns the exit status.
 int complain(std::string_view command, const Problem& problem);
 

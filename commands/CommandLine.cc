@@ -47,13 +47,23 @@ struct Parsed {
   std::vector<CLI::Option*> options;  // in the order of the command's
 };
 
+// Where several words may stand, the parser takes brackets off one that stands in them, like an
+// IPv6 address. Behind the last one it gets a mark meanwhile.
+constexpr char kMark = '\x1F';
+
+bool takesSeveral(const Option& option) {
+  return option.isRepeated && !option.name.starts_with('-');
+}
+
 CLI::Option* addTo(CLI::App& app, const Option& option) {
   if (option.isFlag) return app.add_flag(option.name, option.help);
   // What it holds is asked for later, as it was typed.
   CLI::Option* added = app.add_option(option.name, option.help);
   added->expected(1)->option_text(option.value);
   if (option.isRepeated) {
-    added->expected(1, CLI::detail::expected_max_vector_size)->allow_extra_args(false);
+    // Each value behind the option's name once more; what is known by its place has none.
+    added->expected(1, CLI::detail::expected_max_vector_size)
+        ->allow_extra_args(takesSeveral(option));
   }
   if (option.isRequired) added->required();
   if (!option.choices.empty()) added->check(CLI::IsMember(option.choices));
@@ -86,11 +96,25 @@ int complainOfArguments(const Command& command, const std::string& what) {
   return kExitMisuse;
 }
 
+void markBrackets(const Command& command, CommandLine& line) {
+  if (std::ranges::none_of(command.options, takesSeveral)) return;
+  for (std::string& word : line) {
+    if (word.starts_with('[') && word.ends_with(']')) word += kMark;
+  }
+}
+
+CommandLine withoutMarks(CommandLine words) {
+  for (std::string& word : words) {
+    if (word.ends_with(kMark)) word.pop_back();
+  }
+  return words;
+}
+
 int run(const Parsed& parsed) {
   const Command& command = parsed.command;
   for (std::size_t i = 0; i < parsed.options.size(); ++i) {
     if (parsed.options[i]->count() == 0) continue;
-    const auto taken = command.options[i].take(parsed.options[i]->results());
+    const auto taken = command.options[i].take(withoutMarks(parsed.options[i]->results()));
     if (taken) continue;
     return command.complain ? command.complain(taken.error())
                             : complain(command.name, taken.error());
@@ -130,22 +154,23 @@ CommandLine withHelpAsOption(const Program& program, std::span<const char* const
 }  // namespace
 
 int runCommandLine(const Program& program, std::span<const char* const> given) {
-  const CommandLine asOption = withHelpAsOption(program, given);
-  std::vector<const char*> pointers(asOption.size());
-  std::ranges::transform(asOption, pointers.begin(), &std::string::c_str);
-  std::span<const char* const> arguments = pointers;
+  CommandLine line = withHelpAsOption(program, given);
   CLI::App app(std::string(program.about), "moxsupply");
   app.formatter(std::make_shared<Help>("moxsupply COMMAND [OPTION...]"));
   app.footer(std::string(program.footer));
   app.require_subcommand(1);
   app.set_version_flag("--version", "moxsupply " MOXSUPPLY_VERSION);
 
-  const std::string_view first = arguments.size() > 1 ? arguments[1] : "";
+  const std::string first = line.size() > 1 ? line[1] : "";
   const bool isOne = isCommand(program, first);
   std::vector<std::unique_ptr<Parsed>> commands;
   for (const auto& [name, describe] : program.subcommands) {
     if (!isOne || name == first) commands.push_back(addTo(app, describe()));
   }
+  if (isOne) markBrackets(commands.front()->command, line);
+  std::vector<const char*> pointers(line.size());
+  std::ranges::transform(line, pointers.begin(), &std::string::c_str);
+  std::span<const char* const> arguments = pointers;
   const auto chosen = [&]() -> const Parsed* {
     const auto found =
         std::ranges::find_if(commands, [](const auto& command) { return command->app->parsed(); });

@@ -102,7 +102,8 @@ Command enableCommand() {
           "or\n"
           "the queue cannot report supplies.\n",
       .options = {queueArgument(options->queue), requiredType(options->settings.kind),
-                  readTimeout(options->settings.timeout, {.least = 1}),
+                  seconds("--timeout", options->settings.timeout, {.least = 1},
+                          "longest wait for each single read (2)"),
                   seconds("--deadline", options->settings.deadline, {.least = 1},
                           "longest time for everything (45)")},
       .run = [options] { return runEnable(*options); },

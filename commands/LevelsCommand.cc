@@ -1,10 +1,16 @@
 #include "commands/LevelsCommand.h"
 
+#include <fcntl.h>
 #include <fmt/format.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
+#include <cstring>
+#include <deque>
 #include <memory>
+#include <optional>
 #include <string_view>
 #include <utility>
 
@@ -13,6 +19,9 @@
 #include "renderings/ReportJson.h"
 #include "renderings/SupplyTable.h"
 #include "supplies/Supplies.h"
+#include "system/Apart.h"
+#include "system/FileDescriptor.h"
+#include "text/ProgressLine.h"
 #include "text/TerminalText.h"
 #include "values/Status.h"
 
@@ -23,11 +32,13 @@ namespace {
 enum class Format : std::uint8_t { kTable, kJson, kOpenMetrics };
 
 struct LevelsOptions {
-  PrinterOptions printer;
+  std::vector<std::string> printers;
+  PrinterOptions printer;  // the one that is asked
   Format format = Format::kTable;
   Coloring coloring = Coloring::kAuto;
   std::string record;
   bool redact = false;
+  bool details = false;
 };
 
 constexpr std::string_view kCommand = "levels";
@@ -40,16 +51,20 @@ std::string title(const Supplies& supplies) {
 }
 
 // What a failed query left is shown too.
-std::string rendered(const Report& report, const LevelsOptions& options) {
+std::string rendered(const PrinterAnswer& answer, const LevelsOptions& options) {
+  const Report& report = answer.report;
   if (options.format == Format::kJson) return reportAsJson(report);
-  const Supplies supplies = suppliesFromReport(report.dictionary);
+  const Supplies supplies = suppliesIn(answer);
   if (report.status != Status::kSuccess && supplies.list.empty()) return {};
-  return title(supplies) + supplyTable(supplies, wantsColor(options.coloring));
+  std::string text =
+      title(supplies) + supplyTable(supplies, wantsColor(options.coloring), columnsOfOutput());
+  if (options.details) text += '\n' + supplyDetails(supplies, columnsOfOutput());
+  return text;
 }
 
 // Shows the answer as it was asked for, and then why it failed.
 int show(const PrinterAnswer& answer, const SupplyRequest& request, const LevelsOptions& options) {
-  const int exitStatus = print(kCommand, rendered(answer.report, options));
+  const int exitStatus = print(kCommand, rendered(answer, options));
   if (exitStatus != 0 || answer.report.status == Status::kSuccess) return exitStatus;
   return complain(kCommand, whyNoSupplies(answer, request));
 }
@@ -82,19 +97,147 @@ int runLevels(const LevelsOptions& options) {
     return complain(kCommand, notOfAQueue(options.printer.printer));
   }
   const auto onDeadline = [](const Problem& problem) { ::_exit(complain(kCommand, problem)); };
-  const auto request = supplyRequest(options.printer, onDeadline);
+  auto request = supplyRequest(options.printer, onDeadline);
   if (!request) return complain(kCommand, request.error());
   const auto recording = startRecording(options);
   if (!recording) return complain(kCommand, recording.error());
 
+  request->wantsIdentities = options.details;
   const auto answer = askForSupplies(*request, onDeadline, recording->get());
   if (!answer) return complain(kCommand, answer.error());
   const int exitStatus = show(*answer, *request, options);
   return std::max(exitStatus, judge(recording->get()));
 }
 
+// ---- Several printers, each asked by a process of its own.
+
+// What asking one of several has brought.
+struct Part {
+  int exitStatus = kExitFailed;
+  std::string output;
+  std::string errors;
+};
+
+// As it comes from the process: the exit status as a letter, and what goes to standard output, up
+// to a byte 0.
+std::string packed(const Part& part) {
+  return static_cast<char>('0' + part.exitStatus) + part.output + '\0' + part.errors;
+}
+
+std::optional<Part> unpacked(const std::string& text) {
+  const std::size_t end = text.find('\0');
+  if (end == std::string::npos) return std::nullopt;
+  return Part{text.front() - '0', text.substr(1, end - 1), text.substr(end + 1)};
+}
+
+// As JSON every printer has its line, also one that could not be asked: nothing came from it.
+std::string nothingFrom(const LevelsOptions& options) {
+  return options.format == Format::kJson ? reportAsJson({Status::kNothingReceived, {}}) : "";
+}
+
+std::string headed(const std::string& text, const LevelsOptions& options) {
+  if (options.format == Format::kJson || text.empty()) return text;
+  return fmt::format("{}: {}", forTerminal(shownUri(options.printer.printer)), text);
+}
+
+Part askOneOfSeveral(const LevelsOptions& options, const OnDeadline& onDeadline) {
+  const auto failed = [&](const Problem& problem) {
+    return Part{problem.isMisuse ? kExitMisuse : kExitFailed, nothingFrom(options),
+                complaint(kCommand, problem)};
+  };
+  auto request = supplyRequest(options.printer, onDeadline);
+  if (!request) return failed(request.error());
+  request->wantsIdentities = options.details;
+  const auto answer = askForSupplies(*request, onDeadline);
+  if (!answer) return failed(answer.error());
+  const std::string output = headed(rendered(*answer, options), options);
+  if (answer->report.status == Status::kSuccess) return {0, output, {}};
+  return {kExitFailed, output, complaint(kCommand, whyNoSupplies(*answer, *request))};
+}
+
+Result<Apart> beginOneOfSeveral(const LevelsOptions& options) {
+  auto asked = Apart::begin([&](const Apart::Finish& finish) {
+    // Progress is shown of all together, and by the process that has begun this one.
+    const FileDescriptor nowhere(::open("/dev/null", O_WRONLY | O_CLOEXEC));
+    ::dup2(nowhere.get(), STDERR_FILENO);
+    const auto onDeadline = [&](const Problem& problem) {
+      finish(packed({kExitFailed, nothingFrom(options), complaint(kCommand, problem)}));
+    };
+    finish(packed(askOneOfSeveral(options, onDeadline)));
+  });
+  if (!asked)
+    return failure(fmt::format("cannot begin a process: {}", std::strerror(asked.error())));
+  return *std::move(asked);
+}
+
+struct Begun {
+  LevelsOptions options;
+  Apart apart;
+  Apart::Clock::time_point end;
+};
+
+// Shows meanwhile that something goes on.
+Part resultOf(Begun& begun, ProgressLine& progress) {
+  constexpr int kSecond = 1000;
+  pollfd result = {.fd = begun.apart.descriptor(), .events = POLLIN, .revents = 0};
+  while (Apart::Clock::now() < begun.end && ::poll(&result, 1, kSecond) == 0) progress.refresh();
+  progress.clear();
+  if (auto part = unpacked(begun.apart.resultBy(begun.end).value_or(""))) return *std::move(part);
+  const auto died = failure(fmt::format("{} could not be asked: its process has died",
+                                        forTerminal(shownUri(begun.options.printer.printer))));
+  return {kExitFailed, nothingFrom(begun.options), complaint(kCommand, died.value())};
+}
+
+// Several at once, shown in the order given; each once those before it are there.
+int runSeveral(const LevelsOptions& given) {
+  constexpr std::size_t kMostAtOnce = 32;
+  const std::vector<std::string>& printers = given.printers;
+  const auto patience = std::chrono::seconds(given.printer.deadline) + std::chrono::seconds(2);
+  std::deque<Begun> begun;
+  std::size_t next = 0;
+  int exitStatus = 0;
+  bool hasShown = false;
+  ProgressLine progress;
+  for (std::size_t i = 0; i < printers.size(); ++i) {
+    for (; next < std::min(printers.size(), i + kMostAtOnce); ++next) {
+      LevelsOptions options = given;
+      options.printer.printer = printers[next];
+      auto asked = beginOneOfSeveral(options);
+      if (!asked) return complain(kCommand, asked.error());
+      begun.push_back({std::move(options), *std::move(asked), Apart::Clock::now() + patience});
+    }
+    progress.waitingFor(fmt::format("Asking {}, {} of {} printers",
+                                    forTerminal(shownUri(printers[i])), i + 1, printers.size()));
+    const Part part = resultOf(begun.front(), progress);
+    begun.pop_front();
+    const bool isApart = hasShown && !part.output.empty() && given.format == Format::kTable;
+    if (const int failed = print(kCommand, (isApart ? "\n" : "") + part.output); failed != 0) {
+      return failed;
+    }
+    hasShown = hasShown || !part.output.empty();
+    fmt::print(stderr, "{}", part.errors);
+    if (part.exitStatus != 0) exitStatus = kExitFailed;
+  }
+  return exitStatus;
+}
+
 // Whether the options of a transcript go together, and with the rest.
 Result<> agree(const LevelsOptions& options) {
+  if (options.details && options.format != Format::kTable) {
+    return misuse("--details: goes with the format table");
+  }
+  if (options.printers.size() > 1 && !options.record.empty()) {
+    return misuse("--record: takes one PRINTER");
+  }
+  // One mistake in a list of many is told before any of them is asked.
+  for (const std::string& printer : options.printers) {
+    if (options.printers.size() == 1) break;
+    if (!looksLikeDeviceUri(printer) || looksLikeHost(printer)) continue;
+    if (const auto uri = parseDeviceUri(printer); !uri) return tl::unexpected(uri.error());
+  }
+  if (options.printers.size() > 1 && options.format == Format::kOpenMetrics) {
+    return misuse("--format openmetrics: takes one PRINTER");
+  }
   if (options.redact && options.record.empty()) return misuse("--redact requires --record");
   if (!options.record.empty() && options.format == Format::kOpenMetrics) {
     return misuse("--record: goes with the formats table and json");
@@ -117,11 +260,12 @@ Option recordOption(std::string& path) {
 Command levelsCommand(LevelsAsMetrics asMetrics) {
   const auto options = std::make_shared<LevelsOptions>();
   PrinterOptions& printer = options->printer;
+  Option printers = printerArguments(options->printers);
   return {
       .name = kCommand,
       .usage =
-          "moxsupply levels [PRINTER] [--type auto|laser|inkjet] [--format "
-          "table|json|openmetrics]\n"
+          "moxsupply levels [PRINTER...] [--type auto|laser|inkjet]\n"
+          "                        [--format table|json|openmetrics] [--details]\n"
           "                        [--timeout SECONDS] [--deadline SECONDS] [--backend]\n"
           "                        [--color auto|always|never] [--record FILE [--redact]]",
       .about =
@@ -134,34 +278,39 @@ Command levelsCommand(LevelsAsMetrics asMetrics) {
           "root\n"
           "may run. No print queue is needed, and none is touched. Without PRINTER the "
           "environment\n"
-          "variable DEVICE_URI is taken: others see arguments, and a password in them.",
+          "variable DEVICE_URI is taken: others see arguments, and a password in them. Several are "
+          "asked\n"
+          "at once and shown in the order given.",
       .footer =
           "A printer whose type is not given is asked as a laser printer first, with reads of at "
           "most\n"
-          "1 second, then as an inkjet printer: an inkjet printer is found after 4 seconds, and "
-          "one\n"
-          "that stays silent is given up after 4 seconds and 4 times --timeout (12 seconds).\n"
+          "1 second, then as an inkjet printer, which is found after 4 seconds. A printer that "
+          "sleeps\n"
+          "has 21 seconds to wake; one that stays silent is given up after 33 seconds, with "
+          "--type\n"
+          "after 29, and one that takes no connection after 25. --timeout and --deadline change "
+          "that.\n"
           "\n"
           "Examples:\n"
           "  moxsupply levels socket://192.0.2.7\n"
-          "  moxsupply levels office\n"
+          "  moxsupply levels office warehouse 192.0.2.7\n"
           "  moxsupply levels socket://printer.example:9100 --type inkjet --format json\n"
           "  moxsupply levels socket://192.0.2.7 --format openmetrics\n"
           "  sudo moxsupply levels 'usb://Example/Printer?serial=1'\n"
           "\n"
-          "Exit status: 0 the supplies were shown; 1 the printer could not be reached or did not "
-          "give\n"
-          "them; 2 the arguments or the set-up are wrong.\n",
-      .options = {printerArgument(printer.printer), printerType(printer.kind),
+          "Exit status: 0 the supplies were shown; 1 the printer, or one of several, could not be "
+          "reached\n"
+          "or did not give them; 2 the arguments or the set-up are wrong.\n",
+      .options = {std::move(printers), printerType(printer.kind),
                   choice<Format>("--format", options->format,
                                  {{"table", Format::kTable},
                                   {"json", Format::kJson},
                                   {"openmetrics", Format::kOpenMetrics}},
                                  "FORMAT",
                                  "table; json as `moxsupply report`; openmetrics (table)"),
-                  readTimeout(printer.timeout),
-                  seconds("--deadline", printer.deadline, {.least = 1},
-                          "longest time for everything (60)"),
+                  flag("--details", options->details,
+                       "show part numbers, serial numbers and pages of cartridges, too"),
+                  readTimeout(printer), deadline(printer),
                   flag("--backend", printer.throughBackend,
                        "use the CUPS backend for socket:// too, as a print job does"),
                   coloring(options->coloring), recordOption(options->record),
@@ -169,6 +318,8 @@ Command levelsCommand(LevelsAsMetrics asMetrics) {
       .agree = [options] { return agree(*options); },
       .run =
           [options, asMetrics = std::move(asMetrics)] {
+            if (options->printers.size() > 1) return runSeveral(*options);
+            options->printer.printer = options->printers.front();
             if (options->format == Format::kOpenMetrics) return asMetrics(options->printer);
             return runLevels(*options);
           },

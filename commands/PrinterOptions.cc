@@ -21,7 +21,7 @@ using Clock = std::chrono::steady_clock;
 
 Result<> followQueue(PrinterOptions& options, Clock::time_point deadline,
                      const OnDeadline& onDeadline) {
-  const QueryWatch watch("Asking the print server", deadline, [&](const QueryWatch&) {
+  const QueryWatch watch("Asking the print server", {.all = deadline}, [&](const QueryWatch&) {
     onDeadline({.what = fmt::format("no answer from the print server, which was asked for \"{}\", "
                                     "by the deadline",
                                     forTerminal(options.printer)),
@@ -48,6 +48,18 @@ Option printerArgument(std::string& printer) {
   return option;
 }
 
+Option printerArguments(std::vector<std::string>& printers) {
+  std::string one;
+  Option option = printerArgument(one);
+  option.isRepeated = true;
+  option.take = [&printers](const auto& words) -> Result<> {
+    printers = words;
+    return {};
+  };
+  if (!one.empty()) printers = {one};
+  return option;
+}
+
 Option queueArgument(std::string& queue) {
   return argument("QUEUE", queue, "name of a print queue");
 }
@@ -59,8 +71,25 @@ Option printerType(std::optional<PrinterKind>& kind) {
       "TYPE", "auto, laser or inkjet (auto)");
 }
 
-Option readTimeout(std::uint32_t& seconds, const Bounds& bounds) {
-  return moxsupply::seconds("--timeout", seconds, bounds, "longest wait for each single read (2)");
+Option readTimeout(PrinterOptions& options) {
+  Option option =
+      seconds("--timeout", options.timeout, {}, "longest wait for each single read (2)");
+  option.take = [&options, take = option.take](const auto& words) {
+    options.timeToWake = 0;
+    return take(words);
+  };
+  return option;
+}
+
+Option deadline(PrinterOptions& options) {
+  Option option = seconds("--deadline", options.deadline, {.least = 1},
+                          fmt::format("longest time for everything ({})", options.deadline));
+  option.take = [&options, take = option.take](const auto& words) {
+    const auto taken = take(words);
+    options.connection = options.deadline;
+    return taken;
+  };
+  return option;
 }
 
 std::string_view typedKind(std::optional<PrinterKind> kind) {
@@ -69,7 +98,8 @@ std::string_view typedKind(std::optional<PrinterKind> kind) {
 }
 
 Result<SupplyRequest> supplyRequest(const PrinterOptions& options, const OnDeadline& onDeadline) {
-  const auto deadline = Clock::now() + std::chrono::seconds(options.deadline);
+  const auto start = Clock::now();
+  const auto deadline = start + std::chrono::seconds(options.deadline);
   PrinterOptions followed = options;
   const bool isHost = looksLikeHost(followed.printer);
   bool isUri = looksLikeDeviceUri(followed.printer) && !isHost;
@@ -90,7 +120,9 @@ Result<SupplyRequest> supplyRequest(const PrinterOptions& options, const OnDeadl
                        .kind = followed.kind,
                        .timeout = followed.timeout,
                        .deadline = deadline,
-                       .throughBackend = followed.throughBackend};
+                       .throughBackend = followed.throughBackend,
+                       .connectionDeadline = start + std::chrono::seconds(followed.connection),
+                       .timeToWake = std::chrono::seconds(followed.timeToWake)};
 }
 
 Problem whyNoSupplies(const PrinterAnswer& answer, const SupplyRequest& request) {

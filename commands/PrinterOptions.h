@@ -18,6 +18,8 @@ struct PrinterOptions {
   std::optional<PrinterKind> kind = {};  // none: it is to be found out
   std::uint32_t timeout = 2;             // seconds
   std::uint32_t deadline = 60;           // seconds
+  std::uint32_t connection = 25;         // seconds without one, after which it is given up
+  std::uint32_t timeToWake = 21;         // seconds from the connection to the printer's first byte
   bool throughBackend = false;
 };
 
@@ -25,9 +27,18 @@ struct PrinterOptions {
 // A printer that is not given is the one of environment variable DEVICE_URI, which others cannot
 // see, as they see arguments.
 [[nodiscard]] Option printerArgument(std::string& printer);
+
+// The same of several; DEVICE_URI is one.
+[[nodiscard]] Option printerArguments(std::vector<std::string>& printers);
+
 [[nodiscard]] Option queueArgument(std::string& queue);
 [[nodiscard]] Option printerType(std::optional<PrinterKind>& kind);
-[[nodiscard]] Option readTimeout(std::uint32_t& seconds, const Bounds& bounds = {});
+
+// Who says how long to wait for a read does not want to wait for a printer that wakes up, too.
+[[nodiscard]] Option readTimeout(PrinterOptions& options);
+
+// Who says how long all may take gives the connection as long.
+[[nodiscard]] Option deadline(PrinterOptions& options);
 
 // A printer's kind as it is typed behind --type: "auto" when it is to be found out.
 [[nodiscard]] std::string_view typedKind(std::optional<PrinterKind> kind);

@@ -53,7 +53,8 @@ int refreshOne(const RefreshOptions& options) {
   const bool isSilent = queue.hasReason(kDoesNotAnswer);
   std::string text;
   if (!isSilent || !queue.markerNames.empty()) {
-    text = titleOf(queue) + supplyTable(suppliesOf(queue), wantsColor(options.coloring));
+    text = titleOf(queue) +
+           supplyTable(suppliesOf(queue), wantsColor(options.coloring), columnsOfOutput());
   }
   if (!isSilent && !queue.markerMessage.empty()) {
     text += fmt::format("\n{}\n", forTerminal(queue.markerMessage));

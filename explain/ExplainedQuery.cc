@@ -15,6 +15,7 @@
 #include "front/MoxFilter.h"
 #include "links/AskAsFilter.h"
 #include "links/ReplayedLink.h"
+#include "links/ReplayedReplies.h"
 #include "npa/Answers.h"
 #include "npa/MoxNPAUtilityCommand.h"
 #include "npa/Requests.h"
@@ -114,26 +115,10 @@ class QueryWalk {
       if (awaitsOne) mText.line("No reply");
       return;
     }
-    std::vector<std::vector<std::uint8_t>> replies;
-    {
-      const ReplayedLink link(mExchange.answers);
-      const std::uint32_t timeout = transcript::ReplayPace(mExchange.answers).timeout();
-      const MoxNPAUtilityCommand npa;
-      bool isAnswered = false;
-      for (int attempt = 0; attempt < kMostAttempts && !isAnswered; ++attempt) {
-        std::vector<std::uint8_t> reply(kReplyBufferSize);
-        std::uint32_t length = 0;
-        const Status status = npa.getNPAReply(reply, length, timeout);
-        if (status != Status::kSuccess) {
-          replies.emplace_back();
-          continue;
-        }
-        reply.resize(length);
-        isAnswered =
-            mExchange.request != nullptr && kindOfReply(reply) == mExchange.request->answer;
-        replies.push_back(std::move(reply));
-      }
-    }
+    const auto replies =
+        replayedReplies(mExchange.answers, [&](std::span<const std::uint8_t> reply) {
+          return mExchange.request != nullptr && kindOfReply(reply) == mExchange.request->answer;
+        });
     for (std::size_t i = 0; i < replies.size(); ++i) explainReplyNumber(i + 1, replies[i]);
     mExchange.answers.operations.clear();
   }
@@ -179,6 +164,9 @@ Replayed ask(const transcript::Session& query) {
 
 Report replay(const transcript::Session& query) { return ask(query).report; }
 
+// It stands two columns in.
+constexpr int kTableColumns = 78;
+
 void explainQuery(Explanation& text, const transcript::Session& query, const std::string& title) {
   text.heading(fmt::format("{}asked as {} printer over {}, {} s for each read", title,
                            query.printerType == "Laser" ? "a laser" : "an inkjet", query.transport,
@@ -191,7 +179,7 @@ void explainQuery(Explanation& text, const transcript::Session& query, const std
   }
   const Supplies supplies = suppliesFromReport(report.dictionary);
   if (supplies.list.empty()) return;
-  const std::string table = supplyTable(supplies, false);
+  const std::string table = supplyTable(supplies, false, kTableColumns);
   for (std::size_t at = 0; at < table.size();) {
     const std::size_t end = std::min(table.find('\n', at), table.size());
     text.line("  " + table.substr(at, end - at));

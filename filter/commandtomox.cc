@@ -223,7 +223,7 @@ int answer(const Commands& commands, const std::optional<ServedJob>& job,
   PublishedMarkers markers(environment("CUPS_CACHEDIR"), environment("PRINTER"), ppdPath);
   const auto recording = startRecording(*settings);
   const Report report = [&] {
-    const QueryWatch watch("", times.query, [&](const QueryWatch& /*watch*/) {
+    const QueryWatch watch("", {.all = times.query}, [&](const QueryWatch& /*watch*/) {
       publishFailure(Status::kNothingReceived, markers, commands.reportLevels);
       if (job) endJob(*job, times.patienceUntilBackend(kPatienceAfterFailure));
       ::_exit(commands.areRefused ? kStopsTheJob : EXIT_SUCCESS);

@@ -21,11 +21,14 @@ constexpr milliseconds kBetweenLooks(1000);
 
 constexpr std::size_t kLongestLine = 4096;
 
+// A printer that is awake takes a connection sooner.
+constexpr std::chrono::seconds kMayBeAsleepAfter(3);
+
 }  // namespace
 
-QueryWatch::QueryWatch(std::string waitingFor, Clock::time_point deadline,
+QueryWatch::QueryWatch(std::string waitingFor, const Deadlines& deadlines,
                        std::function<void(const QueryWatch&)> onDeadline)
-    : mDeadline(deadline),
+    : mDeadlines(deadlines),
       mOnDeadline(std::move(onDeadline)),
       mWake(makePipe(Blocking::kNo)),
       mThread([this] { watch(); }) {
@@ -38,15 +41,23 @@ QueryWatch::~QueryWatch() {
   mThread.join();
 }
 
+void QueryWatch::isConnecting(std::string waitingFor) {
+  const std::lock_guard lock(mMutex);
+  mConnectingTo = waitingFor;
+  mProgress.waitingFor(std::move(waitingFor));
+  static_cast<void>(writeAll(mWake.writeEnd.get(), "."));
+}
+
 void QueryWatch::isAsking(std::string waitingFor) {
   const std::lock_guard lock(mMutex);
-  mWasAsking = true;
+  mConnectingTo.clear();
+  if (!mConnectedAt) mConnectedAt = Clock::now();
   mProgress.waitingFor(std::move(waitingFor));
 }
 
-bool QueryWatch::wasAsking() const {
+std::optional<QueryWatch::Clock::time_point> QueryWatch::connectedAt() const {
   const std::lock_guard lock(mMutex);
-  return mWasAsking;
+  return mConnectedAt;
 }
 
 void QueryWatch::listenTo(FileDescriptor messages) {
@@ -61,8 +72,8 @@ std::string QueryWatch::backendMessage() const {
 }
 
 void QueryWatch::watch() {
-  while (Clock::now() < mDeadline) {
-    const auto left = std::chrono::ceil<milliseconds>(mDeadline - Clock::now());
+  for (auto end = deadline(); Clock::now() < end; end = deadline()) {
+    const auto left = std::chrono::ceil<milliseconds>(end - Clock::now());
     std::array<pollfd, 2> sources{};
     {
       const std::lock_guard lock(mMutex);
@@ -76,13 +87,24 @@ void QueryWatch::watch() {
     hear();
     char wake = 0;
     if (sources[0].revents != 0 && ::read(mWake.readEnd.get(), &wake, 1) == 0) return;
-    mProgress.refresh();
+    showProgress();
   }
   {
     const std::lock_guard lock(mMutex);
     mProgress.clear();
   }
   mOnDeadline(*this);
+}
+
+QueryWatch::Clock::time_point QueryWatch::deadline() const {
+  return connectedAt() ? mDeadlines.all : std::min(mDeadlines.connection, mDeadlines.all);
+}
+
+void QueryWatch::showProgress() {
+  if (!mConnectingTo.empty() && Clock::now() - mStart >= kMayBeAsleepAfter) {
+    mProgress.waitingFor(mConnectingTo + "; the printer may be asleep");
+  }
+  mProgress.refresh();
 }
 
 // Takes in what the backend has said since the last time.
@@ -99,8 +121,15 @@ void QueryWatch::hear() {
     if (colon == std::string::npos) continue;
     const std::string_view kind = std::string_view(line).substr(0, colon);
     std::string text = forTerminal(std::string_view(line).substr(colon + 2));
+    if (kind == "STATE" && text == "-connecting-to-device") {
+      mConnectingTo.clear();
+      if (!mConnectedAt) mConnectedAt = Clock::now();
+    }
     const bool isTrouble = kind == "ERROR" || kind == "WARNING";
-    if (kind == "INFO") mProgress.waitingFor(text);
+    if (kind == "INFO") {
+      if (!mConnectedAt) mConnectingTo = text;
+      mProgress.waitingFor(text);
+    }
     if (isTrouble || (kind == "INFO" && !mBackendHasTrouble)) mBackendMessage = std::move(text);
     mBackendHasTrouble = mBackendHasTrouble || isTrouble;
   }

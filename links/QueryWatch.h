@@ -3,6 +3,7 @@
 #include <chrono>
 #include <functional>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 
@@ -18,9 +19,14 @@ class QueryWatch {
  public:
   using Clock = std::chrono::steady_clock;
 
+  struct Deadlines {
+    Clock::time_point connection = Clock::time_point::max();  // unless there is one by then
+    Clock::time_point all;
+  };
+
   // `waitingFor`: what the progress line says first. `onDeadline` is called once, in the watching
   // thread.
-  QueryWatch(std::string waitingFor, Clock::time_point deadline,
+  QueryWatch(std::string waitingFor, const Deadlines& deadlines,
              std::function<void(const QueryWatch&)> onDeadline);
 
   // Ends the watching and takes the progress line away.
@@ -31,12 +37,17 @@ class QueryWatch {
   QueryWatch(QueryWatch&&) = delete;
   QueryWatch& operator=(QueryWatch&&) = delete;
 
+  // The printer is being connected to. When that takes seconds, it may be asleep, which is shown.
+  void isConnecting(std::string waitingFor);
+
   // The printer is connected and is being asked.
   void isAsking(std::string waitingFor);
-  [[nodiscard]] bool wasAsking() const;
 
-  // Listens to a backend's messages from now on: lines like "ERROR: ...". The descriptor does not
-  // block.
+  // When the printer was first connected; nothing before that.
+  [[nodiscard]] std::optional<Clock::time_point> connectedAt() const;
+
+  // Listens to a backend's messages from now on: lines like "ERROR: ...". A network backend says
+  // so when it is connected. The descriptor does not block.
   void listenTo(FileDescriptor messages);
 
   // The last ERROR or WARNING of the backend, or else its last INFO. Harmless for a terminal.
@@ -45,8 +56,11 @@ class QueryWatch {
  private:
   void watch();
   void hear();
+  void showProgress();
+  [[nodiscard]] Clock::time_point deadline() const;
 
-  Clock::time_point mDeadline;
+  const Clock::time_point mStart = Clock::now();
+  Deadlines mDeadlines;
   std::function<void(const QueryWatch&)> mOnDeadline;
   Pipe mWake;  // a byte: look again; the end: stop
 
@@ -56,7 +70,8 @@ class QueryWatch {
   std::string mUnfinishedLine;
   std::string mBackendMessage;
   bool mBackendHasTrouble = false;
-  bool mWasAsking = false;
+  std::string mConnectingTo;  // what is shown of it; empty when it is done
+  std::optional<Clock::time_point> mConnectedAt;
 
   std::thread mThread;
 };

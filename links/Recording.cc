@@ -68,6 +68,12 @@ Result<std::unique_ptr<Recording>> Recording::create(const std::string& path, Re
   return recording;
 }
 
+std::unique_ptr<Recording> Recording::forNobody() {
+  constexpr const char* kNowhere = "/dev/null";
+  return std::make_unique<Recording>(
+      kNowhere, FileDescriptor(::open(kNowhere, O_WRONLY | O_CLOEXEC)), Redact::kNo);
+}
+
 Recording::Recording(std::string path, FileDescriptor file, Redact redact)
     : mPath(std::move(path)), mFile(std::move(file)), mRedact(redact) {
   std::string text = transcript::headerLine();
@@ -83,10 +89,15 @@ void Recording::beginQuery(const std::string& printerType, const std::string& tr
   write(transcript::queryLine({printerType, transport, timeout, {}}));
   mLastLine = Clock::now();
   mSerialNumbers = {};
+  mAnswers = {printerType, transport, timeout, {}};
+  mHasHeard = false;
+  mHasEnded = false;
 }
 
 void Recording::add(transcript::Event event, std::span<const std::uint8_t> bytes) {
   const std::lock_guard lock(mMutex);
+  mHasHeard = mHasHeard || event == transcript::Event::kReceived;
+  mHasEnded = mHasEnded || event == transcript::Event::kEnded;
   mBytes += bytes.size();
   if (++mOperations > transcript::kMostOperations || mBytes > transcript::kMostBytes) {
     if (mTrouble.empty()) mTrouble = "more went over the link than a transcript can hold";
@@ -95,8 +106,13 @@ void Recording::add(transcript::Event event, std::span<const std::uint8_t> bytes
   const auto now = Clock::now();
   const auto pause = std::chrono::duration_cast<std::chrono::milliseconds>(now - mLastLine);
   mLastLine = now;
-  if (event == transcript::Event::kSent) mSerialNumbers = {};  // of another reply
   transcript::Bytes written(bytes.begin(), bytes.end());
+  if (event == transcript::Event::kSent) {
+    mSerialNumbers = {};  // of another reply
+    mAnswers.operations.clear();
+  } else {
+    mAnswers.operations.push_back({event, pause, written});
+  }
   if (mRedact == Redact::kYes && event == transcript::Event::kReceived) {
     mSerialNumbers.blankIn(written);
   }
@@ -111,6 +127,21 @@ void Recording::write(const std::string& line) {
 void Recording::giveUp(const std::string& why) {
   const std::lock_guard lock(mMutex);
   if (mTrouble.empty()) mTrouble = why;
+}
+
+bool Recording::hasHeard() const {
+  const std::lock_guard lock(mMutex);
+  return mHasHeard;
+}
+
+bool Recording::hasEnded() const {
+  const std::lock_guard lock(mMutex);
+  return mHasEnded;
+}
+
+transcript::Session Recording::answers() const {
+  const std::lock_guard lock(mMutex);
+  return mAnswers;
 }
 
 Result<> Recording::isWhole() const {

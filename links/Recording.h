@@ -28,6 +28,9 @@ class Recording {
   [[nodiscard]] static Result<std::unique_ptr<Recording>> create(const std::string& path,
                                                                  Redact redact);
 
+  // One that is kept by nobody, for who only wants to know what came.
+  [[nodiscard]] static std::unique_ptr<Recording> forNobody();
+
   Recording(std::string path, FileDescriptor file, Redact redact);
 
   // What follows belongs to a query with these arguments of MoxFilter.
@@ -42,6 +45,13 @@ class Recording {
 
   // What happens from now on cannot be told to it.
   void giveUp(const std::string& why);
+
+  // Whether the printer said something since the query began, and whether it hung up.
+  [[nodiscard]] bool hasHeard() const;
+  [[nodiscard]] bool hasEnded() const;
+
+  // What came since the last request, of the query that is under way or was the last.
+  [[nodiscard]] transcript::Session answers() const;
 
   // Whether the transcript is whole, or why not.
   [[nodiscard]] Result<> isWhole() const;
@@ -61,6 +71,9 @@ class Recording {
   Clock::time_point mLastLine = Clock::now();
   std::size_t mBytes = 0;
   std::size_t mOperations = 0;
+  transcript::Session mAnswers;
+  bool mHasHeard = false;
+  bool mHasEnded = false;
   std::string mTrouble;  // nothing is written any more
 };
 

@@ -4,7 +4,10 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
+#include <optional>
 #include <string_view>
+#include <vector>
 
 #include "supplies/Attention.h"
 #include "text/TerminalText.h"
@@ -13,8 +16,12 @@ namespace moxsupply {
 
 namespace {
 
-constexpr int kBarColumns = 20;
+constexpr int kMostBarColumns = 20;
+constexpr int kFewestBarColumns = 5;
 constexpr int kMostNameColumns = 44;
+constexpr int kFewestNameColumns = 6;
+constexpr int kPercentColumns = 6;  // " 100 %"
+constexpr int kGap = 2;
 
 constexpr std::string_view kReset = "\x1B[0m";
 constexpr std::string_view kBold = "\x1B[1m";
@@ -43,11 +50,11 @@ const ColorRow& rowFor(Color color) {
 }
 
 // Rounded up: only a level of 0 has no bar at all.
-std::string bar(int percentage) {
-  const int filled = (percentage * kBarColumns + 99) / 100;
+std::string bar(int percentage, int columns) {
+  const int filled = (percentage * columns + 99) / 100;
   const bool utf8 = localeIsUtf8();
   std::string drawn;
-  for (int i = 0; i < kBarColumns; ++i) {
+  for (int i = 0; i < columns; ++i) {
     if (i < filled) {
       drawn += utf8 ? "█" : "#";
     } else {
@@ -79,54 +86,70 @@ Cell statusOf(const Supply& supply) {
   return {isInvalid ? "not valid here" : "wrong cartridge", kAlarm};
 }
 
+// Why there is no level; empty where there is one.
+std::string_view noLevelOf(const Supply& supply) {
+  if (supply.level) return {};
+  return supply.level.error() == NoLevel::kMissing ? "no cartridge" : "level not known";
+}
+
 struct Row {
   Cell name;
   Cell color;
   Cell level;
-  Cell percent;
+  std::string percent = {};
   Cell status;
 };
 
 class Table {
  public:
-  Table(const Supplies& supplies, bool colored) : mSupplies(supplies), mColored(colored) {
+  Table(const Supplies& supplies, bool colored, int columns)
+      : mSupplies(supplies), mColored(colored) {
+    int statusColumns = columnsOf("STATUS");
+    int wordColumns = columnsOf("LEVEL");  // of a word in the place of bar and percent
     for (const Supply& supply : supplies.list) {
-      mNameColumns = std::max(mNameColumns, columnsOf(nameOf(supply)));
+      mNameColumns = std::max(mNameColumns, columnsOf(forTerminal(supply.name)));
       mColorColumns = std::max(mColorColumns, columnsOf(rowFor(supply.color).word));
+      statusColumns = std::max(statusColumns, columnsOf(statusOf(supply).text));
+      wordColumns = std::max(wordColumns, columnsOf(noLevelOf(supply)));
     }
+    const int rest = columns - 3 * kGap - mColorColumns - kPercentColumns - statusColumns;
+    const int fewestBarColumns = std::max(kFewestBarColumns, wordColumns - kPercentColumns);
+    mNameColumns = std::min(
+        {mNameColumns, kMostNameColumns, std::max(rest - fewestBarColumns, kFewestNameColumns)});
+    mBarColumns = std::clamp(rest - mNameColumns, std::max(0, wordColumns - kPercentColumns),
+                             kMostBarColumns);
   }
 
   [[nodiscard]] std::string text() const {
     std::string text = line({.name = {"SUPPLY", kBold},
                              .color = {"COLOUR", kBold},
                              .level = {"LEVEL", kBold},
-                             .percent = {},
                              .status = {"STATUS", kBold}});
     for (const Supply& supply : mSupplies.list) text += line(rowOf(supply));
     return text;
   }
 
  private:
-  static Row rowOf(const Supply& supply) {
+  [[nodiscard]] Row rowOf(const Supply& supply) const {
     const ColorRow& color = rowFor(supply.color);
     Row row;
-    row.name = {nameOf(supply)};
+    row.name = {cutToColumns(forTerminal(supply.name), mNameColumns)};
     row.color = {std::string(color.word)};
     if (supply.level) {
-      row.level = {bar(*supply.level), color.sequence};
-      row.percent = {fmt::format("{} %", *supply.level)};
+      row.level = {bar(*supply.level, mBarColumns), color.sequence};
+      row.percent = fmt::format("{:>{}}", fmt::format("{} %", *supply.level), kPercentColumns);
     } else {
-      const bool isMissing = supply.level.error() == NoLevel::kMissing;
-      row.level = {isMissing ? "no cartridge" : "level not known", kDim};
+      row.level = {std::string(noLevelOf(supply)), kDim};
     }
     row.status = statusOf(supply);
     return row;
   }
 
   [[nodiscard]] std::string line(const Row& row) const {
-    std::string line = filled(row.name, mNameColumns + 2) + filled(row.color, mColorColumns + 2) +
-                       filled(row.level, kBarColumns) + fmt::format("{:>6}  ", row.percent.text) +
-                       filled(row.status, 0);
+    const int levelColumns = mBarColumns + kPercentColumns - columnsOf(row.percent);
+    std::string line = filled(row.name, mNameColumns + kGap) +
+                       filled(row.color, mColorColumns + kGap) + filled(row.level, levelColumns) +
+                       row.percent + filled({}, kGap) + filled(row.status, 0);
     line.erase(line.find_last_not_of(' ') + 1);
     return line + '\n';
   }
@@ -139,20 +162,61 @@ class Table {
                        inColor ? kReset : "", "", blanks);
   }
 
-  static std::string nameOf(const Supply& supply) {
-    return cutToColumns(forTerminal(supply.name), kMostNameColumns);
-  }
-
   const Supplies& mSupplies;
   bool mColored;
-  int mNameColumns = 6;
-  int mColorColumns = 6;
+  int mNameColumns = columnsOf("SUPPLY");
+  int mColorColumns = columnsOf("COLOUR");
+  int mBarColumns = kMostBarColumns;
 };
 
 }  // namespace
 
-std::string supplyTable(const Supplies& supplies, bool colored) {
-  return Table(supplies, colored).text();
+std::string supplyTable(const Supplies& supplies, bool colored, int columns) {
+  return Table(supplies, colored, columns).text();
+}
+
+namespace {
+
+std::string wordsFor(const Pages& pages) {
+  const std::string capacity = pages.capacity ? fmt::format("of {}", *pages.capacity) : "";
+  if (!pages.printed) return capacity;
+  return fmt::format("{}{}{}", *pages.printed, capacity.empty() ? "" : " ", capacity);
+}
+
+using DetailRow = std::array<std::string, 4>;
+
+}  // namespace
+
+std::string supplyDetails(const Supplies& supplies, int columns) {
+  std::vector<DetailRow> rows = {{"SUPPLY", "PART", "SERIAL", "PAGES"}};
+  for (const Supply& supply : supplies.list) {
+    const std::string pages = wordsFor(supply.pages);
+    if (supply.part.empty() && supply.serial.empty() && pages.empty()) continue;
+    rows.push_back(
+        {forTerminal(supply.name), forTerminal(supply.part), forTerminal(supply.serial), pages});
+  }
+  if (rows.size() == 1) return "The printer tells no part numbers, serial numbers or pages.\n";
+
+  std::array<int, 4> widths{};
+  for (const DetailRow& row : rows) {
+    for (std::size_t i = 0; i < row.size(); ++i) {
+      widths.at(i) = std::max(widths.at(i), columnsOf(row.at(i)));
+    }
+  }
+  const int others = widths[1] + widths[2] + widths[3] + 3 * kGap;
+  widths[0] =
+      std::min({widths[0], kMostNameColumns, std::max(columns - others, kFewestNameColumns)});
+  std::string text;
+  for (const DetailRow& row : rows) {
+    std::string line;
+    for (std::size_t i = 0; i < row.size(); ++i) {
+      const std::string cell = cutToColumns(row.at(i), widths.at(i));
+      line += fmt::format("{}{:{}}", cell, "", widths.at(i) - columnsOf(cell) + kGap);
+    }
+    line.erase(line.find_last_not_of(' ') + 1);
+    text += line + '\n';
+  }
+  return text;
 }
 
 std::string countedSupplies(std::size_t count) {

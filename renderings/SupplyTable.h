@@ -8,8 +8,13 @@
 namespace moxsupply {
 
 // The supplies as a table for people: name, colour, a bar, percent, status. `colored`: with the
-// escape sequences of a terminal that shows colours. Text from the printer is made harmless.
-std::string supplyTable(const Supplies& supplies, bool colored);
+// escape sequences of a terminal that shows colours. `columns`: how wide it may be, from 40 on; the
+// bars give way first, then the names. Text from the printer is made harmless.
+std::string supplyTable(const Supplies& supplies, bool colored, int columns);
+
+// What identifies the supplies, a line for each of which the printer told something: part and
+// serial number, and pages as "7312 of 20000". A sentence where it told nothing.
+std::string supplyDetails(const Supplies& supplies, int columns);
 
 // "1 supply", "4 supplies".
 std::string countedSupplies(std::size_t count);

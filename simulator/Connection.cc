@@ -28,10 +28,15 @@ using ReadBuffer = std::array<std::uint8_t, 4096>;
 
 }  // namespace
 
-Connection::Connection(FileDescriptor socket, Printer printer, AtTheEnd atTheEnd)
-    : mSocket(std::move(socket)), mPrinter(std::move(printer)), mAtTheEnd(atTheEnd) {}
+Connection::Connection(FileDescriptor socket, Printer printer, AtTheEnd atTheEnd,
+                       Clock::time_point awakeFrom)
+    : mSocket(std::move(socket)),
+      mPrinter(std::move(printer)),
+      mAtTheEnd(atTheEnd),
+      mAwakeFrom(awakeFrom) {}
 
 Connection::Wait Connection::waitsFor(Clock::time_point now) const {
+  if (now < mAwakeFrom) return {.until = mAwakeFrom};
   if (!mOutgoing.empty() && now < mDue) return {.until = mDue};
   if (!mOutgoing.empty()) return {.events = POLLOUT};
   if (mHostHasEnded) return {};
@@ -41,6 +46,7 @@ Connection::Wait Connection::waitsFor(Clock::time_point now) const {
 
 bool Connection::proceed(short events, Clock::time_point now) {
   const bool isGone = (events & (POLLERR | POLLHUP)) != 0;
+  if (now < mAwakeFrom) return !isGone;
   if (isGone) mOutgoing.clear();
   if (!mOutgoing.empty()) return send(now);
   if (mHostHasEnded) return !isGone;

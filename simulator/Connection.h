@@ -20,7 +20,9 @@ class Connection {
  public:
   using Clock = std::chrono::steady_clock;
 
-  Connection(FileDescriptor socket, Printer printer, AtTheEnd atTheEnd = AtTheEnd::kHangUp);
+  // `awakeFrom`: until then it neither reads nor writes.
+  Connection(FileDescriptor socket, Printer printer, AtTheEnd atTheEnd = AtTheEnd::kHangUp,
+             Clock::time_point awakeFrom = Clock::time_point::min());
 
   [[nodiscard]] int socket() const { return mSocket.get(); }
 
@@ -46,6 +48,7 @@ class Connection {
   FileDescriptor mSocket;
   Printer mPrinter;
   AtTheEnd mAtTheEnd;
+  Clock::time_point mAwakeFrom;
   bool mHostHasEnded = false;
   std::deque<Write> mOutgoing;
   std::size_t mSent = 0;         // bytes of the first of these

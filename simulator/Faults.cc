@@ -81,7 +81,7 @@ struct VerbRow {
 };
 
 // clang-format off
-constexpr std::array<VerbRow, 10> kVerbs = {{
+constexpr std::array<VerbRow, 11> kVerbs = {{
     {"cut", "cut[=N]", "hang up after N bytes; without N upon the first request",
      [](Faults& faults, std::string_view verb, const Value& value) {
        faults.cut = bytesFor(verb, value);
@@ -97,6 +97,11 @@ constexpr std::array<VerbRow, 10> kVerbs = {{
     {"drip", "drip=MS", "send one byte every MS milliseconds",
      [](Faults& faults, std::string_view verb, const Value& value) {
        faults.drip = std::chrono::milliseconds(
+           numberFor(verb, "a number of milliseconds", kLongestPause, value));
+     }},
+    {"wake", "wake=MS", "be asleep for the first MS milliseconds of a connection, then answer",
+     [](Faults& faults, std::string_view verb, const Value& value) {
+       faults.wake = std::chrono::milliseconds(
            numberFor(verb, "a number of milliseconds", kLongestPause, value));
      }},
     {"flood", "flood[=packets]", "instead of an answer, bytes (or packets) without end",

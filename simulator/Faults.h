@@ -32,6 +32,7 @@ struct Faults {
       flood{};  // instead of an answer, bytes without end; with none of those above
   std::optional<Length> length{};    // of the first packet of each answer
   std::vector<std::size_t> flips{};  // bits that are wrong; 0 is the highest of the first byte
+  std::chrono::milliseconds wake{};  // from a connection until it takes anything from there
   bool twice = false;                // each answer comes twice
   bool wrongRequest = false;         // each answer is said to be that to another request
   bool neverClose = false;           // it stays when the host has hung up

@@ -95,7 +95,8 @@ void Server::acceptAll() {
     const int atOnce = 1;  // a write of a model goes out as it is, and is not joined with the next
     static_cast<void>(::setsockopt(socket.get(), IPPROTO_TCP, TCP_NODELAY, &atOnce, sizeof atOnce));
     mConnections.emplace_back(std::move(socket), Printer(mNewConversation(), mComplain, mFaults),
-                              mFaults.neverClose ? AtTheEnd::kStay : AtTheEnd::kHangUp);
+                              mFaults.neverClose ? AtTheEnd::kStay : AtTheEnd::kHangUp,
+                              Connection::Clock::now() + mFaults.wake);
   }
 }
 

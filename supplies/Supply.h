@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <tl/expected.hpp>
 
@@ -38,6 +39,12 @@ enum class NoLevel : std::uint8_t {
 // Percent, 0 to 100.
 using Level = tl::expected<int, NoLevel>;
 
+// Pages, as far as the printer told them.
+struct Pages {
+  std::optional<std::uint32_t> printed;   // since this supply went in
+  std::optional<std::uint32_t> capacity;  // of a new one
+};
+
 // One supply as people are shown it, here and everywhere.
 struct Supply {
   std::string name;  // as the printer or the catalogs name it; not escaped for anything
@@ -45,6 +52,11 @@ struct Supply {
   Color color = Color::kNone;
   SupplyStatus status = SupplyStatus::kCorrect;  // as the printer told it
   Level level = tl::unexpected(NoLevel::kUnknown);
+
+  // What identifies it, as the printer told it; empty where it did not, or where nobody looked.
+  std::string part = {};    // of its kind, to buy another one
+  std::string serial = {};  // of this very one
+  Pages pages = {};
 };
 
 // What is replaced when it is used up, unlike a fuser or a container.

@@ -67,6 +67,12 @@ struct Prepared {
   int whatWentWrong;  // takes the errno, and is closed when the program is there
 };
 
+// In the child: it ends with its parent.
+void endWith(pid_t parent) {
+  ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+  if (::getppid() != parent) ::_exit(127);  // it ended before the line above
+}
+
 // In the child. Every call in it is one that a signal handler may make, too.
 [[noreturn]] void becomeProgram(const Prepared& prepared) {
   const auto giveUp = [&] {
@@ -74,8 +80,7 @@ struct Prepared {
     static_cast<void>(::write(prepared.whatWentWrong, &error, sizeof error) > 0);
     ::_exit(127);
   };
-  ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-  if (::getppid() != prepared.parent) ::_exit(127);  // it ended before the line above
+  endWith(prepared.parent);
   if (prepared.inOwnGroup) ::setpgid(0, 0);
   for (const int number : kOwnSignals) ::signal(number, SIG_DFL);
   sigset_t none;
@@ -103,6 +108,31 @@ std::vector<std::string> environmentWith(const std::vector<std::string>& changed
   return variables;
 }
 
+// (glibc 2.36 has pidfd_open, older ones the call only.)
+Process::Process(pid_t pid, bool hasOwnGroup)
+    : mPid(pid),
+      mHasOwnGroup(hasOwnGroup),
+      mEnd(static_cast<int>(::syscall(SYS_pidfd_open, pid, 0))) {}
+
+tl::expected<Process, int> Process::fork(const std::function<void()>& work) {
+  std::fflush(nullptr);  // or the copy would write it, too
+  const pid_t parent = ::getpid();
+  const pid_t pid = ::fork();
+  if (pid < 0) return tl::unexpected(errno);
+  if (pid == 0) {
+    endWith(parent);
+    try {
+      work();
+    } catch (...) {
+      ::_exit(1);
+    }
+    ::_exit(0);
+  }
+  Process process(pid, false);
+  if (!process.mEnd) return tl::unexpected(errno);
+  return process;
+}
+
 tl::expected<Process, int> Process::start(const ProgramStart& start) {
   const auto path = pathOf(start.program);
   if (!path) return tl::unexpected(path.error());
@@ -119,9 +149,7 @@ tl::expected<Process, int> Process::start(const ProgramStart& start) {
   if (pid < 0) return tl::unexpected(errno);
   if (pid == 0) becomeProgram(prepared);
 
-  // (glibc 2.36 has pidfd_open, older ones the call only.)
-  Process process(pid, start.inOwnGroup,
-                  FileDescriptor(static_cast<int>(::syscall(SYS_pidfd_open, pid, 0))));
+  Process process(pid, start.inOwnGroup);
   if (!process.mEnd) return tl::unexpected(errno);
   whatWentWrong.writeEnd = FileDescriptor();
   int error = 0;

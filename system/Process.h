@@ -3,6 +3,7 @@
 #include <sys/types.h>
 
 #include <chrono>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -40,6 +41,10 @@ class Process {
 
   // The errno of what went wrong, where the program cannot be started.
   [[nodiscard]] static tl::expected<Process, int> start(const ProgramStart& start);
+
+  // A copy of this process, which must have one thread only: does `work` there, and ends. The errno
+  // of what went wrong, where there is no other process to be had.
+  [[nodiscard]] static tl::expected<Process, int> fork(const std::function<void()>& work);
 
   // Kills it, if it still runs, and takes its place in the process table away.
   ~Process() { kill(); }
@@ -86,8 +91,7 @@ class Process {
   [[nodiscard]] std::optional<int> shellStatus() const;
 
  private:
-  Process(pid_t pid, bool hasOwnGroup, FileDescriptor end)
-      : mPid(pid), mHasOwnGroup(hasOwnGroup), mEnd(std::move(end)) {}
+  Process(pid_t pid, bool hasOwnGroup);
 
   [[nodiscard]] bool endsWithin(std::chrono::milliseconds patience) const;
   void reap() noexcept;

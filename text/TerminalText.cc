@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 #include <langinfo.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
 #include <utf8.h>
 
 #include <algorithm>
@@ -17,6 +19,13 @@ namespace {
 int columnsOf(char32_t c) { return std::max(0, ::wcwidth(static_cast<wchar_t>(c))); }
 
 }  // namespace
+
+int columnsOfOutput() {
+  constexpr int kOfAPage = 80;
+  winsize size{};
+  const bool isKnown = ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+  return isKnown ? size.ws_col : kOfAPage;
+}
 
 bool localeIsUtf8() { return std::string_view(::nl_langinfo(CODESET)) == "UTF-8"; }
 

@@ -14,6 +14,9 @@ std::string forTerminal(std::string_view text);
 // Whether the process's locale writes UTF-8.
 bool localeIsUtf8();
 
+// How wide what goes to standard output may be: the terminal's columns, and 80 where it is none.
+int columnsOfOutput();
+
 // How many columns `text`, as forTerminal gives it, takes on a terminal.
 int columnsOf(std::string_view text);
 

@@ -46,8 +46,8 @@ _moxsupply_value() {
     report/--transport) _moxsupply_offer "$current" usb socket mdns dnssd ;;
     report/--output | levels/--record | simulate/--replay) _moxsupply_offer_files "$current" ;;
     simulate/--fault)
-      _moxsupply_offer "$current" cut silent reset drip flood twice wrong-request length flip \
-        never-close
+      _moxsupply_offer "$current" cut silent reset drip wake flood twice wrong-request length \
+        flip never-close
       ;;
     */--timeout | */--deadline | */--listen) COMPREPLY=() ;;
     check/--warning | check/-w | check/--critical | check/-c) COMPREPLY=() ;;
@@ -94,7 +94,7 @@ _moxsupply_offer_options() {
   case $command in
     levels)
       _moxsupply_offer "$current" \
-        --type --format --timeout --deadline --backend --color --record --redact --help
+        --type --format --details --timeout --deadline --backend --color --record --redact --help
       ;;
     check)
       _moxsupply_offer "$current" \

@@ -40,6 +40,7 @@ end
 
 __moxsupply_option levels -l type -x -a 'auto laser inkjet' -d 'What kind of printer it is'
 __moxsupply_option levels -l format -x -a 'table json openmetrics' -d 'How to show the supplies'
+__moxsupply_option levels -l details -d 'Show what identifies the cartridges'
 __moxsupply_option levels -l timeout -x -d 'Longest wait for each read, in seconds'
 __moxsupply_option levels -l deadline -x -d 'Longest time for everything, in seconds'
 __moxsupply_option levels -l backend -d 'Use the CUPS backend for socket:// too'
@@ -89,7 +90,7 @@ __moxsupply_option simulate -F
 __moxsupply_option simulate -l replay -r -F -d 'Be the printer of a transcript'
 __moxsupply_option simulate -l quick -d 'Without its pauses'
 __moxsupply_option simulate -l listen -x -d 'ADDRESS:PORT to listen on'
-__moxsupply_option simulate -l fault -x -a 'cut silent reset drip= flood twice wrong-request length= flip= never-close' -d 'What is wrong with the printer'
+__moxsupply_option simulate -l fault -x -a 'cut silent reset drip= wake= flood twice wrong-request length= flip= never-close' -d 'What is wrong with the printer'
 __moxsupply_option simulate -l replay -r -F -d 'Be the printer of a transcript'
 __moxsupply_option simulate -l quick -d 'Without its pauses'
 __moxsupply_option simulate -l list -d 'Name the models'

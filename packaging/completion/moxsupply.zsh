@@ -29,9 +29,10 @@ words=("${(@)words[2,-1]}")
 (( CURRENT-- ))
 case $words[1] in
   levels)
-    _arguments $help $color $queue \
+    _arguments $help $color "*${queue#1}" \
       '--type=[what kind of printer it is]:type:(auto laser inkjet)' \
       '--format=[how to show the supplies]:format:(table json openmetrics)' \
+      '--details[show what identifies the cartridges]' \
       '--timeout=[longest wait for each read]:seconds' \
       '--deadline=[longest time for everything]:seconds' \
       '--backend[use the CUPS backend for socket\:// too]' \
@@ -95,7 +96,7 @@ case $words[1] in
     _arguments $help \
       '1:model:{compadd -- ${${(f)"$(moxsupply simulate --list 2>/dev/null)"}%% *}; _files -g "*.json"}' \
       '--listen=[where to listen]:address and port' \
-      '*--fault=[what is wrong with the printer]:fault:(cut silent reset drip= flood twice wrong-request length= flip= never-close)' \
+      '*--fault=[what is wrong with the printer]:fault:(cut silent reset drip= wake= flood twice wrong-request length= flip= never-close)' \
       '--replay=[be the printer of a transcript]:transcript:_files' \
       '--quick[without its pauses]' \
       '--list[name the models]' \

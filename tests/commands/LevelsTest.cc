@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -13,6 +14,7 @@
 #include <chrono>
 #include <csignal>
 #include <filesystem>
+#include <list>
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <thread>
@@ -217,6 +219,203 @@ TEST(LevelsOfAPrinterThatHangsUp, FailAtOnce) {
   EXPECT_LT(shown.time, 5s);
 }
 
+TEST(LevelsWithDetails, ShowWhatIdentifiesCartridges) {
+  const SimulatedPrinter laser("laser-mono-levels-in-record");
+  for (const auto& way : std::vector<std::vector<std::string>>{{}, {"--backend"}}) {
+    std::vector<std::string> options = {laser.uri(), "--details", "--type", "laser"};
+    options.insert(options.end(), way.begin(), way.end());
+    const Shown shown = show(options);
+    EXPECT_EQ(shown.exitStatus, 0) << shown.errors;
+    EXPECT_NE(
+        shown.output.find("\n\n"
+                          "SUPPLY                 PART            SERIAL      PAGES\n"
+                          "Black Toner Cartridge  TONER-BLACK-8K  MONO000002  4142 of 8000\n"),
+        std::string::npos)
+        << shown.output;
+  }
+  const SimulatedPrinter inkjet("inkjet-lantern-four-cartridges");
+  const Shown shown = show({inkjet.uri(), "--details", "--type", "inkjet"});
+  EXPECT_NE(shown.output.find("\n\nThe printer tells no part numbers, serial numbers or pages.\n"),
+            std::string::npos)
+      << shown.output;
+}
+
+// ---- Several printers at once.
+
+TEST(LevelsOfSeveralPrinters, AreShownInTheOrderGiven) {
+  const SimulatedPrinter slow("inkjet-lantern-four-cartridges", {"wake=2000"});
+  const SimulatedPrinter quick("laser-mono-toner");
+  const ReservedPort nobody;
+  const Ran ran =
+      run({MOXSUPPLY_PROGRAM, "levels", slow.uri(), nobody.uri(), quick.uri()}, {"LC_ALL=C.UTF-8"});
+  EXPECT_EQ(ran.exitStatus, 1);
+  EXPECT_EQ(ran.output.find(slow.uri() + ": Inkjet printer, Lantern print head, 4 supplies\n\n"),
+            0U)
+      << ran.output;
+  EXPECT_NE(ran.output.find(" ok\n\n" + quick.uri() + ": Laser printer, 1 supply\n\n"),
+            std::string::npos)
+      << ran.output;
+  EXPECT_EQ(ran.output.find(nobody.uri()), std::string::npos) << ran.output;
+  EXPECT_NE(ran.errors.find("cannot connect to 127.0.0.1 port " + std::to_string(nobody.number())),
+            std::string::npos)
+      << ran.errors;
+}
+
+TEST(LevelsOfSeveralPrinters, AsJsonAreALineEach) {
+  const SimulatedPrinter inkjet("inkjet-lantern-four-cartridges");
+  const SimulatedPrinter laser("laser-mono-toner");
+  const ReservedPort nobody;
+  const Ran ran = run(
+      {MOXSUPPLY_PROGRAM, "levels", laser.uri(), nobody.uri(), inkjet.uri(), "--format", "json"});
+  EXPECT_EQ(ran.exitStatus, 1);
+  std::istringstream lines(ran.output);
+  std::vector<Json> answers;
+  for (std::string line; std::getline(lines, line);) answers.push_back(Json::parse(line));
+  ASSERT_EQ(answers.size(), 3U) << ran.output;
+  EXPECT_EQ(answers[0]["report"]["SupplyCount"], 1);
+  EXPECT_EQ(answers[1], Json::parse(R"({"status": -6, "report": {}})"));
+  EXPECT_EQ(answers[2]["report"]["SupplyCount"], 4);
+}
+
+TEST(LevelsOfSeveralPrinters, AreAskedAtOnce) {
+  std::vector<std::string> command = {MOXSUPPLY_PROGRAM, "levels", "--type", "laser"};
+  std::list<SimulatedPrinter> printers;
+  for (int i = 0; i < 20; ++i) {
+    command.push_back(
+        printers.emplace_back("laser-mono-toner", std::vector<std::string>{"wake=1500"}).uri());
+  }
+  const Ran ran = run(command, {"LC_ALL=C.UTF-8"});
+  EXPECT_EQ(ran.exitStatus, 0) << ran.errors;
+  EXPECT_LT(ran.time, 15s) << "one after the other takes 30";
+}
+
+TEST(LevelsOfSeveralPrinters, TellAMistakeBeforeAnyIsAsked) {
+  const SilentPort port;
+  for (const std::vector<std::string>& mistake : std::vector<std::vector<std::string>>{
+           {"socket://"}, {port.uri(), "--record", "x"}, {port.uri(), "--format", "openmetrics"}}) {
+    std::vector<std::string> command = {MOXSUPPLY_PROGRAM, "levels", port.uri()};
+    command.insert(command.end(), mistake.begin(), mistake.end());
+    const Ran ran = run(command);
+    EXPECT_EQ(ran.exitStatus, 2) << ran.errors;
+    EXPECT_EQ(ran.output, "");
+  }
+  pollfd asked = {.fd = port.listener(), .events = POLLIN, .revents = 0};
+  EXPECT_EQ(::poll(&asked, 1, 0), 0) << "a printer was asked";
+}
+
+TEST(LevelsOfSeveralPrinters, MayHaveAddressesInBrackets) {
+  const Ran ran = run({MOXSUPPLY_PROGRAM, "levels", "[::1]:1", "[::1]", "--timeout", "1"});
+  EXPECT_EQ(ran.exitStatus, 1);
+  EXPECT_NE(ran.errors.find("::1 port 1:"), std::string::npos) << ran.errors;
+  EXPECT_NE(ran.errors.find("::1 port 9100:"), std::string::npos) << ran.errors;
+}
+
+// ---- A printer that must wake up first, and takes one connection for it.
+
+struct Sleeper {
+  const char* model;
+  std::vector<std::string> options;
+  const char* name = "";
+};
+
+void PrintTo(const Sleeper& sleeper, std::ostream* out) { *out << sleeper.name; }
+
+class LevelsOfASleepingPrinter : public ::testing::TestWithParam<Sleeper> {};
+
+INSTANTIATE_TEST_SUITE_P(
+    Levels, LevelsOfASleepingPrinter,
+    ::testing::Values(
+        Sleeper{"laser-mono-toner", {}, "Laser"},
+        Sleeper{"inkjet-lantern-four-cartridges", {}, "Inkjet"},
+        Sleeper{"laser-mono-toner", {"--type", "laser"}, "KnownLaser"},
+        Sleeper{"inkjet-lantern-four-cartridges", {"--type", "inkjet"}, "KnownInkjet"},
+        Sleeper{"laser-mono-toner", {"--backend"}, "LaserThroughTheBackend"},
+        Sleeper{"inkjet-lantern-four-cartridges", {"--backend"}, "InkjetThroughTheBackend"}),
+    [](const auto& sleeper) { return std::string(sleeper.param.name); });
+
+// Once it wakes when its other kind is being asked for, and once when all questions are given up.
+TEST_P(LevelsOfASleepingPrinter, AreWaitedFor) {
+  const auto levelsOf = [](const SimulatedPrinter& printer) {
+    std::vector<std::string> command = {MOXSUPPLY_PROGRAM, "levels", printer.uri()};
+    command.insert(command.end(), GetParam().options.begin(), GetParam().options.end());
+    return run(command, {"LC_ALL=C.UTF-8"}, 50s);
+  };
+  const SimulatedPrinter awake(GetParam().model);
+  const Ran expected = levelsOf(awake);
+  for (const char* wake : {"wake=5500", "wake=20000"}) {
+    const SimulatedPrinter printer(GetParam().model, {wake});
+    const Ran ran = levelsOf(printer);
+    EXPECT_EQ(ran.exitStatus, 0) << wake << ": " << ran.errors;
+    EXPECT_EQ(ran.output, expected.output) << wake;
+  }
+}
+
+TEST(LevelsOfAPrinterThatSleepsOn, AreGivenUp) {
+  const SilentPort port;
+  const Ran typed = run({MOXSUPPLY_PROGRAM, "levels", port.uri(), "--type", "laser"}, {}, 50s);
+  EXPECT_EQ(typed.exitStatus, 1);
+  EXPECT_NE(typed.errors.find("did not answer as a laser printer"), std::string::npos)
+      << typed.errors;
+  EXPECT_GE(typed.time, 28s);
+  EXPECT_LT(typed.time, 35s);
+}
+
+// Every place of its queue is taken, so the network takes no further connection.
+class PortWithoutConnections : public ReservedPort {
+ public:
+  PortWithoutConnections() {
+    ::listen(mListener.get(), 0);
+    for (FileDescriptor& connection : mConnections) connection = connectWithoutWaiting();
+    std::this_thread::sleep_for(50ms);
+  }
+
+ private:
+  [[nodiscard]] FileDescriptor connectWithoutWaiting() const {
+    FileDescriptor connection(::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+    const sockaddr_in address = {.sin_family = AF_INET,
+                                 .sin_port = htons(static_cast<std::uint16_t>(number())),
+                                 .sin_addr = {htonl(INADDR_LOOPBACK)},
+                                 .sin_zero = {}};
+    static_cast<void>(
+        ::connect(connection.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address));
+    return connection;
+  }
+
+  FileDescriptor mListener = listenOn(*this);
+  std::array<FileDescriptor, 4> mConnections;
+};
+
+TEST(LevelsWithoutAConnection, EndAfter25SecondsWithAWordOnTheDeadline) {
+  const PortWithoutConnections port;
+  const Ran ran = run({MOXSUPPLY_PROGRAM, "levels", port.uri()}, {}, 50s);
+  EXPECT_EQ(ran.exitStatus, 1);
+  EXPECT_EQ(ran.errors, "moxsupply levels: no connection to " + port.uri() +
+                            " came about\n"
+                            "Is the printer switched on and connected? It may be asleep. "
+                            "--deadline SECONDS gives it longer.\n");
+  EXPECT_GE(ran.time, 24s);
+  EXPECT_LT(ran.time, 29s);
+}
+
+TEST(LevelsWithoutAConnection, WaitAsLongAsTheyAreTold) {
+  const PortWithoutConnections port;
+  const Ran ran = run({MOXSUPPLY_PROGRAM, "levels", port.uri(), "--deadline", "1"});
+  EXPECT_EQ(ran.exitStatus, 1);
+  EXPECT_LT(ran.time, 4s);
+}
+
+TEST(LevelsWithoutAConnection, SayThatThePrinterMayBeAsleep) {
+  const PortWithoutConnections port;
+  const Ran ran =
+      run({"script", "--quiet", "--return", "--command",
+           fmt::format("{} levels {} --deadline 5", MOXSUPPLY_PROGRAM, port.uri()), "/dev/null"},
+          {"LC_ALL=C.UTF-8", "TERM=xterm"});
+  const std::string_view shown = ran.output;
+  const auto asleep = shown.find("; the printer may be asleep (");
+  EXPECT_NE(asleep, std::string_view::npos) << shown;
+  EXPECT_GT(asleep, shown.find("(2 s)")) << shown;
+}
+
 // A reply that never ends is given up, long before the deadline.
 TEST(LevelsOfAPrinterThatFloods, FailInBoundedTime) {
   const SilentPort port;
@@ -387,6 +586,25 @@ TEST_P(MistakeOfLevels, IsNamed) {
   EXPECT_EQ(shown.errors.find("moxsupply levels: "), 0U) << shown.errors;
   const std::string firstLine = shown.errors.substr(0, shown.errors.find('\n'));
   EXPECT_NE(firstLine.find(GetParam().named), std::string::npos) << shown.errors;
+}
+
+// A backend that looks its printer up for longer than the questions wait, and then is the real one.
+TEST(LevelsThroughABackend, WaitForItsConnection) {
+  for (const char* model : {"laser-mono-toner", "inkjet-lantern-four-cartridges"}) {
+    const SimulatedPrinter printer(model);
+    const TemporaryFolder folder;
+    const auto backend = folder.path() / "backend/dnssd";
+    std::filesystem::create_directory(backend.parent_path());
+    write(backend, fmt::format("#!/bin/sh\nsleep 9\n"
+                               "DEVICE_URI={} exec /usr/lib/cups/backend/socket \"$@\"\n",
+                               printer.uri()));
+    std::filesystem::permissions(backend, std::filesystem::perms(0755));
+    const std::string uri = "dnssd://Office._pdl-datastream._tcp.local/";
+    const Ran ran = run({MOXSUPPLY_PROGRAM, "levels", uri},
+                        {"LC_ALL=C.UTF-8", "CUPS_SERVERBIN=" + folder.path().string()}, 50s);
+    EXPECT_EQ(ran.exitStatus, 0) << ran.errors;
+    EXPECT_NE(ran.output.find("SUPPLY"), std::string::npos) << ran.output;
+  }
 }
 
 TEST(LevelsThroughABackend, ThatOnlyRootMayRunSaySo) {

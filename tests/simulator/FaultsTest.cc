@@ -106,8 +106,9 @@ TEST(Faults, ComplainOfWhatIsWrong) {
 
 TEST(Faults, AreDescribedEachByItsVerb) {
   const std::string text = simulator::describeFaults();
-  for (const char* verb : {"cut[=N]", "reset[=N]", "silent[=N]", "drip=MS", "flood[=packets]",
-                           "twice", "wrong-request", "length=L", "flip=BIT", "never-close"}) {
+  for (const char* verb :
+       {"cut[=N]", "reset[=N]", "silent[=N]", "drip=MS", "wake=MS", "flood[=packets]", "twice",
+        "wrong-request", "length=L", "flip=BIT", "never-close"}) {
     EXPECT_THAT(text, HasSubstr(std::string("  ") + verb + " "));
   }
 }

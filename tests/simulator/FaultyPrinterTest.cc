@@ -65,6 +65,15 @@ TEST(PrinterWithAFault, Drips) {
   EXPECT_GE(Clock::now() - start, 200ms);
 }
 
+TEST(PrinterWithAFault, WakesUpAndAnswersWhatItWasAsked) {
+  const SimulatedPrinter printer(kFour, {"wake=400"});
+  const auto start = Clock::now();
+  const Client client(printer.uri());
+  client.send(kInkjetQuery);
+  EXPECT_EQ(client.receive(10), firstOf(kFourCartridges, 10));
+  EXPECT_GE(Clock::now() - start, 400ms);
+}
+
 TEST(PrinterWithAFault, FloodsOneHostAndServesTheOthers) {
   const SimulatedPrinter printer(kFour, {"flood"});
   const Client flooded(printer.uri());
