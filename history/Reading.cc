@@ -171,6 +171,17 @@ Result<Reading> readingAgain(std::string json) {
   });
 }
 
+std::optional<Reading> readingOf(std::string_view uri, const Supplies& supplies, Moment moment) {
+  auto printer = printerName(uri);
+  if (!printer) return std::nullopt;
+  Reading reading{moment, momentAsText(moment), *std::move(printer), {}, {}};
+  for (const Supply& supply : supplies.list) {
+    reading.supplies.push_back({supply, static_cast<std::uint32_t>(reading.supplies.size() + 1)});
+  }
+  reading.json = asJson(reading);
+  return reading;
+}
+
 std::string asJson(const Reading& reading) {
   json members = {
       {"time", reading.time}, {"printer", reading.printer}, {"supplies", json::array()}};

@@ -9,23 +9,15 @@
 #include <vector>
 
 #include "history/Moment.h"
+#include "supplies/Supplies.h"
 #include "supplies/Supply.h"
 #include "text/Problem.h"
 
 namespace moxsupply {
 
-// Pages, as far as the printer told them.
-struct Pages {
-  std::optional<std::uint32_t> printed;   // since this supply went in
-  std::optional<std::uint32_t> capacity;  // of a new one
-};
-
 // A supply as it stands in a reading.
 struct ReadSupply : Supply {
   std::uint32_t number = 0;  // from 1
-  std::string part;          // empty where it was not told
-  std::string serial;        // the same
-  Pages pages = {};
 };
 
 // What one printer answered at one moment.
@@ -52,6 +44,11 @@ constexpr std::size_t kLongestReading = 1U << 20U;
 
 // Reads the JSON of a reading, as it came out of another one.
 [[nodiscard]] Result<Reading> readingAgain(std::string json);
+
+// What the printer at a device URI answered at a moment: its supplies, by their numbers in its
+// report. Nothing where that is no device URI.
+[[nodiscard]] std::optional<Reading> readingOf(std::string_view uri, const Supplies& supplies,
+                                               Moment moment);
 
 // The JSON of a reading that comes from no line.
 [[nodiscard]] std::string asJson(const Reading& reading);

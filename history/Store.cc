@@ -74,7 +74,7 @@ struct Damage : std::exception {};
 
 std::int64_t asNumber(Moment moment) { return moment.time_since_epoch().count(); }
 
-struct Bytes {
+struct Blob {
   std::string_view bytes;
 };
 
@@ -111,7 +111,7 @@ class Query {
  private:
   void bind(int place, std::int64_t number) { mStatement->bind(place, number); }
   void bind(int place, const std::string& text) { mStatement->bind(place, text); }
-  void bind(int place, Bytes value) {
+  void bind(int place, Blob value) {
     mStatement->bind(place, value.bytes.data(), static_cast<int>(value.bytes.size()));
   }
   void bind(int place, std::optional<std::int64_t> number) {
@@ -405,7 +405,7 @@ Result<Store::Added> Store::File::add(const Reading& reading) {
     if (delta.size() > base.bytes / 2) baseOfNext.reset();
   }
   if (!baseOfNext) delta = deltaOf(reading.json, {});
-  static_cast<void>(query(kAddReading, *printer, time, baseOfNext, Bytes{delta}).next());
+  static_cast<void>(query(kAddReading, *printer, time, baseOfNext, Blob{delta}).next());
   return Added::kYes;
 }
 

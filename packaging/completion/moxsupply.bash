@@ -37,7 +37,7 @@ _moxsupply_value() {
     levels/--type | check/--type) _moxsupply_offer "$current" auto laser inkjet ;;
     enable/--type) _moxsupply_offer "$current" laser inkjet ;;
     decode/--format) _moxsupply_offer "$current" text json ;;
-    levels/--format) _moxsupply_offer "$current" table json openmetrics ;;
+    levels/--format) _moxsupply_offer "$current" table json reading openmetrics ;;
     history/--format) _moxsupply_offer "$current" table json ;;
     history/--store) _moxsupply_offer_files "$current" ;;
     history/--since | history/--low) COMPREPLY=() ;;

@@ -39,7 +39,7 @@ for any in levels check exporter history refresh enable disable doctor report de
 end
 
 __moxsupply_option levels -l type -x -a 'auto laser inkjet' -d 'What kind of printer it is'
-__moxsupply_option levels -l format -x -a 'table json openmetrics' -d 'How to show the supplies'
+__moxsupply_option levels -l format -x -a 'table json reading openmetrics' -d 'How to show the supplies'
 __moxsupply_option levels -l details -d 'Show what identifies the cartridges'
 __moxsupply_option levels -l timeout -x -d 'Longest wait for each read, in seconds'
 __moxsupply_option levels -l deadline -x -d 'Longest time for everything, in seconds'

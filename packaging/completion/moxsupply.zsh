@@ -31,7 +31,7 @@ case $words[1] in
   levels)
     _arguments $help $color "*${queue#1}" \
       '--type=[what kind of printer it is]:type:(auto laser inkjet)' \
-      '--format=[how to show the supplies]:format:(table json openmetrics)' \
+      '--format=[how to show the supplies]:format:(table json reading openmetrics)' \
       '--details[show what identifies the cartridges]' \
       '--timeout=[longest wait for each read]:seconds' \
       '--deadline=[longest time for everything]:seconds' \
