@@ -32,8 +32,8 @@ std::string queryProgram() {
 struct ExporterOptions {
   std::string list;
   std::string listen = "127.0.0.1:9871";
-  std::uint32_t minInterval = 30;  // seconds, as the next two
-  std::uint32_t maxBackoff = 900;
+  std::uint32_t minInterval = 6 * 3600;  // seconds, as the next two
+  std::uint32_t maxBackoff = 24 * 3600;
   std::uint32_t deadline = 9;
   std::uint32_t queriesAtOnce = 32;
   std::vector<std::string> hosts;
@@ -135,10 +135,11 @@ Command exporterCommand() {
                         "answer to this name too, as which a proxy or people ask; may be\n"
                         "given several times"),
                   seconds("--min-interval", options->minInterval, {1, kDay},
-                          "ask no printer again before; the last answer stands (30)"),
+                          "ask no printer again before; the last answer stands (21600,\n"
+                          "6 hours)"),
                   seconds("--max-backoff", options->maxBackoff, {1, kDay},
                           "longest pause before a printer that does not answer is asked\n"
-                          "again; from failure to failure it doubles (900)"),
+                          "again; from failure to failure it doubles (86400, a day)"),
                   seconds("--deadline", options->deadline, {1, kHour},
                           "longest time for a query (9)"),
                   wholeNumber("--queries-at-once", options->queriesAtOnce, {2, 1024}, "NUMBER",

@@ -128,7 +128,8 @@ class Exporter::Parts {
     if (last.result.hasSucceeded()) {
       if (mSilent.erase(target) > 0) mLog.line(fmt::format("{}: answers again", shownUri(target)));
     } else if (mSilent.insert(target).second) {
-      mLog.line(fmt::format("{}: {}", shownUri(target), last.result.what));
+      mLog.line(fmt::format("{}: {}; it is asked less and less often until it answers",
+                            shownUri(target), last.result.what));
     }
   }
 

@@ -129,6 +129,8 @@ void Prober::ended(Id id, QueryResult result, Clock::time_point now) {
   mHooks.released(printer.listed.target);
 }
 
+// With the intervals as they are, 6, 6, 12 and then 24 hours: a printer that is off for days is
+// tried at the time of day at which it answered last.
 std::chrono::milliseconds Prober::backoff(std::uint32_t failures) const {
   auto pause = mLimits.minInterval;
   for (std::uint32_t i = 1; i < failures && pause < mLimits.maxBackoff; ++i) pause *= 2;

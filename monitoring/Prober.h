@@ -32,8 +32,8 @@ class Prober {
   using Id = std::uint64_t;  // of a printer, for as long as it is in the list
 
   struct Limits {
-    std::chrono::milliseconds minInterval = std::chrono::seconds(30);  // from query to query
-    std::chrono::milliseconds maxBackoff = std::chrono::minutes(15);
+    std::chrono::milliseconds minInterval = std::chrono::hours(6);  // from query to query
+    std::chrono::milliseconds maxBackoff = std::chrono::hours(24);
     std::size_t queriesAtOnce = 32;  // at least 2
   };
 

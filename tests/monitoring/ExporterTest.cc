@@ -10,6 +10,7 @@
 #include <future>
 #include <thread>
 
+#include "simulator/ModelFile.h"
 #include "tests/monitoring/ExporterProcess.h"
 #include "tests/monitoring/HttpRequest.h"
 #include "tests/support/Processes.h"
@@ -227,12 +228,12 @@ TEST(TheExporter, EndsAQueryAtItsDeadline) {
   EXPECT_NEAR(answer.time.count(), 2.2, 0.4);
   EXPECT_THAT(answer.body, HasSubstr("npa_probe_status{status=\"deadline\"} 1\n"));
   exporter.awaitMetric("npa_exporter_queries_total{status=\"deadline\"} 1");
-  exporter.awaitLog(printer.uri() + ": was not done within 2 seconds\n");
+  exporter.awaitLog(printer.uri() + ": was not done within 2 seconds; it is asked less and less");
   // From now on the answer is there at once, for a while.
   EXPECT_LT(get(exporter.port(), probeOf(printer.uri())).time.count(), 0.2);
 }
 
-TEST(TheExporter, SaysOnceThatAPrinterDoesNotAnswer) {
+TEST(TheExporter, SaysOnceThatAPrinterDoesNotAnswerAndOnceThatItDoes) {
   const ReservedPort port;
   const std::string target = "127.0.0.1:" + std::to_string(port.number());
   const ExporterProcess exporter(listOf({target}), {"--min-interval=1", "--max-backoff=1"});
@@ -242,7 +243,17 @@ TEST(TheExporter, SaysOnceThatAPrinterDoesNotAnswer) {
     std::this_thread::sleep_for(std::chrono::milliseconds(1100));
   }
   EXPECT_EQ(linesOf(exporter.log()), 2U) << exporter.log();
-  EXPECT_THAT(exporter.log(), HasSubstr(target + ": cannot connect to 127.0.0.1 port "));
+  EXPECT_THAT(exporter.log(),
+              AllOf(HasSubstr(target + ": cannot connect to 127.0.0.1 port "),
+                    HasSubstr("; it is asked less and less often until it answers\n")));
+  const SimulatedPrinter printer(
+      port, simulator::readModelFile(MOXSUPPLY_MODELS "/laser-mono-toner.json").value());
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_THAT(get(exporter.port(), probeOf(target)).body, HasSubstr("npa_probe_success 1\n"));
+    std::this_thread::sleep_for(std::chrono::milliseconds(1100));
+  }
+  EXPECT_EQ(linesOf(exporter.log()), 3U) << exporter.log();
+  EXPECT_THAT(exporter.log(), HasSubstr(target + ": answers again\n"));
 }
 
 TEST(TheExporter, ShowsNoPasswords) {
@@ -256,7 +267,7 @@ TEST(TheExporter, ShowsNoPasswords) {
   const FileDescriptor connection = silent.accept();
   EXPECT_TRUE(areGoneWithin(std::chrono::milliseconds(0), password))
       << "it stands in a command line";
-  exporter.awaitLog("socket://" + host + ": was not done within 1 seconds\n");
+  exporter.awaitLog("socket://" + host + ": was not done within 1 seconds; it is asked less");
   std::string all = exporter.log();
   for (const std::string& path :
        {std::string("/"), std::string("/?find=x"), std::string("/metrics"), probeOf(target)}) {
@@ -331,6 +342,21 @@ TEST(TheExporter, AsksWhatThePageShows) {
   const HttpAnswer second = get(exporter.port(), "/");
   EXPECT_THAT(second.body, HasSubstr("Black Toner Cartridge"));
   EXPECT_THAT(second.body, HasSubstr("<meter class=black"));
+}
+
+TEST(TheExporter, AsksNobodyTwiceForPeopleWhoLook) {
+  const SimulatedPrinter printer("laser-mono-toner");
+  const ReservedPort silent;
+  const ExporterProcess exporter(listOf({printer.uri(), silent.uri()}, "laser"));
+  get(exporter.port(), "/");
+  exporter.awaitMetric("npa_exporter_query_duration_seconds_count 2");
+  for (int i = 0; i < 2; ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1100));  // a page made is good for less
+    EXPECT_THAT(get(exporter.port(), "/").body,
+                AllOf(HasSubstr("Black Toner Cartridge"), HasSubstr("it is asked again in 5 h"),
+                      Not(HasSubstr("Being asked"))));
+  }
+  exporter.awaitMetric("npa_exporter_query_duration_seconds_count 2");
 }
 
 TEST(TheExporter, KeepsSlowClientsFromDisturbingOthers) {

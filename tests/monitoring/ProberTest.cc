@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
+#include <utility>
 
 #include "monitoring/Prober.h"
 
@@ -28,6 +30,11 @@ QueryResult silence() { return {Outcome::kUnreachable, std::nullopt, "is not the
 // A prober at a time of the test's choice, and the queries that it would have run.
 class ProberTest : public ::testing::Test {
  protected:
+  explicit ProberTest(Prober::Limits limits = {.minInterval = seconds(30),
+                                               .maxBackoff = minutes(15),
+                                               .queriesAtOnce = 4})
+      : used(limits) {}
+
   struct Running {
     Prober::Assignment query;
     Prober::Clock::time_point begun;
@@ -91,10 +98,11 @@ class ProberTest : public ::testing::Test {
     return std::ranges::count(asked(), target) > 0;
   }
 
+  Prober::Limits used;
   Prober::Clock::time_point now{minutes(100)};
   std::vector<Running> running;
   std::vector<std::string> released;
-  Prober prober{{.minInterval = seconds(30), .maxBackoff = minutes(15), .queriesAtOnce = 4},
+  Prober prober{used,
                 {.begin =
                      [this](const Prober::Assignment& query) {
                        running.push_back({query, now});
@@ -164,6 +172,34 @@ TEST_F(ProberTest, AsksASilentPrinterEverMoreSeldom) {
   ask("a", silence());
   pass(seconds(30));
   EXPECT_TRUE(want("a"));  // from the beginning
+}
+
+// The intervals as they are without options, and a scrape every two minutes.
+class APoliteProber : public ProberTest {
+ protected:
+  APoliteProber() : ProberTest(Prober::Limits()) { use({"a"}); }
+
+  // Hours from the beginning at which the printer was asked, while it answers or not.
+  std::vector<double> hoursAsked(std::chrono::hours span, const std::function<bool()>& answers) {
+    const auto begin = now;
+    std::vector<double> asked;
+    for (; now < begin + span; pass(minutes(2))) {
+      if (!want("a")) continue;
+      asked.push_back(std::chrono::duration<double, std::ratio<3600>>(now - begin).count());
+      end("a", answers() ? success() : silence());
+    }
+    return asked;
+  }
+};
+
+TEST_F(APoliteProber, AsksAPrinterFourTimesADay) {
+  EXPECT_THAT(hoursAsked(std::chrono::hours(24), [] { return true; }), ElementsAre(0, 6, 12, 18));
+}
+
+TEST_F(APoliteProber, TriesOneThatIsOffAtTheTimeOfDayAtWhichItAnswered) {
+  bool isFirst = true;
+  EXPECT_THAT(hoursAsked(std::chrono::hours(100), [&] { return std::exchange(isFirst, false); }),
+              ElementsAre(0, 6, 12, 24, 48, 72, 96));
 }
 
 TEST_F(ProberTest, KeepsTheLastReadingOfAPrinterThatFellSilent) {
