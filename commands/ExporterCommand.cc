@@ -119,6 +119,7 @@ Command exporterCommand() {
           "Addresses:\n"
           "  /                   all printers, for people\n"
           "  /probe?target=...   one printer of the list, for Prometheus\n"
+          "  /ask                POST: has one printer asked at once, for people on the page\n"
           "  /metrics            the exporter itself\n"
           "  /-/healthy          whether it runs\n"
           "\n"

@@ -62,7 +62,8 @@ bool Prober::want(std::string_view target, Urgency urgency, Clock::time_point no
     }
     return true;
   }
-  if (entry.printer.last && now < entry.printer.notBefore) {
+  const bool mayBeAsked = urgency == Urgency::kOnPurpose || now >= entry.printer.notBefore;
+  if (entry.printer.last && !mayBeAsked) {
     if (isCounted) ++mShared;
     return false;
   }

@@ -86,7 +86,8 @@ class Prober {
   [[nodiscard]] std::vector<const Printer*> printers() const;
   [[nodiscard]] const Printer* find(std::string_view target) const;
 
-  enum class Urgency : std::uint8_t { kSomebodyWaits, kInTheBackground };
+  // On purpose: somebody wants a new reading, whenever the last one was.
+  enum class Urgency : std::uint8_t { kOnPurpose, kSomebodyWaits, kInTheBackground };
 
   // Somebody wants to know of a printer in the list. Returns whether there is news to wait for;
   // otherwise what is known already is the answer.

@@ -33,6 +33,16 @@ std::future<HttpAnswer> getLater(int port, const std::string& path) {
   return std::async(std::launch::async, [port, path] { return get(port, path); });
 }
 
+// The token of the page, as its form sends it.
+std::string tokenOf(int port) {
+  const std::string page = get(port, "/").body;
+  const std::string before = "name=\"token\" value=\"";
+  const std::size_t place = page.find(before);
+  if (place == std::string::npos) return {};
+  return page.substr(place + before.size(),
+                     page.find('"', place + before.size()) - place - before.size());
+}
+
 std::size_t linesOf(const std::string& text) {
   return static_cast<std::size_t>(std::ranges::count(text, '\n'));
 }
@@ -357,6 +367,66 @@ TEST(TheExporter, AsksNobodyTwiceForPeopleWhoLook) {
                       Not(HasSubstr("Being asked"))));
   }
   exporter.awaitMetric("npa_exporter_query_duration_seconds_count 2");
+}
+
+TEST(TheExporter, AsksOnPurposeForItsPage) {
+  const SimulatedPrinter printer("laser-mono-toner");
+  const ExporterProcess exporter(listOf({printer.uri()}, "laser"));
+  get(exporter.port(), probeOf(printer.uri()));
+  const std::string form = "token=" + tokenOf(exporter.port()) + "&order=place&find=x%26y&page=2";
+  for (const int count : {2, 3}) {
+    const HttpAnswer answer = post(exporter.port(), "/ask", form + "&target=" + printer.uri());
+    EXPECT_EQ(answer.status, 303);
+    EXPECT_THAT(answer.head, HasSubstr("Location: ./?order=place&find=x%26y&page=2\r\n"));
+    exporter.awaitMetric(fmt::format("npa_exporter_queries_total{{status=\"success\"}} {}", count));
+  }
+  EXPECT_EQ(get(exporter.port(), "/ask").status, 405);
+  EXPECT_THAT(get(exporter.port(), "/ask").head, HasSubstr("Allow: POST\r\n"));
+}
+
+TEST(TheExporter, AsksOnPurposeWithTheTokenOfItsPageOnly) {
+  const SimulatedPrinter printer("laser-mono-toner");
+  const SimulatedPrinter other("laser-mono-toner");
+  const ExporterProcess exporter(listOf({printer.uri()}, "laser"));
+  const int port = exporter.port();
+  const std::string token = tokenOf(port);
+  exporter.awaitMetric("npa_exporter_query_duration_seconds_count 1");  // the page's
+  const std::string target = "target=" + printer.uri();
+  const std::string form = target + "&token=" + token;
+  std::string wrong = token;
+  wrong.back() = wrong.back() == '0' ? '1' : '0';
+  for (const std::string& body : {target, target + "&token=", target + "&token=" + wrong,
+                                  target + "&token=" + wrong + "&token=" + token}) {
+    EXPECT_EQ(post(port, "/ask", body).status, 403) << body;
+  }
+  EXPECT_EQ(post(port, "/ask?" + form, "").status, 403);  // addresses stand in logs of proxies
+  for (const char* header :
+       {"Sec-Fetch-Site: cross-site\r\n", "Origin: http://evil.example\r\n", "Origin: null\r\n"}) {
+    EXPECT_EQ(post(port, "/ask", form, header).status, 403) << header;
+  }
+  EXPECT_EQ(post(port, "/ask", "token=" + token + "&target=" + other.uri()).status, 403);
+  EXPECT_EQ(post(port, "/ask", "token=" + token).status, 400);
+  EXPECT_EQ(post(port, "/ask", form + "&" + target).status, 400);
+  EXPECT_EQ(post(port, "/ask", std::string(8193, 'x')).status, 413);
+  exporter.awaitMetric("npa_exporter_queries_running 0");
+  exporter.awaitMetric("npa_exporter_query_duration_seconds_count 1");
+
+  const std::string own = fmt::format("Origin: http://127.0.0.1:{}\r\n", port);
+  EXPECT_EQ(post(port, "/ask", form, own + "Sec-Fetch-Site: same-origin\r\n").status, 303);
+  exporter.awaitMetric("npa_exporter_query_duration_seconds_count 2");
+}
+
+TEST(TheExporter, TakesAFormInPiecesAndAnotherRequestBehindIt) {
+  const ExporterProcess exporter(listOf({}));
+  const FileDescriptor connection = connectAndSend(
+      exporter.port(), fmt::format("POST /ask HTTP/1.1\r\n{}Content-Length: 9\r\n\r\ntok", kHost));
+  std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  const std::string rest =
+      "en=xyzGET /-/healthy HTTP/1.1\r\nConnection: close\r\n" + std::string(kHost) + "\r\n";
+  ::send(connection.get(), rest.data(), rest.size(), MSG_NOSIGNAL);
+  const HttpAnswer answer = receiveAnswer(connection);
+  EXPECT_EQ(answer.status, 403);
+  EXPECT_THAT(answer.body, AllOf(HasSubstr("load it again"), HasSubstr("The exporter runs.\n")));
 }
 
 TEST(TheExporter, KeepsSlowClientsFromDisturbingOthers) {

@@ -16,6 +16,7 @@ using std::chrono::seconds;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
+constexpr auto kOnPurpose = Prober::Urgency::kOnPurpose;
 constexpr auto kSomebodyWaits = Prober::Urgency::kSomebodyWaits;
 constexpr auto kInTheBackground = Prober::Urgency::kInTheBackground;
 
@@ -200,6 +201,28 @@ TEST_F(APoliteProber, TriesOneThatIsOffAtTheTimeOfDayAtWhichItAnswered) {
   bool isFirst = true;
   EXPECT_THAT(hoursAsked(std::chrono::hours(100), [&] { return std::exchange(isFirst, false); }),
               ElementsAre(0, 6, 12, 24, 48, 72, 96));
+}
+
+TEST_F(ProberTest, AsksOnPurposeWhateverTheInterval) {
+  use({"a"});
+  ask("a", success());
+  EXPECT_FALSE(want("a"));
+  EXPECT_TRUE(want("a", kOnPurpose));
+  EXPECT_TRUE(want("a", kOnPurpose));
+  EXPECT_THAT(asked(), ElementsAre("a"));  // never twice at once
+  end("a", silence());
+  EXPECT_FALSE(want("a"));
+  EXPECT_TRUE(want("a", kOnPurpose));
+  end("a", success());
+  EXPECT_FALSE(want("b", kOnPurpose));
+}
+
+TEST_F(ProberTest, AsksFirstOnPurpose) {
+  use({"a", "b", "c", "d"});
+  wantAll({"a", "b", "c"});
+  want("d", kOnPurpose);
+  end("a", success());
+  EXPECT_THAT(asked(), ElementsAre("b", "d"));
 }
 
 TEST_F(ProberTest, KeepsTheLastReadingOfAPrinterThatFellSilent) {
