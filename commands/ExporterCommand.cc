@@ -34,7 +34,7 @@ struct ExporterOptions {
   std::string listen = "127.0.0.1:9871";
   std::uint32_t minInterval = 6 * 3600;  // seconds, as the next two
   std::uint32_t maxBackoff = 24 * 3600;
-  std::uint32_t deadline = 9;
+  std::uint32_t deadline = 30;
   std::uint32_t queriesAtOnce = 32;
   std::vector<std::string> hosts;
 };
@@ -45,11 +45,10 @@ ExporterSettings settingsFrom(const ExporterOptions& options) {
   settings.limits.minInterval = seconds(options.minInterval);
   settings.limits.maxBackoff = seconds(options.maxBackoff);
   settings.limits.queriesAtOnce = options.queriesAtOnce;
-  settings.deadline = seconds(options.deadline);
+  settings.limits.deadline = seconds(options.deadline);
   settings.hosts = options.hosts;
-  settings.levels = [program = queryProgram(),
-                     deadline = options.deadline](const Prober::Assignment& one) {
-    return levelsForPrograms(program, one.kind, deadline);
+  settings.levels = [program = queryProgram()](const Prober::Assignment& one) {
+    return levelsForPrograms(program, one.kind, static_cast<std::uint32_t>(one.deadline.count()));
   };
   return settings;
 }
@@ -142,7 +141,7 @@ Command exporterCommand() {
                           "longest pause before a printer that does not answer is asked\n"
                           "again; from failure to failure it doubles (86400, a day)"),
                   seconds("--deadline", options->deadline, {1, kHour},
-                          "longest time for a query (9)"),
+                          "longest time for a query (30)"),
                   wholeNumber("--queries-at-once", options->queriesAtOnce, {2, 1024}, "NUMBER",
                               "most queries at once; half of them is kept for printers that\n"
                               "answer quickly (32)")},

@@ -42,7 +42,7 @@ class Exporter::Parts {
         mNextLook(mContext),
         mFile(std::move(file)),
         mMetrics(MOXSUPPLY_VERSION),
-        mQueries(mContext, settings.levels, settings.deadline,
+        mQueries(mContext, settings.levels,
                  [this](Prober::Id id, QueryResult result) {
                    mProber.ended(id, std::move(result), Clock::now());
                    moveOn();
@@ -53,7 +53,7 @@ class Exporter::Parts {
                  .answered = [this](const Prober::Printer& printer) { noteEnd(printer); },
                  .released = [this](const std::string& target) { mServer.wake(target); }}),
         mAddress(addressOf(listener.get())),
-        mSite(mProber, mMetrics, HostNames(mAddress, settings.hosts), settings.deadline),
+        mSite(mProber, mMetrics, HostNames(mAddress, settings.hosts), settings.limits.deadline),
         mServer(
             mContext, std::move(listener), settings.mostConnections,
             [this](const HttpRequest& request, Clock::time_point arrived, bool isLast) {

@@ -26,9 +26,8 @@ class LevelQueries {
   // printer's URI in its environment, as DEVICE_URI: others see arguments, and passwords in them.
   using CommandFor = std::function<std::vector<std::string>(const Prober::Assignment&)>;
 
-  // `deadline`: of each query; a process that has not ended a second later is killed.
-  LevelQueries(boost::asio::io_context& context, CommandFor commandFor,
-               std::chrono::seconds deadline, OnEnd onEnd);
+  // A process that has not ended a second after its deadline is killed.
+  LevelQueries(boost::asio::io_context& context, CommandFor commandFor, OnEnd onEnd);
 
   // Kills those that still run.
   ~LevelQueries();
@@ -49,7 +48,6 @@ class LevelQueries {
 
   boost::asio::io_context& mContext;
   CommandFor mCommandFor;
-  std::chrono::seconds mDeadline;
   OnEnd mOnEnd;
   std::map<Prober::Id, std::shared_ptr<Running>> mRunning;
 };

@@ -5,6 +5,17 @@
 
 namespace moxsupply {
 
+namespace {
+
+// Whether what went wrong may come of another printer standing there now. One that is switched off,
+// or busy, is still the same.
+bool mayBeOfAnotherKind(Outcome outcome) {
+  return outcome == Outcome::kNothingReceived || outcome == Outcome::kUndecodable ||
+         outcome == Outcome::kDeadline;
+}
+
+}  // namespace
+
 void Prober::setList(PrinterList list) {
   std::map<std::string, Id, std::less<>> ids;
   mOrder.clear();
@@ -83,13 +94,22 @@ void Prober::dequeue(Entry& entry) {
   entry.place.reset();
 }
 
+bool Prober::deservesPatience(const Entry& entry, Clock::time_point now) {
+  const bool isOnPurpose = entry.place && entry.place->urgency == Urgency::kOnPurpose;
+  return entry.printer.reading || isOnPurpose || !entry.lastPatient ||
+         now - *entry.lastPatient >= kPatientEvery;
+}
+
 void Prober::begin(Id id, Entry& entry, Clock::time_point now) {
+  entry.isPatient = deservesPatience(entry, now);
   dequeue(entry);
   entry.begun = now;
   entry.askedAs = entry.printer.listed.kind ? entry.printer.listed.kind : entry.printer.kind;
   ++mRunning.at(entry.lane);
   if (entry.lane == kFast) mFastOnes[now].insert(id);
-  mHooks.begin({id, entry.printer.listed.uri, entry.askedAs});
+  const auto deadline =
+      entry.isPatient ? mLimits.deadline : std::min(mLimits.deadline, kShortDeadline);
+  mHooks.begin({id, entry.printer.listed.uri, entry.askedAs, deadline});
 }
 
 void Prober::leaveRunning(Id id, Entry& entry) {
@@ -110,6 +130,7 @@ void Prober::ended(Id id, QueryResult result, Clock::time_point now) {
   const auto begun = *entry.begun;
   leaveRunning(id, entry);
   printer.isPending = false;
+  if (entry.isPatient) entry.lastPatient = begun;
 
   const auto duration = std::chrono::round<std::chrono::milliseconds>(now - begun);
   if (result.hasSucceeded()) {
@@ -123,7 +144,7 @@ void Prober::ended(Id id, QueryResult result, Clock::time_point now) {
   } else {
     ++printer.failures;
     printer.notBefore = now + backoff(printer.failures);
-    printer.kind.reset();
+    if (mayBeOfAnotherKind(result.outcome)) printer.kind.reset();
   }
   printer.last = {std::move(result), duration, now};
   mHooks.answered(printer);

@@ -34,17 +34,24 @@ class Prober {
   struct Limits {
     std::chrono::milliseconds minInterval = std::chrono::hours(6);  // from query to query
     std::chrono::milliseconds maxBackoff = std::chrono::hours(24);
-    std::size_t queriesAtOnce = 32;  // at least 2
+    std::size_t queriesAtOnce = 32;     // at least 2
+    std::chrono::seconds deadline{30};  // of a query
   };
 
   // A query that takes longer is a slow one.
   static constexpr std::chrono::milliseconds kSlow = std::chrono::seconds(1);
+
+  // What a printer has that has never answered, but for once a day and on purpose: most of these
+  // are not there, and need not be waited for as long as for one that wakes up slowly.
+  static constexpr std::chrono::seconds kShortDeadline = std::chrono::seconds(9);
+  static constexpr std::chrono::hours kPatientEvery{24};
 
   // A query to begin.
   struct Assignment {
     Id id;
     std::string uri;
     std::optional<PrinterKind> kind;  // none: it is to be found out
+    std::chrono::seconds deadline;
   };
 
   // What was the last attempt to read a printer.
@@ -67,7 +74,7 @@ class Prober {
     std::uint32_t failures = 0;       // since then
     Clock::time_point notBefore;      // when it may be asked again; the beginning of time at first
     bool isPending = false;           // it is being asked, or waits for that
-    std::optional<PrinterKind> kind;  // once found out, and as long as it answers
+    std::optional<PrinterKind> kind;  // once found out, until it does not answer to that
   };
 
   struct Hooks {
@@ -130,6 +137,8 @@ class Prober {
     std::optional<PrinterKind> askedAs;  // of the query that runs
     std::optional<Place> place;
     std::optional<Clock::time_point> begun;
+    bool isPatient = false;  // the query that runs has the whole deadline
+    std::optional<Clock::time_point> lastPatient;
     Lane lane = kFast;
   };
 
@@ -137,6 +146,7 @@ class Prober {
   void enqueue(Id id, Entry& entry, Urgency urgency);
   void dequeue(Entry& entry);
   void begin(Id id, Entry& entry, Clock::time_point now);
+  [[nodiscard]] static bool deservesPatience(const Entry& entry, Clock::time_point now);
   void leaveRunning(Id id, Entry& entry);
   void moveSlowOnes(Clock::time_point now);
   void drop(Id id);

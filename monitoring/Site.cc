@@ -124,10 +124,10 @@ HttpServer::Reply Site::probe(const HttpRequest& request, Clock::time_point arri
   }
 
   LastProbe last;
-  if (printer->isPending && isLast) {
-    last = {Outcome::kDeadline, std::chrono::round<milliseconds>(now - arrived)};
-  } else if (printer->last) {
+  if (printer->last) {
     last = {printer->last->result.outcome, printer->last->duration};
+  } else if (isLast) {
+    last = {Outcome::kDeadline, std::chrono::round<milliseconds>(now - arrived)};
   }
   std::optional<AgedSupplies> aged;
   if (printer->reading) {

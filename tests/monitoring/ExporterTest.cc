@@ -231,6 +231,31 @@ TEST(TheExporter, AnswersBeforeItsClientGivesUp) {
   EXPECT_NEAR(odd.time.count(), 0.2, 0.2);
 }
 
+TEST(TheExporter, AnswersFromTheLastReadingWhileAPrinterTakesItsTime) {
+  const ReservedPort port;
+  const std::string model = MOXSUPPLY_MODELS "/laser-mono-toner.json";
+  const ExporterProcess exporter(listOf({port.uri()}, "laser"),
+                                 {"--min-interval=1", "--max-backoff=1", "--deadline=3"});
+  {
+    const SimulatedPrinter printer(port, simulator::readModelFile(model).value());
+    EXPECT_THAT(get(exporter.port(), probeOf(port.uri())).body, HasSubstr("npa_probe_success 1\n"));
+  }
+  const SimulatedPrinter printer(port, simulator::readModelFile(model).value(), silence());
+  std::this_thread::sleep_for(std::chrono::milliseconds(1100));
+  const HttpAnswer answer =
+      get(exporter.port(), probeOf(port.uri()), "X-Prometheus-Scrape-Timeout-Seconds: 1\r\n");
+  EXPECT_NEAR(answer.time.count(), 0.5, 0.3);
+  EXPECT_THAT(answer.body,
+              AllOf(HasSubstr("npa_supply_level_ratio{supply=\"1\"} 0.73\n"),
+                    HasSubstr("npa_reading_age_seconds 1"),
+                    HasSubstr("npa_probe_success 1\n")));  // that of the attempt before
+  exporter.awaitMetric("npa_exporter_queries_running 1");  // it goes on
+  exporter.awaitMetric("npa_exporter_queries_total{status=\"deadline\"} 1");
+  EXPECT_THAT(get(exporter.port(), probeOf(port.uri())).body,
+              AllOf(HasSubstr("npa_supply_level_ratio{supply=\"1\"} 0.73\n"),
+                    HasSubstr("npa_probe_success 0\n")));
+}
+
 TEST(TheExporter, EndsAQueryAtItsDeadline) {
   const SimulatedPrinter printer("laser-mono-toner", {"silent"});
   const ExporterProcess exporter(listOf({printer.uri()}, "laser"), {"--deadline=2"});

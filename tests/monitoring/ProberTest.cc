@@ -343,10 +343,85 @@ TEST_F(ProberTest, RemembersTheTypeThatItFound) {
   want("a");
   EXPECT_EQ(running.at(0).query.kind, PrinterKind::kInkjet);
   EXPECT_EQ(prober.nextMove(), now + seconds(1));  // in the fast lane: only finding out took long
-  end("a", silence());
+  end("a", silence());                             // it is switched off
   pass(minutes(1));
   want("a");
-  EXPECT_EQ(running.at(0).query.kind, std::nullopt);  // another may stand there now
+  EXPECT_EQ(running.at(0).query.kind, PrinterKind::kInkjet);
+  end("a", success(PrinterKind::kInkjet));
+  for (const Outcome outcome :
+       {Outcome::kNothingReceived, Outcome::kUndecodable, Outcome::kDeadline}) {
+    pass(minutes(1));
+    ask("a", success(PrinterKind::kInkjet));
+    pass(minutes(1));
+    ask("a", {outcome, std::nullopt, "is of another kind", {}});
+    EXPECT_EQ(prober.find("a")->kind, std::nullopt);  // another may stand there now
+  }
+}
+
+TEST_F(ProberTest, HasPatienceWithThoseThatHaveAnswered) {
+  use({"a"});
+  ask("a", success());
+  for (int i = 0; i < 3; ++i) {
+    pass(minutes(20));
+    ASSERT_TRUE(want("a"));
+    EXPECT_EQ(running.at(0).query.deadline, seconds(30));
+    end("a", silence());
+  }
+}
+
+TEST_F(ProberTest, HasPatienceWithOthersOnceADay) {
+  use({"dead"});
+  std::vector<std::pair<double, long>> asked;  // at which hour, with which deadline
+  for (const auto begin = now; now < begin + std::chrono::hours(49); pass(minutes(20))) {
+    ASSERT_TRUE(want("dead"));
+    const auto deadline = running.at(0).query.deadline.count();
+    if (deadline != 9) asked.emplace_back((now - begin) / std::chrono::hours(1), deadline);
+    end("dead", silence());
+  }
+  EXPECT_THAT(asked, ElementsAre(std::pair(0, 30), std::pair(24, 30), std::pair(48, 30)));
+}
+
+TEST_F(ProberTest, HasPatienceOnPurpose) {
+  use({"dead"});
+  ask("dead", silence());
+  pass(minutes(20));
+  ASSERT_TRUE(want("dead"));
+  EXPECT_EQ(running.at(0).query.deadline, seconds(9));
+  end("dead", silence());
+  ASSERT_TRUE(want("dead", kOnPurpose));
+  EXPECT_EQ(running.at(0).query.deadline, seconds(30));
+}
+
+// It is begun anew in the slow lane, and has not had its patience yet.
+TEST_F(ProberTest, HasPatienceAlsoWithThoseThatAreMovedBetweenTheLanes) {
+  const auto silent = printers("silent", 5);
+  use(silent);
+  wantAll(silent);
+  pass(seconds(1));
+  pass(seconds(1));  // no room in the slow lane: silent3 waits there
+  ASSERT_FALSE(isAsked("silent3"));
+  end("silent0", silence());
+  end("silent1", silence());
+  ASSERT_TRUE(isAsked("silent3"));
+  for (const Running& one : running) EXPECT_EQ(one.query.deadline, seconds(30)) << one.query.uri;
+}
+
+TEST_F(ProberTest, HasNoMorePatienceThanItIsTold) {
+  Prober hasty({.deadline = seconds(5)}, {.begin =
+                                              [this](const Prober::Assignment& query) {
+                                                running.push_back({query, now});
+                                              },
+                                          .stop = [](Prober::Id) {},
+                                          .answered = [](const Prober::Printer&) {},
+                                          .released = [](const std::string&) {}});
+  hasty.setList(listOf({"a"}));
+  for (int i = 0; i < 2; ++i) {
+    hasty.want("a", kSomebodyWaits, now);
+    hasty.proceed(now);
+    EXPECT_EQ(running.back().query.deadline, seconds(5));
+    hasty.ended(running.back().query.id, silence(), now);
+    now += std::chrono::hours(12);
+  }
 }
 
 TEST_F(ProberTest, TakesTheTypeOfTheList) {
