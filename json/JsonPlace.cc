@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <charconv>
 
-#include "json/AsciiJson.h"
+#include "json/JsonDocument.h"
 #include "json/JsonMistake.h"
 #include "text/ShortQuote.h"
 
@@ -20,7 +20,7 @@ std::string shown(const json& value) {
   if (value.is_object()) return "an object";
   if (value.is_array()) return "a list";
   constexpr std::size_t kLongest = 60;
-  const std::string text = asciiJson(value);
+  const std::string text = documentAsJson(value);
   return text.size() > kLongest ? text.substr(0, kLongest) + "..." : text;
 }
 
@@ -73,6 +73,13 @@ std::vector<JsonPlace> JsonPlace::elements() const {
     places.push_back(JsonPlace(value, mPointer / places.size()));
   }
   return places;
+}
+
+std::vector<std::string> JsonPlace::keys() const {
+  if (!mValue->is_object()) expected("an object");
+  std::vector<std::string> keys;
+  for (const auto& [key, value] : mValue->items()) keys.push_back(key);
+  return keys;
 }
 
 std::uint32_t JsonPlace::number(std::uint32_t least, std::uint32_t most) const {

@@ -28,14 +28,18 @@ class JsonPlace {
   // The values of an array.
   [[nodiscard]] std::vector<JsonPlace> elements() const;
 
+  // The keys of an object.
+  [[nodiscard]] std::vector<std::string> keys() const;
+
   [[nodiscard]] std::uint32_t number(std::uint32_t least, std::uint32_t most) const;
   [[nodiscard]] bool truth() const;
   [[nodiscard]] std::string text(std::size_t longest = std::string::npos) const;
   [[nodiscard]] std::vector<std::uint8_t> hex(
       std::size_t longest) const;  // pairs of hex digits in a text
 
-  [[nodiscard]] bool isNumber() const { return mValue->is_number(); }
+  [[nodiscard]] bool isNumber() const { return mValue->is_number() || mValue->is_binary(); }
   [[nodiscard]] bool isText() const { return mValue->is_string(); }
+  [[nodiscard]] bool isNull() const { return mValue->is_null(); }
   [[nodiscard]] bool isObject() const { return mValue->is_object(); }
 
   // Throws the mistake. `what` goes on after "expected ".

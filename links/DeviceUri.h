@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "text/Problem.h"
+#include "text/ShownUri.h"
 
 namespace moxsupply {
 
@@ -40,10 +41,6 @@ bool looksLikeDeviceUri(std::string_view text);
 // Whether `text` is a host for which people leave the rest of a URI out: an address (an IPv6 one in
 // brackets) or a name with a dot, each with or without :PORT.
 bool looksLikeHost(std::string_view text);
-
-// A device URI, or a host, without the user and the password that may stand before it: for all that
-// is shown, written down or seen by others.
-std::string shownUri(std::string_view uri);
 
 // Takes a device URI apart.
 [[nodiscard]] Result<DeviceUri> parseDeviceUri(const std::string& text);
