@@ -12,6 +12,7 @@
 
 #include "commands/LevelsCommand.h"
 #include "commands/ListenAddress.h"
+#include "commands/QueueLevelsCommand.h"
 #include "monitoring/Exporter.h"
 #include "system/Listener.h"
 
@@ -23,10 +24,16 @@ namespace fs = std::filesystem;
 
 constexpr std::string_view kCommand = "exporter";
 
-// `moxsupply`, found from where this program is.
-std::string queryProgram() {
+// How one target is asked: a printer by `moxsupply`, found from where this program is, and a print
+// queue by this program.
+LevelQueries::CommandFor queries() {
   const fs::path self = fs::read_symlink("/proc/self/exe");
-  return (self.parent_path() / PROGRAMS_FROM_MONITORING / "moxsupply").lexically_normal();
+  const fs::path moxsupply = self.parent_path() / PROGRAMS_FROM_MONITORING / "moxsupply";
+  return [self = self.string(),
+          moxsupply = moxsupply.lexically_normal().string()](const Prober::Assignment& one) {
+    if (one.isQueue) return queueLevelsForPrograms(self);
+    return levelsForPrograms(moxsupply, one.kind, static_cast<std::uint32_t>(one.deadline.count()));
+  };
 }
 
 struct ExporterOptions {
@@ -47,9 +54,7 @@ ExporterSettings settingsFrom(const ExporterOptions& options) {
   settings.limits.queriesAtOnce = options.queriesAtOnce;
   settings.limits.deadline = seconds(options.deadline);
   settings.hosts = options.hosts;
-  settings.levels = [program = queryProgram()](const Prober::Assignment& one) {
-    return levelsForPrograms(program, one.kind, static_cast<std::uint32_t>(one.deadline.count()));
-  };
+  settings.queries = queries();
   return settings;
 }
 
@@ -109,8 +114,9 @@ Command exporterCommand() {
           "    \"labels\": {\"printer_type\": \"laser\", \"name\": \"Office\", \"place\": \"2nd "
           "floor\"}}]\n"
           "\n"
-          "A target is a device URI as `moxsupply levels` takes it, or a host, or HOST:PORT. The "
-          "labels\n"
+          "A target is a device URI as `moxsupply levels` takes it, a host, or HOST:PORT; or a "
+          "print\n"
+          "queue, ipp://SERVER/printers/NAME, of which the print server is asked. The labels\n"
           "may be left out. printer_type is laser, inkjet or auto, name and place are for people. "
           "The\n"
           "file may be replaced at any time.",

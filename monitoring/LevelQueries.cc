@@ -180,12 +180,13 @@ void LevelQueries::begin(const Prober::Assignment& assignment) {
   };
   asio::co_spawn(
       mContext, ask(running, mCommandFor(assignment), assignment.uri, assignment.deadline + kGrace),
-      [this, id, running, deadline = assignment.deadline](const std::exception_ptr& failed,
-                                                          LevelsEnding ending) {
+      [this, id, running, deadline = assignment.deadline, isQueue = assignment.isQueue](
+          const std::exception_ptr& failed, LevelsEnding ending) {
         if (running->isStopped) return;
         mRunning.erase(id);
         if (failed) ending = {};
-        mOnEnd(id, queryResultOf(ending, deadline));
+        mOnEnd(id, isQueue ? queueResultOf(ending, deadline, std::chrono::system_clock::now())
+                           : queryResultOf(ending, deadline));
       });
 }
 

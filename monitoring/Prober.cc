@@ -109,7 +109,8 @@ void Prober::begin(Id id, Entry& entry, Clock::time_point now) {
   if (entry.lane == kFast) mFastOnes[now].insert(id);
   const auto deadline =
       entry.isPatient ? mLimits.deadline : std::min(mLimits.deadline, kShortDeadline);
-  mHooks.begin({id, entry.printer.listed.uri, entry.askedAs, deadline});
+  mHooks.begin(
+      {id, entry.printer.listed.uri, entry.askedAs, deadline, entry.printer.listed.isQueue});
 }
 
 void Prober::leaveRunning(Id id, Entry& entry) {
@@ -135,15 +136,15 @@ void Prober::ended(Id id, QueryResult result, Clock::time_point now) {
   const auto duration = std::chrono::round<std::chrono::milliseconds>(now - begun);
   if (result.hasSucceeded()) {
     printer.failures = 0;
-    printer.notBefore = begun + mLimits.minInterval;
-    printer.reading = {*result.supplies, now};
+    printer.notBefore = begun + intervalOf(printer);
+    printer.reading = {*result.supplies, now - result.age};
     // To find out what it is takes long once; the next time that is known.
     const bool wasKnown = entry.askedAs.has_value();
     printer.kind = result.supplies->kind;
     entry.isSlow = wasKnown && duration >= kSlow;
   } else {
     ++printer.failures;
-    printer.notBefore = now + backoff(printer.failures);
+    printer.notBefore = now + backoff(printer);
     if (mayBeOfAnotherKind(result.outcome)) printer.kind.reset();
   }
   printer.last = {std::move(result), duration, now};
@@ -153,10 +154,16 @@ void Prober::ended(Id id, QueryResult result, Clock::time_point now) {
 
 // With the intervals as they are, 6, 6, 12 and then 24 hours: a printer that is off for days is
 // tried at the time of day at which it answered last.
-std::chrono::milliseconds Prober::backoff(std::uint32_t failures) const {
-  auto pause = mLimits.minInterval;
-  for (std::uint32_t i = 1; i < failures && pause < mLimits.maxBackoff; ++i) pause *= 2;
-  return std::max(mLimits.minInterval, std::min(pause, mLimits.maxBackoff));
+std::chrono::milliseconds Prober::backoff(const Printer& printer) const {
+  const auto interval = intervalOf(printer);
+  auto pause = interval;
+  for (std::uint32_t i = 1; i < printer.failures && pause < mLimits.maxBackoff; ++i) pause *= 2;
+  return std::max(interval, std::min(pause, mLimits.maxBackoff));
+}
+
+std::chrono::milliseconds Prober::intervalOf(const Printer& printer) const {
+  constexpr std::chrono::milliseconds kOfQueue = kQueueInterval;
+  return printer.listed.isQueue ? std::min(mLimits.minInterval, kOfQueue) : mLimits.minInterval;
 }
 
 void Prober::moveSlowOnes(Clock::time_point now) {

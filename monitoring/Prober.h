@@ -46,12 +46,17 @@ class Prober {
   static constexpr std::chrono::seconds kShortDeadline = std::chrono::seconds(9);
   static constexpr std::chrono::hours kPatientEvery{24};
 
+  // From reading to reading of a print queue, where that is sooner than `minInterval`: its print
+  // server is asked, and no printer.
+  static constexpr std::chrono::minutes kQueueInterval{15};
+
   // A query to begin.
   struct Assignment {
     Id id;
     std::string uri;
     std::optional<PrinterKind> kind;  // none: it is to be found out
     std::chrono::seconds deadline;
+    bool isQueue = false;  // its print server is to be asked
   };
 
   // What was the last attempt to read a printer.
@@ -63,7 +68,7 @@ class Prober {
 
   struct Reading {
     Supplies supplies;
-    Clock::time_point time;
+    Clock::time_point time;  // when the printer told them
   };
 
   // What is known of a printer.
@@ -150,7 +155,8 @@ class Prober {
   void leaveRunning(Id id, Entry& entry);
   void moveSlowOnes(Clock::time_point now);
   void drop(Id id);
-  [[nodiscard]] std::chrono::milliseconds backoff(std::uint32_t failures) const;
+  [[nodiscard]] std::chrono::milliseconds intervalOf(const Printer& printer) const;
+  [[nodiscard]] std::chrono::milliseconds backoff(const Printer& printer) const;
 
   Limits mLimits;
   Hooks mHooks;

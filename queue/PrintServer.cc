@@ -145,9 +145,9 @@ Result<PrintServer> PrintServer::connect() {
 
 Result<PrintQueue> PrintServer::queue(const std::string& name) {
   constexpr std::array kAttributes = {
-      "device-uri",     "printer-type",         "printer-state", "printer-is-accepting-jobs",
-      "marker-names",   "marker-types",         "marker-colors", "marker-levels",
-      "marker-message", "printer-state-reasons"};
+      "device-uri",     "printer-type",       "printer-state",        "printer-is-accepting-jobs",
+      "marker-names",   "marker-types",       "marker-colors",        "marker-levels",
+      "marker-message", "marker-change-time", "printer-state-reasons"};
   Ipp request = requestAbout(name, IPP_OP_GET_PRINTER_ATTRIBUTES);
   askFor(request.get(), kAttributes);
   const Ipp answer(cupsDoRequest(mHttp.get(), request.release(), "/"));
@@ -171,6 +171,9 @@ Result<PrintQueue> PrintServer::queue(const std::string& name) {
   queue.markerColors = textsOf(answer.get(), "marker-colors");
   queue.markerLevels = numbersOf(answer.get(), "marker-levels");
   queue.markerMessage = textOf(answer.get(), "marker-message");
+  if (const int changed = numberOf(answer.get(), "marker-change-time"); changed > 0) {
+    queue.markersChanged = std::chrono::sys_seconds(std::chrono::seconds(changed));
+  }
   return queue;
 }
 

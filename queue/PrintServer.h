@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -25,6 +26,7 @@ struct PrintQueue {
   std::vector<std::string> markerColors;
   std::vector<int> markerLevels;
   std::string markerMessage;
+  std::optional<std::chrono::sys_seconds> markersChanged;  // none: there never were any
 
   [[nodiscard]] bool hasReason(std::string_view reason) const;
 };

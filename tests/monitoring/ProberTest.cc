@@ -430,6 +430,29 @@ TEST_F(ProberTest, TakesTheTypeOfTheList) {
   EXPECT_EQ(running.at(0).query.kind, PrinterKind::kLaser);
 }
 
+TEST_F(APoliteProber, ReadsAQueueOftenerThanAPrinter) {
+  prober.setList({{"a", "a", {}, "a", "", true}});
+  EXPECT_THAT(hoursAsked(std::chrono::hours(1), [] { return true; }),
+              ElementsAre(0, 16 / 60., 32 / 60., 48 / 60.));  // 15 minutes, and the next scrape
+  EXPECT_TRUE(want("a", kOnPurpose));
+  EXPECT_TRUE(running.at(0).query.isQueue);
+}
+
+TEST_F(ProberTest, ReadsAQueueAsOftenAsItIsTold) {
+  prober.setList({{"a", "a", {}, "a", "", true}});
+  ask("a", success());
+  pass(seconds(30));
+  EXPECT_TRUE(want("a"));
+}
+
+TEST_F(ProberTest, TellsSinceWhenTheSuppliesOfAQueueAreSo) {
+  prober.setList({{"a", "a", {}, "a", "", true}});
+  QueryResult result = success();
+  result.age = minutes(50);
+  ask("a", result);
+  EXPECT_EQ(now - prober.find("a")->reading->time, minutes(50));
+}
+
 TEST_F(ProberTest, KeepsWhatItKnowsWhenTheListChanges) {
   use({"a", "b"});
   ask("a", success());
