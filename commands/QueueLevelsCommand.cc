@@ -31,7 +31,9 @@ Reading readingOf(const PrintQueue& queue, const std::string& uri) {
   reading.printer = shownUri(uri);
   std::uint32_t number = 0;
   for (const Supply& supply : suppliesOf(queue).list) {
-    reading.supplies.push_back({supply, ++number, {}, {}});
+    ReadSupply& read = reading.supplies.emplace_back();
+    static_cast<Supply&>(read) = supply;
+    read.number = ++number;
   }
   return reading;
 }

@@ -214,7 +214,7 @@ std::string failureOf(const Printer& printer, Clock::time_point now) {
 // Sends the form of the page, for this printer.
 std::string askButton(const ListedPrinter& listed) {
   return fmt::format(
-      "<button form=ask name=target value=\"{}\" aria-label=\"Ask now: {}\">Ask now</button>",
+      R"(<button form=ask name=target value="{}" aria-label="Ask now: {}">Ask now</button>)",
       escaped(shownUri(listed.target), kWhole), escaped(listed.name, kWhole));
 }
 

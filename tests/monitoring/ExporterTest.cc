@@ -139,7 +139,9 @@ TEST(TheExporter, SaysHowItsAnswersAreToBeTaken) {
     EXPECT_THAT(get(exporter.port(), path).head,
                 AllOf(HasSubstr("X-Content-Type-Options: nosniff\r\n"),
                       HasSubstr("Content-Security-Policy: default-src 'none'; style-src 'self';"),
-                      HasSubstr("Cache-Control: no-store\r\n"), HasSubstr("Connection: close\r\n")))
+                      HasSubstr("Cache-Control: no-store\r\n"), HasSubstr("Connection: close\r\n"),
+                      // or browsers would call the origin of the page's own form "null"
+                      HasSubstr("Referrer-Policy: same-origin\r\n")))
         << path;
   }
 }
