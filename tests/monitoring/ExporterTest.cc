@@ -36,7 +36,7 @@ std::future<HttpAnswer> getLater(int port, const std::string& path) {
 // The token of the page, as its form sends it.
 std::string tokenOf(int port) {
   const std::string page = get(port, "/").body;
-  const std::string before = "name=\"token\" value=\"";
+  const std::string before = R"(name="token" value=")";
   const std::size_t place = page.find(before);
   if (place == std::string::npos) return {};
   return page.substr(place + before.size(),
@@ -426,8 +426,9 @@ TEST(TheExporter, AsksOnPurposeWithTheTokenOfItsPageOnly) {
   const std::string form = target + "&token=" + token;
   std::string wrong = token;
   wrong.back() = wrong.back() == '0' ? '1' : '0';
-  for (const std::string& body : {target, target + "&token=", target + "&token=" + wrong,
-                                  target + "&token=" + wrong + "&token=" + token}) {
+  for (const std::string& given : {std::string(), std::string("&token="), "&token=" + wrong,
+                                   fmt::format("&token={}&token={}", wrong, token)}) {
+    const std::string body = target + given;
     EXPECT_EQ(post(port, "/ask", body).status, 403) << body;
   }
   EXPECT_EQ(post(port, "/ask?" + form, "").status, 403);  // addresses stand in logs of proxies

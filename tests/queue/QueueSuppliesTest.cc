@@ -8,7 +8,7 @@ namespace {
 PrintQueue queueWith(const std::vector<int>& levels) {
   PrintQueue queue;
   for (std::size_t i = 0; i < levels.size(); ++i) {
-    queue.markerNames.push_back(std::string(1, static_cast<char>('a' + i)));
+    queue.markerNames.emplace_back(1, static_cast<char>('a' + i));
   }
   queue.markerLevels = levels;
   return queue;
