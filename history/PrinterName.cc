@@ -1,6 +1,7 @@
 #include "history/PrinterName.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "text/ShownUri.h"
 
@@ -20,13 +21,18 @@ bool isBlankOrControl(char c) {
 
 std::optional<std::string> printerName(std::string_view uri) {
   if (std::ranges::any_of(uri, isBlankOrControl)) return std::nullopt;
-  std::string name = shownUri(uri);
-  const std::size_t colon = name.find(":/");
-  if (colon == std::string::npos) name.insert(0, kSocket);
-  while (name.ends_with('/') && !name.ends_with(":/") && !name.ends_with("://")) name.pop_back();
-  if (name.starts_with(kSocket) && name.ends_with(kPort)) name.resize(name.size() - kPort.size());
-  if (colon == 0 || name.ends_with(":/") || name.ends_with("://")) return std::nullopt;
-  return name;
+  std::string name(uri);
+  if (name.find(":/") == std::string::npos) name.insert(0, kSocket);
+  // A name is its own name: each is taken away until there is no more of it.
+  for (std::string before; before != name;) {
+    before = name;
+    name = shownUri(name);
+    if (name.ends_with('/')) name.pop_back();
+    if (name.starts_with(kSocket) && name.ends_with(kPort)) name.resize(name.size() - kPort.size());
+  }
+  const std::size_t scheme = name.find(":/");
+  const bool namesNothing = scheme == std::string::npos || scheme == 0;
+  return namesNothing ? std::nullopt : std::optional(std::move(name));
 }
 
 }  // namespace moxsupply

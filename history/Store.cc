@@ -462,7 +462,7 @@ Result<> Store::File::forEach(const std::vector<std::int64_t>& readings, const T
   std::vector<Reading> some;
   for (auto id = readings.begin(); id != readings.end();) {
     some.clear();
-    const auto read = guarded([&]() -> Result<> {
+    auto read = guarded([&]() -> Result<> {
       mDatabase.exec("BEGIN");
       for (std::size_t bytes = 0;
            id != readings.end() && some.size() < kReadingsAtOnce && bytes < kAtOnce; ++id) {

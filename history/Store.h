@@ -22,10 +22,10 @@ class Store {
  public:
   // Of a store that is there. Writes nothing, neither into its file nor beside it, so that a file
   // or a folder that is read-only can be read as well.
-  [[nodiscard]] static Result<Store> openToRead(const std::string& path);
+  [[nodiscard]] static Result<Store> openToRead(const std::string& name);
 
   // Makes the store where there is none.
-  [[nodiscard]] static Result<Store> openToWrite(const std::string& path);
+  [[nodiscard]] static Result<Store> openToWrite(const std::string& name);
 
   Store(Store&&) noexcept;
   Store& operator=(Store&&) noexcept;

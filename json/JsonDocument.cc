@@ -57,8 +57,10 @@ class Builder : public nlohmann::json_sax<JsonText> {
 
   bool key(std::string& key) override {
     Open& object = mOpen.back();
+    const auto [member, isNew] = object.place->emplace(key, nullptr);
     object.key = std::move(key);
-    if (object.place->contains(object.key)) refuse("this key stands twice");
+    object.member = &*member;
+    if (!isNew) refuse("this key stands twice");
     return true;
   }
 
@@ -70,7 +72,8 @@ class Builder : public nlohmann::json_sax<JsonText> {
  private:
   struct Open {
     json* place;
-    std::string key;  // of an object: the last one, which the value has that comes next
+    json* member = nullptr;  // of an object: the last one, whose value comes next
+    std::string key = {};    // of that one
   };
 
   static json digits(const std::string& text) { return json::binary({text.begin(), text.end()}); }
@@ -78,7 +81,7 @@ class Builder : public nlohmann::json_sax<JsonText> {
   json* put(json value) {
     if (mOpen.empty()) return &(mDocument = std::move(value));
     const Open& within = mOpen.back();
-    if (within.place->is_object()) return &((*within.place)[within.key] = std::move(value));
+    if (within.place->is_object()) return &(*within.member = std::move(value));
     return &within.place->emplace_back(std::move(value));
   }
 
@@ -92,7 +95,7 @@ class Builder : public nlohmann::json_sax<JsonText> {
     if (mOpen.size() == kMostJsonDepth) {
       refuse(fmt::format("deeper than {} levels, the most that there may be", kMostJsonDepth));
     }
-    mOpen.push_back({put(std::move(value)), {}});
+    mOpen.push_back({put(std::move(value))});
     return true;
   }
 

@@ -43,11 +43,17 @@ std::optional<std::vector<std::uint8_t>> bytesOfHex(std::string_view text) {
 
 }  // namespace
 
+json::json_pointer JsonPlace::pointerTo(const Step* step) {
+  if (step == nullptr) return json::json_pointer();
+  const auto within = pointerTo(step->within.get());
+  return std::visit([&](const auto& what) { return within / what; }, step->what);
+}
+
 void JsonPlace::expectKeys(std::span<const std::string_view> keys) const {
   if (!mValue->is_object()) expected("an object");
   for (const auto& [key, value] : mValue->items()) {
     if (std::ranges::find(keys, key) == keys.end()) {
-      JsonPlace(value, mPointer / key)
+      JsonPlace(value, mStep, key)
           .complain(fmt::format("unknown key; expected one of: {}", fmt::join(keys, ", ")));
     }
   }
@@ -57,7 +63,7 @@ std::optional<JsonPlace> JsonPlace::find(std::string_view key) const {
   if (!mValue->is_object()) expected("an object");
   const auto found = mValue->find(key);
   if (found == mValue->end()) return std::nullopt;
-  return JsonPlace(*found, mPointer / std::string(key));
+  return JsonPlace(*found, mStep, std::string(key));
 }
 
 JsonPlace JsonPlace::at(std::string_view key) const {
@@ -70,7 +76,7 @@ std::vector<JsonPlace> JsonPlace::elements() const {
   if (!mValue->is_array()) expected("a list");
   std::vector<JsonPlace> places;
   for (const json& value : *mValue) {
-    places.push_back(JsonPlace(value, mPointer / places.size()));
+    places.push_back(JsonPlace(value, mStep, places.size()));
   }
   return places;
 }
@@ -114,7 +120,7 @@ void JsonPlace::expected(std::string_view what) const {
 }
 
 void JsonPlace::complain(std::string_view mistake) const {
-  const std::string place = shortQuote(mPointer.to_string());
+  const std::string place = shortQuote(pointerTo(mStep.get()).to_string());
   throw JsonMistake(fmt::format("{}{}{}", place, place.empty() ? "" : ": ", mistake));
 }
 

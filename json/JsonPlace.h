@@ -2,11 +2,14 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <variant>
 #include <vector>
 
 namespace moxsupply {
@@ -49,11 +52,21 @@ class JsonPlace {
   [[noreturn]] void complain(std::string_view mistake) const;
 
  private:
-  JsonPlace(const nlohmann::json& value, nlohmann::json::json_pointer pointer)
-      : mValue(&value), mPointer(std::move(pointer)) {}
+  // A key or an index, and where that stands. Of the many places of a document few are ever named.
+  struct Step {
+    std::shared_ptr<const Step> within;
+    std::variant<std::string, std::size_t> what;
+  };
+
+  JsonPlace(const nlohmann::json& value, std::shared_ptr<const Step> within,
+            std::variant<std::string, std::size_t> what)
+      : mValue(&value),
+        mStep(std::make_shared<const Step>(Step{std::move(within), std::move(what)})) {}
+
+  static nlohmann::json::json_pointer pointerTo(const Step* step);
 
   const nlohmann::json* mValue;
-  nlohmann::json::json_pointer mPointer;
+  std::shared_ptr<const Step> mStep;  // none for the document
 };
 
 // The text as one line that is safe on a terminal: what is not printable ASCII becomes "?".

@@ -24,6 +24,15 @@ TEST(PrinterName, KeepsWhatTellsOnePrinterFromAnother) {
   EXPECT_EQ(printerName("ipp://jane@h/printers/office/"), "ipp://h/printers/office");
 }
 
+TEST(PrinterName, IsItsOwnName) {
+  for (const auto* uri :
+       {"h:9100:9100", "h:9100/:9100/", "socket://a@b:x/c@d", "a@b@c", "h//:9100"}) {
+    const auto name = printerName(uri);
+    ASSERT_TRUE(name) << uri;
+    EXPECT_EQ(printerName(*name), name) << uri;
+  }
+}
+
 TEST(PrinterName, IsNothingForWhatNamesNoPrinter) {
   for (const auto* uri : {"", "/", "socket://", "socket://jane@", "a b", "socket://h\n", ":9100"}) {
     EXPECT_EQ(printerName(uri), std::nullopt) << uri;
