@@ -17,8 +17,7 @@ namespace moxsupply {
 
 namespace {
 
-// The constants are from simulated printers, other ones than those on which it is then measured; a
-// quarter more or less of any of them changes little.
+// The constants are from simulated printers, other ones than those on which it is then measured.
 
 // What was used a month ago counts about a third of what was used today, and what was used a year
 // ago still a little.
