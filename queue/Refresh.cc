@@ -73,6 +73,16 @@ Result<PrintJob> endOf(PrintServer& server, const std::string& queue, const Repo
                  fmt::format("`lpstat -o {}` shows what it is doing.", shellWord(queue)));
 }
 
+// A job that was cancelled is over before its backend is, and until then it stays listed.
+void takeOutOfTheList(PrintServer& server, const std::string& queue, int job) {
+  constexpr int kMostAttempts = 20;
+  constexpr milliseconds kBetween(100);
+  for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
+    if (!server.purgeJob(queue, job) || !server.job(queue, job)) return;
+    std::this_thread::sleep_for(kBetween);
+  }
+}
+
 }  // namespace
 
 Result<PrintJob> report(PrintServer& server, const std::string& queue,
@@ -82,7 +92,7 @@ Result<PrintJob> report(PrintServer& server, const std::string& queue,
   if (!report) return tl::unexpected(report.error());
   auto job = endOf(server, queue, *report, end);
   if (job && job->hasReported && report->isOurs) {
-    static_cast<void>(server.purgeJob(queue, report->id));
+    takeOutOfTheList(server, queue, report->id);
   }
   return job;
 }

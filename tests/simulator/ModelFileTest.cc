@@ -289,7 +289,6 @@ INSTANTIATE_TEST_SUITE_P(
         Mistake{"NotUtf8", "{\"about\": \"\xFF\"}",
                 "file.json:1:12: syntax error while parsing value - invalid string: ill-formed "
                 "UTF-8 byte; last read: '\"?'"},
-        Mistake{"NumberTooLarge", R"({"about": 1e999})", "file.json: a number is too large"},
         Mistake{"KeyTwice", inkjetFile(R"("cartridges": [{}, {"slot": 1, "code": 1, "slot": 2}])"),
                 "file.json: /cartridges/1/slot: this key stands twice"},
         Mistake{"KeyTwiceAtTheTop", inkjetFile(R"("head": [[1], {}], "head": 2)"),
