@@ -101,7 +101,7 @@ _moxsupply_offer_options() {
         --listen --host --min-interval --max-backoff --deadline --queries-at-once --help
       ;;
     refresh) _moxsupply_offer "$current" --all --deadline --color --help ;;
-    enable) _moxsupply_offer "$current" --all --type --timeout --deadline --help ;;
+    enable) _moxsupply_offer "$current" --all --type --no-after-jobs --timeout --deadline --help ;;
     disable) _moxsupply_offer "$current" --all --help ;;
     doctor) _moxsupply_offer "$current" --color --help ;;
     report)
