@@ -1,23 +1,30 @@
 #include "commands/DoctorCommand.h"
 
 #include <cups/cups.h>
+#include <fcntl.h>
 #include <fmt/format.h>
+#include <poll.h>
 
 #include <algorithm>
 #include <chrono>
+#include <cstring>
+#include <list>
 #include <memory>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "commands/PrinterOptions.h"
 #include "commands/Remedies.h"
 #include "links/DeviceUri.h"
 #include "links/ServerFolder.h"
+#include "queue/Diagnosis.h"
 #include "queue/OpenQueue.h"
-#include "queue/QueueChecks.h"
-#include "queue/Refresh.h"
+#include "system/Apart.h"
+#include "text/ProgressLine.h"
 #include "text/TerminalText.h"
 
 namespace moxsupply {
@@ -25,56 +32,205 @@ namespace moxsupply {
 namespace {
 
 constexpr std::string_view kCommand = "doctor";
-constexpr std::chrono::seconds kPatience(60);
 
 struct DoctorOptions {
-  std::string queue;
+  std::vector<std::string> queues;
+  bool all = false;
   Coloring coloring = Coloring::kAuto;
+  std::size_t nameWidth = 0;  // of the column of queues
 };
 
-std::string line(const Finding& finding, bool colored) {
-  const std::string_view mark = finding.isGood ? "ok   " : "FAULT";
-  const std::string_view sequence = finding.isGood ? "\x1B[32m" : "\x1B[31m";
-  std::string text = fmt::format("  {}{}{}  {}\n", colored ? sequence : "", mark,
-                                 colored ? "\x1B[0m" : "", finding.what);
-  const std::string command = commandFor(finding.remedy);
-  for (const std::string& help : {finding.advice, command}) {
+// What is said of a queue in the end, and on which stream.
+struct Verdict {
+  int exitStatus = kExitMisuse;  // the text is a complaint
+  Weight worst = Weight::kGood;
+  std::string text;
+};
+
+std::string commandOf(const Finding& finding) {
+  return finding.command.empty() ? commandFor(finding.remedy) : finding.command;
+}
+
+std::string markOf(const Finding& finding, bool colored) {
+  const std::string_view mark = finding.isGood() ? "ok   " : "FAULT";
+  const std::string_view sequence = finding.isGood() ? "\x1B[32m" : "\x1B[31m";
+  return fmt::format("{}{}{}", colored ? sequence : "", mark, colored ? "\x1B[0m" : "");
+}
+
+std::string paragraphOf(const Finding& finding, bool colored) {
+  std::string text = fmt::format("  {}  {}\n", markOf(finding, colored), finding.what);
+  for (const std::string& help : {finding.advice, commandOf(finding)}) {
     std::istringstream lines(help);
     for (std::string each; std::getline(lines, each);) text += fmt::format("         {}\n", each);
   }
   return text;
 }
 
+std::string allOf(const OpenQueue& open, const std::vector<Finding>& findings, bool colored) {
+  std::string text = fmt::format("{}, {}\n", forTerminal(open.queue.name),
+                                 forTerminal(shownUri(open.queue.deviceUri)));
+  for (const Finding& finding : findings) text += paragraphOf(finding, colored);
+  const auto good = std::ranges::count_if(findings, &Finding::isGood);
+  const auto faults = std::ssize(findings) - good;
+  if (faults == 0) return text + "Nothing is wrong.\n";
+  return text + fmt::format("{} {}.\n", faults, faults == 1 ? "fault" : "faults");
+}
+
+// The worst of it, in a line; where all is well, what was found out last.
+std::string lineOf(const OpenQueue& open, const std::vector<Finding>& findings,
+                   std::size_t nameWidth, bool colored) {
+  const Finding& first = *std::ranges::max_element(findings, {}, &Finding::weight);
+  const Finding& worst = first.isGood() ? findings.back() : first;
+  std::string help = commandOf(worst);
+  if (!help.empty()) {
+    std::ranges::replace(help, '\n', ' ');
+    help = "; run: " + help;
+  }
+  return fmt::format("{}  {:<{}}  {}{}\n", markOf(worst, colored), forTerminal(open.queue.name),
+                     nameWidth, worst.what, help);
+}
+
 // The print server's programs can be looked at only where it runs on this machine.
-bool isOnThisMachine() {
+std::string filterFolder() {
   const std::string_view server = cupsServer();
-  return server.starts_with('/') || server == "localhost" || server == "127.0.0.1" ||
-         server == "::1";
+  const bool isHere =
+      server.starts_with('/') || server == "localhost" || server == "127.0.0.1" || server == "::1";
+  return isHere ? serverFolder() + "/filter" : "";
+}
+
+Verdict examine(const std::string& queue, const DoctorOptions& options, bool colored) {
+  auto open = openQueue(queue);
+  if (!open) {
+    const int exitStatus = open.error().isMisuse ? kExitMisuse : kExitFailed;
+    return {exitStatus, Weight::kNoPrinting, complaint(kCommand, open.error())};
+  }
+  const std::vector<Finding> findings = diagnose(*open, filterFolder());
+  const Weight worst = std::ranges::max(findings, {}, &Finding::weight).weight;
+  return {worst == Weight::kGood ? 0 : kExitFailed, worst,
+          options.all ? lineOf(*open, findings, options.nameWidth, colored)
+                      : allOf(*open, findings, colored)};
+}
+
+// A queue that is being examined in a process of its own.
+struct Examination {
+  std::size_t place;  // among the queues
+  Apart apart;
+  Apart::Clock::time_point end;
+};
+
+std::string written(const Verdict& verdict) {
+  return fmt::format("{}{}{}", verdict.exitStatus, static_cast<int>(verdict.worst), verdict.text);
+}
+
+Verdict readBack(const std::optional<std::string>& text, const std::string& queue) {
+  if (!text || text->size() < 2) {
+    return {kExitFailed, Weight::kNoPrinting,
+            complaint(
+                kCommand,
+                failure(fmt::format("\"{}\" could not be examined", forTerminal(queue))).value())};
+  }
+  return {(*text)[0] - '0', static_cast<Weight>((*text)[1] - '0'), text->substr(2)};
+}
+
+tl::expected<Examination, int> begin(std::size_t place, const std::string& queue,
+                                     const DoctorOptions& options, bool colored) {
+  constexpr std::chrono::minutes kPatience(10);  // longer than a diagnosis ever takes
+  auto apart = Apart::begin([&](const Apart::Finish& finish) {
+    // Several lines that say what is being waited for would mix.
+    const FileDescriptor nowhere(::open("/dev/null", O_WRONLY | O_CLOEXEC));
+    ::dup2(nowhere.get(), STDERR_FILENO);
+    finish(written(examine(queue, options, colored)));
+  });
+  if (!apart) return tl::unexpected(apart.error());
+  return Examination{place, *std::move(apart), Apart::Clock::now() + kPatience};
+}
+
+// Waits until one of them has ended, or a second is over.
+void await(const std::list<Examination>& running) {
+  std::vector<pollfd> results;
+  for (const Examination& one : running) {
+    results.push_back({.fd = one.apart.descriptor(), .events = POLLIN, .revents = 0});
+  }
+  ::poll(results.data(), results.size(), 1000);
+}
+
+bool isOver(const Examination& one) {
+  pollfd result = {.fd = one.apart.descriptor(), .events = POLLIN, .revents = 0};
+  return ::poll(&result, 1, 0) > 0 || Apart::Clock::now() >= one.end;
+}
+
+// Several at once, since a printer that says nothing takes its time.
+std::vector<Verdict> examineEach(const std::vector<std::string>& queues,
+                                 const DoctorOptions& options, bool colored) {
+  constexpr std::size_t kAtOnce = 64;
+  std::vector<Verdict> verdicts(queues.size());
+  std::list<Examination> running;
+  ProgressLine progress;
+  std::size_t done = 0;
+  for (std::size_t next = 0; next < queues.size() || !running.empty();) {
+    if (next < queues.size() && running.size() < kAtOnce) {
+      auto examination = begin(next, queues[next], options, colored);
+      if (examination) running.push_back(*std::move(examination));
+      if (!examination && running.empty()) {
+        verdicts[next] = readBack(std::nullopt, queues[next]);
+        ++done;
+      }
+      if (examination || running.empty()) {
+        ++next;
+        continue;
+      }
+    }
+    progress.waitingFor(fmt::format("{} of {} queues are examined", done, queues.size()));
+    progress.refresh();
+    await(running);
+    for (auto one = running.begin(); one != running.end();) {
+      if (!isOver(*one)) {
+        ++one;
+        continue;
+      }
+      verdicts[one->place] = readBack(one->apart.resultBy(one->end), queues[one->place]);
+      ++done;
+      one = running.erase(one);
+    }
+  }
+  return verdicts;
+}
+
+// Returns the exit status.
+int tell(const std::vector<Verdict>& verdicts) {
+  int exitStatus = 0;
+  for (const Verdict& verdict : verdicts) {
+    const bool isComplaint = verdict.text.starts_with("moxsupply ");
+    const int printed = print(kCommand, verdict.text, isComplaint ? STDERR_FILENO : STDOUT_FILENO);
+    exitStatus = std::max({exitStatus, printed, verdict.exitStatus});
+  }
+  return exitStatus;
+}
+
+int examineAll(DoctorOptions options, bool colored) {
+  constexpr std::size_t kWidest = 24;
+  auto names =
+      PrintServer::connect().and_then([](PrintServer&& server) { return server.queues(); });
+  if (!names) return complain(kCommand, names.error());
+  std::ranges::sort(*names);
+  for (const std::string& name : *names) {
+    options.nameWidth = std::max(options.nameWidth, std::min(forTerminal(name).size(), kWidest));
+  }
+  auto verdicts = examineEach(*names, options, colored);
+  std::ranges::stable_sort(verdicts, std::ranges::greater(), &Verdict::worst);
+  return tell(verdicts);
 }
 
 int runDoctor(const DoctorOptions& options) {
-  auto open = openQueue(options.queue);
-  if (!open) return complain(kCommand, open.error());
-
-  std::vector<Finding> findings = checkQueue(*open);
-  if (isOnThisMachine()) findings.push_back(checkFilterProgram(serverFolder() + "/filter"));
-  std::string text = fmt::format("{}, {}\n", forTerminal(open->queue.name),
-                                 forTerminal(shownUri(open->queue.deviceUri)));
   const bool colored = wantsColor(options.coloring);
-  for (const Finding& finding : findings) text += line(finding, colored);
-  if (const int exitStatus = print(kCommand, text); exitStatus != 0) return exitStatus;
+  if (options.all) return examineAll(options, colored);
+  if (options.queues.size() == 1) return tell({examine(options.queues[0], options, colored)});
+  return tell(examineEach(options.queues, options, colored));
+}
 
-  if (std::ranges::all_of(findings, &Finding::isGood)) {
-    findings.push_back(checkReport(refresh(open->server, open->queue.name, kPatience)));
-    const int exitStatus = print(kCommand, line(findings.back(), colored));
-    if (exitStatus != 0) return exitStatus;
-  }
-  const auto faults = std::ranges::count(findings, false, &Finding::isGood);
-  const int exitStatus = print(
-      kCommand, faults == 0 ? "Nothing is wrong.\n"
-                            : fmt::format("{} {}.\n", faults, faults == 1 ? "fault" : "faults"));
-  if (exitStatus != 0) return exitStatus;
-  return faults == 0 ? 0 : kExitFailed;
+Result<> agree(const DoctorOptions& options) {
+  if (options.all != options.queues.empty()) return misuse("name queues, or give --all");
+  return {};
 }
 
 }  // namespace
@@ -83,17 +239,25 @@ Command doctorCommand() {
   const auto options = std::make_shared<DoctorOptions>();
   return {
       .name = kCommand,
-      .usage = "moxsupply doctor QUEUE [--color auto|always|never]",
+      .usage =
+          "moxsupply doctor QUEUE... [--color auto|always|never]\n"
+          "       moxsupply doctor --all [--color auto|always|never]",
       .about =
           "Find out why a print queue shows no supply levels.\n"
           "\n"
-          "Goes through what can be wrong between the queue and its printer, names each fault and "
-          "the\n"
-          "command that mends it. Changes nothing. Where all is set up rightly, it has the queue "
-          "report\n"
-          "once (`moxsupply refresh`), to see whether the printer answers.",
-      .footer = "Exit status: 0 nothing is wrong; 1 faults were found; 2 no such queue.\n",
-      .options = {queueArgument(options->queue), coloring(options->coloring)},
+          "Goes through what can be wrong between the queue and its printer, asks the printer "
+          "directly\n"
+          "and through the queue, names each fault and the command that mends it. Changes "
+          "nothing. With\n"
+          "--all: every queue of the print server, a line each, the worst first.",
+      .footer =
+          "Exit status: 0 there is nothing to mend; 1 there is a fault; 2 the arguments are wrong, "
+          "or\n"
+          "there is no such queue.\n",
+      .options = {texts("QUEUE", options->queues, " ", "names of print queues"),
+                  flag("--all", options->all, "all queues of the print server"),
+                  coloring(options->coloring)},
+      .agree = [options] { return agree(*options); },
       .run = [options] { return runDoctor(*options); },
   };
 }

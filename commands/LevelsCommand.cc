@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <clocale>
 #include <cstring>
 #include <deque>
 #include <memory>
@@ -14,6 +15,7 @@
 #include <string_view>
 #include <utility>
 
+#include "history/Reading.h"
 #include "links/DeviceUri.h"
 #include "links/Recording.h"
 #include "renderings/ReportJson.h"
@@ -29,7 +31,7 @@ namespace moxsupply {
 
 namespace {
 
-enum class Format : std::uint8_t { kTable, kJson, kOpenMetrics };
+enum class Format : std::uint8_t { kTable, kJson, kReading, kOpenMetrics };
 
 struct LevelsOptions {
   std::vector<std::string> printers;
@@ -50,10 +52,21 @@ std::string title(const Supplies& supplies) {
   return fmt::format("Inkjet printer, {} print head, {}\n\n", forTerminal(supplies.head), count);
 }
 
+// The answer as it is remembered. What a failed query left is none.
+std::string asReading(const PrinterAnswer& answer, const SupplyRequest& request) {
+  if (answer.report.status != Status::kSuccess) return {};
+  const auto now = std::chrono::system_clock::now();
+  const auto reading = readingOf(request.uri.text, suppliesIn(answer),
+                                 std::chrono::floor<std::chrono::milliseconds>(now));
+  return reading ? reading->json + '\n' : "";
+}
+
 // What a failed query left is shown too.
-std::string rendered(const PrinterAnswer& answer, const LevelsOptions& options) {
+std::string rendered(const PrinterAnswer& answer, const SupplyRequest& request,
+                     const LevelsOptions& options) {
   const Report& report = answer.report;
   if (options.format == Format::kJson) return reportAsJson(report);
+  if (options.format == Format::kReading) return asReading(answer, request);
   const Supplies supplies = suppliesIn(answer);
   if (report.status != Status::kSuccess && supplies.list.empty()) return {};
   std::string text =
@@ -62,9 +75,13 @@ std::string rendered(const PrinterAnswer& answer, const LevelsOptions& options) 
   return text;
 }
 
+bool wantsIdentities(const LevelsOptions& options) {
+  return options.details || options.format == Format::kReading;
+}
+
 // Shows the answer as it was asked for, and then why it failed.
 int show(const PrinterAnswer& answer, const SupplyRequest& request, const LevelsOptions& options) {
-  const int exitStatus = print(kCommand, rendered(answer, options));
+  const int exitStatus = print(kCommand, rendered(answer, request, options));
   if (exitStatus != 0 || answer.report.status == Status::kSuccess) return exitStatus;
   return complain(kCommand, whyNoSupplies(answer, request));
 }
@@ -102,7 +119,7 @@ int runLevels(const LevelsOptions& options) {
   const auto recording = startRecording(options);
   if (!recording) return complain(kCommand, recording.error());
 
-  request->wantsIdentities = options.details;
+  request->wantsIdentities = wantsIdentities(options);
   const auto answer = askForSupplies(*request, onDeadline, recording->get());
   if (!answer) return complain(kCommand, answer.error());
   const int exitStatus = show(*answer, *request, options);
@@ -136,7 +153,7 @@ std::string nothingFrom(const LevelsOptions& options) {
 }
 
 std::string headed(const std::string& text, const LevelsOptions& options) {
-  if (options.format == Format::kJson || text.empty()) return text;
+  if (options.format != Format::kTable || text.empty()) return text;
   return fmt::format("{}: {}", forTerminal(shownUri(options.printer.printer)), text);
 }
 
@@ -147,10 +164,10 @@ Part askOneOfSeveral(const LevelsOptions& options, const OnDeadline& onDeadline)
   };
   auto request = supplyRequest(options.printer, onDeadline);
   if (!request) return failed(request.error());
-  request->wantsIdentities = options.details;
+  request->wantsIdentities = wantsIdentities(options);
   const auto answer = askForSupplies(*request, onDeadline);
   if (!answer) return failed(answer.error());
-  const std::string output = headed(rendered(*answer, options), options);
+  const std::string output = headed(rendered(*answer, *request, options), options);
   if (answer->report.status == Status::kSuccess) return {0, output, {}};
   return {kExitFailed, output, complaint(kCommand, whyNoSupplies(*answer, *request))};
 }
@@ -240,7 +257,7 @@ Result<> agree(const LevelsOptions& options) {
   }
   if (options.redact && options.record.empty()) return misuse("--redact requires --record");
   if (!options.record.empty() && options.format == Format::kOpenMetrics) {
-    return misuse("--record: goes with the formats table and json");
+    return misuse("--record: goes with the formats table, json and reading");
   }
   return {};
 }
@@ -265,7 +282,7 @@ Command levelsCommand(LevelsAsMetrics asMetrics) {
       .name = kCommand,
       .usage =
           "moxsupply levels [PRINTER...] [--type auto|laser|inkjet]\n"
-          "                        [--format table|json|openmetrics] [--details]\n"
+          "                        [--format table|json|reading|openmetrics] [--details]\n"
           "                        [--timeout SECONDS] [--deadline SECONDS] [--backend]\n"
           "                        [--color auto|always|never] [--record FILE [--redact]]",
       .about =
@@ -305,9 +322,11 @@ Command levelsCommand(LevelsAsMetrics asMetrics) {
                   choice<Format>("--format", options->format,
                                  {{"table", Format::kTable},
                                   {"json", Format::kJson},
+                                  {"reading", Format::kReading},
                                   {"openmetrics", Format::kOpenMetrics}},
                                  "FORMAT",
-                                 "table; json as `moxsupply report`; openmetrics (table)"),
+                                 "table; json as `moxsupply report`; reading for\n"
+                                 "`moxsupply history`; openmetrics (table)"),
                   flag("--details", options->details,
                        "show part numbers, serial numbers and pages of cartridges, too"),
                   readTimeout(printer), deadline(printer),
@@ -318,6 +337,8 @@ Command levelsCommand(LevelsAsMetrics asMetrics) {
       .agree = [options] { return agree(*options); },
       .run =
           [options, asMetrics = std::move(asMetrics)] {
+            // What is remembered is compared, in whatever language a user reads.
+            if (options->format == Format::kReading) std::setlocale(LC_MESSAGES, "C");
             if (options->printers.size() > 1) return runSeveral(*options);
             options->printer.printer = options->printers.front();
             if (options->format == Format::kOpenMetrics) return asMetrics(options->printer);

@@ -94,7 +94,7 @@ Option deadline(PrinterOptions& options) {
 
 std::string_view typedKind(std::optional<PrinterKind> kind) {
   if (!kind) return "auto";
-  return *kind == PrinterKind::kLaser ? "laser" : "inkjet";
+  return typedKind(*kind);
 }
 
 Result<SupplyRequest> supplyRequest(const PrinterOptions& options, const OnDeadline& onDeadline) {

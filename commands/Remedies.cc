@@ -6,15 +6,38 @@
 
 namespace moxsupply {
 
+namespace {
+
+std::string enableCommand(const Remedy& remedy, std::string_view type) {
+  std::string command =
+      fmt::format("sudo moxsupply enable {} --type {}", shellWord(remedy.subject), type);
+  if (remedy.timeout != 0) command += fmt::format(" --timeout {}", remedy.timeout);
+  if (remedy.deadline != 0) command += fmt::format(" --deadline {}", remedy.deadline);
+  return command;
+}
+
+// Anyone may ask over a connection; most CUPS backends only root may run.
+std::string levelsCommand(const Remedy& remedy, std::string_view options) {
+  const bool isForAnyone = remedy.subject.starts_with("socket:");
+  const std::string type = remedy.type.empty() ? "" : fmt::format(" --type {}", remedy.type);
+  return fmt::format("{}moxsupply levels {}{} {}", isForAnyone ? "" : "sudo ",
+                     shellWord(remedy.subject), type, options);
+}
+
+}  // namespace
+
 std::string commandFor(const Remedy& remedy) {
   switch (remedy.kind) {
     case Remedy::Kind::kEnableQueue:
-      return fmt::format(
-          "moxsupply enable {0} --type laser\nor, for an inkjet printer: moxsupply enable {0} "
-          "--type inkjet",
-          shellWord(remedy.subject));
+      if (!remedy.type.empty()) return enableCommand(remedy, remedy.type);
+      return fmt::format("{}\nor, for an inkjet printer: {}", enableCommand(remedy, "laser"),
+                         enableCommand(remedy, "inkjet"));
     case Remedy::Kind::kExamineQueue:
       return fmt::format("moxsupply doctor {}", shellWord(remedy.subject));
+    case Remedy::Kind::kAskPatiently:
+      return levelsCommand(remedy, "--timeout 15 --deadline 180");
+    case Remedy::Kind::kRecordPrinter:
+      return levelsCommand(remedy, "--record printer.transcript --redact");
     case Remedy::Kind::kNone:
     case Remedy::Kind::kLongerDeadline:
       break;
@@ -31,8 +54,8 @@ std::string helpFor(const Problem& problem) {
   if (problem.remedy.kind == Remedy::Kind::kLongerDeadline) {
     add("--deadline SECONDS gives it longer.");
   }
-  if (const std::string command = commandFor(problem.remedy); !command.empty()) {
-    add(fmt::format("Run: {}", command));
+  for (const std::string& command : {problem.command, commandFor(problem.remedy)}) {
+    if (!command.empty()) add(fmt::format("Run: {}", command));
   }
   return help;
 }

@@ -11,7 +11,8 @@
 #include "commands/DoctorCommand.h"
 #include "commands/EnableCommand.h"
 #include "commands/LevelsCommand.h"
-#include "commands/MonitoringProgram.h"
+#include "commands/OtherProgram.h"
+#include "commands/QueuesCommand.h"
 #include "commands/RefreshCommand.h"
 #include "commands/ReportCommand.h"
 #include "commands/SimulateCommand.h"
@@ -21,11 +22,22 @@ int main(int argc, char** argv) try {
   std::setlocale(LC_CTYPE, "");     // what the terminal can show
   std::setlocale(LC_MESSAGES, "");  // the language of the supplies' names
 
-  const auto asMetrics = [argv](const auto&) { return becomeMonitoringProgram(argv); };
-  const std::array<Program::Subcommand, 10> commands = {{
+  const auto asMetrics = [argv](const auto&) { return become(kMonitoringProgram, argv); };
+  const std::array<Program::Subcommand, 12> commands = {{
       {"levels", [&] { return levelsCommand(asMetrics); }},
       {"check", checkCommand},
-      {"exporter", [argv] { return exporterOfMonitoring(argv); }},
+      {"exporter",
+       [argv] {
+         return commandOf(kMonitoringProgram, "exporter",
+                          "Serve the supplies of many printers to Prometheus.", argv);
+       }},
+      {"history",
+       [argv] {
+         return commandOf(kHistoryProgram, "history",
+                          "Remember what printers answered, and what befell their cartridges.",
+                          argv);
+       }},
+      {"queues", queuesCommand},
       {"refresh", refreshCommand},
       {"enable", enableCommand},
       {"disable", disableCommand},

@@ -4,9 +4,11 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <set>
+#include <map>
+#include <utility>
 #include <vector>
 
+#include "json/AsciiJson.h"
 #include "json/JsonMistake.h"
 #include "text/ShortQuote.h"
 
@@ -16,77 +18,115 @@ namespace {
 
 using nlohmann::json;
 
-// Goes through the document without keeping it, and sees to what a document must not be, before
-// memory and time are spent on it.
-class Inspection : public nlohmann::json_sax<json> {
+// Stands for a number that is no integer of 64 bits. Where the library has read it, it hands its
+// digits over as well; what a double would make of them does not matter, nor that it overflows.
+class UnreadNumber {
  public:
-  bool null() override { return value(); }
-  bool boolean(bool /*value*/) override { return value(); }
-  bool number_integer(json::number_integer_t /*value*/) override { return value(); }
-  bool number_unsigned(json::number_unsigned_t /*value*/) override { return value(); }
-  bool number_float(json::number_float_t /*value*/, const std::string& /*text*/) override {
-    return value();
+  UnreadNumber() = default;
+  UnreadNumber(double /*ignored*/) {}      // NOLINT(google-explicit-constructor)
+  operator double&() { return mIgnored; }  // NOLINT(google-explicit-constructor)
+  operator double() const { return 0; }    // NOLINT(google-explicit-constructor)
+
+ private:
+  double mIgnored = 0;
+};
+using JsonText = nlohmann::basic_json<std::map, std::vector, std::string, bool, std::int64_t,
+                                      std::uint64_t, UnreadNumber>;
+
+// Makes the document, and sees to what it must not be before more memory and time are spent on it.
+class Builder : public nlohmann::json_sax<JsonText> {
+ public:
+  [[nodiscard]] json take() { return std::move(mDocument); }
+
+  bool null() override { return value(nullptr); }
+  bool boolean(bool truth) override { return value(truth); }
+  bool number_unsigned(std::uint64_t number) override { return value(number); }
+  // Only a number with a sign comes here, and -0 would lose it.
+  bool number_integer(std::int64_t number) override {
+    return number == 0 ? value(digits("-0")) : value(number);
   }
-  bool string(std::string& /*value*/) override { return value(); }
-  bool binary(json::binary_t& /*value*/) override { return value(); }
-  bool start_object(std::size_t /*size*/) override { return open(false); }
-  bool start_array(std::size_t /*size*/) override { return open(true); }
+  bool number_float(UnreadNumber /*number*/, const std::string& text) override {
+    return value(digits(text));
+  }
+  bool string(std::string& text) override { return value(std::move(text)); }
+  bool binary(JsonText::binary_t& /*value*/) override { return false; }  // is in no text
+  bool start_object(std::size_t /*size*/) override { return open(json::object()); }
+  bool start_array(std::size_t /*size*/) override { return open(json::array()); }
   bool end_object() override { return close(); }
   bool end_array() override { return close(); }
 
   bool key(std::string& key) override {
     Open& object = mOpen.back();
-    object.key = key;
-    if (!object.keys.insert(std::move(key)).second) refuse("this key stands twice");
+    const auto [member, isNew] = object.place->emplace(key, nullptr);
+    object.key = std::move(key);
+    object.member = &*member;
+    if (!isNew) refuse("this key stands twice");
     return true;
   }
 
   bool parse_error(std::size_t /*position*/, const std::string& /*last*/,
-                   const json::exception& error) override {
-    if (error.id == kNumberTooLarge) throw JsonMistake("a number is too large");
+                   const nlohmann::detail::exception& error) override {
     throw dynamic_cast<const json::parse_error&>(error);
   }
 
  private:
-  static constexpr int kNumberTooLarge = 406;
-
   struct Open {
-    bool isArray = false;
-    std::size_t index = 0;       // of the value that comes next
-    std::string key;             // the last one, which that value has
-    std::set<std::string> keys;  // all so far
+    json* place;
+    json* member = nullptr;  // of an object: the last one, whose value comes next
+    std::string key = {};    // of that one
   };
 
-  bool value() {
-    if (++mValues > kMostJsonValues) {
-      throw JsonMistake(
-          fmt::format("more than {} values, the most that there may be", kMostJsonValues));
-    }
-    if (!mOpen.empty()) ++mOpen.back().index;
+  static json digits(const std::string& text) { return json::binary({text.begin(), text.end()}); }
+
+  json* put(json value) {
+    if (mOpen.empty()) return &(mDocument = std::move(value));
+    const Open& within = mOpen.back();
+    if (within.place->is_object()) return &(*within.member = std::move(value));
+    return &within.place->emplace_back(std::move(value));
+  }
+
+  bool value(json value) {
+    count();
+    put(std::move(value));
     return true;
   }
 
-  bool open(bool isArray) {
+  bool open(json value) {
     if (mOpen.size() == kMostJsonDepth) {
       refuse(fmt::format("deeper than {} levels, the most that there may be", kMostJsonDepth));
     }
-    mOpen.emplace_back().isArray = isArray;
+    mOpen.push_back({put(std::move(value))});
     return true;
   }
 
   bool close() {
     mOpen.pop_back();
-    return value();
+    count();
+    return true;
+  }
+
+  void count() {
+    if (++mValues <= kMostJsonValues) return;
+    throw JsonMistake(
+        fmt::format("more than {} values, the most that there may be", kMostJsonValues));
   }
 
   [[noreturn]] void refuse(const std::string& why) const {
     json::json_pointer place;
     for (const Open& open : mOpen) {
-      place = open.isArray ? place / open.index : place / shortQuote(open.key);
+      const bool isObject = open.place->is_object();
+      const bool isLast = &open == &mOpen.back();
+      if (isObject) {
+        place /= shortQuote(open.key);
+      } else {
+        // Of the lists around it, the last value is the one that is being read.
+        place /= open.place->size() - (isLast ? 0 : 1);
+      }
     }
     throw JsonMistake(shortQuote(place.to_string()) + ": " + why);
   }
 
+  json mDocument;
   std::vector<Open> mOpen;
   std::size_t mValues = 0;
 };
@@ -112,12 +152,36 @@ JsonSyntaxMistake syntaxMistake(const json::parse_error& error, std::string_view
   return {line + 1, column + 1, withShortQuote(what.substr(what.find(": ") + 2))};
 }
 
+void write(const json& value, std::string& text) {
+  if (value.is_binary()) {
+    text.append(value.get_binary().begin(), value.get_binary().end());
+  } else if (value.is_object() || value.is_array()) {
+    text += value.is_object() ? '{' : '[';
+    std::string_view comma;
+    for (auto member = value.begin(); member != value.end(); ++member) {
+      text += comma;
+      if (value.is_object()) text.append(asciiJson(json(member.key()))).append(":");
+      write(*member, text);
+      comma = ",";
+    }
+    text += value.is_object() ? '}' : ']';
+  } else {
+    text += asciiJson(value);
+  }
+}
+
 }  // namespace
 
+std::string documentAsJson(const json& document) {
+  std::string text;
+  write(document, text);
+  return text;
+}
+
 json parseJsonDocument(std::string_view text) try {
-  Inspection inspection;
-  static_cast<void>(json::sax_parse(text, &inspection));
-  return json::parse(text);
+  Builder builder;
+  static_cast<void>(JsonText::sax_parse(text, &builder));
+  return builder.take();
 } catch (const json::parse_error& error) {
   throw syntaxMistake(error, text);
 }

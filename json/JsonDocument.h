@@ -28,6 +28,12 @@ constexpr std::size_t kMostJsonValues = 1'000'000;
 
 // Throws JsonSyntaxMistake; JsonMistake for a document that is deeper or has more values than this,
 // and for a key that stands twice in an object, of which JSON libraries keep one or the other.
+//
+// A number that is no integer of 64 bits is its digits, in a binary value, which nothing else is:
+// a double would lose some of them.
 nlohmann::json parseJsonDocument(std::string_view text);
+
+// Such a document on one line of printable ASCII, with the digits that its numbers had.
+std::string documentAsJson(const nlohmann::json& document);
 
 }  // namespace moxsupply

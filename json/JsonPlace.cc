@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <charconv>
 
-#include "json/AsciiJson.h"
+#include "json/JsonDocument.h"
 #include "json/JsonMistake.h"
 #include "text/ShortQuote.h"
 
@@ -20,7 +20,7 @@ std::string shown(const json& value) {
   if (value.is_object()) return "an object";
   if (value.is_array()) return "a list";
   constexpr std::size_t kLongest = 60;
-  const std::string text = asciiJson(value);
+  const std::string text = documentAsJson(value);
   return text.size() > kLongest ? text.substr(0, kLongest) + "..." : text;
 }
 
@@ -43,11 +43,17 @@ std::optional<std::vector<std::uint8_t>> bytesOfHex(std::string_view text) {
 
 }  // namespace
 
+json::json_pointer JsonPlace::pointerTo(const Step* step) {
+  if (step == nullptr) return json::json_pointer();
+  const auto within = pointerTo(step->within.get());
+  return std::visit([&](const auto& what) { return within / what; }, step->what);
+}
+
 void JsonPlace::expectKeys(std::span<const std::string_view> keys) const {
   if (!mValue->is_object()) expected("an object");
   for (const auto& [key, value] : mValue->items()) {
     if (std::ranges::find(keys, key) == keys.end()) {
-      JsonPlace(value, mPointer / key)
+      JsonPlace(value, mStep, key)
           .complain(fmt::format("unknown key; expected one of: {}", fmt::join(keys, ", ")));
     }
   }
@@ -57,7 +63,7 @@ std::optional<JsonPlace> JsonPlace::find(std::string_view key) const {
   if (!mValue->is_object()) expected("an object");
   const auto found = mValue->find(key);
   if (found == mValue->end()) return std::nullopt;
-  return JsonPlace(*found, mPointer / std::string(key));
+  return JsonPlace(*found, mStep, std::string(key));
 }
 
 JsonPlace JsonPlace::at(std::string_view key) const {
@@ -79,9 +85,16 @@ std::vector<JsonPlace> JsonPlace::elements() const {
   if (!mValue->is_array()) expected("a list");
   std::vector<JsonPlace> places;
   for (const json& value : *mValue) {
-    places.push_back(JsonPlace(value, mPointer / places.size()));
+    places.push_back(JsonPlace(value, mStep, places.size()));
   }
   return places;
+}
+
+std::vector<std::string> JsonPlace::keys() const {
+  if (!mValue->is_object()) expected("an object");
+  std::vector<std::string> keys;
+  for (const auto& [key, value] : mValue->items()) keys.push_back(key);
+  return keys;
 }
 
 std::uint32_t JsonPlace::number(std::uint32_t least, std::uint32_t most) const {
@@ -116,7 +129,7 @@ void JsonPlace::expected(std::string_view what) const {
 }
 
 void JsonPlace::complain(std::string_view mistake) const {
-  const std::string place = shortQuote(mPointer.to_string());
+  const std::string place = shortQuote(pointerTo(mStep.get()).to_string());
   throw JsonMistake(fmt::format("{}{}{}", place, place.empty() ? "" : ": ", mistake));
 }
 

@@ -3,11 +3,14 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <variant>
 #include <vector>
 
 namespace moxsupply {
@@ -32,15 +35,18 @@ class JsonPlace {
   // The values of an array.
   [[nodiscard]] std::vector<JsonPlace> elements() const;
 
+  // The keys of an object.
+  [[nodiscard]] std::vector<std::string> keys() const;
+
   [[nodiscard]] std::uint32_t number(std::uint32_t least, std::uint32_t most) const;
   [[nodiscard]] bool truth() const;
   [[nodiscard]] std::string text(std::size_t longest = std::string::npos) const;
   [[nodiscard]] std::vector<std::uint8_t> hex(
       std::size_t longest) const;  // pairs of hex digits in a text
 
-  [[nodiscard]] bool isNull() const { return mValue->is_null(); }
-  [[nodiscard]] bool isNumber() const { return mValue->is_number(); }
+  [[nodiscard]] bool isNumber() const { return mValue->is_number() || mValue->is_binary(); }
   [[nodiscard]] bool isText() const { return mValue->is_string(); }
+  [[nodiscard]] bool isNull() const { return mValue->is_null(); }
   [[nodiscard]] bool isObject() const { return mValue->is_object(); }
 
   // Throws the mistake. `what` goes on after "expected ".
@@ -50,11 +56,21 @@ class JsonPlace {
   [[noreturn]] void complain(std::string_view mistake) const;
 
  private:
-  JsonPlace(const nlohmann::json& value, nlohmann::json::json_pointer pointer)
-      : mValue(&value), mPointer(std::move(pointer)) {}
+  // A key or an index, and where that stands. Of the many places of a document few are ever named.
+  struct Step {
+    std::shared_ptr<const Step> within;
+    std::variant<std::string, std::size_t> what;
+  };
+
+  JsonPlace(const nlohmann::json& value, std::shared_ptr<const Step> within,
+            std::variant<std::string, std::size_t> what)
+      : mValue(&value),
+        mStep(std::make_shared<const Step>(Step{std::move(within), std::move(what)})) {}
+
+  static nlohmann::json::json_pointer pointerTo(const Step* step);
 
   const nlohmann::json* mValue;
-  nlohmann::json::json_pointer mPointer;
+  std::shared_ptr<const Step> mStep;  // none for the document
 };
 
 // The text as one line that is safe on a terminal: what is not printable ASCII becomes "?".

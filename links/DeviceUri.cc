@@ -32,6 +32,10 @@ bool containsInAnyLetters(std::string_view text, std::string_view smallLetters) 
          text.end();
 }
 
+bool isSame(std::string_view text, std::string_view smallLetters) {
+  return text.size() == smallLetters.size() && containsInAnyLetters(text, smallLetters);
+}
+
 }  // namespace
 
 std::string DeviceUri::transport() const { return transportOf(scheme); }
@@ -53,14 +57,24 @@ std::string linkOf(std::string_view uri) {
 
 bool bringsAnswersBack(std::string_view uri) {
   const std::string_view scheme = uri.substr(0, uri.find(':'));
-  const auto isScheme = [&](std::string_view other) {
-    return scheme.size() == other.size() && containsInAnyLetters(scheme, other);
-  };
+  const auto isScheme = [&](std::string_view other) { return isSame(scheme, other); };
   const auto isService = [&](std::string_view service) {
     return containsInAnyLetters(uri, service);
   };
   return !scheme.empty() && std::ranges::none_of(kDocumentSchemes, isScheme) &&
          std::ranges::none_of(kDocumentServices, isService);
+}
+
+bool printsOverIpp(std::string_view uri) {
+  // (The print server takes http and https for other names of these.)
+  constexpr auto kSchemes = std::to_array<std::string_view>({"ipp", "ipps", "http", "https"});
+  constexpr auto kServices = std::to_array<std::string_view>({"._ipp._tcp", "._ipps._tcp"});
+  const std::string_view scheme = uri.substr(0, uri.find(':'));
+  const auto isScheme = [&](std::string_view other) { return isSame(scheme, other); };
+  const auto isService = [&](std::string_view service) {
+    return containsInAnyLetters(uri, service);
+  };
+  return std::ranges::any_of(kSchemes, isScheme) || std::ranges::any_of(kServices, isService);
 }
 
 bool looksLikeDeviceUri(std::string_view text) {
@@ -87,21 +101,6 @@ bool looksLikeHost(std::string_view text) {
          host.front() != '-' && host.front() != '.';
 }
 
-std::string shownUri(std::string_view uri) {
-  const std::size_t scheme = uri.find("://");
-  const std::size_t begin = scheme == std::string_view::npos ? 0 : scheme + 3;
-  const std::string_view authority = uri.substr(begin, uri.find('/', begin) - begin);
-  std::size_t end = authority.rfind('@');
-  // A slash in a password, which should stand there as %2F, makes the rest of it look like a path.
-  const std::size_t port = authority.rfind(':');
-  const bool isNoPort = port != std::string_view::npos && port + 1 < authority.size() &&
-                        authority.find(']', port) == std::string_view::npos &&
-                        !decimal(authority.substr(port + 1));
-  if (end == std::string_view::npos && isNoPort) end = uri.substr(begin).rfind('@');
-  if (end == std::string_view::npos) return std::string(uri);
-  return std::string(uri.substr(0, begin)).append(uri.substr(begin + end + 1));
-}
-
 Result<DeviceUri> parseDeviceUri(const std::string& text) {
   constexpr int kSize = 1024;
   std::array<char, kSize> scheme{};
@@ -116,7 +115,7 @@ Result<DeviceUri> parseDeviceUri(const std::string& text) {
   if (status < HTTP_URI_STATUS_OK || status == HTTP_URI_STATUS_MISSING_SCHEME) {
     return misuse(fmt::format("\"{}\" is no device URI ({})", forTerminal(shownUri(text)),
                               httpURIStatusString(status)),
-                  "Write socket://HOST, or a URI that `lpinfo -v` or `lpstat -v` shows.");
+                  "Write socket://HOST, or a URI that `lpstat -v` shows.");
   }
   if (std::string_view(scheme.data()) == "socket" && host[0] == '\0') {
     return misuse(fmt::format("\"{}\" names no host", forTerminal(shownUri(text))),

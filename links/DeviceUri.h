@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "text/Problem.h"
+#include "text/ShownUri.h"
 
 namespace moxsupply {
 
@@ -26,13 +27,17 @@ std::string transportOf(std::string_view scheme);
 // takes documents, brings nothing back, and would print what it does not understand.
 bool bringsAnswersBack(std::string_view uri);
 
+// Whether jobs go over IPP, so that the print server asks the printer for its levels itself, with
+// each of them.
+bool printsOverIpp(std::string_view uri);
+
 // How a device URI reaches its printer, in a word: "lpd://", "dnssd://..._ipp._tcp".
 std::string linkOf(std::string_view uri);
 
 // What to try instead where no answers come back.
 constexpr std::string_view kOtherLinks =
-    "Supplies can be asked over usb://, socket:// and dnssd://..._pdl-datastream._tcp; `lpinfo -v` "
-    "shows how printers can be reached.";
+    "Supplies can be asked over usb://, socket:// and dnssd://..._pdl-datastream._tcp; "
+    "`sudo /usr/sbin/lpinfo -v` shows how printers can be reached.";
 
 // Whether `text` is meant as a device URI, and not as the name of a print queue.
 bool looksLikeDeviceUri(std::string_view text);
@@ -40,10 +45,6 @@ bool looksLikeDeviceUri(std::string_view text);
 // Whether `text` is a host for which people leave the rest of a URI out: an address (an IPv6 one in
 // brackets) or a name with a dot, each with or without :PORT.
 bool looksLikeHost(std::string_view text);
-
-// A device URI, or a host, without the user and the password that may stand before it: for all that
-// is shown, written down or seen by others.
-std::string shownUri(std::string_view uri);
 
 // Takes a device URI apart.
 [[nodiscard]] Result<DeviceUri> parseDeviceUri(const std::string& text);

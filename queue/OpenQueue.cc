@@ -10,26 +10,59 @@
 
 namespace moxsupply {
 
+namespace {
+
+// What `lpstat -e` shows may be no queue.
+Problem explained(Problem noQueue, PrintServer& server, const std::string& name) {
+  if (!noQueue.isMisuse) return noQueue;
+  const std::string uri = server.printerFoundAs(name);
+  return uri.empty() ? noQueue : foundOnTheNetwork(name, uri);
+}
+
+}  // namespace
+
+std::string asAdministrator(std::string_view command, const std::string& queue) {
+  return fmt::format("sudo /usr/sbin/{}", fmt::format(fmt::runtime(command), shellWord(queue)));
+}
+
+Problem foundOnTheNetwork(const std::string& name, const std::string& uri) {
+  return {
+      .what = fmt::format("\"{0}\" is a printer that was found on the network, no queue of this "
+                          "print server; programs print to it without one, over IPP, and fetch "
+                          "its levels themselves",
+                          forTerminal(name)),
+      .advice = "A queue for it is made with this command.",
+      .isMisuse = true,
+      .command = fmt::format("{} -E -v {} -m everywhere", asAdministrator("lpadmin -p {}", name),
+                             shellWord(uri))};
+}
+
 Result<OpenQueue> openQueue(const std::string& name) {
   auto server = PrintServer::connect();
   if (!server) return tl::unexpected(std::move(server).error());
   auto queue = server->queue(name);
-  if (!queue) return tl::unexpected(std::move(queue).error());
+  if (!queue) return tl::unexpected(explained(std::move(queue).error(), *server, name));
   auto ppd = server->ppd(name);
   if (!ppd) return tl::unexpected(std::move(ppd).error());
   return OpenQueue{*std::move(server), *std::move(queue), *std::move(ppd)};
 }
 
+std::string passThroughCommand(const std::string& queue, std::string_view type) {
+  return fmt::format("{} -m drv:///moxsupply.drv/{}-passthrough.ppd",
+                     asAdministrator("lpadmin -p {}", queue), type);
+}
+
 Result<> hasDriver(const OpenQueue& open) {
   if (!open.ppd.empty()) return {};
   const std::string queue = forTerminal(open.queue.name);
-  return misuse(
-      fmt::format("\"{}\" is a raw queue: it has no driver (PPD file), so a command for its "
-                  "printer would come out as paper",
-                  queue),
-      fmt::format("Give it a driver first, laser-passthrough or inkjet-passthrough: lpadmin -p {} "
-                  "-m drv:///moxsupply.drv/laser-passthrough.ppd",
-                  shellWord(open.queue.name)));
+  auto problem =
+      misuse(fmt::format("\"{}\" is a raw queue: it has no driver (PPD file), so a command for its "
+                         "printer would come out as paper",
+                         queue),
+             "Give it a driver that passes its data on unchanged; an inkjet printer takes "
+             "inkjet-passthrough.ppd.");
+  problem.value().command = passThroughCommand(open.queue.name, "laser");
+  return problem;
 }
 
 Result<> takesReportLevels(const OpenQueue& open) {
@@ -39,16 +72,18 @@ Result<> takesReportLevels(const OpenQueue& open) {
   if (!open.queue.takesCommands || !ppd || ppd->commandFilter() != kCommandFilter) {
     auto problem =
         misuse(fmt::format("nothing on \"{}\" asks its printer for its supplies", queue));
-    problem.value().remedy = {Remedy::Kind::kEnableQueue, open.queue.name};
+    problem.value().remedy = {.kind = Remedy::Kind::kEnableQueue, .subject = open.queue.name};
     return problem;
   }
   if (open.queue.isStopped) {
-    return failure(fmt::format("\"{}\" is stopped", queue),
-                   fmt::format("Run: cupsenable {}", shellWord(open.queue.name)));
+    auto problem = failure(fmt::format("\"{}\" is stopped", queue));
+    problem.value().command = asAdministrator("cupsenable {}", open.queue.name);
+    return problem;
   }
   if (!open.queue.acceptsJobs) {
-    return failure(fmt::format("\"{}\" takes no jobs", queue),
-                   fmt::format("Run: cupsaccept {}", shellWord(open.queue.name)));
+    auto problem = failure(fmt::format("\"{}\" takes no jobs", queue));
+    problem.value().command = asAdministrator("cupsaccept {}", open.queue.name);
+    return problem;
   }
   return {};
 }

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <functional>
 #include <string_view>
 #include <utility>
 
@@ -25,13 +26,6 @@ struct DeleteIpp {
   void operator()(ipp_t* ipp) const { ippDelete(ipp); }
 };
 using Ipp = std::unique_ptr<ipp_t, DeleteIpp>;
-
-std::string queueUri(const std::string& queue) {
-  std::array<char, HTTP_MAX_URI> uri{};
-  httpAssembleURIf(HTTP_URI_CODING_ALL, uri.data(), uri.size(), "ipp", nullptr, "localhost",
-                   ippPort(), "/printers/%s", queue.c_str());
-  return uri.data();
-}
 
 // Where the print server's HTTP side has a queue, escaped as it is in URIs.
 std::string resourceOf(const std::string& queue, const char* suffix) {
@@ -105,9 +99,8 @@ tl::unexpected<Problem> refusal(const std::string& attempt) {
 
 bool succeeded() { return cupsLastError() <= IPP_STATUS_OK_EVENTS_COMPLETE; }
 
-std::vector<std::string> textsOf(ipp_t* answer, const char* name) {
+std::vector<std::string> textsOf(ipp_attribute_t* attribute) {
   std::vector<std::string> texts;
-  ipp_attribute_t* attribute = ippFindAttribute(answer, name, IPP_TAG_ZERO);
   for (int i = 0; i < ippGetCount(attribute); ++i) {
     const char* text = ippGetString(attribute, i, nullptr);
     if (text != nullptr) texts.emplace_back(text);
@@ -115,27 +108,103 @@ std::vector<std::string> textsOf(ipp_t* answer, const char* name) {
   return texts;
 }
 
-std::vector<int> numbersOf(ipp_t* answer, const char* name) {
-  ipp_attribute_t* attribute = ippFindAttribute(answer, name, IPP_TAG_ZERO);
+std::vector<int> numbersOf(ipp_attribute_t* attribute) {
   std::vector<int> numbers(static_cast<std::size_t>(ippGetCount(attribute)));
   for (int i = 0; int& number : numbers) number = ippGetInteger(attribute, i++);
   return numbers;
 }
 
-std::string textOf(ipp_t* answer, const char* name) {
-  auto texts = textsOf(answer, name);
+std::string textOf(ipp_attribute_t* attribute) {
+  auto texts = textsOf(attribute);
   return texts.empty() ? std::string() : std::move(texts.front());
 }
 
-int numberOf(ipp_t* answer, const char* name) {
-  const auto numbers = numbersOf(answer, name);
+int numberOf(ipp_attribute_t* attribute) {
+  const auto numbers = numbersOf(attribute);
   return numbers.empty() ? 0 : numbers.front();
+}
+
+std::string textOf(ipp_t* answer, const char* name) {
+  return textOf(ippFindAttribute(answer, name, IPP_TAG_ZERO));
+}
+
+int numberOf(ipp_t* answer, const char* name) {
+  return numberOf(ippFindAttribute(answer, name, IPP_TAG_ZERO));
+}
+
+// Goes through the attributes of the answer's groups of a kind, one group for each queue or job.
+// Something without a name stands between two groups.
+void forEachOfGroup(ipp_t* answer, ipp_tag_t group,
+                    const std::function<void(bool isFirst, ipp_attribute_t*)>& take) {
+  bool isFirst = true;
+  for (ipp_attribute_t* attribute = ippFirstAttribute(answer); attribute != nullptr;
+       attribute = ippNextAttribute(answer)) {
+    if (ippGetName(attribute) == nullptr) isFirst = true;
+    if (ippGetName(attribute) == nullptr || ippGetGroupTag(attribute) != group) continue;
+    take(std::exchange(isFirst, false), attribute);
+  }
+}
+
+// What is asked of a queue, and where it goes.
+struct AttributeRow {
+  const char* name;
+  void (*take)(PrintQueue&, ipp_attribute_t*);
+};
+constexpr std::array kQueueAttributes = std::to_array<AttributeRow>({
+    {"printer-name", [](PrintQueue& queue, ipp_attribute_t* it) { queue.name = textOf(it); }},
+    {"device-uri", [](PrintQueue& queue, ipp_attribute_t* it) { queue.deviceUri = textOf(it); }},
+    {"member-names", [](PrintQueue& queue, ipp_attribute_t* it) { queue.members = textsOf(it); }},
+    {"printer-location",
+     [](PrintQueue& queue, ipp_attribute_t* it) { queue.location = textOf(it); }},
+    {"printer-type",
+     [](PrintQueue& queue, ipp_attribute_t* it) {
+       queue.takesCommands = (numberOf(it) & CUPS_PRINTER_COMMANDS) != 0;
+     }},
+    {"printer-state",
+     [](PrintQueue& queue, ipp_attribute_t* it) {
+       queue.isStopped = numberOf(it) == IPP_PSTATE_STOPPED;
+     }},
+    {"printer-is-accepting-jobs",
+     [](PrintQueue& queue, ipp_attribute_t* it) { queue.acceptsJobs = ippGetBoolean(it, 0) != 0; }},
+    {"printer-state-reasons",
+     [](PrintQueue& queue, ipp_attribute_t* it) { queue.stateReasons = textsOf(it); }},
+    {"marker-names",
+     [](PrintQueue& queue, ipp_attribute_t* it) { queue.markerNames = textsOf(it); }},
+    {"marker-types",
+     [](PrintQueue& queue, ipp_attribute_t* it) { queue.markerTypes = textsOf(it); }},
+    {"marker-colors",
+     [](PrintQueue& queue, ipp_attribute_t* it) { queue.markerColors = textsOf(it); }},
+    {"marker-levels",
+     [](PrintQueue& queue, ipp_attribute_t* it) { queue.markerLevels = numbersOf(it); }},
+    {"marker-message",
+     [](PrintQueue& queue, ipp_attribute_t* it) { queue.markerMessage = textOf(it); }},
+    {"marker-change-time",
+     [](PrintQueue& queue, ipp_attribute_t* it) { queue.markerChangeTime = numberOf(it); }},
+});
+constexpr auto kAttributesOfAQueue = [] {
+  std::array<const char*, kQueueAttributes.size()> names{};
+  for (std::size_t i = 0; i < names.size(); ++i) names.at(i) = kQueueAttributes.at(i).name;
+  return names;
+}();
+
+void take(PrintQueue& queue, ipp_attribute_t* attribute) {
+  const char* name = ippGetName(attribute);
+  for (const AttributeRow& row : kQueueAttributes) {
+    if (name != nullptr && std::string_view(name) == row.name) row.take(queue, attribute);
+  }
 }
 
 // Keeps the connection from waiting for ever.
 int giveUp(http_t* /*http*/, void* /*data*/) { return 0; }
 
 }  // namespace
+
+std::string queueUri(const std::string& queue) {
+  std::array<char, HTTP_MAX_URI> uri{};
+  httpAssembleURIf(HTTP_URI_CODING_ALL, uri.data(), uri.size(), "ipp", nullptr, "localhost",
+                   ippPort(), "/printers/%s", queue.c_str());
+  return uri.data();
+}
 
 bool PrintQueue::hasReason(std::string_view reason) const {
   return std::ranges::find(stateReasons, reason) != stateReasons.end();
@@ -154,12 +223,8 @@ Result<PrintServer> PrintServer::connect() {
 }
 
 Result<PrintQueue> PrintServer::queue(const std::string& name) {
-  constexpr std::array kAttributes = {
-      "device-uri",     "printer-type",         "printer-state", "printer-is-accepting-jobs",
-      "marker-names",   "marker-types",         "marker-colors", "marker-levels",
-      "marker-message", "printer-state-reasons"};
   Ipp request = requestAbout(name, IPP_OP_GET_PRINTER_ATTRIBUTES);
-  askFor(request.get(), kAttributes);
+  askFor(request.get(), kAttributesOfAQueue);
   const Ipp answer(cupsDoRequest(mHttp.get(), request.release(), "/"));
   if (!succeeded()) {
     auto problem = refusal(fmt::format("no queue \"{}\"", forTerminal(name)));
@@ -168,25 +233,48 @@ Result<PrintQueue> PrintServer::queue(const std::string& name) {
   }
 
   PrintQueue queue;
+  for (ipp_attribute_t* attribute = ippFirstAttribute(answer.get()); attribute != nullptr;
+       attribute = ippNextAttribute(answer.get())) {
+    take(queue, attribute);
+  }
   queue.name = name;
-  queue.deviceUri = textOf(answer.get(), "device-uri");
-  queue.takesCommands = (numberOf(answer.get(), "printer-type") & CUPS_PRINTER_COMMANDS) != 0;
-  queue.isStopped = numberOf(answer.get(), "printer-state") == IPP_PSTATE_STOPPED;
-  queue.acceptsJobs =
-      ippGetBoolean(ippFindAttribute(answer.get(), "printer-is-accepting-jobs", IPP_TAG_BOOLEAN),
-                    0) != 0;
-  queue.stateReasons = textsOf(answer.get(), "printer-state-reasons");
-  queue.markerNames = textsOf(answer.get(), "marker-names");
-  queue.markerTypes = textsOf(answer.get(), "marker-types");
-  queue.markerColors = textsOf(answer.get(), "marker-colors");
-  queue.markerLevels = numbersOf(answer.get(), "marker-levels");
-  queue.markerMessage = textOf(answer.get(), "marker-message");
   return queue;
+}
+
+Result<std::vector<PrintQueue>> PrintServer::allQueues() {
+  Ipp request(ippNewRequest(IPP_OP_CUPS_GET_PRINTERS));
+  addUser(request.get(), cupsUser());
+  ippAddInteger(request.get(), IPP_TAG_OPERATION, IPP_TAG_ENUM, "printer-type", 0);
+  ippAddInteger(request.get(), IPP_TAG_OPERATION, IPP_TAG_ENUM, "printer-type-mask",
+                CUPS_PRINTER_CLASS);
+  askFor(request.get(), kAttributesOfAQueue);
+  const Ipp answer(cupsDoRequest(mHttp.get(), request.release(), "/"));
+  std::vector<PrintQueue> queues;
+  if (cupsLastError() == IPP_STATUS_ERROR_NOT_FOUND) return queues;  // there are none at all
+  if (!succeeded()) return refusal("cannot list the queues");
+
+  forEachOfGroup(answer.get(), IPP_TAG_PRINTER, [&](bool isFirst, ipp_attribute_t* attribute) {
+    if (isFirst) queues.emplace_back();
+    take(queues.back(), attribute);
+  });
+  std::ranges::sort(queues, {}, &PrintQueue::name);
+  return queues;
 }
 
 Result<std::vector<std::string>> PrintServer::queuesWithPrinter() {
   return queuesOf(0, CUPS_PRINTER_CLASS);
 }
+
+std::string PrintServer::printerFoundAs(const std::string& name) {
+  cups_dest_t* found = cupsGetNamedDest(mHttp.get(), name.c_str(), nullptr);
+  if (found == nullptr) return {};
+  const char* uri = cupsGetOption("device-uri", found->num_options, found->options);
+  std::string text = uri == nullptr ? "" : uri;
+  cupsFreeDests(1, found);
+  return text;
+}
+
+Result<std::vector<std::string>> PrintServer::queues() { return queuesOf(0, 0); }
 
 Result<std::vector<std::string>> PrintServer::queuesThatTakeCommands() {
   return queuesOf(CUPS_PRINTER_COMMANDS, CUPS_PRINTER_COMMANDS | CUPS_PRINTER_CLASS);
@@ -262,7 +350,8 @@ Result<std::vector<PrintJob>> PrintServer::finishedJobs(const std::string& queue
 }
 
 Result<std::vector<PrintJob>> PrintServer::jobs(const std::string& queue, const char* which) {
-  constexpr std::array kAttributes = {"job-id", "job-name", "job-state", "document-format"};
+  constexpr std::array kAttributes = {"job-id", "job-name", "job-state", "document-format",
+                                      "job-originating-user-name"};
   Ipp request = requestAbout(queue, IPP_OP_GET_JOBS);
   ippAddString(request.get(), IPP_TAG_OPERATION, IPP_TAG_KEYWORD, "which-jobs", nullptr, which);
   askFor(request.get(), kAttributes);
@@ -270,26 +359,22 @@ Result<std::vector<PrintJob>> PrintServer::jobs(const std::string& queue, const 
   if (!succeeded())
     return refusal(fmt::format("cannot list the jobs of \"{}\"", forTerminal(queue)));
 
-  // A group of attributes for each job, in no certain order; something without a name stands
-  // between two groups. The title of somebody else's job may be kept from us.
+  // The title of somebody else's job may be kept from us.
   std::vector<PrintJob> jobs;
-  bool isNext = true;
-  for (ipp_attribute_t* attribute = ippFirstAttribute(answer.get()); attribute != nullptr;
-       attribute = ippNextAttribute(answer.get())) {
-    const char* name = ippGetName(attribute);
-    if (name == nullptr) isNext = true;
-    if (name == nullptr || ippGetGroupTag(attribute) != IPP_TAG_JOB) continue;
-    if (std::exchange(isNext, false)) jobs.emplace_back();
-    if (std::string_view(name) == "job-id") jobs.back().id = ippGetInteger(attribute, 0);
-    if (std::string_view(name) == "job-state") {
+  forEachOfGroup(answer.get(), IPP_TAG_JOB, [&](bool isFirst, ipp_attribute_t* attribute) {
+    if (isFirst) jobs.emplace_back();
+    const std::string_view name = ippGetName(attribute);
+    if (name == "job-id") jobs.back().id = ippGetInteger(attribute, 0);
+    if (name == "job-state") {
       jobs.back().state = static_cast<ipp_jstate_t>(ippGetInteger(attribute, 0));
     }
     const char* text = ippGetString(attribute, 0, nullptr);
-    if (std::string_view(name) == "job-name" && text != nullptr) jobs.back().title = text;
-    if (std::string_view(name) == "document-format" && text != nullptr) {
+    if (name == "job-name" && text != nullptr) jobs.back().title = text;
+    if (name == "job-originating-user-name" && text != nullptr) jobs.back().user = text;
+    if (name == "document-format" && text != nullptr) {
       jobs.back().isCommandFile = std::string_view(text) == CUPS_FORMAT_COMMAND;
     }
-  }
+  });
   return jobs;
 }
 

@@ -15,6 +15,8 @@ namespace moxsupply {
 struct PrintQueue {
   std::string name;
   std::string deviceUri;
+  std::vector<std::string> members;  // of a class of queues: their names; of any other: none
+  std::string location;
   bool takesCommands = false;  // a command filter is there to take command files
   bool isStopped = false;
   bool acceptsJobs = true;
@@ -25,13 +27,18 @@ struct PrintQueue {
   std::vector<std::string> markerColors;
   std::vector<int> markerLevels;
   std::string markerMessage;
+  int markerChangeTime = 0;  // seconds since 1970; 0: markers were never published
 
   [[nodiscard]] bool hasReason(std::string_view reason) const;
 };
 
+// Where this machine's print server, or the one of CUPS_SERVER, serves a queue.
+[[nodiscard]] std::string queueUri(const std::string& queue);
+
 struct PrintJob {
   int id = 0;
-  std::string title = {};
+  std::string title = {};  // empty where the print server keeps it from us; so is the user
+  std::string user = {};
   ipp_jstate_t state = IPP_JSTATE_PENDING;
   bool isCommandFile = false;
   bool hasReported = false;  // it was a report, and its filter came to the end of it
@@ -59,6 +66,16 @@ class PrintServer {
 
   // The queue, or why there is none.
   [[nodiscard]] Result<PrintQueue> queue(const std::string& name);
+
+  // The device URI of a printer that was found on the network and goes by this name, as `lpstat -e`
+  // shows it, and is no queue; empty when there is none.
+  [[nodiscard]] std::string printerFoundAs(const std::string& name);
+
+  // All queues that have a printer of their own, in the order of their names.
+  [[nodiscard]] Result<std::vector<PrintQueue>> allQueues();
+
+  // The names of all queues, classes among them.
+  [[nodiscard]] Result<std::vector<std::string>> queues();
 
   // The names of all queues that have a printer of their own: of all but classes.
   [[nodiscard]] Result<std::vector<std::string>> queuesWithPrinter();

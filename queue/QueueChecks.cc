@@ -11,8 +11,11 @@
 #include <string_view>
 
 #include "links/DeviceUri.h"
+#include "queue/EnabledQueues.h"
+#include "queue/PpdEdit.h"
 #include "queue/PpdFile.h"
 #include "queue/QueueSettings.h"
+#include "renderings/MarkerAttributes.h"
 #include "renderings/StateReasons.h"
 #include "supplies/Words.h"
 #include "text/ShellWord.h"
@@ -22,14 +25,27 @@ namespace moxsupply {
 
 namespace {
 
-Finding good(std::string what) { return {true, std::move(what), {}, {}}; }
-Finding bad(std::string what, std::string advice) {
-  return {false, std::move(what), std::move(advice), {}};
+Finding good(std::string what) { return {.what = std::move(what)}; }
+
+// What a command mends.
+Finding mendedBy(std::string command, Weight weight, std::string what) {
+  return {.weight = weight, .what = std::move(what), .command = std::move(command)};
 }
 
 // What `moxsupply enable` mends.
 Finding notEnabled(const PrintQueue& queue, std::string what) {
-  return {false, std::move(what), {}, {Remedy::Kind::kEnableQueue, queue.name}};
+  return {.weight = Weight::kNoLevels,
+          .what = std::move(what),
+          .remedy = {.kind = Remedy::Kind::kEnableQueue, .subject = queue.name}};
+}
+
+Finding checkDriver(const OpenQueue& open) {
+  const auto driver = hasDriver(open);
+  if (driver) return good("the queue has a driver (PPD file)");
+  return {.weight = Weight::kNoLevels,
+          .what = driver.error().what,
+          .advice = driver.error().advice,
+          .command = driver.error().command};
 }
 
 std::string_view schemeOf(const std::string& uri) {
@@ -41,15 +57,35 @@ Finding checkTransport(const PrintQueue& queue) {
   if (bringsAnswersBack(queue.deviceUri)) {
     return good(fmt::format("{} brings the printer's answers back", link));
   }
-  return bad(fmt::format("{} brings no answers back from the printer", link),
-             fmt::format("Reach it over usb, socket, dnssd or mdns, for example: lpadmin -p {} -v "
-                         "socket://HOST",
-                         shellWord(queue.name)));
+  return {.weight = Weight::kNoLevels,
+          .what = fmt::format("{} brings no answers back from the printer", link),
+          .advice = std::string(kOtherLinks)};
 }
 
-Finding checkCommandFilter(const PrintQueue& queue, const PpdFile& ppd) {
+// What `moxsupply enable` did is remembered; a driver update may have undone it. Nothing when that
+// is not so.
+std::optional<Finding> checkMemory(const OpenQueue& open) {
+  const PrintQueue& queue = open.queue;
+  if (hasSupplyReports(open.ppd)) return std::nullopt;
+  const auto enabled = enabledQueues();
+  if (!enabled) {
+    return Finding{
+        .weight = Weight::kCostly, .what = enabled.error().what, .advice = enabled.error().advice};
+  }
+  const auto remembered = enabled->find(queue.name);
+  if (remembered == enabled->end()) return std::nullopt;
+  Finding finding = notEnabled(queue,
+                               "the queue was set up for its levels, and another driver, or an "
+                               "update of its driver, has taken that away");
+  finding.remedy.type = typedKind(remembered->second.kind);
+  return finding;
+}
+
+Finding checkCommandFilter(const OpenQueue& open, const PpdFile& ppd) {
+  const PrintQueue& queue = open.queue;
   const std::string program = ppd.commandFilter();
   if (program == kCommandFilter) return good("the command filter commandtomox is on the queue");
+  if (auto gone = checkMemory(open)) return *std::move(gone);
   if (ppd.hidesCommandFilter(std::string(kCommandFilter))) {
     return notEnabled(queue,
                       "the command filter is on a cupsFilter line of the driver, which its "
@@ -72,12 +108,10 @@ Finding checkCommands(const PrintQueue& queue, const PpdFile& ppd) {
                     "the driver does not say that the queue takes ReportLevels (cupsCommands)");
 }
 
-Finding checkPrinterType(const PrintQueue& queue, const PpdFile& ppd) {
-  const auto type = ppd.value("moxPrinterType");
-  const auto known = type ? printerKindOf(*type) : std::nullopt;
-  if (known) return good(fmt::format("it is asked as a printer of the type {}", wordOf(*known)));
-  return notEnabled(
-      queue, "the driver does not say whether it is a laser or an inkjet printer (moxPrinterType)");
+Finding checkSettings(const PrintQueue& queue, const PpdFile& ppd) {
+  const auto settings = queueSettings(ppd, "", queue.deviceUri);
+  if (!settings) return notEnabled(queue, forTerminal(settings.error().what));
+  return good(fmt::format("it is asked as a printer of the type {}", wordOf(settings->kind)));
 }
 
 Finding checkSnmp(const PrintQueue& queue, const PpdFile& ppd) {
@@ -85,18 +119,10 @@ Finding checkSnmp(const PrintQueue& queue, const PpdFile& ppd) {
                      queue.deviceUri.find("snmp=false") != std::string::npos ||
                      schemeOf(queue.deviceUri) == "usb";
   if (isOff) return good("the print server does not ask over SNMP");
-  return bad(
+  return mendedBy(
+      asAdministrator("lpadmin -p {} -o cupsSNMPSupplies=false", queue.name), Weight::kNoLevels,
       "the print server asks the printer over SNMP, too: that overwrites the levels, or costs "
-      "every "
-      "job four seconds",
-      fmt::format("lpadmin -p {} -o cupsSNMPSupplies=false", shellWord(queue.name)));
-}
-
-Finding checkService(const PrintQueue& queue) {
-  const std::string name = shellWord(queue.name);
-  if (queue.isStopped) return bad("the queue is stopped", fmt::format("cupsenable {}", name));
-  if (!queue.acceptsJobs) return bad("the queue takes no jobs", fmt::format("cupsaccept {}", name));
-  return good("the queue is in service");
+      "every job four seconds");
 }
 
 // Why the print server would not trust a file, as an end of a sentence.
@@ -117,22 +143,32 @@ std::string withoutWaiting(const std::string& uri) {
 
 }  // namespace
 
+Finding checkService(const PrintQueue& queue) {
+  if (queue.isStopped) {
+    return mendedBy(asAdministrator("cupsenable {}", queue.name), Weight::kNoPrinting,
+                    "the queue is stopped");
+  }
+  if (!queue.acceptsJobs) {
+    return mendedBy(asAdministrator("cupsaccept {}", queue.name), Weight::kNoPrinting,
+                    "the queue takes no jobs");
+  }
+  return good("the queue is in service");
+}
+
 std::vector<Finding> checkQueue(const OpenQueue& open) {
   const PrintQueue& queue = open.queue;
-  if (const auto driver = hasDriver(open); !driver) {
-    return {bad(driver.error().what, driver.error().advice)};
-  }
+  std::vector<Finding> findings = {checkDriver(open), checkTransport(queue)};
   const auto parsed = PpdFile::fromText(open.ppd);
-  if (!parsed) {
-    return {bad("the queue's driver (PPD file) cannot be read",
-                fmt::format("cupstestppd {}", shellWord("/etc/cups/ppd/" + queue.name + ".ppd")))};
+  if (findings.front().isGood() && !parsed) {
+    findings.front() = mendedBy(
+        fmt::format("sudo cupstestppd {}", shellWord("/etc/cups/ppd/" + queue.name + ".ppd")),
+        Weight::kNoLevels, "the queue's driver (PPD file) cannot be read");
   }
-  std::vector<Finding> findings = {good("the queue has a driver (PPD file)"), checkTransport(queue),
-                                   checkCommandFilter(queue, *parsed)};
+  if (parsed) findings.push_back(checkCommandFilter(open, *parsed));
   // What puts the filter on the queue sees to these as well.
-  if (findings.back().isGood) {
+  if (parsed && findings.back().isGood()) {
     findings.push_back(checkCommands(queue, *parsed));
-    findings.push_back(checkPrinterType(queue, *parsed));
+    findings.push_back(checkSettings(queue, *parsed));
     findings.push_back(checkSnmp(queue, *parsed));
   }
   findings.push_back(checkService(queue));
@@ -144,39 +180,54 @@ Finding checkFilterProgram(const std::string& folder) {
   for (const std::string& path : {folder, program}) {
     struct stat status {};
     if (::stat(path.c_str(), &status) != 0) {
-      return bad(fmt::format("{}: {}", forTerminal(path), std::strerror(errno)),
-                 "Install moxsupply's package again.");
+      return {.weight = Weight::kNoLevels,
+              .what = fmt::format("{}: {}", forTerminal(path), std::strerror(errno)),
+              .advice = "Install moxsupply's package again."};
     }
     if (const auto why = whyNotTrusted(status)) {
-      return bad(fmt::format("{} {}; the print server does not run it", forTerminal(path), *why),
-                 fmt::format("chown root:root {0} && chmod 755 {0}", shellWord(path)));
+      return mendedBy(
+          fmt::format("sudo chown root:root {0} && sudo chmod 755 {0}", shellWord(path)),
+          Weight::kNoLevels,
+          fmt::format("{} {}; the print server does not run it", forTerminal(path), *why));
     }
     if ((status.st_mode & S_IXOTH) == 0) {
-      return bad(fmt::format("{} cannot be run by the print server's user", forTerminal(path)),
-                 fmt::format("chmod 755 {}", shellWord(path)));
+      return mendedBy(
+          fmt::format("sudo chmod 755 {}", shellWord(path)), Weight::kNoLevels,
+          fmt::format("{} cannot be run by the print server's user", forTerminal(path)));
     }
   }
   return good(fmt::format("the print server may run {}", forTerminal(program)));
 }
 
+std::string remarkOnOldLevels(const PrintQueue& queue) {
+  const bool showsAny =
+      std::ranges::any_of(queue.markerLevels, [](int level) { return level != kNoCartridge; });
+  return showsAny ? "The levels that the queue shows are those of its last report." : "";
+}
+
 Finding checkReport(const Result<Refreshed>& report) {
-  if (!report) return bad(report.error().what, report.error().advice);
+  if (!report) {
+    return {.weight = Weight::kNoLevels,
+            .what = report.error().what,
+            .advice = report.error().advice,
+            .remedy = report.error().remedy};
+  }
   const auto& [queue, wasHeld] = *report;
   if (queue.hasReason(kDoesNotAnswer)) {
-    return bad(
-        queue.markerMessage.empty() ? "the printer did not answer"
-                                    : forTerminal(queue.markerMessage),
-        fmt::format("Switch the printer on and wake it. `moxsupply levels {}` asks it "
-                    "without the queue, and tells whether it is a laser or an inkjet printer",
-                    shellWord(shownUri(queue.deviceUri))));
+    return {.weight = Weight::kNoLevels,
+            .what = "the printer gave no levels when the queue asked it",
+            .advice = remarkOnOldLevels(queue)};
   }
   if (wasHeld) {
-    return bad(
-        "the printer answers, but does not hang up, and holds every job for up to 90 seconds",
-        fmt::format("lpadmin -p {} -v {}", shellWord(queue.name),
-                    shellWord(withoutWaiting(shownUri(queue.deviceUri)))));
+    return mendedBy(
+        fmt::format("{} -v {}", asAdministrator("lpadmin -p {}", queue.name),
+                    shellWord(withoutWaiting(shownUri(queue.deviceUri)))),
+        Weight::kCostly,
+        "the printer answers, but does not hang up, and holds every job for up to 90 seconds");
   }
-  if (queue.markerNames.empty()) return bad("the printer answers, but reports no supplies", {});
+  if (queue.markerNames.empty()) {
+    return {.weight = Weight::kNoLevels, .what = "the printer answers, but reports no supplies"};
+  }
   return good(fmt::format("the printer reports {} {}", queue.markerNames.size(),
                           queue.markerNames.size() == 1 ? "supply" : "supplies"));
 }

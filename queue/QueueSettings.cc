@@ -98,9 +98,13 @@ Result<QueueSettings> queueSettings(const std::string& ppdPath, const std::strin
                                     const std::string& deviceUri) {
   const auto ppd = PpdFile::fromFile(ppdPath);
   if (!ppd) return misuse(fmt::format("cannot read the queue's PPD file \"{}\"", ppdPath));
+  return queueSettings(*ppd, jobOptions, deviceUri);
+}
 
+Result<QueueSettings> queueSettings(const PpdFile& ppd, const std::string& jobOptions,
+                                    const std::string& deviceUri) {
   QueueSettings settings;
-  const auto type = ppd->value("moxPrinterType");
+  const auto type = ppd.value("moxPrinterType");
   if (!type) {
     return misuse("the queue's PPD file does not say what kind of printer it is (moxPrinterType)",
                   "`moxsupply enable` writes it there.");
@@ -117,7 +121,7 @@ Result<QueueSettings> queueSettings(const std::string& ppdPath, const std::strin
         ignored("moxPrinterType", *wanted, "a job does not change what the printer is"));
   }
   for (const Seconds& seconds : kSeconds) {
-    const auto value = ofTheQueue(seconds, *ppd);
+    const auto value = ofTheQueue(seconds, ppd);
     if (!value) return tl::unexpected(value.error());
     settings.*seconds.setting = *value;
     if (const auto wanted = job.find(seconds.name)) shorten(settings, seconds, *wanted);

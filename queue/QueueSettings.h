@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "queue/PpdFile.h"
 #include "supplies/Supply.h"
 #include "text/Problem.h"
 
@@ -24,9 +25,16 @@ struct QueueSettings {
 // for any other word.
 [[nodiscard]] std::optional<PrinterKind> printerKindOf(std::string_view word);
 
+// The same as it is typed: "laser" or "inkjet".
+[[nodiscard]] constexpr std::string_view typedKind(PrinterKind kind) {
+  return kind == PrinterKind::kLaser ? "laser" : "inkjet";
+}
+
 // Gathers the settings for a job of the print server: from the queue's PPD file (*moxPrinterType,
 // *moxTimeout, *moxDeadline); the transport is that of the device URI. Of the job's own
 // options, which anybody gives who may print, moxTimeout and moxDeadline can shorten the times.
+[[nodiscard]] Result<QueueSettings> queueSettings(const PpdFile& ppd, const std::string& jobOptions,
+                                                  const std::string& deviceUri);
 [[nodiscard]] Result<QueueSettings> queueSettings(const std::string& ppdPath,
                                                   const std::string& jobOptions,
                                                   const std::string& deviceUri);

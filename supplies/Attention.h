@@ -1,13 +1,28 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
+#include <string_view>
 
 #include "supplies/Supply.h"
+#include "supplies/Words.h"
 
 namespace moxsupply {
 
 // What a supply needs of people. One judgement for every page, metric, message and table.
 enum class Attention : std::uint8_t { kNone, kLow, kEmpty, kMissing, kWrong };
+
+// Their words for programs: people's scripts compare with them.
+constexpr std::array<Word<Attention>, 5> kAttentions = {{
+    {Attention::kNone, "none"},
+    {Attention::kLow, "low"},
+    {Attention::kEmpty, "empty"},
+    {Attention::kMissing, "missing"},
+    {Attention::kWrong, "wrong"},
+}};
+[[nodiscard]] constexpr std::string_view wordOf(Attention attention) {
+  return wordIn(kAttentions, attention);
+}
 
 // At this level and below a cartridge is low.
 constexpr int kLowLevel = 10;

@@ -37,7 +37,11 @@ _moxsupply_value() {
     levels/--type | check/--type) _moxsupply_offer "$current" auto laser inkjet ;;
     enable/--type) _moxsupply_offer "$current" laser inkjet ;;
     decode/--format) _moxsupply_offer "$current" text json ;;
-    levels/--format) _moxsupply_offer "$current" table json openmetrics ;;
+    levels/--format) _moxsupply_offer "$current" table json reading openmetrics ;;
+    queues/--format) _moxsupply_offer "$current" table json list ;;
+    history/--format) _moxsupply_offer "$current" table json ;;
+    history/--store) _moxsupply_offer_files "$current" ;;
+    history/--since | history/--low) COMPREPLY=() ;;
     */--color) _moxsupply_offer "$current" auto always never ;;
     report/--printer-type) _moxsupply_offer "$current" Laser Inkjet ;;
     report/--transport) _moxsupply_offer "$current" usb socket mdns dnssd ;;
@@ -81,6 +85,7 @@ _moxsupply_argument() {
       ;;
     refresh | enable | disable | doctor) _moxsupply_offer_queues "$current" ;;
     decode | exporter) _moxsupply_offer_files "$current" ;;
+    history) _moxsupply_offer "$current" add show events ;;
     simulate) _moxsupply_offer_models "$current" "$program" ;;
   esac
 }
@@ -100,10 +105,12 @@ _moxsupply_offer_options() {
       _moxsupply_offer "$current" \
         --listen --host --min-interval --max-backoff --deadline --queries-at-once --help
       ;;
+    history) _moxsupply_offer "$current" --store --since --low --format --help ;;
+    queues) _moxsupply_offer "$current" --format --help ;;
     refresh) _moxsupply_offer "$current" --all --deadline --color --help ;;
     enable) _moxsupply_offer "$current" --all --type --no-after-jobs --timeout --deadline --help ;;
     disable) _moxsupply_offer "$current" --all --help ;;
-    doctor) _moxsupply_offer "$current" --color --help ;;
+    doctor) _moxsupply_offer "$current" --all --color --help ;;
     report)
       _moxsupply_offer "$current" --printer-type --transport --timeout --output --help
       ;;
@@ -118,7 +125,8 @@ _moxsupply() {
   COMPREPLY=()
   if ((COMP_CWORD == 1)); then
     _moxsupply_offer "$current" \
-      levels check exporter refresh enable disable doctor report decode simulate --help --version
+      levels check exporter history queues refresh enable disable doctor report decode simulate \
+      --help --version
     return
   fi
 
@@ -143,7 +151,9 @@ _moxsupply() {
   fi
   if [[ $current == -* ]]; then
     _moxsupply_offer_options "$command" "$current"
-  elif ! _moxsupply_has_argument; then
+  elif [[ $command == history && ${COMP_WORDS[2]} == add ]] && ((COMP_CWORD > 2)); then
+    _moxsupply_offer_files "$current"
+  elif [[ $command == doctor ]] || ! _moxsupply_has_argument; then
     _moxsupply_argument "$program" "$command" "$current"
   fi
 }

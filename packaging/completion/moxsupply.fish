@@ -15,6 +15,8 @@ complete -c moxsupply -n $first -l version -d 'Print the version'
 complete -c moxsupply -n $first -a levels -d 'Ask a printer for its supplies'
 complete -c moxsupply -n $first -a check -d 'Check supplies, for a monitoring system'
 complete -c moxsupply -n $first -a exporter -d 'Serve many printers to Prometheus'
+complete -c moxsupply -n $first -a history -d 'Remember what printers answered'
+complete -c moxsupply -n $first -a queues -d 'Show the levels of all queues'
 complete -c moxsupply -n $first -a refresh -d 'Have a queue report its levels now'
 complete -c moxsupply -n $first -a enable -d 'Let a queue report its supplies'
 complete -c moxsupply -n $first -a disable -d 'Take away what enable added'
@@ -33,12 +35,13 @@ end
 for colored in levels refresh doctor decode
     __moxsupply_option $colored -l color -x -a 'auto always never' -d 'Colour the output'
 end
-for any in levels check exporter refresh enable disable doctor report decode simulate
+for any in levels check exporter history queues refresh enable disable doctor report decode simulate
     __moxsupply_option $any -s h -l help -d 'Print the help'
 end
 
+__moxsupply_option queues -l format -x -a 'table json list' -d 'How to show the queues'
 __moxsupply_option levels -l type -x -a 'auto laser inkjet' -d 'What kind of printer it is'
-__moxsupply_option levels -l format -x -a 'table json openmetrics' -d 'How to show the supplies'
+__moxsupply_option levels -l format -x -a 'table json reading openmetrics' -d 'How to show the supplies'
 __moxsupply_option levels -l details -d 'Show what identifies the cartridges'
 __moxsupply_option levels -l timeout -x -d 'Longest wait for each read, in seconds'
 __moxsupply_option levels -l deadline -x -d 'Longest time for everything, in seconds'
@@ -62,6 +65,14 @@ __moxsupply_option exporter -l deadline -x -d 'Longest time for a query, in seco
 __moxsupply_option exporter -l host -x -d 'Answer to this name too'
 __moxsupply_option exporter -l queries-at-once -x -d 'Most queries at once'
 
+__moxsupply_option history -a 'add show events'
+__moxsupply_option history -F
+__moxsupply_option history -l store -r -F -d 'Where readings are remembered'
+__moxsupply_option history -l since -x -d 'From this time on'
+__moxsupply_option history -l low -x -d 'Low at this level and below, in percent'
+__moxsupply_option history -l format -x -a 'table json' -d 'How to show it'
+
+__moxsupply_option doctor -l all -d 'All queues of the print server'
 __moxsupply_option refresh -l all -d 'All queues that are set up for it'
 __moxsupply_option refresh -l deadline -x -d 'Longest wait for each queue, in seconds'
 

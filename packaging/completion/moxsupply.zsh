@@ -6,6 +6,8 @@ commands=(
   'levels:ask a printer for its supplies'
   'check:check supplies, for a monitoring system'
   'exporter:serve many printers to Prometheus'
+  'history:remember what printers answered'
+  'queues:show the levels of all queues'
   'refresh:have a queue report its levels now'
   'enable:let a queue report its supplies'
   'disable:take away what enable added'
@@ -30,7 +32,7 @@ case $words[1] in
   levels)
     _arguments $help $color "*${queue#1}" \
       '--type=[what kind of printer it is]:type:(auto laser inkjet)' \
-      '--format=[how to show the supplies]:format:(table json openmetrics)' \
+      '--format=[how to show the supplies]:format:(table json reading openmetrics)' \
       '--details[show what identifies the cartridges]' \
       '--timeout=[longest wait for each read]:seconds' \
       '--deadline=[longest time for everything]:seconds' \
@@ -57,6 +59,16 @@ case $words[1] in
       '*--host=[answer to this name too]:name:_hosts' \
       '--queries-at-once=[most queries at once]:number'
     ;;
+  history)
+    _arguments $help \
+      '1:action:(add show events)' \
+      '2:file or printer:_files' \
+      '--store=[where readings are remembered]:file:_files' \
+      '--since=[from this time on]:time' \
+      '--low=[low at this level and below]:percent' \
+      '--format=[how to show it]:format:(table json)'
+    ;;
+  queues) _arguments $help '--format=[how to show the queues]:format:(table json list)' ;;
   refresh)
     _arguments $help $color $queue \
       '--all[all queues that are set up for it]' \
@@ -71,7 +83,7 @@ case $words[1] in
       '--deadline=[longest time for one report]:seconds'
     ;;
   disable) _arguments $help $queue '--all[all queues that are set up]' ;;
-  doctor) _arguments $help $color $queue ;;
+  doctor) _arguments $help $color "*${queue#1}" '--all[all queues of the print server]' ;;
   report)
     _arguments $help \
       '--printer-type=[what kind of printer it is]:type:(Laser Inkjet)' \

@@ -240,6 +240,34 @@ TEST(LevelsWithDetails, ShowWhatIdentifiesCartridges) {
       << shown.output;
 }
 
+TEST(LevelsAsAReading, AreALineThatIsRememberedInEnglish) {
+  const TemporaryFolder folder;
+  const std::string file = folder.path() / "reading";
+  const std::string store = folder.path() / "store";
+  const SimulatedPrinter laser("laser-mono-levels-in-record");
+  const Shown shown = show({laser.uri() + "/", "--format", "reading", "--type", "laser"});
+  EXPECT_EQ(shown.exitStatus, 0) << shown.errors;
+  const Json reading = Json::parse(shown.output);
+  EXPECT_EQ(reading.at("printer"), laser.uri());
+  const Json& toner = reading.at("supplies").at(0);
+  EXPECT_EQ(toner, Json::parse(R"({"number": 1, "name": "Black Toner Cartridge", "type": "toner",
+      "color": "Black", "level": 45, "status": "ok", "part": "TONER-BLACK-8K",
+      "serial": "MONO000002", "pages": {"printed": 4142, "capacity": 8000}})"));
+
+  const SimulatedPrinter inkjet("inkjet-lantern-four-cartridges");
+  const ReservedPort nobody;
+  const Ran several = run({MOXSUPPLY_PROGRAM, "levels", inkjet.uri(), nobody.uri(), "--format",
+                           "reading", "--type", "inkjet"},
+                          {"LC_ALL=de_DE.UTF-8", "LANGUAGE=de"});
+  EXPECT_EQ(several.exitStatus, 1);
+  EXPECT_EQ(Json::parse(several.output).at("supplies").at(0).at("name"), "Cyan Cartridge");
+
+  write(file, shown.output + several.output);
+  EXPECT_EQ(run({MOXSUPPLY_PROGRAM, "history", "add", "--store", store, file}).exitStatus, 0);
+  const Ran remembered = run({MOXSUPPLY_PROGRAM, "history", "show", "--store", store});
+  EXPECT_EQ(remembered.output, contentOf(file));
+}
+
 // ---- Several printers at once.
 
 TEST(LevelsOfSeveralPrinters, AreShownInTheOrderGiven) {

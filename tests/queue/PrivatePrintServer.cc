@@ -104,20 +104,22 @@ void PrivatePrintServer::restart() {
 }
 
 Ran PrivatePrintServer::run(const std::vector<std::string>& command,
-                            std::vector<std::string> environment) const {
+                            std::vector<std::string> environment,
+                            std::chrono::seconds patience) const {
   const std::vector<std::string> ours = {
       "CUPS_SERVER=" + (folder() / "cups.sock").string(),
       "CUPS_SERVERBIN=" + (folder() / "lib/cups").string(),
       "HOME=" + (folder() / "home").string(),  // of no lpoptions of the user's own
       "STATE_DIRECTORY=" + enabledQueues().parent_path().string(), "LC_ALL=C.UTF-8"};
   environment.insert(environment.end(), ours.begin(), ours.end());  // the first of two counts
-  return testing::run(command, environment);
+  return testing::run(command, environment, patience);
 }
 
 Ran PrivatePrintServer::moxsupply(std::vector<std::string> arguments,
-                                  std::vector<std::string> environment) const {
+                                  std::vector<std::string> environment,
+                                  std::chrono::seconds patience) const {
   arguments.insert(arguments.begin(), MOXSUPPLY_PROGRAM);
-  return run(arguments, std::move(environment));
+  return run(arguments, std::move(environment), patience);
 }
 
 std::string PrivatePrintServer::printerUri(const std::string& queue) const {

@@ -37,13 +37,17 @@ class PrivatePrintServer {
   // Ends it in good order, and starts it again on the same files.
   void restart();
 
+  static constexpr std::chrono::seconds kPatience{30};
+
   // Runs a program whose print server is this one. `environment`: further variables, NAME=VALUE.
   [[nodiscard]] Ran run(const std::vector<std::string>& command,
-                        std::vector<std::string> environment = {}) const;
+                        std::vector<std::string> environment = {},
+                        std::chrono::seconds patience = kPatience) const;
 
   // `moxsupply ARGUMENT...`
   [[nodiscard]] Ran moxsupply(std::vector<std::string> arguments,
-                              std::vector<std::string> environment = {}) const;
+                              std::vector<std::string> environment = {},
+                              std::chrono::seconds patience = kPatience) const;
 
   [[nodiscard]] std::string printerUri(const std::string& queue) const;  // over TCP
 

@@ -29,7 +29,7 @@ class Refresh : public QueueTest {
   [[nodiscard]] std::string allJobs() const {
     return server()
         .run({"sh", "-c",
-              "lpstat -o \"$1\" | cut -d' ' -f1; lpstat -W completed -o \"$1\" | cut -d' ' -f1",
+              "{ lpstat -o \"$1\"; lpstat -W completed -o \"$1\"; } | cut -d' ' -f1 | sort",
               "sh", queue()})
         .output;
   }
@@ -115,10 +115,10 @@ TEST_F(Refresh, RefusesAQueueThatIsNotEnabled) {
   EXPECT_EQ(ran.exitStatus, 2);
   EXPECT_EQ(ran.errors, "moxsupply refresh: nothing on \"" + queue() +
                             "\" asks its printer for its supplies\n"
-                            "Run: moxsupply enable " +
+                            "Run: sudo moxsupply enable " +
                             queue() +
                             " --type laser\n"
-                            "or, for an inkjet printer: moxsupply enable " +
+                            "or, for an inkjet printer: sudo moxsupply enable " +
                             queue() + " --type inkjet\n");
   EXPECT_EQ(printer.paper(), "");
 }
@@ -128,14 +128,14 @@ TEST_F(Refresh, RefusesAQueueOutOfService) {
   ASSERT_EQ(server().run({"cupsdisable", queue()}).exitStatus, 0);
   Ran ran = refresh();
   EXPECT_EQ(ran.exitStatus, 1);
-  EXPECT_EQ(ran.errors,
-            "moxsupply refresh: \"" + queue() + "\" is stopped\nRun: cupsenable " + queue() + '\n');
+  EXPECT_EQ(ran.errors, "moxsupply refresh: \"" + queue() +
+                            "\" is stopped\nRun: sudo /usr/sbin/cupsenable " + queue() + '\n');
   ASSERT_EQ(server().run({"cupsenable", queue()}).exitStatus, 0);
   ASSERT_EQ(server().run({"cupsreject", queue()}).exitStatus, 0);
   ran = refresh();
   EXPECT_EQ(ran.exitStatus, 1);
-  EXPECT_EQ(ran.errors, "moxsupply refresh: \"" + queue() + "\" takes no jobs\nRun: cupsaccept " +
-                            queue() + '\n');
+  EXPECT_EQ(ran.errors, "moxsupply refresh: \"" + queue() +
+                            "\" takes no jobs\nRun: sudo /usr/sbin/cupsaccept " + queue() + '\n');
 }
 
 // A desktop shows every job, and the print server keeps 500: reports would push out all others.

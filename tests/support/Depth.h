@@ -17,4 +17,8 @@ std::size_t cutEvery();
 // Of each kind of random printers 50,000; in an ordinary run, and in a slow build, 5,000.
 std::uint64_t randomPrinters();
 
+// Writers of a store that are killed: 1,000; in an ordinary run, and in a slow build, 200.
+// MOXSUPPLY_KILLS in the environment has any run kill so many.
+int killedWriters();
+
 }  // namespace moxsupply::testing

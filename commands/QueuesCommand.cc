@@ -1,0 +1,234 @@
+#include "commands/QueuesCommand.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <chrono>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "commands/PrinterOptions.h"
+#include "json/AsciiJson.h"
+#include "links/DeviceUri.h"
+#include "queue/EnabledQueues.h"
+#include "queue/PpdEdit.h"
+#include "queue/PrintServer.h"
+#include "queue/QueueSupplies.h"
+#include "renderings/SupplyJson.h"
+#include "renderings/SupplyTable.h"
+#include "supplies/Attention.h"
+#include "text/TerminalText.h"
+
+namespace moxsupply {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+using std::chrono::seconds;
+
+constexpr std::string_view kCommand = "queues";
+
+enum class Format : std::uint8_t { kTable, kJson, kList };
+
+// A queue, and what there is to be said of it.
+struct KnownQueue {
+  PrintQueue queue;
+  bool isEnabled = false;           // the command filter is on it, or was told to be
+  std::optional<PrinterKind> kind;  // none: it is not remembered
+  std::optional<seconds> age;       // of its levels; none where it has none
+  Supplies supplies;
+  Measure measure;
+};
+
+// Set up before it was remembered what is, or by a driver of ours.
+bool isSetUp(PrintServer& server, const PrintQueue& queue) {
+  return queue.takesCommands && hasSupplyReports(server.ppd(queue.name).value_or(""));
+}
+
+KnownQueue known(PrintServer& server, PrintQueue queue, const EnabledQueues& enabled, seconds now) {
+  KnownQueue known;
+  const auto remembered = enabled.find(queue.name);
+  known.isEnabled = remembered != enabled.end() || isSetUp(server, queue);
+  if (remembered != enabled.end()) {
+    known.kind = remembered->second.kind;
+    known.measure.lowLevel = static_cast<int>(remembered->second.low);
+  }
+  if (queue.markerChangeTime > 0 && !queue.markerNames.empty()) {
+    known.age = std::max(now - seconds(queue.markerChangeTime), seconds(0));
+  }
+  known.supplies = suppliesOf(queue);
+  known.queue = std::move(queue);
+  return known;
+}
+
+// ---- For people
+
+std::string ageInWords(std::optional<seconds> age) {
+  if (!age) return "-";
+  struct Unit {
+    seconds size;
+    std::string_view word;
+  };
+  constexpr std::array<Unit, 3> kUnits = {{{std::chrono::days(1), "day"},
+                                           {std::chrono::hours(1), "hour"},
+                                           {std::chrono::minutes(1), "minute"}}};
+  for (const Unit& unit : kUnits) {
+    const auto count = *age / unit.size;
+    if (count > 0) return fmt::format("{} {}{}", count, unit.word, count == 1 ? "" : "s");
+  }
+  return "now";
+}
+
+std::string_view wordFor(Attention attention) {
+  return attention == Attention::kWrong ? "wrong cartridge" : wordOf(attention);
+}
+
+// What needs somebody, or else that nothing does.
+std::string inWords(const KnownQueue& known) {
+  if (known.supplies.list.empty()) return known.isEnabled ? "no report yet" : "no levels";
+  std::string needs;
+  const Supply* lowest = nullptr;
+  for (const Supply& supply : known.supplies.list) {
+    const Attention attention = attentionOf(supply, known.measure);
+    if (attention != Attention::kNone) {
+      needs += fmt::format("{}{} {}", needs.empty() ? "" : ", ", forTerminal(supply.name),
+                           wordFor(attention));
+      if (attention == Attention::kLow) needs += fmt::format(" ({} %)", *supply.level);
+    }
+    const bool counts = isCartridge(supply) && supply.level;
+    if (counts && (lowest == nullptr || *supply.level < *lowest->level)) lowest = &supply;
+  }
+  if (!needs.empty()) return needs;
+  const std::string count = countedSupplies(known.supplies.list.size());
+  if (lowest == nullptr) return count + ", ok";
+  return fmt::format("{}, ok; lowest: {} {} %", count, forTerminal(lowest->name), *lowest->level);
+}
+
+std::string table(const std::vector<KnownQueue>& queues) {
+  constexpr int kGap = 2;
+  constexpr int kMostNameColumns = 30;
+  if (queues.empty()) return "The print server has no queues.\n";
+  const std::string_view heading = "QUEUE";
+  int nameColumns = columnsOf(heading);
+  int ageColumns = columnsOf("AGE");
+  for (const KnownQueue& known : queues) {
+    nameColumns = std::max(nameColumns, columnsOf(forTerminal(known.queue.name)));
+    ageColumns = std::max(ageColumns, columnsOf(ageInWords(known.age)));
+  }
+  nameColumns = std::min(nameColumns, kMostNameColumns);
+  const auto line = [&](std::string_view name, std::string_view age, std::string_view supplies) {
+    const std::string shown = cutToColumns(name, nameColumns);
+    const int rest = columnsOfOutput() - nameColumns - ageColumns - 2 * kGap;
+    return fmt::format("{}{:{}}{:<{}}{}\n", shown, "", nameColumns - columnsOf(shown) + kGap, age,
+                       ageColumns + kGap, cutToColumns(supplies, std::max(rest, 20)));
+  };
+  std::string text = line(heading, "AGE", "SUPPLIES");
+  for (const KnownQueue& known : queues) {
+    text += line(forTerminal(known.queue.name), ageInWords(known.age), inWords(known));
+  }
+  return text;
+}
+
+// ---- For programs
+
+std::string asJson(const std::vector<KnownQueue>& queues) {
+  Json array = Json::array();
+  for (const KnownQueue& known : queues) {
+    array.push_back({{"queue", known.queue.name},
+                     {"uri", shownUri(known.queue.deviceUri)},
+                     {"enabled", known.isEnabled},
+                     {"age", known.age ? Json(known.age->count()) : Json()},
+                     {"supplies", suppliesAsJson(known.supplies, known.measure)}});
+  }
+  return asciiJson(array) + '\n';
+}
+
+// As the exporter is given the queue: the printer itself where it is on the network, which needs no
+// queue; otherwise the queue, whose levels the print server serves. Empty where neither has any.
+std::string targetOf(const KnownQueue& known) {
+  const std::string& uri = known.queue.deviceUri;
+  if (uri.starts_with("socket://")) return shownUri(uri);
+  if (known.supplies.list.empty() && !known.isEnabled) return {};
+  return queueUri(known.queue.name);
+}
+
+// One group a line: people go on with it.
+std::string asList(const std::vector<KnownQueue>& queues) {
+  std::string text;
+  std::set<std::string> targets;
+  for (const KnownQueue& known : queues) {
+    const std::string target = targetOf(known);
+    if (target.empty() || !targets.insert(target).second) continue;
+    Json labels = {{"name", known.queue.name}};
+    if (!known.queue.location.empty()) labels["place"] = known.queue.location;
+    if (known.kind && target.starts_with("socket://")) {
+      labels["printer_type"] = typedKind(known.kind);
+    }
+    const Json group = {{"targets", {target}}, {"labels", labels}};
+    text += fmt::format("{}\n  {}", text.empty() ? "" : ",", asciiJson(group));
+  }
+  return text.empty() ? "[]\n" : fmt::format("[{}\n]\n", text);
+}
+
+int runQueues(Format format) {
+  auto server = PrintServer::connect();
+  if (!server) return complain(kCommand, server.error());
+  auto queues = server->allQueues();
+  if (!queues) return complain(kCommand, queues.error());
+  const auto enabled = enabledQueues();
+  if (!enabled) return complain(kCommand, enabled.error());
+
+  const auto now =
+      std::chrono::duration_cast<seconds>(std::chrono::system_clock::now().time_since_epoch());
+  std::vector<KnownQueue> all;
+  for (PrintQueue& queue : *queues) {
+    all.push_back(known(*server, std::move(queue), *enabled, now));
+  }
+  switch (format) {
+    case Format::kTable:
+      return print(kCommand, table(all));
+    case Format::kJson:
+      return print(kCommand, asJson(all));
+    case Format::kList:
+      break;
+  }
+  return print(kCommand, asList(all));
+}
+
+}  // namespace
+
+Command queuesCommand() {
+  const auto format = std::make_shared<Format>(Format::kTable);
+  return {
+      .name = kCommand,
+      .usage = "moxsupply queues [--format table|json|list]",
+      .about =
+          "Show what the print server knows of all queues' supplies.\n"
+          "\n"
+          "No printer is asked: the levels are those of each queue's last report, and the age "
+          "says\n"
+          "how long ago that was. `moxsupply refresh --all` asks the printers.",
+      .footer =
+          "The format list is a list of printers as `moxsupply exporter` takes it: printers on "
+          "the\n"
+          "network by their addresses, others by their queues.\n"
+          "\n"
+          "Examples:\n"
+          "  moxsupply queues\n"
+          "  moxsupply queues --format list | sudo tee /etc/moxsupply/printers.json\n"
+          "\n"
+          "Exit status: 0 they are shown; 1 the print server did not answer; 2 the arguments are\n"
+          "wrong.\n",
+      .options = {choice<Format>(
+          "--format", *format,
+          {{"table", Format::kTable}, {"json", Format::kJson}, {"list", Format::kList}}, "FORMAT",
+          "table; json; list, for the exporter (table)")},
+      .run = [format] { return runQueues(*format); },
+  };
+}
+
+}  // namespace moxsupply

@@ -1,0 +1,24 @@
+#include <array>
+#include <clocale>
+#include <cstdio>
+#include <exception>
+#include <span>
+
+#include "commands/CommandLine.h"
+#include "commands/HistoryCommand.h"
+
+// The commands of `moxsupply` that deal with what is remembered. It stands where moxsupply finds
+// it, and speaks in its name.
+int main(int argc, char** argv) try {
+  using namespace moxsupply;
+  std::setlocale(LC_CTYPE, "");  // what the terminal can show
+
+  const std::array<Program::Subcommand, 1> commands = {{
+      {"history", historyCommand},
+  }};
+  return runCommandLine({"Remember what printers answered.", "", commands},
+                        {argv, static_cast<std::size_t>(argc)});
+} catch (const std::exception& error) {
+  std::fprintf(stderr, "moxsupply: %s\n", error.what());
+  return moxsupply::kExitMisuse;
+}

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace moxsupply {
+
+// A point in time, from 1678 to 2261.
+using Moment = std::chrono::sys_time<std::chrono::nanoseconds>;
+
+// Reads RFC 3339 in UTC: 2026-11-21T08:00:00Z, with or without a fraction of a second, of which
+// nine digits count; +00:00 stands for Z as well. Nothing for what is none, or is before 1678 or
+// after 2261.
+[[nodiscard]] std::optional<Moment> momentFrom(std::string_view text);
+
+// The moment like that, with as many digits of a fraction as it has.
+[[nodiscard]] std::string momentAsText(Moment moment);
+
+// What `momentFrom` takes, for who gave something else.
+constexpr std::string_view kExpectedMoment = "a time in UTC, such as 2026-11-21T08:00:00Z";
+
+}  // namespace moxsupply

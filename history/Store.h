@@ -1,0 +1,74 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "history/Moment.h"
+#include "history/Reading.h"
+#include "text/Problem.h"
+
+namespace moxsupply {
+
+// The readings of many printers, in one SQLite file that several processes may have open. What is
+// in it is whole whenever a process is killed; what that one left unfinished there is not read.
+//
+// A lock is waited for, for 15 seconds. Every other way in which a store cannot be used comes back
+// at once, as a problem of one line that names the file; and a file that is damaged stays as it is.
+class Store {
+ public:
+  // Of a store that is there. Writes nothing, neither into its file nor beside it, so that a file
+  // or a folder that is read-only can be read as well.
+  [[nodiscard]] static Result<Store> openToRead(const std::string& name);
+
+  // Makes the store where there is none.
+  [[nodiscard]] static Result<Store> openToWrite(const std::string& name);
+
+  Store(Store&&) noexcept;
+  Store& operator=(Store&&) noexcept;
+  Store(const Store&) = delete;
+  Store& operator=(const Store&) = delete;
+  ~Store();
+
+  // Whether the whole file is as it was written. Reads all of it.
+  [[nodiscard]] Result<> check();
+
+  // Runs `changes`, which call the functions that change something; all that they did is undone
+  // when they return a problem.
+  [[nodiscard]] Result<> change(const std::function<Result<>()>& changes);
+
+  enum class Added : bool { kNo, kYes };
+
+  // Adds the next reading of its printer, unless it is there already. Refuses one that is earlier
+  // than the last one, or differs from one of the same time.
+  [[nodiscard]] Result<Added> add(const Reading& reading);
+
+  // Takes the readings of a printer out that are after a moment. Returns how many there were.
+  [[nodiscard]] Result<std::size_t> takeOutAfter(const std::string& printer, Moment moment);
+
+  // What is done with each reading; a problem ends it.
+  using Take = std::function<Result<>(const Reading& reading)>;
+
+  struct Which {
+    std::optional<std::string> printer = {};  // its name; all without
+    std::optional<Moment> since = {};         // this moment and later
+    std::optional<Moment> until = {};         // this moment and before
+  };
+
+  // Gives readings in the order of time. While `take` runs, nothing is locked.
+  [[nodiscard]] Result<> forEach(const Which& which, const Take& take);
+
+  // Gives the last reading of each printer, or of one, by the printers' names.
+  [[nodiscard]] Result<> forEachLast(const std::optional<std::string>& printer, const Take& take);
+
+ private:
+  class File;
+  explicit Store(std::unique_ptr<File> file);
+
+  std::unique_ptr<File> mFile;
+};
+
+}  // namespace moxsupply
