@@ -12,6 +12,7 @@
 
 #include "commands/LevelsCommand.h"
 #include "commands/ListenAddress.h"
+#include "commands/QueueLevelsCommand.h"
 #include "monitoring/Exporter.h"
 #include "system/Listener.h"
 
@@ -23,18 +24,24 @@ namespace fs = std::filesystem;
 
 constexpr std::string_view kCommand = "exporter";
 
-// `moxsupply`, found from where this program is.
-std::string queryProgram() {
+// How one target is asked: a printer by `moxsupply`, found from where this program is, and a print
+// queue by this program.
+LevelQueries::CommandFor queries() {
   const fs::path self = fs::read_symlink("/proc/self/exe");
-  return (self.parent_path() / PROGRAMS_FROM_MONITORING / "moxsupply").lexically_normal();
+  const fs::path moxsupply = self.parent_path() / PROGRAMS_FROM_MONITORING / "moxsupply";
+  return [self = self.string(),
+          moxsupply = moxsupply.lexically_normal().string()](const Prober::Assignment& one) {
+    if (one.isQueue) return queueLevelsForPrograms(self);
+    return levelsForPrograms(moxsupply, one.kind, static_cast<std::uint32_t>(one.deadline.count()));
+  };
 }
 
 struct ExporterOptions {
   std::string list;
   std::string listen = "127.0.0.1:9871";
-  std::uint32_t minInterval = 30;  // seconds, as the next two
-  std::uint32_t maxBackoff = 900;
-  std::uint32_t deadline = 9;
+  std::uint32_t minInterval = 6 * 3600;  // seconds, as the next two
+  std::uint32_t maxBackoff = 24 * 3600;
+  std::uint32_t deadline = 30;
   std::uint32_t queriesAtOnce = 32;
   std::vector<std::string> hosts;
 };
@@ -45,12 +52,9 @@ ExporterSettings settingsFrom(const ExporterOptions& options) {
   settings.limits.minInterval = seconds(options.minInterval);
   settings.limits.maxBackoff = seconds(options.maxBackoff);
   settings.limits.queriesAtOnce = options.queriesAtOnce;
-  settings.deadline = seconds(options.deadline);
+  settings.limits.deadline = seconds(options.deadline);
   settings.hosts = options.hosts;
-  settings.levels = [program = queryProgram(),
-                     deadline = options.deadline](const Prober::Assignment& one) {
-    return levelsForPrograms(program, one.kind, deadline);
-  };
+  settings.queries = queries();
   return settings;
 }
 
@@ -110,8 +114,9 @@ Command exporterCommand() {
           "    \"labels\": {\"printer_type\": \"laser\", \"name\": \"Office\", \"place\": \"2nd "
           "floor\"}}]\n"
           "\n"
-          "A target is a device URI as `moxsupply levels` takes it, or a host, or HOST:PORT. The "
-          "labels\n"
+          "A target is a device URI as `moxsupply levels` takes it, a host, or HOST:PORT; or a "
+          "print\n"
+          "queue, ipp://SERVER/printers/NAME, of which the print server is asked. The labels\n"
           "may be left out. printer_type is laser, inkjet or auto, name and place are for people. "
           "The\n"
           "file may be replaced at any time.",
@@ -119,6 +124,7 @@ Command exporterCommand() {
           "Addresses:\n"
           "  /                   all printers, for people\n"
           "  /probe?target=...   one printer of the list, for Prometheus\n"
+          "  /ask                POST: has one printer asked at once, for people on the page\n"
           "  /metrics            the exporter itself\n"
           "  /-/healthy          whether it runs\n"
           "\n"
@@ -135,12 +141,13 @@ Command exporterCommand() {
                         "answer to this name too, as which a proxy or people ask; may be\n"
                         "given several times"),
                   seconds("--min-interval", options->minInterval, {1, kDay},
-                          "ask no printer again before; the last answer stands (30)"),
+                          "ask no printer again before; the last answer stands (21600,\n"
+                          "6 hours)"),
                   seconds("--max-backoff", options->maxBackoff, {1, kDay},
                           "longest pause before a printer that does not answer is asked\n"
-                          "again; from failure to failure it doubles (900)"),
+                          "again; from failure to failure it doubles (86400, a day)"),
                   seconds("--deadline", options->deadline, {1, kHour},
-                          "longest time for a query (9)"),
+                          "longest time for a query (30)"),
                   wholeNumber("--queries-at-once", options->queriesAtOnce, {2, 1024}, "NUMBER",
                               "most queries at once; half of them is kept for printers that\n"
                               "answer quickly (32)")},

@@ -49,7 +49,8 @@ bool isSetUp(PrintServer& server, const PrintQueue& queue) {
   return queue.takesCommands && hasSupplyReports(server.ppd(queue.name).value_or(""));
 }
 
-KnownQueue known(PrintServer& server, PrintQueue queue, const EnabledQueues& enabled, seconds now) {
+KnownQueue known(PrintServer& server, PrintQueue queue, const EnabledQueues& enabled,
+                 std::chrono::sys_seconds now) {
   KnownQueue known;
   const auto remembered = enabled.find(queue.name);
   known.isEnabled = remembered != enabled.end() || isSetUp(server, queue);
@@ -57,8 +58,8 @@ KnownQueue known(PrintServer& server, PrintQueue queue, const EnabledQueues& ena
     known.kind = remembered->second.kind;
     known.measure.lowLevel = static_cast<int>(remembered->second.low);
   }
-  if (queue.markerChangeTime > 0 && !queue.markerNames.empty()) {
-    known.age = std::max(now - seconds(queue.markerChangeTime), seconds(0));
+  if (queue.markersChanged && !queue.markerNames.empty()) {
+    known.age = std::max(now - *queue.markersChanged, seconds(0));
   }
   known.supplies = suppliesOf(queue);
   known.queue = std::move(queue);
@@ -182,8 +183,7 @@ int runQueues(Format format) {
   const auto enabled = enabledQueues();
   if (!enabled) return complain(kCommand, enabled.error());
 
-  const auto now =
-      std::chrono::duration_cast<seconds>(std::chrono::system_clock::now().time_since_epoch());
+  const auto now = std::chrono::floor<seconds>(std::chrono::system_clock::now());
   std::vector<KnownQueue> all;
   for (PrintQueue& queue : *queues) {
     all.push_back(known(*server, std::move(queue), *enabled, now));

@@ -8,6 +8,7 @@
 #include "commands/ExporterCommand.h"
 #include "commands/LevelsAsMetrics.h"
 #include "commands/LevelsCommand.h"
+#include "commands/QueueLevelsCommand.h"
 
 // The commands of `moxsupply` that need more libraries than the others. It stands where moxsupply
 // finds it, and speaks in its name.
@@ -16,9 +17,10 @@ int main(int argc, char** argv) try {
   // The terminal's characters; but the names of supplies are labels, which no language changes.
   std::setlocale(LC_CTYPE, "");
 
-  const std::array<Program::Subcommand, 2> commands = {{
+  const std::array<Program::Subcommand, 3> commands = {{
       {"levels", [] { return levelsCommand(levelsAsMetrics); }},
       {"exporter", exporterCommand},
+      {"queue-levels", queueLevelsCommand},
   }};
   return runCommandLine({"Ask NPA printers for their supplies, for monitoring.", "", commands},
                         {argv, static_cast<std::size_t>(argc)});

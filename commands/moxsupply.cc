@@ -23,7 +23,7 @@ int main(int argc, char** argv) try {
   std::setlocale(LC_MESSAGES, "");  // the language of the supplies' names
 
   const auto asMetrics = [argv](const auto&) { return become(kMonitoringProgram, argv); };
-  const std::array<Program::Subcommand, 12> commands = {{
+  const std::array<Program::Subcommand, 14> commands = {{
       {"levels", [&] { return levelsCommand(asMetrics); }},
       {"check", checkCommand},
       {"exporter",
@@ -36,6 +36,15 @@ int main(int argc, char** argv) try {
          return commandOf(kHistoryProgram, "history",
                           "Remember what printers answered, and what befell their cartridges.",
                           argv);
+       }},
+      {"forecast",
+       [argv] {
+         return commandOf(kHistoryProgram, "forecast", "Tell when cartridges will be empty.", argv);
+       }},
+      {"orders",
+       [argv] {
+         return commandOf(kHistoryProgram, "orders",
+                          "Tell which cartridges to buy so that no printer runs out.", argv);
        }},
       {"queues", queuesCommand},
       {"refresh", refreshCommand},

@@ -36,9 +36,10 @@ Taken take(std::string_view bytes, std::size_t pieceSize) {
   Taken taken;
   taken.isWhole = head.isWhole();
   taken.left = bytes.substr(used);
-  promise(used <= HttpHead::kLongest + pieceSize, "no more is taken in than it may be long");
+  constexpr std::size_t kMost = HttpHead::kLongest + HttpHead::kLongestForm;
+  promise(used <= kMost + pieceSize, "no more is taken in than it may be long");
   if (head.isWhole() && !head.mistake()) taken.request = head.request();
-  promise(!taken.request || used <= HttpHead::kLongest, "a request is as long as it may be");
+  promise(!taken.request || used <= kMost, "a request is as long as it may be");
   if (head.mistake()) taken.status = head.mistake()->status;
   return taken;
 }

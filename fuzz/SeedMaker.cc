@@ -177,6 +177,9 @@ void addRequests(const Seeds& seeds) {
     seeds.add("HttpHead", what, joined({hex("03"), bytesOf(request)}));
   };
   add("page", "GET / HTTP/1.1\r\nHost: localhost\r\n\r\n");
+  add("form",
+      "POST /ask HTTP/1.1\r\nHost: 127.0.0.1:9871\r\nContent-Length: 27\r\n\r\n"
+      "target=192.0.2.7&token=0123GET / HTTP/1.1\r\n");
   add("probe",
       "GET /probe?target=socket%3A%2F%2F192.0.2.7&x=1+2 HTTP/1.1\r\nHost: 127.0.0.1:9871\r\n"
       "X-Prometheus-Scrape-Timeout-Seconds: 10\r\nAccept-Encoding: gzip;q=0.5\r\n\r\n");

@@ -8,13 +8,12 @@
 #include <tuple>
 #include <utility>
 
+#include "history/LevelStep.h"
 #include "json/AsciiJson.h"
 
 namespace moxsupply {
 
 namespace {
-
-constexpr std::array<int, 5> kSteps = {25, 20, 10, 5, 1};
 
 // A level rises by less than this without a new cartridge: one that was shaken by up to 15 points,
 // and every level may be told 3 too high or too low. A printer that tells quarters may be one off.
@@ -22,11 +21,6 @@ constexpr int kRiseOfANewOne = 25;
 
 // A counter of pages goes back by so many where a printer was switched off before it kept the last.
 constexpr std::uint32_t kMostPagesBack = 10;
-
-// `divisor`: of all levels of a cartridge.
-int stepOf(int divisor) {
-  return *std::ranges::find_if(kSteps, [&](int step) { return divisor % step == 0; });
-}
 
 bool isEmpty(const ReadSupply& supply) {
   return supply.status == SupplyStatus::kEmpty || supply.level == Level(0);
@@ -59,7 +53,8 @@ CartridgeWatch::Presence CartridgeWatch::presenceOf(SupplyStatus status) {
 std::optional<std::string> CartridgeWatch::whyAnotherByLevel(const ReadSupply& supply) const {
   if (!mLevel || !supply.level) return std::nullopt;
   const int rise = *supply.level - *mLevel;
-  if (rise < kRiseOfANewOne || rise <= stepOf(std::gcd(mStep, *supply.level))) return std::nullopt;
+  if (rise < kRiseOfANewOne || rise <= levelStep(std::gcd(mStep, *supply.level)))
+    return std::nullopt;
   return fmt::format("the level rose from {} to {}", *mLevel, *supply.level);
 }
 

@@ -9,6 +9,8 @@ namespace moxsupply {
 
 // A point in time, from 1678 to 2261.
 using Moment = std::chrono::sys_time<std::chrono::nanoseconds>;
+constexpr Moment kLastMoment =
+    std::chrono::sys_days(std::chrono::January / 1 / 2262) - std::chrono::nanoseconds(1);
 
 // Reads RFC 3339 in UTC: 2026-11-21T08:00:00Z, with or without a fraction of a second, of which
 // nine digits count; +00:00 stands for Z as well. Nothing for what is none, or is before 1678 or
@@ -17,6 +19,15 @@ using Moment = std::chrono::sys_time<std::chrono::nanoseconds>;
 
 // The moment like that, with as many digits of a fraction as it has.
 [[nodiscard]] std::string momentAsText(Moment moment);
+
+// Exact to a microsecond, over all of that time.
+[[nodiscard]] inline std::chrono::microseconds between(Moment from, Moment to) {
+  return std::chrono::floor<std::chrono::microseconds>(to) -
+         std::chrono::floor<std::chrono::microseconds>(from);
+}
+[[nodiscard]] inline double daysBetween(Moment from, Moment to) {
+  return std::chrono::duration<double, std::chrono::days::period>(between(from, to)).count();
+}
 
 // What `momentFrom` takes, for who gave something else.
 constexpr std::string_view kExpectedMoment = "a time in UTC, such as 2026-11-21T08:00:00Z";

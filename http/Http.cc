@@ -22,7 +22,9 @@ namespace http = boost::beast::http;
 
 constexpr HttpMistake kNotUnderstood = {400, "This request is not understood."};
 constexpr HttpMistake kTooLong = {431, "The request is too long."};
-constexpr HttpMistake kHasBody = {413, "No request has a body here."};
+constexpr HttpMistake kHasBody = {413, "No such request has a body here."};
+constexpr HttpMistake kNoLength = {411, "How long is the form?"};
+constexpr HttpMistake kLongForm = {413, "The form is too long."};
 
 std::optional<int> hexDigit(char c) {
   if (c >= '0' && c <= '9') return c - '0';
@@ -72,7 +74,8 @@ std::optional<std::chrono::milliseconds> secondsIn(std::string_view text) {
 
 HttpRequest::Method methodOf(http::verb verb) {
   if (verb == http::verb::get) return HttpRequest::Method::kGet;
-  return verb == http::verb::head ? HttpRequest::Method::kHead : HttpRequest::Method::kOther;
+  if (verb == http::verb::head) return HttpRequest::Method::kHead;
+  return verb == http::verb::post ? HttpRequest::Method::kPost : HttpRequest::Method::kOther;
 }
 
 }  // namespace
@@ -98,6 +101,8 @@ struct HttpHead::Parser {
   std::string pending;  // what the parser wants to see again, with more behind it
   std::size_t taken = 0;
   std::size_t parsed = 0;
+  std::string form;
+  std::size_t formBytes = 0;  // of all of it
 };
 
 HttpHead::HttpHead() : mParser(std::make_unique<Parser>()) {}
@@ -106,10 +111,18 @@ HttpHead::HttpHead(HttpHead&&) noexcept = default;
 HttpHead& HttpHead::operator=(HttpHead&&) noexcept = default;
 
 bool HttpHead::hasBegun() const { return mParser->taken > 0; }
-bool HttpHead::isWhole() const { return !mMistake && mParser->parser.is_header_done(); }
+bool HttpHead::isWhole() const {
+  return !mMistake && mParser->parser.is_header_done() &&
+         mParser->form.size() == mParser->formBytes;
+}
 
 void HttpHead::take(std::string_view& bytes) {
-  if (mMistake || isWhole() || bytes.empty()) return;
+  if (!mMistake && !mParser->parser.is_header_done()) takeHead(bytes);
+  if (!mMistake && mParser->parser.is_header_done()) takeForm(bytes);
+}
+
+void HttpHead::takeHead(std::string_view& bytes) {
+  if (bytes.empty()) return;
   mParser->taken += bytes.size();
   const std::size_t before = mParser->pending.size();
   mParser->pending.append(bytes);
@@ -125,16 +138,39 @@ void HttpHead::take(std::string_view& bytes) {
   if (error == http::error::need_more) error = {};
   mParser->parsed += parsed;
   // The parser's own limit is that of the lines behind the first one.
-  const std::size_t size = isWhole() ? mParser->parsed : mParser->taken;
+  const bool isDone = mParser->parser.is_header_done();
+  const std::size_t size = isDone ? mParser->parsed : mParser->taken;
   if (error == http::error::header_limit || (!error && size > kLongest)) {
     mMistake = kTooLong;
   } else if (error) {
     mMistake = kNotUnderstood;
   }
   mParser->pending.erase(0, parsed);
-  const bool isDone = mMistake || isWhole();
-  // What stands behind the head belongs to the next request.
-  bytes.remove_prefix(isDone && parsed > before ? parsed - before : bytes.size());
+  // What stands behind the head belongs to its form, or to the next request.
+  const bool isOver = mMistake || isDone;
+  bytes.remove_prefix(isOver && parsed > before ? parsed - before : bytes.size());
+  if (isDone && !mMistake) awaitForm();
+}
+
+// Other methods have no form; what comes behind their heads is looked at in `request`.
+void HttpHead::awaitForm() {
+  const auto& parser = mParser->parser;
+  if (methodOf(parser.get().method()) != HttpRequest::Method::kPost) return;
+  const std::uint64_t length = parser.content_length().value_or(0);
+  if (parser.chunked()) {
+    mMistake = kNoLength;
+  } else if (length > kLongestForm) {
+    mMistake = kLongForm;
+  } else {
+    mParser->formBytes = length;
+  }
+}
+
+void HttpHead::takeForm(std::string_view& bytes) {
+  const std::size_t missing = mParser->formBytes - mParser->form.size();
+  const std::string_view some = bytes.substr(0, missing);
+  mParser->form.append(some);
+  bytes.remove_prefix(some.size());
 }
 
 std::optional<HttpRequest> HttpHead::request() {
@@ -157,8 +193,10 @@ std::optional<HttpRequest> HttpHead::request() {
   request.keepsAlive = head.keep_alive();
 
   const bool isOfHttp11 = head.version() >= 11;
+  const bool isForm = request.method == HttpRequest::Method::kPost;
+  if (isForm) request.parameters = parametersIn(mParser->form);
   const bool hasBody =
-      mParser->parser.chunked() || mParser->parser.content_length().value_or(0) > 0;
+      !isForm && (mParser->parser.chunked() || mParser->parser.content_length().value_or(0) > 0);
   if (head.version() != 10 && head.version() != 11) mMistake = kNotUnderstood;
   if (target.empty() || target.front() != '/') mMistake = kNotUnderstood;
   if (isOfHttp11 && head.count(http::field::host) != 1) mMistake = kNotUnderstood;
@@ -187,9 +225,11 @@ std::string headOf(const HttpAnswer& answer, bool closes) {
            "default-src 'none'; style-src 'self'; img-src 'self'; form-action 'self'; "
            "base-uri 'none'; frame-ancestors 'none'");
   head.set(http::field::content_type, answer.type);
-  head.set("Referrer-Policy", "no-referrer");
+  // Without any, a browser would not tell either that a form comes from a page of ours.
+  head.set("Referrer-Policy", "same-origin");
   head.set("X-Content-Type-Options", "nosniff");
   if (!answer.allowed.empty()) head.set(http::field::allow, answer.allowed);
+  if (!answer.location.empty()) head.set(http::field::location, answer.location);
   std::ostringstream text;
   text << head;
   return std::move(text).str();

@@ -12,15 +12,17 @@
 
 namespace moxsupply {
 
-// HTTP/1.1 as far as it matters here: the head of a request, and that of its answer.
+// HTTP/1.1 as far as it matters here: the head of a request, a form behind it, and the head of its
+// answer.
 
 // What a client asks. All of it is hostile.
 struct HttpRequest {
-  enum class Method : std::uint8_t { kGet, kHead, kOther };
+  enum class Method : std::uint8_t { kGet, kHead, kPost, kOther };
 
   Method method = Method::kOther;
   std::string path;                                             // decoded
-  std::vector<std::pair<std::string, std::string>> parameters;  // decoded, in their order
+  std::vector<std::pair<std::string, std::string>> parameters;  // decoded, in their order; of a
+                                                                // POST those of its form
   std::string host;                                             // of the header, as it was sent
   std::string origin;
   std::string fetchSite;  // where a browser says that the request comes from
@@ -39,10 +41,11 @@ struct HttpMistake {
   std::string_view what;  // a sentence
 };
 
-// Takes in the head of one request, piece by piece.
+// Takes in the head of one request and the form behind it, piece by piece.
 class HttpHead {
  public:
-  static constexpr std::size_t kLongest = 8192;  // bytes
+  static constexpr std::size_t kLongest = 8192;      // bytes
+  static constexpr std::size_t kLongestForm = 8192;  // bytes behind the head
 
   HttpHead();
   ~HttpHead();
@@ -51,7 +54,7 @@ class HttpHead {
   HttpHead(const HttpHead&) = delete;
   HttpHead& operator=(const HttpHead&) = delete;
 
-  // Takes bytes from the front of `bytes`, as far as the head goes.
+  // Takes bytes from the front of `bytes`, as far as the head and its form go.
   void take(std::string_view& bytes);
 
   [[nodiscard]] bool hasBegun() const;
@@ -64,6 +67,10 @@ class HttpHead {
   [[nodiscard]] std::optional<HttpRequest> request();
 
  private:
+  void takeHead(std::string_view& bytes);
+  void awaitForm();
+  void takeForm(std::string_view& bytes);
+
   struct Parser;
   std::unique_ptr<Parser> mParser;
   std::optional<HttpMistake> mMistake;
@@ -75,6 +82,7 @@ struct HttpAnswer {
   std::shared_ptr<const std::string> body = {};
   bool isGzip = false;
   std::string_view allowed = {};  // methods, of status 405
+  std::string location = {};      // where to go on, of status 303; relative
 };
 
 // An answer of one line of plain text.

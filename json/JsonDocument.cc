@@ -36,6 +36,8 @@ using JsonText = nlohmann::basic_json<std::map, std::vector, std::string, bool, 
 // Makes the document, and sees to what it must not be before more memory and time are spent on it.
 class Builder : public nlohmann::json_sax<JsonText> {
  public:
+  Builder() noexcept(false) = default;  // the library may throw where it makes a value
+
   [[nodiscard]] json take() { return std::move(mDocument); }
 
   bool null() override { return value(nullptr); }

@@ -72,15 +72,6 @@ JsonPlace JsonPlace::at(std::string_view key) const {
   return *found;
 }
 
-std::map<std::string, JsonPlace> JsonPlace::members() const {
-  if (!mValue->is_object()) expected("an object");
-  std::map<std::string, JsonPlace> places;
-  for (const auto& [key, value] : mValue->items()) {
-    places.emplace(key, JsonPlace(value, mPointer / key));
-  }
-  return places;
-}
-
 std::vector<JsonPlace> JsonPlace::elements() const {
   if (!mValue->is_array()) expected("a list");
   std::vector<JsonPlace> places;

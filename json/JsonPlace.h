@@ -2,7 +2,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <map>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -28,9 +27,6 @@ class JsonPlace {
   // A member of an object.
   [[nodiscard]] std::optional<JsonPlace> find(std::string_view key) const;
   [[nodiscard]] JsonPlace at(std::string_view key) const;
-
-  // The members of an object, by their keys.
-  [[nodiscard]] std::map<std::string, JsonPlace> members() const;
 
   // The values of an array.
   [[nodiscard]] std::vector<JsonPlace> elements() const;

@@ -7,6 +7,7 @@
 #include <boost/asio/signal_set.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <csignal>
+#include <map>
 #include <set>
 #include <utility>
 
@@ -42,7 +43,7 @@ class Exporter::Parts {
         mNextLook(mContext),
         mFile(std::move(file)),
         mMetrics(MOXSUPPLY_VERSION),
-        mQueries(mContext, settings.levels, settings.deadline,
+        mQueries(mContext, settings.queries,
                  [this](Prober::Id id, QueryResult result) {
                    mProber.ended(id, std::move(result), Clock::now());
                    moveOn();
@@ -53,7 +54,7 @@ class Exporter::Parts {
                  .answered = [this](const Prober::Printer& printer) { noteEnd(printer); },
                  .released = [this](const std::string& target) { mServer.wake(target); }}),
         mAddress(addressOf(listener.get())),
-        mSite(mProber, mMetrics, HostNames(mAddress, settings.hosts), settings.deadline),
+        mSite(mProber, mMetrics, HostNames(mAddress, settings.hosts), settings.limits.deadline),
         mServer(
             mContext, std::move(listener), settings.mostConnections,
             [this](const HttpRequest& request, Clock::time_point arrived, bool isLast) {
@@ -97,6 +98,11 @@ class Exporter::Parts {
 
   void take(PrinterList list) {
     mMetrics.listTaken(list.size());
+    mPrinters.clear();
+    for (const ListedPrinter& one : list) {
+      if (!one.isQueue) mPrinters.emplace(identityOf(one.uri), one.target);
+    }
+    mNamedTwice.clear();
     mProber.setList(std::move(list));
     mSite.setListProblem({});
     std::erase_if(mSilent, [this](const auto& target) { return mProber.find(target) == nullptr; });
@@ -127,9 +133,19 @@ class Exporter::Parts {
     mMetrics.queryEnded(last.result.outcome, last.duration);
     if (last.result.hasSucceeded()) {
       if (mSilent.erase(target) > 0) mLog.line(fmt::format("{}: answers again", shownUri(target)));
+      noteDevice(printer);
     } else if (mSilent.insert(target).second) {
-      mLog.line(fmt::format("{}: {}", shownUri(target), last.result.what));
+      mLog.line(fmt::format("{}: {}; it is asked less and less often until it answers",
+                            shownUri(target), last.result.what));
     }
+  }
+
+  // A printer that stands in the list beside its queue is asked, and shown twice.
+  void noteDevice(const Prober::Printer& queue) {
+    const auto twin = mPrinters.find(identityOf(queue.last->result.device));
+    if (twin == mPrinters.end() || !mNamedTwice.insert(queue.listed.target).second) return;
+    mLog.line(fmt::format("{} prints to {}, which stands in the list as well: take one of them out",
+                          shownUri(queue.listed.target), shownUri(twin->second)));
   }
 
   asio::io_context mContext{1};  // one thread
@@ -140,7 +156,9 @@ class Exporter::Parts {
   Log mLog;
   ListFile mFile;
   ExporterMetrics mMetrics;
-  std::set<std::string> mSilent;  // targets that failed the last time
+  std::set<std::string> mSilent;                              // targets that failed the last time
+  std::map<std::string, std::string, std::less<>> mPrinters;  // targets by identity, no queues
+  std::set<std::string> mNamedTwice;                          // queues of which it was said
   LevelQueries mQueries;
   Prober mProber;
   std::string mAddress;

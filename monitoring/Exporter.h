@@ -1,6 +1,5 @@
 #pragma once
 
-#include <chrono>
 #include <cstddef>
 #include <memory>
 #include <string>
@@ -15,8 +14,7 @@ namespace moxsupply {
 
 struct ExporterSettings {
   Prober::Limits limits;
-  std::chrono::seconds deadline{};   // for each query
-  LevelQueries::CommandFor levels;   // how a printer is asked
+  LevelQueries::CommandFor queries;  // how a target is asked
   std::size_t mostConnections = 0;   // of HTTP clients
   std::vector<std::string> hosts{};  // names by which it is asked, besides its own
 };

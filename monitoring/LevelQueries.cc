@@ -158,12 +158,8 @@ class LevelQueries::Running {
   LevelsEnding mEnding;
 };
 
-LevelQueries::LevelQueries(asio::io_context& context, CommandFor commandFor,
-                           std::chrono::seconds deadline, OnEnd onEnd)
-    : mContext(context),
-      mCommandFor(std::move(commandFor)),
-      mDeadline(deadline),
-      mOnEnd(std::move(onEnd)) {}
+LevelQueries::LevelQueries(asio::io_context& context, CommandFor commandFor, OnEnd onEnd)
+    : mContext(context), mCommandFor(std::move(commandFor)), mOnEnd(std::move(onEnd)) {}
 
 LevelQueries::~LevelQueries() {
   try {
@@ -182,14 +178,16 @@ void LevelQueries::begin(const Prober::Assignment& assignment) {
     co_await asio::post(co_await asio::this_coro::executor, use_awaitable);
     co_return co_await one->run(std::move(command), std::move(uri), patience);
   };
-  asio::co_spawn(mContext,
-                 ask(running, mCommandFor(assignment), assignment.uri, mDeadline + kGrace),
-                 [this, id, running](const std::exception_ptr& failed, LevelsEnding ending) {
-                   if (running->isStopped) return;
-                   mRunning.erase(id);
-                   if (failed) ending = {};
-                   mOnEnd(id, queryResultOf(ending, mDeadline));
-                 });
+  asio::co_spawn(
+      mContext, ask(running, mCommandFor(assignment), assignment.uri, assignment.deadline + kGrace),
+      [this, id, running, deadline = assignment.deadline, isQueue = assignment.isQueue](
+          const std::exception_ptr& failed, LevelsEnding ending) {
+        if (running->isStopped) return;
+        mRunning.erase(id);
+        if (failed) ending = {};
+        mOnEnd(id, isQueue ? queueResultOf(ending, deadline, std::chrono::system_clock::now())
+                           : queryResultOf(ending, deadline));
+      });
 }
 
 void LevelQueries::stop(Prober::Id id) {

@@ -16,19 +16,19 @@ class io_context;
 
 namespace moxsupply {
 
-// Queries, each a process `moxsupply levels`: the module asks on descriptors 1 and 3 of its
-// process, of which there is one pair only.
+// Queries, each a process: the module asks a printer on descriptors 1 and 3 of its process, of
+// which there is one pair only, and what a printer or a print server sends is decoded apart.
 class LevelQueries {
  public:
   using OnEnd = std::function<void(Prober::Id, QueryResult)>;
 
-  // The command that asks one printer and writes its report as JSON, by the deadline. It has the
-  // printer's URI in its environment, as DEVICE_URI: others see arguments, and passwords in them.
+  // The command that asks one printer and writes its report as JSON, by the deadline, or that reads
+  // a print queue (QueueLevelsCommand). It has the URI in its environment, as DEVICE_URI: others
+  // see arguments, and passwords in them.
   using CommandFor = std::function<std::vector<std::string>(const Prober::Assignment&)>;
 
-  // `deadline`: of each query; a process that has not ended a second later is killed.
-  LevelQueries(boost::asio::io_context& context, CommandFor commandFor,
-               std::chrono::seconds deadline, OnEnd onEnd);
+  // A process that has not ended a second after its deadline is killed.
+  LevelQueries(boost::asio::io_context& context, CommandFor commandFor, OnEnd onEnd);
 
   // Kills those that still run.
   ~LevelQueries();
@@ -49,7 +49,6 @@ class LevelQueries {
 
   boost::asio::io_context& mContext;
   CommandFor mCommandFor;
-  std::chrono::seconds mDeadline;
   OnEnd mOnEnd;
   std::map<Prober::Id, std::shared_ptr<Running>> mRunning;
 };

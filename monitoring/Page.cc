@@ -20,8 +20,8 @@ namespace {
 using Printer = Prober::Printer;
 using Clock = Prober::Clock;
 
-constexpr int kRefresh = 30;        // seconds
-constexpr int kRefreshAtFirst = 3;  // as long as printers are being asked for the first time
+constexpr int kRefresh = 30;            // seconds
+constexpr int kRefreshWhileAsking = 3;  // as long as a printer of the page is being asked
 constexpr std::size_t kMostSentences = 3;
 constexpr std::size_t kLongestName = 80;    // bytes of a supply's name
 constexpr std::size_t kLongestTarget = 80;  // of a target as it is shown
@@ -211,12 +211,19 @@ std::string failureOf(const Printer& printer, Clock::time_point now) {
   return html;
 }
 
+// Sends the form of the page, for this printer.
+std::string askButton(const ListedPrinter& listed) {
+  return fmt::format(
+      R"(<button form=ask name=target value="{}" aria-label="Ask now: {}">Ask now</button>)",
+      escaped(shownUri(listed.target), kWhole), escaped(listed.name, kWhole));
+}
+
 std::string ageOf(const Printer& printer, Clock::time_point now) {
-  const std::string_view asking = printer.isPending ? " Being asked now." : "";
-  if (!printer.reading) {
-    return fmt::format("<p class=age>Never read.{}</p>\n", asking);
-  }
-  return fmt::format("<p class=age>Read {} ago.{}</p>\n", span(printer.reading->time, now), asking);
+  const std::string age = printer.reading
+                              ? fmt::format("Read {} ago.", span(printer.reading->time, now))
+                              : "Never read.";
+  return fmt::format("<p class=age>{} {}</p>\n", age,
+                     printer.isPending ? "Being asked now." : askButton(printer.listed));
 }
 
 std::string card(const Printer& printer, Condition condition, Clock::time_point now) {
@@ -246,14 +253,14 @@ struct Shown {
 
 class Page {
  public:
-  Page(const std::vector<const Printer*>& printers, PageView view, Clock::time_point now)
-      : mView(std::move(view)), mNow(now) {
+  Page(const std::vector<const Printer*>& printers, PageView view, std::string_view token,
+       Clock::time_point now)
+      : mView(std::move(view)), mToken(token), mNow(now) {
     mView.find = harmlessLine(mView.find, kLongestFind);
     const std::string wanted = inSmallLetters(mView.find);
     for (const Printer* printer : printers) {
       const Shown shown{printer, conditionOf(*printer)};
       ++mCounts.at(static_cast<std::size_t>(shown.condition));
-      mIsFirst = mIsFirst || (shown.condition == Condition::kNotRead && printer->isPending);
       const ListedPrinter& listed = printer->listed;
       const std::string words = inSmallLetters(
           fmt::format("{}\n{}\n{}", listed.name, listed.place, shownUri(listed.target)));
@@ -274,7 +281,7 @@ class Page {
           "of the list before are shown.</p>\n",
           escaped(listProblem, kWhole));
     }
-    html += "<main id=printers>\n" + sections() + "</main>\n" + footer();
+    html += "<main id=printers>\n" + sections() + "</main>\n" + askForm() + footer();
     return html + "</body>\n</html>\n";
   }
 
@@ -297,13 +304,9 @@ class Page {
     return mCounts.at(static_cast<std::size_t>(condition));
   }
 
-  // An address of this page, with some of it changed.
+  // An address of this page, with some of it changed, for HTML.
   [[nodiscard]] static std::string address(const PageView& view) {
-    std::string query = view.isByPlace ? "order=place" : "order=worst";
-    if (!view.find.empty()) query += "&amp;find=" + asParameter(view.find);
-    if (view.number > 1) query += fmt::format("&amp;page={}", view.number);
-    if (!view.isRefreshing) query += "&amp;refresh=off";
-    return "?" + query;
+    return escaped(addressOf(view), kWhole);
   }
 
   [[nodiscard]] std::string head() const {
@@ -313,8 +316,10 @@ class Page {
     }
     std::string refresh;
     if (mView.isRefreshing) {
+      const bool isAsking = std::ranges::any_of(
+          ofThisPage(), [](const Shown& shown) { return shown.printer->isPending; });
       refresh = fmt::format("<meta http-equiv=refresh content={}>\n",
-                            mIsFirst ? kRefreshAtFirst : kRefresh);
+                            isAsking ? kRefreshWhileAsking : kRefresh);
     }
     return fmt::format(
         "<!DOCTYPE html>\n<html lang=en>\n<head>\n<meta charset=utf-8>\n"
@@ -349,13 +354,26 @@ class Page {
     return fmt::format(
         "<nav aria-label=\"Order and search\">\n<ul class=orders>\n"
         "<li><a href=\"{}\"{}>Worst first</a>\n<li><a href=\"{}\"{}>By place</a>\n</ul>\n"
-        "<form role=search><input type=hidden name=order value={}>{}"
+        "<form role=search>{}"
         "<input type=search name=find value=\"{}\" aria-label=\"Name, place or address\" "
         "placeholder=\"Name, place or address\"><button>Find</button></form>\n</nav>\n",
         address(worst), mView.isByPlace ? "" : kCurrent, address(place),
-        mView.isByPlace ? kCurrent : "", mView.isByPlace ? "place" : "worst",
-        mView.isRefreshing ? "" : "<input type=hidden name=refresh value=off>",
-        escaped(mView.find, kWhole));
+        mView.isByPlace ? kCurrent : "", hidden(), escaped(mView.find, kWhole));
+  }
+
+  // Of a form, what keeps the view as it is but for its pages and what is looked for.
+  [[nodiscard]] std::string hidden() const {
+    return fmt::format("<input type=hidden name=order value={}>{}",
+                       mView.isByPlace ? "place" : "worst",
+                       mView.isRefreshing ? "" : "<input type=hidden name=refresh value=off>");
+  }
+
+  // The form that each printer's button sends.
+  [[nodiscard]] std::string askForm() const {
+    return fmt::format(
+        "<form id=ask method=post action=ask><input type=hidden name=\"token\" value=\"{}\">{}"
+        "<input type=hidden name=find value=\"{}\"><input type=hidden name=page value={}></form>\n",
+        mToken, hidden(), escaped(mView.find, kWhole), mView.number);
   }
 
   [[nodiscard]] std::span<const Shown> ofThisPage() const {
@@ -420,19 +438,28 @@ class Page {
   }
 
   PageView mView;
+  std::string_view mToken;
   Clock::time_point mNow;
   std::vector<Shown> mShown;
   std::array<std::size_t, kConditions.size()> mCounts{};
   std::size_t mAll = 0;
   std::size_t mPages = 1;
-  bool mIsFirst = false;  // some printer is being asked for the first time
 };
 
 }  // namespace
 
 std::string page(const std::vector<const Printer*>& printers, const PageView& view,
-                 std::string_view listProblem, Clock::time_point now) {
-  return Page(printers, view, now).html(listProblem);
+                 std::string_view listProblem, std::string_view token, Clock::time_point now) {
+  return Page(printers, view, token, now).html(listProblem);
+}
+
+std::string addressOf(const PageView& view) {
+  std::string query = view.isByPlace ? "?order=place" : "?order=worst";
+  const std::string find = harmlessLine(view.find, kLongestFind);
+  if (!find.empty()) query += "&find=" + asParameter(find);
+  if (view.number > 1) query += fmt::format("&page={}", view.number);
+  if (!view.isRefreshing) query += "&refresh=off";
+  return query;
 }
 
 std::string spanInWords(std::chrono::milliseconds span) {

@@ -22,10 +22,14 @@ constexpr std::size_t kPrintersOfAPage = 100;
 constexpr std::size_t kMostSuppliesShown = 20;  // of a printer
 
 // All printers for people, as HTML without scripts. `listProblem`: why the list could not be read
-// the last time; empty when it could. All text is escaped. At most 2,000,000 bytes, whatever the
-// printers and the list say.
+// the last time; empty when it could. `token`: what its form sends, to have a printer asked. All
+// text is escaped. At most 2,000,000 bytes, whatever the printers and the list say.
 std::string page(const std::vector<const Prober::Printer*>& printers, const PageView& view,
-                 std::string_view listProblem, Prober::Clock::time_point now);
+                 std::string_view listProblem, std::string_view token,
+                 Prober::Clock::time_point now);
+
+// The address of a view, relative to that of the page: "?order=worst".
+std::string addressOf(const PageView& view);
 
 // What goes with it.
 std::string_view pageStyle();

@@ -58,7 +58,7 @@ header nav { justify-content: space-between; }
 .orders a:hover { text-decoration: underline; }
 .orders a[aria-current] { background: var(--card); font-weight: 600;
   box-shadow: 0 0 0 1px var(--line); }
-form { display: flex; gap: .4rem; flex: 0 1 22rem; }
+nav form { display: flex; gap: .4rem; flex: 0 1 22rem; }
 input, button { font: inherit; color: inherit; background: var(--card);
   border: 1px solid var(--edge); border-radius: .5rem; padding: .35rem .7rem; }
 input { flex: 1; min-width: 0; }
@@ -91,7 +91,8 @@ h2 { font-size: 1.05rem; font-weight: 600; margin: 1.7rem 0 .7rem; }
   gap: .15rem .8rem; font-size: .9rem; line-height: 1.3; }
 .supplies .level { font-variant-numeric: tabular-nums; font-weight: 600; text-align: right; }
 .supplies .none .level { color: var(--quiet); font-weight: 500; font-style: italic; }
-.age { font-size: .82rem; margin-top: .6rem; }
+.age { font-size: .82rem; margin-top: .6rem; display: flex; align-items: baseline; gap: .8rem; }
+.age button { margin-left: auto; padding: .1rem .6rem; white-space: nowrap; }
 
 meter, .hatched { grid-column: 1 / -1; display: block; width: 100%; height: .55rem;
   border-radius: .3rem; overflow: hidden; background: var(--track);
@@ -112,12 +113,12 @@ footer { margin-top: 2rem; font-size: .9rem; display: grid; gap: .6rem; }
   body { padding-top: 1rem; }
   .counts { display: grid; grid-template-columns: 1fr 1fr; gap: .4rem; }
   .counts li { font-size: .86rem; padding-right: .4rem; }
-  form { flex: 1 1 100%; }
+  nav form { flex: 1 1 100%; }
 }
 @media (forced-colors: active) {
   meter, .hatched, .printer { border: 1px solid CanvasText; forced-color-adjust: none; }
 }
-@media print { body { background: none; } nav, form, .skip { display: none; } }
+@media print { body { background: none; } nav, button, .skip { display: none; } }
 )css";
 }
 

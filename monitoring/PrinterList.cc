@@ -12,6 +12,7 @@
 
 #include "json/ReadJson.h"
 #include "links/DeviceUri.h"
+#include "queue/QueueUri.h"
 #include "system/ReadFile.h"
 #include "text/HarmlessText.h"
 #include "text/ShortQuote.h"
@@ -53,14 +54,6 @@ DeviceUri deviceUriOf(const JsonPlace& place) {
   return *std::move(uri);
 }
 
-// The same for every way to write it.
-std::string identityOf(const DeviceUri& uri) {
-  if (uri.scheme != "socket") return uri.text;
-  std::string host = uri.host;
-  std::ranges::transform(host, host.begin(), small);
-  return fmt::format("socket://{}:{}", host, uri.port);
-}
-
 struct Labels {
   std::optional<PrinterKind> kind;
   std::string name;
@@ -98,7 +91,7 @@ PrinterList listFrom(const JsonPlace& document) {
     for (const JsonPlace& place : group.at("targets").elements()) {
       const DeviceUri uri = deviceUriOf(place);
       const std::string target = place.text();
-      const auto [former, isNew] = targets.emplace(identityOf(uri), target);
+      const auto [former, isNew] = targets.emplace(identityOf(uri.text), target);
       if (!isNew) {
         refuse(place, target,
                former->second == target
@@ -110,13 +103,25 @@ PrinterList listFrom(const JsonPlace& document) {
         refuse(place, target, fmt::format("at most {} targets", kMostPrinters));
       }
       list.push_back({target, uri.text, labels.kind,
-                      labels.name.empty() ? shownUri(target) : labels.name, labels.place});
+                      labels.name.empty() ? shownUri(target) : labels.name, labels.place,
+                      parseQueueUri(uri.text).has_value()});
     }
   }
   return list;
 }
 
 }  // namespace
+
+std::string identityOf(const std::string& uri) {
+  if (const auto queue = parseQueueUri(uri)) {
+    return fmt::format("ipp://{}/printers/{}", queue->server, queue->queue);
+  }
+  const auto device = parseDeviceUri(uri);
+  if (!device || device->scheme != "socket") return uri;
+  std::string host = device->host;
+  std::ranges::transform(host, host.begin(), small);
+  return fmt::format("socket://{}:{}", host, device->port);
+}
 
 Result<PrinterList> parsePrinterList(std::string_view json, const std::string& name) {
   return readJson(json, name, listFrom);

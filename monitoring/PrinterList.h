@@ -18,6 +18,7 @@ struct ListedPrinter {
   std::optional<PrinterKind> kind;  // none: it is to be found out
   std::string name;                 // for people, harmless; the target when the list gives none
   std::string place;                // the same; empty when the list gives none
+  bool isQueue = false;             // a print queue: its print server is asked, and no printer
 
   friend bool operator==(const ListedPrinter&, const ListedPrinter&) = default;
 };
@@ -27,6 +28,9 @@ using PrinterList = std::vector<ListedPrinter>;
 // The most that a list may have.
 constexpr std::size_t kMostPrinters = 10'000;
 constexpr std::size_t kLongestList = 16U << 20U;  // bytes
+
+// The same for every way to write a device URI.
+[[nodiscard]] std::string identityOf(const std::string& uri);
 
 // Reads a list of printers: JSON as Prometheus takes it from files, an array of objects with
 // "targets", device URIs, and "labels", of which "printer_type", "name" and "place" mean something

@@ -5,6 +5,17 @@
 
 namespace moxsupply {
 
+namespace {
+
+// Whether what went wrong may come of another printer standing there now. One that is switched off,
+// or busy, is still the same.
+bool mayBeOfAnotherKind(Outcome outcome) {
+  return outcome == Outcome::kNothingReceived || outcome == Outcome::kUndecodable ||
+         outcome == Outcome::kDeadline;
+}
+
+}  // namespace
+
 void Prober::setList(PrinterList list) {
   std::map<std::string, Id, std::less<>> ids;
   mOrder.clear();
@@ -62,7 +73,8 @@ bool Prober::want(std::string_view target, Urgency urgency, Clock::time_point no
     }
     return true;
   }
-  if (entry.printer.last && now < entry.printer.notBefore) {
+  const bool mayBeAsked = urgency == Urgency::kOnPurpose || now >= entry.printer.notBefore;
+  if (entry.printer.last && !mayBeAsked) {
     if (isCounted) ++mShared;
     return false;
   }
@@ -82,13 +94,23 @@ void Prober::dequeue(Entry& entry) {
   entry.place.reset();
 }
 
+bool Prober::deservesPatience(const Entry& entry, Clock::time_point now) {
+  const bool isOnPurpose = entry.place && entry.place->urgency == Urgency::kOnPurpose;
+  return entry.printer.reading || isOnPurpose || !entry.lastPatient ||
+         now - *entry.lastPatient >= kPatientEvery;
+}
+
 void Prober::begin(Id id, Entry& entry, Clock::time_point now) {
+  entry.isPatient = deservesPatience(entry, now);
   dequeue(entry);
   entry.begun = now;
   entry.askedAs = entry.printer.listed.kind ? entry.printer.listed.kind : entry.printer.kind;
   ++mRunning.at(entry.lane);
   if (entry.lane == kFast) mFastOnes[now].insert(id);
-  mHooks.begin({id, entry.printer.listed.uri, entry.askedAs});
+  const auto deadline =
+      entry.isPatient ? mLimits.deadline : std::min(mLimits.deadline, kShortDeadline);
+  mHooks.begin(
+      {id, entry.printer.listed.uri, entry.askedAs, deadline, entry.printer.listed.isQueue});
 }
 
 void Prober::leaveRunning(Id id, Entry& entry) {
@@ -109,30 +131,39 @@ void Prober::ended(Id id, QueryResult result, Clock::time_point now) {
   const auto begun = *entry.begun;
   leaveRunning(id, entry);
   printer.isPending = false;
+  if (entry.isPatient) entry.lastPatient = begun;
 
   const auto duration = std::chrono::round<std::chrono::milliseconds>(now - begun);
   if (result.hasSucceeded()) {
     printer.failures = 0;
-    printer.notBefore = begun + mLimits.minInterval;
-    printer.reading = {*result.supplies, now};
+    printer.notBefore = begun + intervalOf(printer);
+    printer.reading = {*result.supplies, now - result.age};
     // To find out what it is takes long once; the next time that is known.
     const bool wasKnown = entry.askedAs.has_value();
     printer.kind = result.supplies->kind;
     entry.isSlow = wasKnown && duration >= kSlow;
   } else {
     ++printer.failures;
-    printer.notBefore = now + backoff(printer.failures);
-    printer.kind.reset();
+    printer.notBefore = now + backoff(printer);
+    if (mayBeOfAnotherKind(result.outcome)) printer.kind.reset();
   }
   printer.last = {std::move(result), duration, now};
   mHooks.answered(printer);
   mHooks.released(printer.listed.target);
 }
 
-std::chrono::milliseconds Prober::backoff(std::uint32_t failures) const {
-  auto pause = mLimits.minInterval;
-  for (std::uint32_t i = 1; i < failures && pause < mLimits.maxBackoff; ++i) pause *= 2;
-  return std::max(mLimits.minInterval, std::min(pause, mLimits.maxBackoff));
+// With the intervals as they are, 6, 6, 12 and then 24 hours: a printer that is off for days is
+// tried at the time of day at which it answered last.
+std::chrono::milliseconds Prober::backoff(const Printer& printer) const {
+  const auto interval = intervalOf(printer);
+  auto pause = interval;
+  for (std::uint32_t i = 1; i < printer.failures && pause < mLimits.maxBackoff; ++i) pause *= 2;
+  return std::max(interval, std::min(pause, mLimits.maxBackoff));
+}
+
+std::chrono::milliseconds Prober::intervalOf(const Printer& printer) const {
+  constexpr std::chrono::milliseconds kOfQueue = kQueueInterval;
+  return printer.listed.isQueue ? std::min(mLimits.minInterval, kOfQueue) : mLimits.minInterval;
 }
 
 void Prober::moveSlowOnes(Clock::time_point now) {

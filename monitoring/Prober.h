@@ -32,19 +32,31 @@ class Prober {
   using Id = std::uint64_t;  // of a printer, for as long as it is in the list
 
   struct Limits {
-    std::chrono::milliseconds minInterval = std::chrono::seconds(30);  // from query to query
-    std::chrono::milliseconds maxBackoff = std::chrono::minutes(15);
-    std::size_t queriesAtOnce = 32;  // at least 2
+    std::chrono::milliseconds minInterval = std::chrono::hours(6);  // from query to query
+    std::chrono::milliseconds maxBackoff = std::chrono::hours(24);
+    std::size_t queriesAtOnce = 32;     // at least 2
+    std::chrono::seconds deadline{30};  // of a query
   };
 
   // A query that takes longer is a slow one.
   static constexpr std::chrono::milliseconds kSlow = std::chrono::seconds(1);
+
+  // What a printer has that has never answered, but for once a day and on purpose: most of these
+  // are not there, and need not be waited for as long as for one that wakes up slowly.
+  static constexpr std::chrono::seconds kShortDeadline = std::chrono::seconds(9);
+  static constexpr std::chrono::hours kPatientEvery{24};
+
+  // From reading to reading of a print queue, where that is sooner than `minInterval`: its print
+  // server is asked, and no printer.
+  static constexpr std::chrono::minutes kQueueInterval{15};
 
   // A query to begin.
   struct Assignment {
     Id id;
     std::string uri;
     std::optional<PrinterKind> kind;  // none: it is to be found out
+    std::chrono::seconds deadline;
+    bool isQueue = false;  // its print server is to be asked
   };
 
   // What was the last attempt to read a printer.
@@ -56,7 +68,7 @@ class Prober {
 
   struct Reading {
     Supplies supplies;
-    Clock::time_point time;
+    Clock::time_point time;  // when the printer told them
   };
 
   // What is known of a printer.
@@ -67,7 +79,7 @@ class Prober {
     std::uint32_t failures = 0;       // since then
     Clock::time_point notBefore;      // when it may be asked again; the beginning of time at first
     bool isPending = false;           // it is being asked, or waits for that
-    std::optional<PrinterKind> kind;  // once found out, and as long as it answers
+    std::optional<PrinterKind> kind;  // once found out, until it does not answer to that
   };
 
   struct Hooks {
@@ -86,7 +98,8 @@ class Prober {
   [[nodiscard]] std::vector<const Printer*> printers() const;
   [[nodiscard]] const Printer* find(std::string_view target) const;
 
-  enum class Urgency : std::uint8_t { kSomebodyWaits, kInTheBackground };
+  // On purpose: somebody wants a new reading, whenever the last one was.
+  enum class Urgency : std::uint8_t { kOnPurpose, kSomebodyWaits, kInTheBackground };
 
   // Somebody wants to know of a printer in the list. Returns whether there is news to wait for;
   // otherwise what is known already is the answer.
@@ -129,6 +142,8 @@ class Prober {
     std::optional<PrinterKind> askedAs;  // of the query that runs
     std::optional<Place> place;
     std::optional<Clock::time_point> begun;
+    bool isPatient = false;  // the query that runs has the whole deadline
+    std::optional<Clock::time_point> lastPatient;
     Lane lane = kFast;
   };
 
@@ -136,10 +151,12 @@ class Prober {
   void enqueue(Id id, Entry& entry, Urgency urgency);
   void dequeue(Entry& entry);
   void begin(Id id, Entry& entry, Clock::time_point now);
+  [[nodiscard]] static bool deservesPatience(const Entry& entry, Clock::time_point now);
   void leaveRunning(Id id, Entry& entry);
   void moveSlowOnes(Clock::time_point now);
   void drop(Id id);
-  [[nodiscard]] std::chrono::milliseconds backoff(std::uint32_t failures) const;
+  [[nodiscard]] std::chrono::milliseconds intervalOf(const Printer& printer) const;
+  [[nodiscard]] std::chrono::milliseconds backoff(const Printer& printer) const;
 
   Limits mLimits;
   Hooks mHooks;

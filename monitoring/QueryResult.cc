@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <string_view>
 
+#include "history/Reading.h"
 #include "renderings/ReportJson.h"
 #include "text/HarmlessText.h"
 
@@ -19,10 +20,11 @@ QueryResult failed(Outcome outcome, std::string_view what, std::string_view advi
           harmlessLine(advice, kLongestWords)};
 }
 
-// What `levels` complains of: the first line without the program's name, and the others.
+// What a query complains of: the first line without the program's name, and the others.
 QueryResult complaint(Outcome outcome, std::string_view errors) {
-  constexpr std::string_view kProgram = "moxsupply levels: ";
-  if (errors.starts_with(kProgram)) errors.remove_prefix(kProgram.size());
+  for (const std::string_view program : {"moxsupply levels: ", "moxsupply queue-levels: "}) {
+    if (errors.starts_with(program)) errors.remove_prefix(program.size());
+  }
   const std::size_t end = std::min(errors.find('\n'), errors.size());
   QueryResult result = failed(outcome, errors.substr(0, end), errors.substr(end));
   if (result.what.empty()) result.what = rowOf(Outcome::kInternal).what;
@@ -35,14 +37,22 @@ QueryResult resultOf(const Report& report) {
   return {row.outcome, suppliesFromReport(report.dictionary), {}, {}};
 }
 
-}  // namespace
+QueryResult resultOf(const Reading& reading, std::string_view device,
+                     std::chrono::system_clock::time_point now) {
+  using std::chrono::milliseconds;
+  QueryResult result{Outcome::kSuccess, Supplies(), {}, {}};
+  result.supplies->list.assign(reading.supplies.begin(), reading.supplies.end());
+  // The print server's clock may be ahead of ours.
+  const auto age = std::chrono::round<milliseconds>(now - reading.moment);
+  result.age = std::max(age, milliseconds(0));
+  result.device = device.substr(0, device.find('\n'));
+  return result;
+}
 
-QueryResult queryResultOf(const LevelsEnding& ending, std::chrono::seconds deadline) {
+// What there is to say where nothing of use was written.
+QueryResult failureOf(const LevelsEnding& ending, std::chrono::seconds deadline) {
   if (ending.isCut) {
     return failed(Outcome::kUndecodable, "said more than any printer has to say", "");
-  }
-  if (!ending.wasStopped && !ending.output.empty()) {
-    if (const auto report = reportFromJson(ending.output)) return resultOf(*report);
   }
   const bool hasFailed = ending.exitStatus == 1;
   if (ending.wasStopped || (hasFailed && ending.time >= deadline)) {
@@ -51,6 +61,31 @@ QueryResult queryResultOf(const LevelsEnding& ending, std::chrono::seconds deadl
                   rowOf(Outcome::kDeadline).advice);
   }
   return complaint(hasFailed ? Outcome::kUnreachable : Outcome::kInternal, ending.errors);
+}
+
+}  // namespace
+
+QueryResult queryResultOf(const LevelsEnding& ending, std::chrono::seconds deadline) {
+  if (!ending.isCut && !ending.wasStopped && !ending.output.empty()) {
+    if (const auto report = reportFromJson(ending.output)) return resultOf(*report);
+  }
+  return failureOf(ending, deadline);
+}
+
+QueryResult queueResultOf(const LevelsEnding& ending, std::chrono::seconds deadline,
+                          std::chrono::system_clock::time_point now) {
+  const std::string_view output = ending.output;
+  const std::size_t end = output.find('\n');
+  if (ending.isCut || ending.wasStopped || end == std::string_view::npos) {
+    return failureOf(ending, deadline);
+  }
+  if (end == 0) {
+    return failed(Outcome::kNothingReceived, "has told its print server no supplies",
+                  "`moxsupply doctor` with the queue's name, on the print server, says why.");
+  }
+  const auto reading = readingFrom(output.substr(0, end));
+  if (reading) return resultOf(*reading, output.substr(end + 1), now);
+  return failed(Outcome::kUndecodable, rowOf(Outcome::kUndecodable).what, reading.error().what);
 }
 
 }  // namespace moxsupply

@@ -16,10 +16,15 @@ struct QueryResult {
   std::string what;                  // of a failure, for people: one harmless line
   std::string advice;                // what they can try; may be empty
 
+  // Of a print queue: how old the supplies were when the print server told them, and the device URI
+  // to which it prints.
+  std::chrono::milliseconds age{};
+  std::string device = {};
+
   [[nodiscard]] bool hasSucceeded() const { return outcome == Outcome::kSuccess; }
 };
 
-// How a process of `moxsupply levels` ended, and what it said by then.
+// How the process of a query ended, and what it said by then.
 struct LevelsEnding {
   std::optional<int> exitStatus{};  // none: a signal ended it
   bool wasStopped = false;          // it was, by us, for it had not ended after its deadline
@@ -31,5 +36,9 @@ struct LevelsEnding {
 
 // `deadline`: what the process was given.
 QueryResult queryResultOf(const LevelsEnding& ending, std::chrono::seconds deadline);
+
+// The same of a process that read a print queue.
+QueryResult queueResultOf(const LevelsEnding& ending, std::chrono::seconds deadline,
+                          std::chrono::system_clock::time_point now);
 
 }  // namespace moxsupply

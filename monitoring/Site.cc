@@ -28,6 +28,17 @@ HttpAnswer answerWith(std::string_view type, std::string body, const HttpRequest
           .isGzip = request.takesGzip};
 }
 
+HttpAnswer notAllowed(std::string_view line, std::string_view allowed) {
+  HttpAnswer refusal = lineOfText(405, line);
+  refusal.allowed = allowed;
+  return refusal;
+}
+
+HttpAnswer notInTheList(const std::string& target) {
+  return lineOfText(
+      403, fmt::format("\"{}\" is not in the list of printers.", forTerminal(shownUri(target))));
+}
+
 // How long Prometheus waits, less what the answer takes to get there.
 std::optional<milliseconds> timeFor(const HttpRequest& request) {
   if (!request.scrapeTimeout) return std::nullopt;
@@ -59,16 +70,20 @@ void Site::setListProblem(std::string problem) {
 
 HttpServer::Reply Site::answer(const HttpRequest& request, Clock::time_point arrived,
                                Clock::time_point now, bool isLast) {
-  if (request.method == HttpRequest::Method::kOther) {
-    HttpAnswer refusal = lineOfText(405, "Only GET and HEAD are understood.");
-    refusal.allowed = "GET, HEAD";
-    return {std::move(refusal), {}};
+  const bool isForm = request.path == "/ask";
+  if (isForm && request.method != HttpRequest::Method::kPost) {
+    return {notAllowed("Only POST is understood here.", "POST"), {}};
+  }
+  if (!isForm && request.method != HttpRequest::Method::kGet &&
+      request.method != HttpRequest::Method::kHead) {
+    return {notAllowed("Only GET and HEAD are understood.", "GET, HEAD"), {}};
   }
   // Without a host, it is no browser that asks.
   if (!request.host.empty() && !mHosts.contain(request.host)) {
     return {lineOfText(421, "Nothing is served here under this name; see moxsupply-exporter(1)."),
             {}};
   }
+  if (isForm) return {ask(request, now), {}};
   const std::string& path = request.path;
   if (path == "/probe") return probe(request, arrived, now, isLast);
   if (path == "/") return {page(request, now), {}};
@@ -99,11 +114,7 @@ HttpServer::Reply Site::probe(const HttpRequest& request, Clock::time_point arri
     return {lineOfText(400, "Which printer? /probe?target=TARGET asks one of the list."), {}};
   }
   const Prober::Printer* printer = mProber.find(target);
-  if (printer == nullptr) {
-    return {lineOfText(403, fmt::format("\"{}\" is not in the list of printers.",
-                                        forTerminal(shownUri(target)))),
-            {}};
-  }
+  if (printer == nullptr) return {notInTheList(target), {}};
   const bool mayAsk = !isLast && !isFromElsewhere(request);
   if (mayAsk && mProber.want(target, Prober::Urgency::kSomebodyWaits, now)) {
     // A query is over at its deadline, and takes a moment to say so.
@@ -113,10 +124,10 @@ HttpServer::Reply Site::probe(const HttpRequest& request, Clock::time_point arri
   }
 
   LastProbe last;
-  if (printer->isPending && isLast) {
-    last = {Outcome::kDeadline, std::chrono::round<milliseconds>(now - arrived)};
-  } else if (printer->last) {
+  if (printer->last) {
     last = {printer->last->result.outcome, printer->last->duration};
+  } else if (isLast) {
+    last = {Outcome::kDeadline, std::chrono::round<milliseconds>(now - arrived)};
   }
   std::optional<AgedSupplies> aged;
   if (printer->reading) {
@@ -124,6 +135,29 @@ HttpServer::Reply Site::probe(const HttpRequest& request, Clock::time_point arri
     aged = {printer->reading->supplies, age};
   }
   return {answerWith(kMetrics, metricsText(supplyMetrics(aged, last)), request), {}};
+}
+
+// Has one printer be asked, whenever it was the last time. The page names printers without the
+// passwords that targets may have.
+HttpAnswer Site::ask(const HttpRequest& request, Clock::time_point now) {
+  if (isFromElsewhere(request)) {
+    return lineOfText(403, "Only the exporter's own page has printers asked.");
+  }
+  if (!mToken.isThis(request.parameter("token"))) {
+    return lineOfText(403, "This page is from before the exporter's last start: load it again.");
+  }
+  const std::string target = request.parameter("target");
+  if (request.count("target") != 1 || target.empty()) return lineOfText(400, "Which printer?");
+  const auto all = mProber.printers();
+  const auto found = std::ranges::find_if(all, [&target](const Prober::Printer* printer) {
+    return printer->listed.target == target || shownUri(printer->listed.target) == target;
+  });
+  if (found == all.end()) return notInTheList(target);
+  mProber.want((*found)->listed.target, Prober::Urgency::kOnPurpose, now);
+  mPages.clear();
+  HttpAnswer answer = lineOfText(303, "The printer is being asked.");
+  answer.location = "./" + addressOf(viewOf(request));
+  return answer;
 }
 
 // Has what the page shows be asked. Those that look at it together ask once.
@@ -144,9 +178,9 @@ HttpAnswer Site::page(const HttpRequest& request, Clock::time_point now) {
   for (const Made& made : mPages) {
     if (made.parameters == parameters && made.isGzip == request.takesGzip) return made.answer;
   }
-  HttpAnswer answer =
-      answerWith("text/html; charset=utf-8",
-                 moxsupply::page(mProber.printers(), view, mListProblem, now), request);
+  HttpAnswer answer = answerWith(
+      "text/html; charset=utf-8",
+      moxsupply::page(mProber.printers(), view, mListProblem, mToken.text(), now), request);
   mPages.push_front({std::move(parameters), request.takesGzip, now, answer});
   if (mPages.size() > kMostKept) mPages.pop_back();
   return answer;

@@ -10,6 +10,7 @@
 #include "http/Http.h"
 #include "http/HttpServer.h"
 #include "monitoring/ExporterMetrics.h"
+#include "monitoring/PageToken.h"
 #include "monitoring/Prober.h"
 
 namespace moxsupply {
@@ -45,6 +46,7 @@ class Site {
 
   [[nodiscard]] HttpServer::Reply probe(const HttpRequest& request, Clock::time_point arrived,
                                         Clock::time_point now, bool isLast);
+  [[nodiscard]] HttpAnswer ask(const HttpRequest& request, Clock::time_point now);
   void wantAll(Clock::time_point now);
   [[nodiscard]] HttpAnswer page(const HttpRequest& request, Clock::time_point now);
   [[nodiscard]] bool isFromElsewhere(const HttpRequest& request) const;
@@ -53,6 +55,7 @@ class Site {
   ExporterMetrics& mMetrics;
   HostNames mHosts;
   std::chrono::milliseconds mDeadline;
+  PageToken mToken;
   std::string mListProblem;
   std::list<Made> mPages;  // the newest first
   std::optional<Clock::time_point> mWantedAll;

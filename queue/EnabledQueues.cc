@@ -70,8 +70,8 @@ EnabledQueue queueFrom(const JsonPlace& place) {
 
 EnabledQueues queuesFrom(const JsonPlace& document) {
   EnabledQueues queues;
-  for (const auto& [name, place] : document.members()) {
-    if (canBeAQueue(name)) queues.emplace(name, queueFrom(place));
+  for (const std::string& name : document.keys()) {
+    if (canBeAQueue(name)) queues.emplace(name, queueFrom(document.at(name)));
   }
   return queues;
 }

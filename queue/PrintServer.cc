@@ -179,7 +179,10 @@ constexpr std::array kQueueAttributes = std::to_array<AttributeRow>({
     {"marker-message",
      [](PrintQueue& queue, ipp_attribute_t* it) { queue.markerMessage = textOf(it); }},
     {"marker-change-time",
-     [](PrintQueue& queue, ipp_attribute_t* it) { queue.markerChangeTime = numberOf(it); }},
+     [](PrintQueue& queue, ipp_attribute_t* it) {
+       const std::chrono::seconds changed(numberOf(it));
+       if (changed.count() > 0) queue.markersChanged = std::chrono::sys_seconds(changed);
+     }},
 });
 constexpr auto kAttributesOfAQueue = [] {
   std::array<const char*, kQueueAttributes.size()> names{};

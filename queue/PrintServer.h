@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -27,7 +28,7 @@ struct PrintQueue {
   std::vector<std::string> markerColors;
   std::vector<int> markerLevels;
   std::string markerMessage;
-  int markerChangeTime = 0;  // seconds since 1970; 0: markers were never published
+  std::optional<std::chrono::sys_seconds> markersChanged;  // none: there never were any
 
   [[nodiscard]] bool hasReason(std::string_view reason) const;
 };

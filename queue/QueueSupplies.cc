@@ -1,8 +1,10 @@
 #include "queue/QueueSupplies.h"
 
 #include <algorithm>
+#include <array>
 
 #include "renderings/MarkerAttributes.h"
+#include "renderings/StateReasons.h"
 #include "supplies/Words.h"
 
 namespace moxsupply {
@@ -16,6 +18,19 @@ Value valueAt(const std::vector<Value>& values, std::size_t index, Value otherwi
   return index < values.size() ? values[index] : otherwise;
 }
 
+// The words of the print server itself, for queues that it reads without us, beside ours.
+constexpr std::array<Word<SupplyKind>, 4> kPrintServersKinds = {{
+    {SupplyKind::kToner, "toner-cartridge"},
+    {SupplyKind::kToner, "tonerCartridge"},
+    {SupplyKind::kInk, "ink-cartridge"},
+    {SupplyKind::kInk, "inkCartridge"},
+}};
+
+SupplyKind kindPublishedAs(const std::string& type) {
+  if (const auto kind = meaningIn(kSupplyKinds, type)) return *kind;
+  return meaningIn(kPrintServersKinds, type).value_or(SupplyKind::kOther);
+}
+
 }  // namespace
 
 Supplies suppliesOf(const PrintQueue& queue) {
@@ -23,13 +38,14 @@ Supplies suppliesOf(const PrintQueue& queue) {
   for (std::size_t i = 0; i < queue.markerNames.size(); ++i) {
     Supply supply;
     supply.name = queue.markerNames[i];
-    supply.kind = meaningIn(kSupplyKinds, valueAt<std::string>(queue.markerTypes, i, "other"))
-                      .value_or(SupplyKind::kOther);
+    supply.kind = kindPublishedAs(valueAt<std::string>(queue.markerTypes, i, "other"));
     supply.color = colorPublishedAs(valueAt<std::string>(queue.markerColors, i, "none"));
     supply.status = statusToldBy(queue.markerMessage, supply.name);
     const int level = valueAt(queue.markerLevels, i, kUnknownLevel);
     if (level >= 0) supply.level = std::min(level, kFullLevel);
-    if (level == kNoCartridge) {
+    // Others publish -1 of what they do not know, and so does who takes levels back.
+    const bool isMissing = level == kNoCartridge && queue.hasReason(kCartridgeMissing);
+    if (isMissing || supply.status == SupplyStatus::kMissing) {
       supply.level = tl::unexpected(NoLevel::kMissing);
       supply.status = SupplyStatus::kMissing;
     }

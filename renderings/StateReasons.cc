@@ -15,13 +15,12 @@ constexpr std::string_view kTonerLow = "toner-low-report";
 constexpr std::string_view kTonerEmpty = "toner-empty-warning";
 constexpr std::string_view kInkLow = "marker-supply-low-report";
 constexpr std::string_view kInkEmpty = "marker-supply-empty-warning";
-constexpr std::string_view kMissing = "marker-supply-missing-warning";
 // A cartridge that the printer refuses. There is no reason of that name; this one says that there
 // is a fault which the user can mend.
 constexpr std::string_view kWrong = "subunit-recoverable-failure-warning";
 
-constexpr std::array<std::string_view, 7> kOurs = {kTonerLow, kTonerEmpty, kInkLow,       kInkEmpty,
-                                                   kMissing,  kWrong,      kDoesNotAnswer};
+constexpr std::array<std::string_view, 7> kOurs = {
+    kTonerLow, kTonerEmpty, kInkLow, kInkEmpty, kCartridgeMissing, kWrong, kDoesNotAnswer};
 
 std::string_view reasonOf(const Supply& supply) {
   const bool isToner = supply.kind == SupplyKind::kToner;
@@ -33,7 +32,7 @@ std::string_view reasonOf(const Supply& supply) {
     case Attention::kEmpty:
       return isToner ? kTonerEmpty : kInkEmpty;
     case Attention::kMissing:
-      return kMissing;
+      return kCartridgeMissing;
     case Attention::kWrong:
       break;
   }

@@ -14,6 +14,9 @@ std::set<std::string_view> stateReasons(const Supplies& supplies);
 // The reason that holds when a printer gives no answer, or none that can be used.
 constexpr std::string_view kDoesNotAnswer = "timed-out-report";
 
+// The reason that holds when a cartridge is missing.
+constexpr std::string_view kCartridgeMissing = "marker-supply-missing-warning";
+
 // The lines that make `holding` hold at the print server and clear every other reason of ours: they
 // persist there until somebody clears them. Reasons of others stay.
 std::string stateLines(const std::set<std::string_view>& holding);

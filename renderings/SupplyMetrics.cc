@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <prometheus/text_serializer.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdlib>
@@ -25,13 +26,16 @@ struct StatusRow {
   SupplyStatus status;
   std::string_view word;
 };
-constexpr std::array<StatusRow, 5> kStatusLabels = {{
-    {SupplyStatus::kCorrect, "correct"},
+constexpr std::array<StatusRow, 4> kStatusLabels = {{
     {SupplyStatus::kEmpty, "empty"},
     {SupplyStatus::kMissing, "missing"},
     {SupplyStatus::kInvalid, "invalid"},
     {SupplyStatus::kIncorrect, "incorrect"},
 }};
+
+std::string_view labelOf(SupplyStatus status) {
+  return std::ranges::find(kStatusLabels, status, &StatusRow::status)->word;
+}
 
 // Gauges of one name.
 class Family {
@@ -70,7 +74,8 @@ void addSupplies(std::vector<prometheus::MetricFamily>& families, const Supplies
   Family level("npa_supply_level_ratio",
                "How full a supply is, from 0 to 1. There is none where it is not known.", labels);
   Family unknown("npa_supply_level_unknown", "A supply whose level is not known, and why.", labels);
-  Family status("npa_supply_status", "Which status the printer gives a supply.", labels);
+  Family status("npa_supply_status", "A status that the printer gives a supply, unless correct.",
+                labels);
 
   int number = 0;
   for (const Supply& supply : supplies.list) {
@@ -85,8 +90,8 @@ void addSupplies(std::vector<prometheus::MetricFamily>& families, const Supplies
       const bool isMissing = supply.level.error() == NoLevel::kMissing;
       unknown.add(1, {place, {"reason", isMissing ? "missing" : "not_reported"}});
     }
-    for (const auto& [told, word] : kStatusLabels) {
-      status.add(supply.status == told ? 1 : 0, {place, {"status", std::string(word)}});
+    if (supply.status != SupplyStatus::kCorrect) {
+      status.add(1, {place, {"status", std::string(labelOf(supply.status))}});
     }
   }
   for (Family* family : {&info, &level, &unknown, &status}) family->moveTo(families);
@@ -97,11 +102,11 @@ void addLastProbe(std::vector<prometheus::MetricFamily>& families, const LastPro
   Family success("npa_probe_success", "Whether the last attempt to read the printer succeeded.",
                  labels);
   Family duration("npa_probe_duration_seconds", "How long that attempt took.", labels);
-  Family status("npa_probe_status", "How that attempt ended.", labels);
+  Family status("npa_probe_status", "How that attempt ended, unless with success.", labels);
   success.add(last.outcome == Outcome::kSuccess ? 1 : 0);
   duration.add(last.duration.count());
-  for (const auto& row : kOutcomes) {
-    status.add(last.outcome == row.outcome ? 1 : 0, {{"status", std::string(row.word)}});
+  if (last.outcome != Outcome::kSuccess) {
+    status.add(1, {{"status", std::string(wordOf(last.outcome))}});
   }
   for (Family* family : {&success, &duration, &status}) family->moveTo(families);
 }

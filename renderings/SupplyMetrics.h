@@ -27,9 +27,10 @@ struct LastProbe {
 
 using MetricLabels = std::vector<prometheus::ClientMetric::Label>;
 
-// One printer as metrics tell it (docs/metrics.md lists them). `aged`: none when the printer has
-// never been read. `labels` stand first on every series; their values, like all text from a
-// printer, are made harmless. A family without a series is left out.
+// One printer as metrics tell it (docs/metrics.md lists them). Each series is kept for years by
+// somebody: what holds nearly always, that a status is correct, is told by there being none.
+// `aged`: none when the printer has never been read. `labels` stand first on every series; their
+// values, like all text from a printer, are made harmless. A family without a series is left out.
 std::vector<prometheus::MetricFamily> supplyMetrics(const std::optional<AgedSupplies>& aged,
                                                     const LastProbe& last,
                                                     const MetricLabels& labels = {});

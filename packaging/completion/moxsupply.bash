@@ -39,9 +39,10 @@ _moxsupply_value() {
     decode/--format) _moxsupply_offer "$current" text json ;;
     levels/--format) _moxsupply_offer "$current" table json reading openmetrics ;;
     queues/--format) _moxsupply_offer "$current" table json list ;;
-    history/--format) _moxsupply_offer "$current" table json ;;
-    history/--store) _moxsupply_offer_files "$current" ;;
-    history/--since | history/--low) COMPREPLY=() ;;
+    history/--format | forecast/--format) _moxsupply_offer "$current" table json ;;
+    orders/--format) _moxsupply_offer "$current" table csv json ;;
+    */--store) _moxsupply_offer_files "$current" ;;
+    history/--since | history/--low | */--at | orders/--within) COMPREPLY=() ;;
     */--color) _moxsupply_offer "$current" auto always never ;;
     report/--printer-type) _moxsupply_offer "$current" Laser Inkjet ;;
     report/--transport) _moxsupply_offer "$current" usb socket mdns dnssd ;;
@@ -106,6 +107,8 @@ _moxsupply_offer_options() {
         --listen --host --min-interval --max-backoff --deadline --queries-at-once --help
       ;;
     history) _moxsupply_offer "$current" --store --since --low --format --help ;;
+    forecast) _moxsupply_offer "$current" --store --at --format --help ;;
+    orders) _moxsupply_offer "$current" --store --at --within --format --help ;;
     queues) _moxsupply_offer "$current" --format --help ;;
     refresh) _moxsupply_offer "$current" --all --deadline --color --help ;;
     enable) _moxsupply_offer "$current" --all --type --no-after-jobs --timeout --deadline --help ;;
@@ -125,8 +128,8 @@ _moxsupply() {
   COMPREPLY=()
   if ((COMP_CWORD == 1)); then
     _moxsupply_offer "$current" \
-      levels check exporter history queues refresh enable disable doctor report decode simulate \
-      --help --version
+      levels check exporter history forecast orders queues refresh enable disable doctor report \
+      decode simulate --help --version
     return
   fi
 

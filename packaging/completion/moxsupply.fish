@@ -16,6 +16,8 @@ complete -c moxsupply -n $first -a levels -d 'Ask a printer for its supplies'
 complete -c moxsupply -n $first -a check -d 'Check supplies, for a monitoring system'
 complete -c moxsupply -n $first -a exporter -d 'Serve many printers to Prometheus'
 complete -c moxsupply -n $first -a history -d 'Remember what printers answered'
+complete -c moxsupply -n $first -a forecast -d 'Tell when cartridges will be empty'
+complete -c moxsupply -n $first -a orders -d 'Tell which cartridges to buy'
 complete -c moxsupply -n $first -a queues -d 'Show the levels of all queues'
 complete -c moxsupply -n $first -a refresh -d 'Have a queue report its levels now'
 complete -c moxsupply -n $first -a enable -d 'Let a queue report its supplies'
@@ -35,7 +37,7 @@ end
 for colored in levels refresh doctor decode
     __moxsupply_option $colored -l color -x -a 'auto always never' -d 'Colour the output'
 end
-for any in levels check exporter history queues refresh enable disable doctor report decode simulate
+for any in levels check exporter history forecast orders queues refresh enable disable doctor report decode simulate
     __moxsupply_option $any -s h -l help -d 'Print the help'
 end
 
@@ -73,6 +75,14 @@ __moxsupply_option history -l low -x -d 'Low at this level and below, in percent
 __moxsupply_option history -l format -x -a 'table json' -d 'How to show it'
 
 __moxsupply_option doctor -l all -d 'All queues of the print server'
+for remembered in forecast orders
+    __moxsupply_option $remembered -l store -r -F -d 'Where readings are remembered'
+    __moxsupply_option $remembered -l at -x -d 'As if it were this time'
+end
+__moxsupply_option forecast -l format -x -a 'table json' -d 'How to show it'
+__moxsupply_option orders -l within -x -d 'What is needed until then, in days'
+__moxsupply_option orders -l format -x -a 'table csv json' -d 'How to show it'
+
 __moxsupply_option refresh -l all -d 'All queues that are set up for it'
 __moxsupply_option refresh -l deadline -x -d 'Longest wait for each queue, in seconds'
 

@@ -7,6 +7,8 @@ commands=(
   'check:check supplies, for a monitoring system'
   'exporter:serve many printers to Prometheus'
   'history:remember what printers answered'
+  'forecast:tell when cartridges will be empty'
+  'orders:tell which cartridges to buy'
   'queues:show the levels of all queues'
   'refresh:have a queue report its levels now'
   'enable:let a queue report its supplies'
@@ -69,6 +71,20 @@ case $words[1] in
       '--format=[how to show it]:format:(table json)'
     ;;
   queues) _arguments $help '--format=[how to show the queues]:format:(table json list)' ;;
+  forecast)
+    _arguments $help \
+      '1:printer:' \
+      '--store=[where readings are remembered]:file:_files' \
+      '--at=[as if it were this time]:time' \
+      '--format=[how to show it]:format:(table json)'
+    ;;
+  orders)
+    _arguments $help \
+      '--store=[where readings are remembered]:file:_files' \
+      '--at=[as if it were this time]:time' \
+      '--within=[what is needed until then]:days' \
+      '--format=[how to show it]:format:(table csv json)'
+    ;;
   refresh)
     _arguments $help $color $queue \
       '--all[all queues that are set up for it]' \

@@ -104,6 +104,44 @@ TEST(ARequest, WithEncodingsThatAreNoneKeepsThem) {
   EXPECT_EQ(requestIn("GET /%00 HTTP/1.0\r\n\r\n")->path, std::string("/\0", 2));
 }
 
+TEST(AForm, ComesBehindTheHeadOfAPostInAnyPieces) {
+  const std::string text =
+      "POST /ask?a=1 HTTP/1.1\r\nHost: h\r\nContent-Length: 9\r\n\r\nb=2&c=%26";
+  for (std::size_t cut = 0; cut <= text.size(); ++cut) {
+    HttpHead head;
+    const std::string start = text.substr(0, cut);
+    std::string_view first = start;
+    head.take(first);
+    EXPECT_TRUE(first.empty()) << cut;
+    EXPECT_EQ(head.isWhole(), cut == text.size()) << cut;
+    const std::string rest = text.substr(cut) + "GET /next";
+    std::string_view second = rest;
+    head.take(second);
+    EXPECT_EQ(second, "GET /next") << cut;
+    ASSERT_TRUE(head.isWhole()) << cut;
+    const auto request = head.request();
+    ASSERT_TRUE(request);
+    EXPECT_EQ(request->method, HttpRequest::Method::kPost);
+    EXPECT_TRUE(request->keepsAlive);
+    EXPECT_EQ(request->count("a"), 0U);
+    EXPECT_EQ(request->parameter("b"), "2");
+    EXPECT_EQ(request->parameter("c"), "&");
+  }
+}
+
+TEST(AForm, HasABoundOnItsLength) {
+  const std::string post = "POST /ask HTTP/1.1\r\nHost: h\r\n";
+  const std::string longest(HttpHead::kLongestForm, 'x');
+  EXPECT_EQ(requestIn(post + "Content-Length: 8192\r\n\r\n" + longest)->count(longest), 1U);
+  EXPECT_TRUE(requestIn(post + "\r\n"));
+  EXPECT_EQ(mistakeInHead(post + "Content-Length: 8193\r\n\r\n"), 413U);
+  EXPECT_EQ(mistakeInHead(post + "Content-Length: 18446744073709551615\r\n\r\n"), 400U);
+  EXPECT_EQ(mistakeInHead(post + "Content-Length: -1\r\n\r\n"), 400U);
+  EXPECT_EQ(mistakeInHead(post + "Content-Length: 1\r\nContent-Length: 2\r\n\r\n"), 400U);
+  EXPECT_EQ(mistakeInHead(post + "Transfer-Encoding: chunked\r\n\r\n"), 411U);
+  EXPECT_EQ(mistakeInHead("GET / HTTP/1.1\r\nHost: h\r\nContent-Length: 1\r\n\r\n"), 413U);
+}
+
 TEST(ARequestThatIsNone, IsRefused) {
   for (const std::string& text : {
            std::string("\r\n\r\n"),

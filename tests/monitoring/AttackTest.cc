@@ -76,6 +76,11 @@ class Attacker {
         "Range: bytes=0-1,0-1,-,-\r\n",
         "Sec-Fetch-Site: cross-site\r\nOrigin: http://evil.example\r\n",
         "X-Prometheus-Scrape-Timeout-Seconds: 1\nRange: bytes=-,-,-\r\n"};
+    if (below(8) == 0) {  // a form, sometimes longer than it says, or shorter
+      const std::string form = fmt::format("target={}&token={}", mSilentTarget, below(1000));
+      return fmt::format("POST /ask HTTP/1.1\r\n{}Content-Length: {}\r\n\r\n{}", kHost,
+                         form.size() + below(3) - 1, form);
+    }
     return getting(paths.at(below(paths.size())), headers.at(below(headers.size())));
   }
 

@@ -10,6 +10,7 @@
 #include <future>
 #include <thread>
 
+#include "simulator/ModelFile.h"
 #include "tests/monitoring/ExporterProcess.h"
 #include "tests/monitoring/HttpRequest.h"
 #include "tests/support/Processes.h"
@@ -32,8 +33,22 @@ std::future<HttpAnswer> getLater(int port, const std::string& path) {
   return std::async(std::launch::async, [port, path] { return get(port, path); });
 }
 
+// The token of the page, as its form sends it.
+std::string tokenOf(int port) {
+  const std::string page = get(port, "/").body;
+  const std::string before = R"(name="token" value=")";
+  const std::size_t place = page.find(before);
+  if (place == std::string::npos) return {};
+  return page.substr(place + before.size(),
+                     page.find('"', place + before.size()) - place - before.size());
+}
+
 std::size_t linesOf(const std::string& text) {
   return static_cast<std::size_t>(std::ranges::count(text, '\n'));
+}
+
+std::size_t seriesIn(const std::string& metrics) {
+  return linesOf(metrics) - static_cast<std::size_t>(std::ranges::count(metrics, '#'));
 }
 
 // Whether promtool finds nothing to say about these metrics.
@@ -52,10 +67,10 @@ TEST(TheExporter, AnswersAProbeWithThePrintersSupplies) {
   const HttpAnswer answer = get(exporter.port(), probeOf(printer.uri()));
   EXPECT_EQ(answer.status, 200);
   EXPECT_THAT(answer.head, HasSubstr("Content-Type: text/plain; version=0.0.4"));
-  EXPECT_THAT(answer.body, AllOf(HasSubstr("npa_supply_level_ratio{supply=\"1\"} 0.62\n"),
-                                 HasSubstr("npa_probe_success 1\n"),
-                                 HasSubstr("npa_probe_status{status=\"success\"} 1\n"),
-                                 HasSubstr("npa_reading_age_seconds 0\n")));
+  EXPECT_THAT(answer.body,
+              AllOf(HasSubstr("npa_supply_level_ratio{supply=\"1\"} 0.62\n"),
+                    HasSubstr("npa_probe_success 1\n"), HasSubstr("npa_reading_age_seconds 0\n")));
+  EXPECT_EQ(seriesIn(answer.body), 23U);  // ten supplies
   expectGoodMetrics(answer.body);
   const std::string metrics = get(exporter.port(), "/metrics").body;
   EXPECT_THAT(metrics,
@@ -124,7 +139,9 @@ TEST(TheExporter, SaysHowItsAnswersAreToBeTaken) {
     EXPECT_THAT(get(exporter.port(), path).head,
                 AllOf(HasSubstr("X-Content-Type-Options: nosniff\r\n"),
                       HasSubstr("Content-Security-Policy: default-src 'none'; style-src 'self';"),
-                      HasSubstr("Cache-Control: no-store\r\n"), HasSubstr("Connection: close\r\n")))
+                      HasSubstr("Cache-Control: no-store\r\n"), HasSubstr("Connection: close\r\n"),
+                      // or browsers would call the origin of the page's own form "null"
+                      HasSubstr("Referrer-Policy: same-origin\r\n")))
         << path;
   }
 }
@@ -220,6 +237,31 @@ TEST(TheExporter, AnswersBeforeItsClientGivesUp) {
   EXPECT_NEAR(odd.time.count(), 0.2, 0.2);
 }
 
+TEST(TheExporter, AnswersFromTheLastReadingWhileAPrinterTakesItsTime) {
+  const ReservedPort port;
+  const std::string model = MOXSUPPLY_MODELS "/laser-mono-toner.json";
+  const ExporterProcess exporter(listOf({port.uri()}, "laser"),
+                                 {"--min-interval=1", "--max-backoff=1", "--deadline=3"});
+  {
+    const SimulatedPrinter printer(port, simulator::readModelFile(model).value());
+    EXPECT_THAT(get(exporter.port(), probeOf(port.uri())).body, HasSubstr("npa_probe_success 1\n"));
+  }
+  const SimulatedPrinter printer(port, simulator::readModelFile(model).value(), silence());
+  std::this_thread::sleep_for(std::chrono::milliseconds(1100));
+  const HttpAnswer answer =
+      get(exporter.port(), probeOf(port.uri()), "X-Prometheus-Scrape-Timeout-Seconds: 1\r\n");
+  EXPECT_NEAR(answer.time.count(), 0.5, 0.3);
+  EXPECT_THAT(answer.body,
+              AllOf(HasSubstr("npa_supply_level_ratio{supply=\"1\"} 0.73\n"),
+                    HasSubstr("npa_reading_age_seconds 1"),
+                    HasSubstr("npa_probe_success 1\n")));  // that of the attempt before
+  exporter.awaitMetric("npa_exporter_queries_running 1");  // it goes on
+  exporter.awaitMetric("npa_exporter_queries_total{status=\"deadline\"} 1");
+  EXPECT_THAT(get(exporter.port(), probeOf(port.uri())).body,
+              AllOf(HasSubstr("npa_supply_level_ratio{supply=\"1\"} 0.73\n"),
+                    HasSubstr("npa_probe_success 0\n")));
+}
+
 TEST(TheExporter, EndsAQueryAtItsDeadline) {
   const SimulatedPrinter printer("laser-mono-toner", {"silent"});
   const ExporterProcess exporter(listOf({printer.uri()}, "laser"), {"--deadline=2"});
@@ -227,12 +269,12 @@ TEST(TheExporter, EndsAQueryAtItsDeadline) {
   EXPECT_NEAR(answer.time.count(), 2.2, 0.4);
   EXPECT_THAT(answer.body, HasSubstr("npa_probe_status{status=\"deadline\"} 1\n"));
   exporter.awaitMetric("npa_exporter_queries_total{status=\"deadline\"} 1");
-  exporter.awaitLog(printer.uri() + ": was not done within 2 seconds\n");
+  exporter.awaitLog(printer.uri() + ": was not done within 2 seconds; it is asked less and less");
   // From now on the answer is there at once, for a while.
   EXPECT_LT(get(exporter.port(), probeOf(printer.uri())).time.count(), 0.2);
 }
 
-TEST(TheExporter, SaysOnceThatAPrinterDoesNotAnswer) {
+TEST(TheExporter, SaysOnceThatAPrinterDoesNotAnswerAndOnceThatItDoes) {
   const ReservedPort port;
   const std::string target = "127.0.0.1:" + std::to_string(port.number());
   const ExporterProcess exporter(listOf({target}), {"--min-interval=1", "--max-backoff=1"});
@@ -242,7 +284,17 @@ TEST(TheExporter, SaysOnceThatAPrinterDoesNotAnswer) {
     std::this_thread::sleep_for(std::chrono::milliseconds(1100));
   }
   EXPECT_EQ(linesOf(exporter.log()), 2U) << exporter.log();
-  EXPECT_THAT(exporter.log(), HasSubstr(target + ": cannot connect to 127.0.0.1 port "));
+  EXPECT_THAT(exporter.log(),
+              AllOf(HasSubstr(target + ": cannot connect to 127.0.0.1 port "),
+                    HasSubstr("; it is asked less and less often until it answers\n")));
+  const SimulatedPrinter printer(
+      port, simulator::readModelFile(MOXSUPPLY_MODELS "/laser-mono-toner.json").value());
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_THAT(get(exporter.port(), probeOf(target)).body, HasSubstr("npa_probe_success 1\n"));
+    std::this_thread::sleep_for(std::chrono::milliseconds(1100));
+  }
+  EXPECT_EQ(linesOf(exporter.log()), 3U) << exporter.log();
+  EXPECT_THAT(exporter.log(), HasSubstr(target + ": answers again\n"));
 }
 
 TEST(TheExporter, ShowsNoPasswords) {
@@ -256,7 +308,7 @@ TEST(TheExporter, ShowsNoPasswords) {
   const FileDescriptor connection = silent.accept();
   EXPECT_TRUE(areGoneWithin(std::chrono::milliseconds(0), password))
       << "it stands in a command line";
-  exporter.awaitLog("socket://" + host + ": was not done within 1 seconds\n");
+  exporter.awaitLog("socket://" + host + ": was not done within 1 seconds; it is asked less");
   std::string all = exporter.log();
   for (const std::string& path :
        {std::string("/"), std::string("/?find=x"), std::string("/metrics"), probeOf(target)}) {
@@ -331,6 +383,82 @@ TEST(TheExporter, AsksWhatThePageShows) {
   const HttpAnswer second = get(exporter.port(), "/");
   EXPECT_THAT(second.body, HasSubstr("Black Toner Cartridge"));
   EXPECT_THAT(second.body, HasSubstr("<meter class=black"));
+}
+
+TEST(TheExporter, AsksNobodyTwiceForPeopleWhoLook) {
+  const SimulatedPrinter printer("laser-mono-toner");
+  const ReservedPort silent;
+  const ExporterProcess exporter(listOf({printer.uri(), silent.uri()}, "laser"));
+  get(exporter.port(), "/");
+  exporter.awaitMetric("npa_exporter_query_duration_seconds_count 2");
+  for (int i = 0; i < 2; ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1100));  // a page made is good for less
+    EXPECT_THAT(get(exporter.port(), "/").body,
+                AllOf(HasSubstr("Black Toner Cartridge"), HasSubstr("it is asked again in 5 h"),
+                      Not(HasSubstr("Being asked"))));
+  }
+  exporter.awaitMetric("npa_exporter_query_duration_seconds_count 2");
+}
+
+TEST(TheExporter, AsksOnPurposeForItsPage) {
+  const SimulatedPrinter printer("laser-mono-toner");
+  const ExporterProcess exporter(listOf({printer.uri()}, "laser"));
+  get(exporter.port(), probeOf(printer.uri()));
+  const std::string form = "token=" + tokenOf(exporter.port()) + "&order=place&find=x%26y&page=2";
+  for (const int count : {2, 3}) {
+    const HttpAnswer answer = post(exporter.port(), "/ask", form + "&target=" + printer.uri());
+    EXPECT_EQ(answer.status, 303);
+    EXPECT_THAT(answer.head, HasSubstr("Location: ./?order=place&find=x%26y&page=2\r\n"));
+    exporter.awaitMetric(fmt::format("npa_exporter_queries_total{{status=\"success\"}} {}", count));
+  }
+  EXPECT_EQ(get(exporter.port(), "/ask").status, 405);
+  EXPECT_THAT(get(exporter.port(), "/ask").head, HasSubstr("Allow: POST\r\n"));
+}
+
+TEST(TheExporter, AsksOnPurposeWithTheTokenOfItsPageOnly) {
+  const SimulatedPrinter printer("laser-mono-toner");
+  const SimulatedPrinter other("laser-mono-toner");
+  const ExporterProcess exporter(listOf({printer.uri()}, "laser"));
+  const int port = exporter.port();
+  const std::string token = tokenOf(port);
+  exporter.awaitMetric("npa_exporter_query_duration_seconds_count 1");  // the page's
+  const std::string target = "target=" + printer.uri();
+  const std::string form = target + "&token=" + token;
+  std::string wrong = token;
+  wrong.back() = wrong.back() == '0' ? '1' : '0';
+  for (const std::string& given : {std::string(), std::string("&token="), "&token=" + wrong,
+                                   fmt::format("&token={}&token={}", wrong, token)}) {
+    const std::string body = target + given;
+    EXPECT_EQ(post(port, "/ask", body).status, 403) << body;
+  }
+  EXPECT_EQ(post(port, "/ask?" + form, "").status, 403);  // addresses stand in logs of proxies
+  for (const char* header :
+       {"Sec-Fetch-Site: cross-site\r\n", "Origin: http://evil.example\r\n", "Origin: null\r\n"}) {
+    EXPECT_EQ(post(port, "/ask", form, header).status, 403) << header;
+  }
+  EXPECT_EQ(post(port, "/ask", "token=" + token + "&target=" + other.uri()).status, 403);
+  EXPECT_EQ(post(port, "/ask", "token=" + token).status, 400);
+  EXPECT_EQ(post(port, "/ask", form + "&" + target).status, 400);
+  EXPECT_EQ(post(port, "/ask", std::string(8193, 'x')).status, 413);
+  exporter.awaitMetric("npa_exporter_queries_running 0");
+  exporter.awaitMetric("npa_exporter_query_duration_seconds_count 1");
+
+  const std::string own = fmt::format("Origin: http://127.0.0.1:{}\r\n", port);
+  EXPECT_EQ(post(port, "/ask", form, own + "Sec-Fetch-Site: same-origin\r\n").status, 303);
+  exporter.awaitMetric("npa_exporter_query_duration_seconds_count 2");
+}
+
+TEST(TheExporter, TakesAFormInPiecesAndAnotherRequestBehindIt) {
+  const ExporterProcess exporter(listOf({}));
+  const FileDescriptor connection = connectAndSend(
+      exporter.port(), fmt::format("POST /ask HTTP/1.1\r\n{}Content-Length: 9\r\n\r\ntok", kHost));
+  std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  const std::string rest =
+      "en=xyzGET /-/healthy HTTP/1.1\r\nConnection: close\r\n" + std::string(kHost) + "\r\n";
+  ::send(connection.get(), rest.data(), rest.size(), MSG_NOSIGNAL);
+  const HttpAnswer answer = receiveAnswer(connection);
+  EXPECT_EQ(answer.status, 403);
+  EXPECT_THAT(answer.body, AllOf(HasSubstr("load it again"), HasSubstr("The exporter runs.\n")));
 }
 
 TEST(TheExporter, KeepsSlowClientsFromDisturbingOthers) {

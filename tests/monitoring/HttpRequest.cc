@@ -68,4 +68,11 @@ HttpAnswer get(int port, const std::string& path, const std::string& headers) {
   return request(port, getting(path, "Connection: close\r\n" + headers));
 }
 
+HttpAnswer post(int port, const std::string& path, const std::string& form,
+                const std::string& headers) {
+  return request(port, "POST " + path + " HTTP/1.1\r\nConnection: close\r\n" + std::string(kHost) +
+                           "Content-Type: application/x-www-form-urlencoded\r\nContent-Length: " +
+                           std::to_string(form.size()) + "\r\n" + headers + "\r\n" + form);
+}
+
 }  // namespace moxsupply::testing

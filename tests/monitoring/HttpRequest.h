@@ -41,4 +41,8 @@ HttpAnswer request(int port, const std::string& bytes);
 // GET on a connection for this alone, with further header lines, each with its line end.
 HttpAnswer get(int port, const std::string& path, const std::string& headers = {});
 
+// The same with POST and a form.
+HttpAnswer post(int port, const std::string& path, const std::string& form,
+                const std::string& headers = {});
+
 }  // namespace moxsupply::testing

@@ -36,13 +36,12 @@ class LevelQueriesTest : public ::testing::Test {
   QueryResult resultOf(const std::string& program) {
     std::optional<QueryResult> result;
     boost::asio::io_context context;
-    LevelQueries queries(context, commandOf(program), seconds(1),
-                         [&](Prober::Id id, QueryResult ended) {
-                           EXPECT_EQ(id, 7U);
-                           result = std::move(ended);
-                         });
+    LevelQueries queries(context, commandOf(program), [&](Prober::Id id, QueryResult ended) {
+      EXPECT_EQ(id, 7U);
+      result = std::move(ended);
+    });
     const auto begin = std::chrono::steady_clock::now();
-    queries.begin({7, "socket://192.0.2.7", PrinterKind::kLaser});
+    queries.begin({7, "socket://192.0.2.7", PrinterKind::kLaser, seconds(1)});
     EXPECT_FALSE(result) << "the end was told too soon";
     context.run_for(seconds(10));
     time = std::chrono::steady_clock::now() - begin;
@@ -122,10 +121,10 @@ TEST_F(LevelQueriesTest, EndWithTheirOwner) {
   {
     boost::asio::io_context context;
     LevelQueries queries(
-        context, commandOf(program("echo $$ >" + said.string() + "; exec sleep 60")), seconds(60),
+        context, commandOf(program("echo $$ >" + said.string() + "; exec sleep 60")),
         [](Prober::Id, const QueryResult&) { ADD_FAILURE() << "an end was told"; });
-    queries.begin({1, "a", {}});
-    queries.begin({2, "b", {}});
+    queries.begin({1, "a", {}, seconds(60)});
+    queries.begin({2, "b", {}, seconds(60)});
     queries.stop(2);
     context.run_for(std::chrono::milliseconds(300));
   }

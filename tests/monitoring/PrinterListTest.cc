@@ -161,5 +161,21 @@ TEST(AListInAFile, IsReadOrItIsSaidWhyNot) {
   EXPECT_EQ(problem(path), path + ": longer than 16777216 bytes, the most that a list may have");
 }
 
+TEST(AListOfPrinters, MayNameQueues) {
+  const auto list = parsePrinterList(
+      R"([{"targets": ["ipp://server/printers/office", "ipp://printer/ipp/print", "a"]}])", "list");
+  ASSERT_TRUE(list);
+  EXPECT_TRUE(list->at(0).isQueue);
+  EXPECT_FALSE(list->at(1).isQueue);
+  EXPECT_FALSE(list->at(2).isQueue);
+  const auto twice = parsePrinterList(
+      R"([{"targets": ["ipp://server/printers/office", "ipp://SERVER:631/printers/office"]}])",
+      "list");
+  ASSERT_FALSE(twice);
+  EXPECT_EQ(twice.error().what,
+            "list: /0/targets/1: expected each printer once; it stands before as "
+            "\"ipp://server/printers/office\", not \"ipp://SERVER:631/printers/office\"");
+}
+
 }  // namespace
 }  // namespace moxsupply::testing

@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
+#include <utility>
 
 #include "monitoring/Prober.h"
 
@@ -14,6 +16,7 @@ using std::chrono::seconds;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
+constexpr auto kOnPurpose = Prober::Urgency::kOnPurpose;
 constexpr auto kSomebodyWaits = Prober::Urgency::kSomebodyWaits;
 constexpr auto kInTheBackground = Prober::Urgency::kInTheBackground;
 
@@ -28,6 +31,11 @@ QueryResult silence() { return {Outcome::kUnreachable, std::nullopt, "is not the
 // A prober at a time of the test's choice, and the queries that it would have run.
 class ProberTest : public ::testing::Test {
  protected:
+  explicit ProberTest(Prober::Limits limits = {.minInterval = seconds(30),
+                                               .maxBackoff = minutes(15),
+                                               .queriesAtOnce = 4})
+      : used(limits) {}
+
   struct Running {
     Prober::Assignment query;
     Prober::Clock::time_point begun;
@@ -91,10 +99,11 @@ class ProberTest : public ::testing::Test {
     return std::ranges::count(asked(), target) > 0;
   }
 
+  Prober::Limits used;
   Prober::Clock::time_point now{minutes(100)};
   std::vector<Running> running;
   std::vector<std::string> released;
-  Prober prober{{.minInterval = seconds(30), .maxBackoff = minutes(15), .queriesAtOnce = 4},
+  Prober prober{used,
                 {.begin =
                      [this](const Prober::Assignment& query) {
                        running.push_back({query, now});
@@ -164,6 +173,56 @@ TEST_F(ProberTest, AsksASilentPrinterEverMoreSeldom) {
   ask("a", silence());
   pass(seconds(30));
   EXPECT_TRUE(want("a"));  // from the beginning
+}
+
+// The intervals as they are without options, and a scrape every two minutes.
+class APoliteProber : public ProberTest {
+ protected:
+  APoliteProber() : ProberTest(Prober::Limits()) { use({"a"}); }
+
+  // Hours from the beginning at which the printer was asked, while it answers or not.
+  std::vector<double> hoursAsked(std::chrono::hours span, const std::function<bool()>& answers) {
+    const auto begin = now;
+    std::vector<double> asked;
+    for (; now < begin + span; pass(minutes(2))) {
+      if (!want("a")) continue;
+      asked.push_back(std::chrono::duration<double, std::ratio<3600>>(now - begin).count());
+      end("a", answers() ? success() : silence());
+    }
+    return asked;
+  }
+};
+
+TEST_F(APoliteProber, AsksAPrinterFourTimesADay) {
+  EXPECT_THAT(hoursAsked(std::chrono::hours(24), [] { return true; }), ElementsAre(0, 6, 12, 18));
+}
+
+TEST_F(APoliteProber, TriesOneThatIsOffAtTheTimeOfDayAtWhichItAnswered) {
+  bool isFirst = true;
+  EXPECT_THAT(hoursAsked(std::chrono::hours(100), [&] { return std::exchange(isFirst, false); }),
+              ElementsAre(0, 6, 12, 24, 48, 72, 96));
+}
+
+TEST_F(ProberTest, AsksOnPurposeWhateverTheInterval) {
+  use({"a"});
+  ask("a", success());
+  EXPECT_FALSE(want("a"));
+  EXPECT_TRUE(want("a", kOnPurpose));
+  EXPECT_TRUE(want("a", kOnPurpose));
+  EXPECT_THAT(asked(), ElementsAre("a"));  // never twice at once
+  end("a", silence());
+  EXPECT_FALSE(want("a"));
+  EXPECT_TRUE(want("a", kOnPurpose));
+  end("a", success());
+  EXPECT_FALSE(want("b", kOnPurpose));
+}
+
+TEST_F(ProberTest, AsksFirstOnPurpose) {
+  use({"a", "b", "c", "d"});
+  wantAll({"a", "b", "c"});
+  want("d", kOnPurpose);
+  end("a", success());
+  EXPECT_THAT(asked(), ElementsAre("b", "d"));
 }
 
 TEST_F(ProberTest, KeepsTheLastReadingOfAPrinterThatFellSilent) {
@@ -284,16 +343,114 @@ TEST_F(ProberTest, RemembersTheTypeThatItFound) {
   want("a");
   EXPECT_EQ(running.at(0).query.kind, PrinterKind::kInkjet);
   EXPECT_EQ(prober.nextMove(), now + seconds(1));  // in the fast lane: only finding out took long
-  end("a", silence());
+  end("a", silence());                             // it is switched off
   pass(minutes(1));
   want("a");
-  EXPECT_EQ(running.at(0).query.kind, std::nullopt);  // another may stand there now
+  EXPECT_EQ(running.at(0).query.kind, PrinterKind::kInkjet);
+  end("a", success(PrinterKind::kInkjet));
+  for (const Outcome outcome :
+       {Outcome::kNothingReceived, Outcome::kUndecodable, Outcome::kDeadline}) {
+    pass(minutes(1));
+    ask("a", success(PrinterKind::kInkjet));
+    pass(minutes(1));
+    ask("a", {outcome, std::nullopt, "is of another kind", {}});
+    EXPECT_EQ(prober.find("a")->kind, std::nullopt);  // another may stand there now
+  }
+}
+
+TEST_F(ProberTest, HasPatienceWithThoseThatHaveAnswered) {
+  use({"a"});
+  ask("a", success());
+  for (int i = 0; i < 3; ++i) {
+    pass(minutes(20));
+    ASSERT_TRUE(want("a"));
+    EXPECT_EQ(running.at(0).query.deadline, seconds(30));
+    end("a", silence());
+  }
+}
+
+TEST_F(ProberTest, HasPatienceWithOthersOnceADay) {
+  use({"dead"});
+  std::vector<std::pair<double, long>> asked;  // at which hour, with which deadline
+  for (const auto begin = now; now < begin + std::chrono::hours(49); pass(minutes(20))) {
+    ASSERT_TRUE(want("dead"));
+    const auto deadline = running.at(0).query.deadline.count();
+    if (deadline != 9) asked.emplace_back((now - begin) / std::chrono::hours(1), deadline);
+    end("dead", silence());
+  }
+  EXPECT_THAT(asked, ElementsAre(std::pair(0, 30), std::pair(24, 30), std::pair(48, 30)));
+}
+
+TEST_F(ProberTest, HasPatienceOnPurpose) {
+  use({"dead"});
+  ask("dead", silence());
+  pass(minutes(20));
+  ASSERT_TRUE(want("dead"));
+  EXPECT_EQ(running.at(0).query.deadline, seconds(9));
+  end("dead", silence());
+  ASSERT_TRUE(want("dead", kOnPurpose));
+  EXPECT_EQ(running.at(0).query.deadline, seconds(30));
+}
+
+// It is begun anew in the slow lane, and has not had its patience yet.
+TEST_F(ProberTest, HasPatienceAlsoWithThoseThatAreMovedBetweenTheLanes) {
+  const auto silent = printers("silent", 5);
+  use(silent);
+  wantAll(silent);
+  pass(seconds(1));
+  pass(seconds(1));  // no room in the slow lane: silent3 waits there
+  ASSERT_FALSE(isAsked("silent3"));
+  end("silent0", silence());
+  end("silent1", silence());
+  ASSERT_TRUE(isAsked("silent3"));
+  for (const Running& one : running) EXPECT_EQ(one.query.deadline, seconds(30)) << one.query.uri;
+}
+
+TEST_F(ProberTest, HasNoMorePatienceThanItIsTold) {
+  Prober hasty({.deadline = seconds(5)}, {.begin =
+                                              [this](const Prober::Assignment& query) {
+                                                running.push_back({query, now});
+                                              },
+                                          .stop = [](Prober::Id) {},
+                                          .answered = [](const Prober::Printer&) {},
+                                          .released = [](const std::string&) {}});
+  hasty.setList(listOf({"a"}));
+  for (int i = 0; i < 2; ++i) {
+    hasty.want("a", kSomebodyWaits, now);
+    hasty.proceed(now);
+    EXPECT_EQ(running.back().query.deadline, seconds(5));
+    hasty.ended(running.back().query.id, silence(), now);
+    now += std::chrono::hours(12);
+  }
 }
 
 TEST_F(ProberTest, TakesTheTypeOfTheList) {
   prober.setList({{"a", "a", PrinterKind::kLaser, "a", ""}});
   want("a");
   EXPECT_EQ(running.at(0).query.kind, PrinterKind::kLaser);
+}
+
+TEST_F(APoliteProber, ReadsAQueueOftenerThanAPrinter) {
+  prober.setList({{"a", "a", {}, "a", "", true}});
+  EXPECT_THAT(hoursAsked(std::chrono::hours(1), [] { return true; }),
+              ElementsAre(0, 16 / 60., 32 / 60., 48 / 60.));  // 15 minutes, and the next scrape
+  EXPECT_TRUE(want("a", kOnPurpose));
+  EXPECT_TRUE(running.at(0).query.isQueue);
+}
+
+TEST_F(ProberTest, ReadsAQueueAsOftenAsItIsTold) {
+  prober.setList({{"a", "a", {}, "a", "", true}});
+  ask("a", success());
+  pass(seconds(30));
+  EXPECT_TRUE(want("a"));
+}
+
+TEST_F(ProberTest, TellsSinceWhenTheSuppliesOfAQueueAreSo) {
+  prober.setList({{"a", "a", {}, "a", "", true}});
+  QueryResult result = success();
+  result.age = minutes(50);
+  ask("a", result);
+  EXPECT_EQ(now - prober.find("a")->reading->time, minutes(50));
 }
 
 TEST_F(ProberTest, KeepsWhatItKnowsWhenTheListChanges) {

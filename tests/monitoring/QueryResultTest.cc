@@ -32,6 +32,62 @@ TEST(AQueryThatSucceeded, HasSupplies) {
   EXPECT_EQ(result.what, "");
 }
 
+// ---- Of a print queue
+
+const std::chrono::sys_seconds kToday(std::chrono::seconds(1'800'000'000));
+
+QueryResult queueResultOf(const LevelsEnding& ending) {
+  return moxsupply::queueResultOf(ending, kDeadline, kToday);
+}
+
+std::string readingAt(const std::string& time) {
+  return R"({"time":")" + time +
+         R"(","printer":"ipp://server/printers/office","supplies":[
+    {"number":1,"name":"Black Toner","type":"toner","color":"Black","level":62,"status":"ok"},)"
+         R"({"number":2,"name":"Cyan","type":"ink","color":"","level":null,"why":"missing","status":"missing"}]})";
+}
+
+std::string inOneLine(std::string text) {
+  std::erase(text, '\n');
+  return text + '\n';
+}
+
+TEST(AReadingOfAQueue, HasSuppliesAndTheirAge) {
+  const QueryResult result = queueResultOf(
+      ending(0, inOneLine(readingAt("2027-01-15T07:00:00Z")) + "socket://192.0.2.7\n"));
+  ASSERT_EQ(result.outcome, Outcome::kSuccess) << result.what << result.advice;
+  EXPECT_EQ(result.supplies->kind, std::nullopt);
+  EXPECT_EQ(result.supplies->list.at(0).name, "Black Toner");
+  EXPECT_EQ(result.supplies->list.at(0).level, 62);
+  EXPECT_EQ(result.supplies->list.at(1).level.error(), NoLevel::kMissing);
+  EXPECT_EQ(result.age, std::chrono::hours(1));
+  EXPECT_EQ(result.device, "socket://192.0.2.7");
+}
+
+TEST(AReadingOfAQueue, IsNotOfTheFuture) {
+  const QueryResult result =
+      queueResultOf(ending(0, inOneLine(readingAt("2027-01-15T08:00:07Z")) + "usb:\n"));
+  EXPECT_EQ(result.outcome, Outcome::kSuccess);
+  EXPECT_EQ(result.age, std::chrono::seconds(0));
+}
+
+TEST(AQueueWithoutSupplies, SaysWhoTellsWhy) {
+  const QueryResult result = queueResultOf(ending(0, "\nsocket://192.0.2.7\n"));
+  EXPECT_EQ(result.outcome, Outcome::kNothingReceived);
+  EXPECT_THAT(result.advice, HasSubstr("moxsupply doctor"));
+}
+
+TEST(AQueueThatIsNotRead, SaysWhy) {
+  const QueryResult result =
+      queueResultOf(ending(1, "", "moxsupply queue-levels: no queue \"office\": not found\n"));
+  EXPECT_EQ(result.outcome, Outcome::kUnreachable);
+  EXPECT_EQ(result.what, "no queue \"office\": not found");
+  EXPECT_EQ(queueResultOf(ending(0, "{\"time\": 7}\nx\n")).outcome, Outcome::kUndecodable);
+  LevelsEnding late = ending(1, inOneLine(readingAt("2027-01-15T07:00:00Z")));
+  late.wasStopped = true;
+  EXPECT_EQ(queueResultOf(late).outcome, Outcome::kDeadline);
+}
+
 TEST(AQueryThatReachedItsPrinter, HasTheStatusOfItsReport) {
   const std::vector<std::pair<int, Outcome>> kExpected = {
       {-1, Outcome::kReadError}, {-2, Outcome::kWriteError},      {-4, Outcome::kUndecodable},

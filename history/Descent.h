@@ -1,0 +1,38 @@
+#pragma once
+
+#include <vector>
+
+#include "history/Lives.h"
+
+namespace moxsupply {
+
+// How the level of one cartridge went down, freed of what is no use: jitter, and rises after it was
+// shaken. Times are days, negative before the moment from which they count.
+struct Descent {
+  // A time during which nothing was seen to be used.
+  struct Plateau {
+    double from = 0;  // its first and its last reading
+    double to = 0;
+    double level = 0;
+    int readings = 0;
+  };
+  // The level passed here, half way from one plateau to the next. A printer that rounds to steps of
+  // ten shows 0 when a whole number of steps has been used since then, however it rounds.
+  struct Passage {
+    double at = 0;
+    double level = 0;
+  };
+
+  std::vector<Plateau> plateaus;  // each lower than the one before; never empty
+  std::vector<Passage> passages;  // between them
+  std::vector<Passage> readings;  // without the rises, but with the jitter
+  double squaredJitter = 0;       // sum over the readings, in squared points
+};
+
+// The step to which a printer rounds the levels of a supply, by all that it has shown.
+[[nodiscard]] int stepOf(const std::vector<CartridgeLife>& lives);
+
+// The descent of a life that has levels.
+[[nodiscard]] Descent descentOf(const CartridgeLife& life, int step, Moment zero);
+
+}  // namespace moxsupply

@@ -1,0 +1,89 @@
+// `moxsupply exporter` with print queues in its list: it reads a real print server.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "simulator/ModelFile.h"
+#include "tests/monitoring/ExporterProcess.h"
+#include "tests/monitoring/HttpRequest.h"
+#include "tests/queue/QueueTest.h"
+#include "tests/support/SimulatedPrinter.h"
+
+namespace moxsupply::testing {
+namespace {
+
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+class AnExporterOfQueues : public QueueTest {
+ protected:
+  // The queue reports once; then its printer is gone.
+  void report(const std::string& type, const std::string& model) {
+    addEnabledQueue(type);
+    const SimulatedPrinter printer(
+        port(), simulator::readModelFile(MOXSUPPLY_MODELS "/" + model + ".json").value());
+    QueueTest::report();
+  }
+
+  [[nodiscard]] std::string target() const { return server().printerUri(queue()); }
+};
+
+TEST_F(AnExporterOfQueues, ReadsThePrintServerAndAsksNoPrinter) {
+  report("laser", "laser-colour-full");
+  const ExporterProcess exporter(listOf({target()}));
+  const std::string metrics = get(exporter.port(), probeOf(target())).body;
+  EXPECT_THAT(metrics,
+              AllOf(HasSubstr("npa_probe_success 1\n"),
+                    HasSubstr("npa_supply_info{supply=\"1\",name=\"Cyan Toner Cartridge\","
+                              "type=\"toner\",color=\"Cyan\"} 1\n"),
+                    HasSubstr("npa_supply_level_ratio{supply=\"1\"} 0.62\n"),
+                    HasSubstr("npa_reading_age_seconds "), Not(HasSubstr("npa_supply_status"))));
+  EXPECT_THAT(get(exporter.port(), "/").body, HasSubstr("Cyan Toner Cartridge"));
+  EXPECT_THAT(exporter.log(), Not(HasSubstr(queue())));
+}
+
+TEST_F(AnExporterOfQueues, TellsWhatIsWrongWithACartridge) {
+  report("inkjet", "inkjet-lantern-cartridge-faults");
+  const ExporterProcess exporter(listOf({target()}));
+  EXPECT_THAT(get(exporter.port(), probeOf(target())).body,
+              AllOf(HasSubstr("npa_supply_level_unknown{supply=\"1\",reason=\"missing\"} 1\n"),
+                    HasSubstr("npa_supply_status{supply=\"1\",status=\"missing\"} 1\n"),
+                    HasSubstr("status=\"invalid\"} 1\n"), HasSubstr("status=\"incorrect\"} 1\n")));
+}
+
+TEST_F(AnExporterOfQueues, SaysWhenAQueueHasNoLevelsAndWhenThereIsNone) {
+  addEnabledQueue("laser");
+  const ExporterProcess exporter(listOf({target(), target() + "x"}));
+  EXPECT_THAT(get(exporter.port(), probeOf(target())).body,
+              HasSubstr("npa_probe_status{status=\"nothing_received\"} 1\n"));
+  EXPECT_THAT(get(exporter.port(), probeOf(target() + "x")).body,
+              HasSubstr("npa_probe_status{status=\"unreachable\"} 1\n"));
+  exporter.awaitLog(target() + ": has told its print server no supplies; it is asked less");
+  exporter.awaitLog(target() + "x: no queue \"" + queue() + "x\"");
+}
+
+TEST_F(AnExporterOfQueues, NamesAPrinterThatStandsInTheListBesideItsQueue) {
+  report("laser", "laser-mono-toner");
+  const ExporterProcess exporter(listOf({target(), port().address()}), {"--min-interval=1"});
+  get(exporter.port(), probeOf(target()));
+  const std::string line = target() + " prints to " + port().address() +
+                           ", which stands in the list as well: take one of them out\n";
+  exporter.awaitLog(line);
+  std::this_thread::sleep_for(std::chrono::milliseconds(1100));
+  get(exporter.port(), probeOf(target()));
+  exporter.awaitMetric("npa_exporter_queries_total{status=\"success\"} 2");
+  const std::string log = exporter.log();
+  EXPECT_EQ(log.find(line), log.rfind(line)) << log;
+}
+
+TEST(AnExporterOfQueuesWithoutAPrintServer, SaysSo) {
+  const ReservedPort nobody;
+  const std::string target = "ipp://" + nobody.address() + "/printers/office";
+  const ExporterProcess exporter(listOf({target}));
+  EXPECT_THAT(get(exporter.port(), probeOf(target)).body,
+              HasSubstr("npa_probe_status{status=\"unreachable\"} 1\n"));
+  exporter.awaitLog(target + ": no connection to the print server at 127.0.0.1");
+}
+
+}  // namespace
+}  // namespace moxsupply::testing
