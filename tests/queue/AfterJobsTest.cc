@@ -27,13 +27,15 @@ using namespace std::chrono_literals;
 namespace fs = std::filesystem;
 using ::testing::HasSubstr;
 
-constexpr auto kPause = 4s;
+constexpr auto kNotifierPause = 4s;
 constexpr auto kSoon = 2s;  // far below the pause
-constexpr auto kPatience = 15s;
+constexpr auto kLongEnough = 15s;
 
 class AfterJobs : public QueueTest {
  protected:
-  static void SetUpTestSuite() { startPrintServer(PrivatePrintServer::Policy::kDebian, kPause); }
+  static void SetUpTestSuite() {
+    startPrintServer(PrivatePrintServer::Policy::kDebian, kNotifierPause);
+  }
 
   // Makes a queue that is asked after print jobs, unless `options` of `enable` say otherwise.
   static void addQueueNamed(const PrivatePrintServer& server, const std::string& name,
@@ -140,7 +142,7 @@ TEST_F(AfterJobs, LevelsAreThoseAfterThem) {
   const SimulatedPrinter printer(port(), laserPrinter({{"Black", 41}}));
   EXPECT_EQ(attributes()["marker-levels"], Values());
   print();
-  EXPECT_TRUE(showsWithin(kPatience, 41));
+  EXPECT_TRUE(showsWithin(kLongEnough, 41));
 }
 
 // Nobody would find his own jobs between them.
@@ -148,9 +150,9 @@ TEST_F(AfterJobs, NoReportStaysInTheList) {
   addQueueHere();
   const SimulatedPrinter printer(port(), laserPrinter({{"Black", 41}}));
   const int job = print();
-  ASSERT_TRUE(showsWithin(kPatience, 41));
+  ASSERT_TRUE(showsWithin(kLongEnough, 41));
   const std::string listed = queue() + '-' + std::to_string(job) + ' ';
-  EXPECT_TRUE(isSoWithin(kPatience, [&] {
+  EXPECT_TRUE(isSoWithin(kLongEnough, [&] {
     return jobs("not-completed").empty() && jobs("completed").starts_with(listed) &&
            std::ranges::count(jobs("completed"), '\n') == 1;
   })) << jobs("completed");
@@ -160,8 +162,8 @@ TEST_F(AfterJobs, ReportsCauseNoOthers) {
   addQueueHere();
   const SimulatedPrinter printer(port(), laserPrinter({{"Black", 41}}));
   const int job = print();
-  ASSERT_TRUE(showsWithin(kPatience, 41));
-  std::this_thread::sleep_for(kPause + kSoon);
+  ASSERT_TRUE(showsWithin(kLongEnough, 41));
+  std::this_thread::sleep_for(kNotifierPause + kSoon);
   EXPECT_EQ(nextJob(server(), queue()), job + 2);
 }
 
@@ -170,8 +172,8 @@ TEST_F(AfterJobs, ReportsOfOthersCauseNoneWhateverTheirTitle) {
   addQueueHere();
   const SimulatedPrinter printer(port(), laserPrinter({{"Black", 41}}));
   const int job = submit(server(), queue(), "ReportLevels", {"-t", "A page", "-U", "somebody"});
-  ASSERT_TRUE(showsWithin(kPatience, 41));
-  std::this_thread::sleep_for(kPause + kSoon);
+  ASSERT_TRUE(showsWithin(kLongEnough, 41));
+  std::this_thread::sleep_for(kNotifierPause + kSoon);
   EXPECT_EQ(nextJob(server(), queue()), job + 1);
 }
 
@@ -179,7 +181,7 @@ TEST_F(AfterJobs, LevelsAreAskedWhateverTheTitleOfThePage) {
   addQueueHere();
   const SimulatedPrinter printer(port(), laserPrinter({{"Black", 41}}));
   print(server(), queue(), "ReportLevels");
-  EXPECT_TRUE(showsWithin(kPatience, 41));
+  EXPECT_TRUE(showsWithin(kLongEnough, 41));
 }
 
 TEST_F(AfterJobs, ReportsPause) {
@@ -187,14 +189,14 @@ TEST_F(AfterJobs, ReportsPause) {
   {
     const SimulatedPrinter printer(port(), laserPrinter({{"Black", 41}}));
     print();
-    ASSERT_TRUE(showsWithin(kPatience, 41));
+    ASSERT_TRUE(showsWithin(kLongEnough, 41));
   }
   const SimulatedPrinter printer(port(), laserPrinter({{"Black", 40}}));
   const auto start = std::chrono::steady_clock::now();
   const int job = print();
   print();
-  EXPECT_TRUE(showsWithin(kPatience, 40));
-  EXPECT_GT(std::chrono::steady_clock::now() - start, kPause - kSoon);
+  EXPECT_TRUE(showsWithin(kLongEnough, 40));
+  EXPECT_GT(std::chrono::steady_clock::now() - start, kNotifierPause - kSoon);
   EXPECT_EQ(nextJob(server(), queue()), job + 3);  // one report for both
 }
 
@@ -207,8 +209,8 @@ TEST_F(AfterJobs, ReportsPauseAfterThoseOfOthers) {
   const SimulatedPrinter printer(port(), laserPrinter({{"Black", 40}}));
   const auto start = std::chrono::steady_clock::now();
   print();
-  EXPECT_TRUE(showsWithin(kPatience, 40));
-  EXPECT_GT(std::chrono::steady_clock::now() - start, kPause - kSoon);
+  EXPECT_TRUE(showsWithin(kLongEnough, 40));
+  EXPECT_GT(std::chrono::steady_clock::now() - start, kNotifierPause - kSoon);
 }
 
 TEST_F(AfterJobs, ReportsComeAfterTheLastOfThoseThatWait) {
@@ -219,7 +221,7 @@ TEST_F(AfterJobs, ReportsComeAfterTheLastOfThoseThatWait) {
   submitPage(server(), queue());
   const int last = submitPage(server(), queue());
   ASSERT_EQ(server().run({"cupsenable", queue()}).exitStatus, 0);
-  EXPECT_TRUE(showsWithin(kPatience, 41));
+  EXPECT_TRUE(showsWithin(kLongEnough, 41));
   EXPECT_EQ(last, first + 2);
   const std::string report = std::to_string(last + 1);
   const std::size_t end = timeLogged("[Job " + std::to_string(last) + "] Job completed.");
@@ -236,7 +238,7 @@ TEST_F(AfterJobs, QueuesThatAreNotToBeAskedAreNot) {
   const int job = print(server(), queue());
   print(server(), "unasked");
   print(server(), "asked");
-  EXPECT_TRUE(showsWithin(kPatience, server(), "asked", 41));
+  EXPECT_TRUE(showsWithin(kLongEnough, server(), "asked", 41));
   EXPECT_EQ(attributes()["marker-levels"], Values());
   EXPECT_EQ(attributesOf(server(), "unasked")["marker-levels"], Values());
   EXPECT_EQ(nextJob(server(), queue()), job + 4);  // three pages and a report
@@ -251,22 +253,22 @@ TEST_F(AfterJobs, LevelsAreAskedWhereTheListOfQueuesCannotBeRead) {
   fs::permissions(folder, fs::perms(0700));
   const int job = print(server(), "silent");
   print();
-  EXPECT_TRUE(showsWithin(kPatience, 41));
+  EXPECT_TRUE(showsWithin(kLongEnough, 41));
   EXPECT_EQ(nextJob(server(), queue()), job + 3);
   fs::permissions(folder, fs::perms(0755));
 }
 
 TEST_F(AfterJobs, EachPrintServerHasItsOwn) {
-  const PrivatePrintServer other(PrivatePrintServer::Policy::kDebian, kPause);
+  const PrivatePrintServer other(PrivatePrintServer::Policy::kDebian, kNotifierPause);
   const SimulatedPrinter here(port(), laserPrinter({{"Black", 41}}));
   const SimulatedPrinter there(ReservedPort(), laserPrinter({{"Black", 77}}));
   addQueueHere();
   addQueueNamed(other, queue(), there.uri());
   print(other, queue());
-  EXPECT_TRUE(showsWithin(kPatience, other, queue(), 77));
+  EXPECT_TRUE(showsWithin(kLongEnough, other, queue(), 77));
   EXPECT_EQ(attributes()["marker-levels"], Values());
   print();
-  EXPECT_TRUE(showsWithin(kPatience, 41));
+  EXPECT_TRUE(showsWithin(kLongEnough, 41));
 }
 
 TEST_F(AfterJobs, LevelsAreAskedAfterARestartAndAfterChanges) {
@@ -277,7 +279,7 @@ TEST_F(AfterJobs, LevelsAreAskedAfterARestartAndAfterChanges) {
       server().run({"lpadmin", "-p", queue(), "-D", "The office", "-o", "PageSize=A4"}).exitStatus,
       0);
   print();
-  EXPECT_TRUE(showsWithin(kPatience, 41));
+  EXPECT_TRUE(showsWithin(kLongEnough, 41));
 }
 
 TEST_F(AfterJobs, AnotherNotifierTakesThePlaceOfOneThatDied) {
@@ -285,15 +287,15 @@ TEST_F(AfterJobs, AnotherNotifierTakesThePlaceOfOneThatDied) {
   {
     const SimulatedPrinter printer(port(), laserPrinter({{"Black", 41}}));
     print();
-    ASSERT_TRUE(showsWithin(kPatience, 41));
+    ASSERT_TRUE(showsWithin(kLongEnough, 41));
   }
   const SimulatedPrinter printer(port(), laserPrinter({{"Black", 40}}));
   const pid_t first = notifier();
   ASSERT_GT(first, 0);
   ::kill(first, SIGTERM);
-  EXPECT_TRUE(isSoWithin(kPatience, [] { return notifier() == 0; }));
+  EXPECT_TRUE(isSoWithin(kLongEnough, [] { return notifier() == 0; }));
   print();
-  EXPECT_TRUE(showsWithin(kPatience, 40));
+  EXPECT_TRUE(showsWithin(kLongEnough, 40));
   EXPECT_NE(notifier(), first);
 }
 
@@ -306,7 +308,7 @@ TEST_F(AfterJobs, AReportThatFailedStaysInTheList) {
   const SimulatedPrinter printer(port(), laserPrinter({{"Black", 41}}));
   const int job = print();
   const std::string report = queue() + '-' + std::to_string(job + 1) + ' ';
-  EXPECT_TRUE(isSoWithin(kPatience, [&] {
+  EXPECT_TRUE(isSoWithin(kLongEnough, [&] {
     return attributesOf(server(), queue())["printer-state"] == Values{"3"} &&
            jobs("not-completed").starts_with(report);
   })) << jobs("not-completed");
@@ -336,6 +338,24 @@ TEST_F(AfterJobs, OneSubscriptionServesAllQueuesAndGoesWithTheLast) {
   EXPECT_EQ(subscriptions(), 0);
 }
 
+TEST_F(AfterJobs, DoctorSeesThatNobodyTellsOfThem) {
+  const SimulatedPrinter printer(port(), laserPrinter({{"Black", 41}}));
+  addQueueHere();
+  const auto diagnose = [this] { return server().moxsupply({"doctor", queue()}).output; };
+  EXPECT_THAT(diagnose(), HasSubstr("Nothing is wrong.\n"));
+  // What was enabled is lost, and then a queue is taken back.
+  fs::remove(server().enabledQueues());
+  addQueue(server(), "other", port().uri(), postScriptDriver());
+  ASSERT_EQ(server().moxsupply({"disable", "other"}).exitStatus, 0);
+  EXPECT_THAT(diagnose(),
+              HasSubstr("  FAULT  the printer is not asked after print jobs: the print server does "
+                        "not tell of their ends\n"
+                        "         sudo moxsupply enable " +
+                        queue() + " --type laser\n1 fault.\n"));
+  ASSERT_EQ(server().moxsupply({"enable", queue(), "--type", "laser"}).exitStatus, 0);
+  EXPECT_THAT(diagnose(), HasSubstr("Nothing is wrong.\n"));
+}
+
 TEST_F(AfterJobs, WhatIsNoEventEndsTheNotifier) {
   const std::string program = server().folder() / "lib/cups/notifier/moxsupply";
   for (const char* input : {":", "printf '\\0'", "head -c 300000 /dev/zero", "yes",
@@ -343,7 +363,7 @@ TEST_F(AfterJobs, WhatIsNoEventEndsTheNotifier) {
     const Ran ran = server().run(
         {"sh", "-c", std::string("{ ") + input + "; } | \"$1\" moxsupply:", "sh", program});
     EXPECT_EQ(ran.exitStatus, 0) << input;
-    EXPECT_LT(ran.time, kPatience) << input;
+    EXPECT_LT(ran.time, kLongEnough) << input;
   }
 }
 
