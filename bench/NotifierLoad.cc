@@ -179,6 +179,7 @@ std::vector<Milliseconds> schedule(int queue, int jobs) {
   std::mt19937 random(static_cast<std::uint32_t>(queue));
   std::exponential_distribution<double> gap(1 / Milliseconds(kMeanGap).count());
   std::vector<Milliseconds> times;
+  times.reserve(static_cast<std::size_t>(jobs));
   Milliseconds time{0};
   for (int i = 0; i < jobs; ++i) times.push_back(time += Milliseconds(gap(random)));
   return times;
@@ -238,6 +239,7 @@ Run take(bool withNotifier, int jobsPerQueue, std::chrono::seconds pause) {
   });
   const Time start = Clock::now() + 1s;
   std::vector<std::thread> submitting;
+  submitting.reserve(kQueues);
   for (int queue = 0; queue < kQueues; ++queue) {
     submitting.emplace_back(submitAll, socket, file, queue, start,
                             std::ref(run.queues[static_cast<std::size_t>(queue)].submitted),

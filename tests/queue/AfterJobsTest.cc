@@ -358,8 +358,8 @@ TEST_F(AfterJobs, DoctorSeesThatNobodyTellsOfThem) {
 
 TEST_F(AfterJobs, WhatIsNoEventEndsTheNotifier) {
   const std::string program = server().folder() / "lib/cups/notifier/moxsupply";
-  for (const char* input : {":", "printf '\\0'", "head -c 300000 /dev/zero", "yes",
-                            "printf '\\2\\0\\0\\0\\0\\0\\0\\1\\7'; sleep 1"}) {
+  for (const char* input : {":", R"(printf '\0')", "head -c 300000 /dev/zero", "yes",
+                            R"(printf '\2\0\0\0\0\0\0\1\7'; sleep 1)"}) {
     const Ran ran = server().run(
         {"sh", "-c", std::string("{ ") + input + "; } | \"$1\" moxsupply:", "sh", program});
     EXPECT_EQ(ran.exitStatus, 0) << input;
