@@ -14,6 +14,7 @@
 #include "queue/ForgottenLevels.h"
 #include "queue/OpenQueue.h"
 #include "queue/PpdEdit.h"
+#include "queue/Subscription.h"
 #include "text/TerminalText.h"
 
 namespace moxsupply {
@@ -61,6 +62,8 @@ int disableOne(const std::string& name) {
   if (!open) return complain(kCommand, open.error());
   const auto disabled = disable(*open, true);
   if (!disabled) return complain(kCommand, disabled.error());
+  const auto subscribed = subscribeAsEnabled(open->server);
+  if (!subscribed) return complain(kCommand, subscribed.error());
   return print(kCommand, fmt::format("{} {}.\n", forTerminal(name), *disabled));
 }
 
@@ -95,13 +98,16 @@ int disableAll() {
   const auto queues = queuesToDisable();
   if (!queues) return complain(kCommand, queues.error());
   const auto end = std::chrono::steady_clock::now() + kTimeToForget;
-  return doForEachQueue(
+  const int exitStatus = doForEachQueue(
       kCommand, *queues, kPatience, [end](const std::string& name, const TellOutcome& tell) {
         auto open = openQueue(name);
         if (!open) tell({open.error().what, false});
         const auto disabled = disable(*open, std::chrono::steady_clock::now() < end);
         tell(disabled ? QueueOutcome{*disabled} : QueueOutcome{disabled.error().what, false});
       });
+  const auto subscribed =
+      PrintServer::connect().and_then([](PrintServer&& server) { return unsubscribe(server); });
+  return subscribed ? exitStatus : complain(kCommand, subscribed.error());
 }
 
 Result<> agree(const DisableOptions& options) {

@@ -15,6 +15,7 @@
 #include "queue/PpdEdit.h"
 #include "queue/PpdFile.h"
 #include "queue/QueueSettings.h"
+#include "queue/Subscription.h"
 #include "supplies/Supplies.h"
 #include "text/Decimal.h"
 #include "text/ShellWord.h"
@@ -27,10 +28,13 @@ namespace {
 
 constexpr std::string_view kCommand = "enable";
 
+constexpr std::string_view kSwitchTimerOn = "sudo systemctl enable --now moxsupply-refresh.timer";
+
 struct EnableOptions {
   std::string queue;
   bool all = false;
   std::optional<PrinterKind> kind;  // none: it is to be found out
+  bool noAfterJobs = false;
   PpdSettings settings;
 };
 
@@ -65,8 +69,10 @@ Result<bool> enable(OpenQueue& open, const PpdSettings& settings) {
   if (isNew) {
     if (const auto set = open.server.setPpd(name, ppd); !set) return tl::unexpected(set.error());
   }
-  const auto remembered =
-      changeEnabledQueues([&](EnabledQueues& queues) { queues[name].kind = settings.kind; });
+  const auto remembered = changeEnabledQueues([&](EnabledQueues& queues) {
+    queues[name].kind = settings.kind;
+    queues[name].afterJobs = settings.afterJobs;
+  });
   if (!remembered) return tl::unexpected(remembered.error());
   if (!isNew) return false;
   const auto after = open.server.queue(name);
@@ -75,18 +81,31 @@ Result<bool> enable(OpenQueue& open, const PpdSettings& settings) {
   return true;
 }
 
+// Has the print server tell of the jobs that matter now.
+int subscribeForAll() {
+  const auto subscribed = PrintServer::connect().and_then(
+      [](PrintServer&& server) { return subscribeAsEnabled(server); });
+  return subscribed ? EXIT_SUCCESS : complain(kCommand, subscribed.error());
+}
+
 int enableOne(const EnableOptions& options) {
   auto open = openQueue(options.queue);
   if (!open) return complain(kCommand, open.error());
   if (const auto can = canReport(*open); !can) return complain(kCommand, can.error());
   const auto enabled = enable(*open, options.settings);
   if (!enabled) return complain(kCommand, enabled.error());
+  if (const int exitStatus = subscribeForAll(); exitStatus != 0) return exitStatus;
   const std::string name = forTerminal(options.queue);
   if (!*enabled) return print(kCommand, fmt::format("{} is set up like this already.\n", name));
-  return print(kCommand,
-               fmt::format("{} reports its supplies from now on, whenever it is asked to.\n"
-                           "Ask it: moxsupply refresh {}\n",
-                           name, shellWord(options.queue)));
+  const std::string_view when = options.settings.afterJobs
+                                    ? "after print jobs and whenever it is asked to"
+                                    : "whenever it is asked to";
+  return print(
+      kCommand,
+      fmt::format("{} reports its supplies from now on, {}.\n"
+                  "Ask it: moxsupply refresh {}\n"
+                  "Have all queues asked every night, also those that nobody prints on: {}\n",
+                  name, when, shellWord(options.queue), kSwitchTimerOn));
 }
 
 // As the queue is set up already; nothing where it is not.
@@ -100,7 +119,7 @@ std::optional<PpdSettings> settingsOf(const OpenQueue& open) {
   const auto timeout = number("moxTimeout");
   const auto deadline = number("moxDeadline");
   if (!kind || !timeout || !deadline) return std::nullopt;
-  return PpdSettings{*kind, *timeout, *deadline};
+  return PpdSettings{*kind, *timeout, *deadline, asksAfterJobs(open.ppd)};
 }
 
 // As which the printer answers.
@@ -146,10 +165,12 @@ int enableAll(const EnableOptions& options) {
       [](PrintServer&& server) { return server.queuesWithPrinter(); });
   if (!queues) return complain(kCommand, queues.error());
   const auto patience = std::chrono::seconds(options.settings.deadline) + std::chrono::seconds(15);
-  return doForEachQueue(kCommand, *queues, patience,
-                        [&options](const std::string& name, const TellOutcome& tell) {
-                          enableEach(options, name, tell);
-                        });
+  const int exitStatus = doForEachQueue(
+      kCommand, *queues, patience, [&options](const std::string& name, const TellOutcome& tell) {
+        enableEach(options, name, tell);
+      });
+  const int subscribed = subscribeForAll();
+  return exitStatus != EXIT_SUCCESS ? exitStatus : subscribed;
 }
 
 Option typeOption(EnableOptions& options) {
@@ -162,6 +183,7 @@ Result<> agree(EnableOptions& options) {
   if (options.all == !options.queue.empty()) return misuse("name one queue, or give --all");
   if (!options.all && !options.kind) return misuse("--type is required");
   options.settings.kind = options.kind.value_or(PrinterKind::kLaser);
+  options.settings.afterJobs = !options.noAfterJobs;
   return {};
 }
 
@@ -174,9 +196,11 @@ Command enableCommand() {
   return {
       .name = kCommand,
       .usage =
-          "moxsupply enable QUEUE --type laser|inkjet [--timeout SECONDS] [--deadline SECONDS]\n"
-          "       moxsupply enable --all [--type laser|inkjet] [--timeout SECONDS] [--deadline "
-          "SECONDS]",
+          "moxsupply enable QUEUE --type laser|inkjet [--no-after-jobs] [--timeout SECONDS]\n"
+          "                 [--deadline SECONDS]\n"
+          "       moxsupply enable --all [--type laser|inkjet] [--no-after-jobs] [--timeout "
+          "SECONDS]\n"
+          "                 [--deadline SECONDS]",
       .about =
           "Let a print queue report its printer's supplies.\n"
           "\n"
@@ -184,7 +208,9 @@ Command enableCommand() {
           "commands\n"
           "that it takes, and switches off the print server's own way of asking (SNMP), which "
           "would\n"
-          "overwrite the levels. All else of the driver stays as it is. Needs an administrator's\n"
+          "overwrite the levels. All else of the driver stays as it is. From then on the printer "
+          "is\n"
+          "asked after each print job, at most once a minute. Needs an administrator's\n"
           "rights. `moxsupply disable` takes it away again; a new driver for the queue does so "
           "too.\n"
           "With --all: every queue whose printer answers, which tells its type; a line each.",
@@ -199,6 +225,8 @@ Command enableCommand() {
           "the queue cannot report supplies.\n",
       .options = {queue, flag("--all", options->all, "all queues whose printers answer"),
                   typeOption(*options),
+                  flag("--no-after-jobs", options->noAfterJobs,
+                       "do not ask the printer after print jobs"),
                   seconds("--timeout", options->settings.timeout, {.least = 1},
                           "longest wait for each single read (2)"),
                   seconds("--deadline", options->settings.deadline, {.least = 1},

@@ -13,6 +13,7 @@
 #include "queue/PpdFile.h"
 #include "queue/QueueSettings.h"
 #include "queue/Refresh.h"
+#include "queue/Subscription.h"
 #include "renderings/StateReasons.h"
 #include "text/HarmlessText.h"
 #include "text/ShellWord.h"
@@ -304,6 +305,19 @@ Finding checkThroughQueue(OpenQueue& open, const std::optional<Asked>& asked) {
   return finding;
 }
 
+// Nothing where the print server tells of the queue's print jobs, or need not.
+std::optional<Finding> checkAfterJobs(OpenQueue& open) {
+  const Known known = knownOf(open);
+  if (!asksAfterJobs(open.ppd) || !known.kind) return std::nullopt;
+  const auto found = subscription(open.server);
+  if (!found || *found != Subscription::kMissing) return std::nullopt;
+  return Finding{.weight = Weight::kCostly,
+                 .what =
+                     "the printer is not asked after print jobs: the print server does not "
+                     "tell of their ends",
+                 .remedy = enabling(open.queue, known, *known.kind)};
+}
+
 Finding ofClass(const PrintQueue& queue) {
   std::vector<std::string> members;
   for (const std::string& member : queue.members) members.push_back(forTerminal(member));
@@ -348,6 +362,7 @@ std::vector<Finding> diagnose(OpenQueue& open, const std::string& filterFolder) 
     }
   }
   if (areGood(findings)) findings.push_back(checkThroughQueue(open, asked));
+  if (auto untold = checkAfterJobs(open)) findings.push_back(*std::move(untold));
   return findings;
 }
 

@@ -70,9 +70,9 @@ bool isCommandFilter(std::string_view line) {
 
 // Another line of this kind would contradict the block.
 bool contradicts(std::string_view line) {
-  constexpr std::array<std::string_view, 7> kKeywords = {
+  constexpr std::array<std::string_view, 8> kKeywords = {
       "*cupsCommands", "*cupsSNMPSupplies", "*moxCommandFilter", "*moxPrinterType",
-      "*moxTimeout",   "*moxDeadline",      "*moxForget"};
+      "*moxTimeout",   "*moxDeadline",      "*moxAfterJobs",     "*moxForget"};
   return isCommandFilter(line) ||
          std::ranges::any_of(kKeywords, [line](auto keyword) { return hasKeyword(line, keyword); });
 }
@@ -171,6 +171,10 @@ std::string_view takenBack(std::string_view line) {
 
 bool hasSupplyReports(const std::string& ppd) { return ppd.find(kBegin) != std::string::npos; }
 
+bool asksAfterJobs(const std::string& ppd) {
+  return hasSupplyReports(ppd) && !hasLine(linesOf(ppd), "*moxAfterJobs");
+}
+
 std::string withSupplyReports(const std::string& ppd, const PpdSettings& settings) {
   const std::string former = withoutSupplyReports(ppd);
   const std::vector<std::string> lines = linesOf(former);
@@ -199,9 +203,10 @@ std::string withSupplyReports(const std::string& ppd, const PpdSettings& setting
       "*cupsSNMPSupplies: False{0}"
       "*moxPrinterType: \"{1}\"{0}"
       "*moxTimeout: \"{2}\"{0}"
-      "*moxDeadline: \"{3}\"{0}"
-      "{4}{0}",
-      lineEnd, wordOf(settings.kind), settings.timeout, settings.deadline, kEnd);
+      "*moxDeadline: \"{3}\"{0}",
+      lineEnd, wordOf(settings.kind), settings.timeout, settings.deadline);
+  if (!settings.afterJobs) text += fmt::format("*moxAfterJobs: \"False\"{}", lineEnd);
+  text += fmt::format("{}{}", kEnd, lineEnd);
   return text;
 }
 

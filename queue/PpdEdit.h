@@ -13,10 +13,14 @@ struct PpdSettings {
   PrinterKind kind = PrinterKind::kLaser;
   std::uint32_t timeout = 2;    // seconds for each single read
   std::uint32_t deadline = 45;  // seconds for everything
+  bool afterJobs = true;        // the printer is asked again after print jobs
 };
 
 // Whether the command filter was put on this PPD by withSupplyReports.
 bool hasSupplyReports(const std::string& ppd);
+
+// Whether the printer of such a PPD is asked again after print jobs.
+bool asksAfterJobs(const std::string& ppd);
 
 // The PPD with the command filter, the commands it takes, the settings, and the print server's own
 // way of asking for supplies switched off: a block of lines at the end. Lines that would contradict

@@ -41,6 +41,15 @@ void addUser(ipp_t* request, const std::string& user) {
                user.c_str());
 }
 
+// A request about the whole print server, made by this process's user.
+Ipp requestAboutAll(ipp_op_t operation) {
+  Ipp request(ippNewRequest(operation));
+  ippAddString(request.get(), IPP_TAG_OPERATION, IPP_TAG_URI, "printer-uri", nullptr,
+               "ipp://localhost/");
+  addUser(request.get(), cupsUser());
+  return request;
+}
+
 // A request about a queue, made by this process's user.
 Ipp requestAbout(const std::string& queue, ipp_op_t operation) {
   Ipp request(ippNewRequest(operation));
@@ -373,7 +382,8 @@ Result<std::vector<PrintJob>> PrintServer::jobs(const std::string& queue, const 
 }
 
 Result<PrintJob> PrintServer::job(const std::string& queue, int id) {
-  constexpr std::array kAttributes = {"job-state", "job-name", "job-media-progress"};
+  constexpr std::array kAttributes = {"job-state", "job-name", "job-media-progress",
+                                      "document-format"};
   Ipp request = requestAbout(queue, id, IPP_OP_GET_JOB_ATTRIBUTES, cupsUser());
   askFor(request.get(), kAttributes);
   const Ipp answer(cupsDoRequest(mHttp.get(), request.release(), "/"));
@@ -385,6 +395,7 @@ Result<PrintJob> PrintServer::job(const std::string& queue, int id) {
   return PrintJob{.id = id,
                   .title = textOf(answer.get(), "job-name"),
                   .state = static_cast<ipp_jstate_t>(numberOf(answer.get(), "job-state")),
+                  .isCommandFile = textOf(answer.get(), "document-format") == CUPS_FORMAT_COMMAND,
                   .hasReported = numberOf(answer.get(), "job-media-progress") == kWholeProgress};
 }
 
@@ -401,6 +412,54 @@ Result<> PrintServer::purgeJob(const std::string& queue, int id) {
   const Ipp answer(cupsDoRequest(mHttp.get(), request.release(), "/jobs/"));
   if (succeeded()) return {};
   return refusal(fmt::format("cannot take job {} out of the list", id));
+}
+
+Result<std::vector<PrintSubscription>> PrintServer::subscriptions() {
+  constexpr std::array kAttributes = {"notify-subscription-id", "notify-recipient-uri"};
+  Ipp request = requestAboutAll(IPP_OP_GET_SUBSCRIPTIONS);
+  askFor(request.get(), kAttributes);
+  const Ipp answer(cupsDoRequest(mHttp.get(), request.release(), "/"));
+  std::vector<PrintSubscription> subscriptions;
+  if (cupsLastError() == IPP_STATUS_ERROR_NOT_FOUND) return subscriptions;  // there are none
+  if (!succeeded()) return refusal("cannot list the subscriptions");
+
+  // A group of attributes for each, as of jobs.
+  bool isNext = true;
+  for (ipp_attribute_t* attribute = ippFirstAttribute(answer.get()); attribute != nullptr;
+       attribute = ippNextAttribute(answer.get())) {
+    const char* name = ippGetName(attribute);
+    if (name == nullptr) isNext = true;
+    if (name == nullptr || ippGetGroupTag(attribute) != IPP_TAG_SUBSCRIPTION) continue;
+    if (std::exchange(isNext, false)) subscriptions.emplace_back();
+    if (std::string_view(name) == "notify-subscription-id") {
+      subscriptions.back().id = ippGetInteger(attribute, 0);
+    }
+    const char* text = ippGetString(attribute, 0, nullptr);
+    if (std::string_view(name) == "notify-recipient-uri" && text != nullptr) {
+      subscriptions.back().recipient = text;
+    }
+  }
+  return subscriptions;
+}
+
+Result<> PrintServer::subscribeToEndsOfJobs(const std::string& recipient) {
+  Ipp request = requestAboutAll(IPP_OP_CREATE_PRINTER_SUBSCRIPTIONS);
+  ippAddString(request.get(), IPP_TAG_SUBSCRIPTION, IPP_TAG_URI, "notify-recipient-uri", nullptr,
+               recipient.c_str());
+  ippAddString(request.get(), IPP_TAG_SUBSCRIPTION, IPP_TAG_KEYWORD, "notify-events", nullptr,
+               "job-completed");
+  ippAddInteger(request.get(), IPP_TAG_SUBSCRIPTION, IPP_TAG_INTEGER, "notify-lease-duration", 0);
+  const Ipp answer(cupsDoRequest(mHttp.get(), request.release(), "/"));
+  if (succeeded() && numberOf(answer.get(), "notify-subscription-id") > 0) return {};
+  return refusal("cannot have the print server tell of the ends of jobs");
+}
+
+Result<> PrintServer::cancelSubscription(int id) {
+  Ipp request = requestAboutAll(IPP_OP_CANCEL_SUBSCRIPTION);
+  ippAddInteger(request.get(), IPP_TAG_OPERATION, IPP_TAG_INTEGER, "notify-subscription-id", id);
+  const Ipp answer(cupsDoRequest(mHttp.get(), request.release(), "/"));
+  if (succeeded()) return {};
+  return refusal("cannot keep the print server from telling of the ends of jobs");
 }
 
 }  // namespace moxsupply

@@ -44,9 +44,18 @@ struct PrintJob {
   bool isCommandFile = false;
   bool hasReported = false;  // it was a report, and its filter came to the end of it
 
+  [[nodiscard]] bool isComing() const {
+    return state == IPP_JSTATE_PENDING || state == IPP_JSTATE_PROCESSING;
+  }
   [[nodiscard]] bool isOver() const { return state > IPP_JSTATE_STOPPED; }
   [[nodiscard]] bool isStuck() const { return state == IPP_JSTATE_STOPPED; }
   [[nodiscard]] bool hasFailed() const { return isStuck() || state == IPP_JSTATE_ABORTED; }
+};
+
+// That the print server tells a notifier, a program of its own, of what happens.
+struct PrintSubscription {
+  int id = 0;
+  std::string recipient;  // its notifier's name and a colon; empty where it is kept from us
 };
 
 // A connection to the print server: the one of CUPS_SERVER or client.conf, or of this machine. No
@@ -98,6 +107,15 @@ class PrintServer {
 
   // Takes a job that is over out of the list. Only its user and administrators may.
   [[nodiscard]] Result<> purgeJob(const std::string& queue, int id);
+
+  // All subscriptions that are about no single job.
+  [[nodiscard]] Result<std::vector<PrintSubscription>> subscriptions();
+
+  // Subscribes to the ends of the jobs of all queues, for good.
+  [[nodiscard]] Result<> subscribeToEndsOfJobs(const std::string& recipient);
+
+  // Ends a subscription. Only its user and administrators may.
+  [[nodiscard]] Result<> cancelSubscription(int id);
 
  private:
   [[nodiscard]] Result<std::vector<std::string>> queuesOf(int type, int mask);

@@ -21,36 +21,8 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-struct Report {
-  int id = 0;  // of its job
-  bool isOurs = true;
-};
-
-// Stopped jobs are other people's or our own. Whose they are matters to the print server, which
-// refuses what is not allowed.
-Result<Report> waitingOrNewJob(PrintServer& server, const std::string& queue,
-                               std::chrono::seconds deadline) {
-  const auto jobs = server.unfinishedJobs(queue);
-  if (!jobs) return tl::unexpected(jobs.error());
-  std::optional<int> waiting;
-  for (const PrintJob& job : *jobs) {
-    if (job.title != kReportLevels) continue;
-    if (job.isStuck()) {
-      static_cast<void>(server.cancelJob(queue, job.id, cupsUser()).and_then([&] {
-        return server.purgeJob(queue, job.id);
-      }));
-    } else if (!waiting) {
-      waiting = job.id;
-    }
-  }
-  if (waiting) return Report{*waiting, false};
-  const auto id = server.submitCommand(queue, kReportLevels, deadline);
-  if (!id) return tl::unexpected(id.error());
-  return Report{*id, true};
-}
-
 // Looks at the job more and more seldom. Returns how it ended.
-Result<PrintJob> endOf(PrintServer& server, const std::string& queue, const Report& report,
+Result<PrintJob> endOf(PrintServer& server, const std::string& queue, const SubmittedReport& report,
                        Clock::time_point end) {
   ProgressLine progress;
   progress.waitingFor(fmt::format("Waiting for {} to report", forTerminal(queue)));
@@ -85,10 +57,33 @@ void takeOutOfTheList(PrintServer& server, const std::string& queue, int job) {
 
 }  // namespace
 
+// Stopped jobs are other people's or our own. Whose they are matters to the print server, which
+// refuses what is not allowed.
+Result<SubmittedReport> submitReport(PrintServer& server, const std::string& queue,
+                                     std::chrono::seconds cancelAfter) {
+  const auto jobs = server.unfinishedJobs(queue);
+  if (!jobs) return tl::unexpected(jobs.error());
+  std::optional<int> waiting;
+  for (const PrintJob& job : *jobs) {
+    if (job.title != kReportLevels) continue;
+    if (job.isStuck()) {
+      static_cast<void>(server.cancelJob(queue, job.id, cupsUser()).and_then([&] {
+        return server.purgeJob(queue, job.id);
+      }));
+    } else if (!waiting) {
+      waiting = job.id;
+    }
+  }
+  if (waiting) return SubmittedReport{*waiting, false};
+  const auto id = server.submitCommand(queue, kReportLevels, cancelAfter);
+  if (!id) return tl::unexpected(id.error());
+  return SubmittedReport{*id, true};
+}
+
 Result<PrintJob> report(PrintServer& server, const std::string& queue,
                         std::chrono::seconds deadline) {
   const auto end = Clock::now() + deadline;
-  const auto report = waitingOrNewJob(server, queue, deadline);
+  const auto report = submitReport(server, queue, deadline);
   if (!report) return tl::unexpected(report.error());
   auto job = endOf(server, queue, *report, end);
   if (job && job->hasReported && report->isOurs) {

@@ -11,11 +11,20 @@ namespace moxsupply {
 // The command, which is its job's title as well.
 constexpr const char* kReportLevels = "ReportLevels";
 
-// Has a queue's command filter report once, and waits for the end of the job, which it returns; the
-// print server's list of jobs has it no longer, unless it has failed. A job of this kind that is
+struct SubmittedReport {
+  int id = 0;  // of its job
+  bool isOurs = true;
+};
+
+// Submits a report, which the print server cancels when it is not done after so long. One that is
 // already waiting is taken for ours, so that they do not pile up before a printer that is switched
-// off; one that was stopped is taken back, where that is allowed. Shows on the terminal what is
-// being waited for; `deadline` bounds the whole.
+// off; one that was stopped is taken back, where that is allowed.
+[[nodiscard]] Result<SubmittedReport> submitReport(PrintServer& server, const std::string& queue,
+                                                   std::chrono::seconds cancelAfter);
+
+// Has a queue's command filter report once, as `submitReport` does, and waits for the end of the
+// job, which it returns; the print server's list of jobs has it no longer, unless it has failed.
+// Shows on the terminal what is being waited for; `deadline` bounds the whole.
 [[nodiscard]] Result<PrintJob> report(PrintServer& server, const std::string& queue,
                                       std::chrono::seconds deadline);
 

@@ -111,7 +111,7 @@ _moxsupply_offer_options() {
     orders) _moxsupply_offer "$current" --store --at --within --format --help ;;
     queues) _moxsupply_offer "$current" --format --help ;;
     refresh) _moxsupply_offer "$current" --all --deadline --color --help ;;
-    enable) _moxsupply_offer "$current" --all --type --timeout --deadline --help ;;
+    enable) _moxsupply_offer "$current" --all --type --no-after-jobs --timeout --deadline --help ;;
     disable) _moxsupply_offer "$current" --all --help ;;
     doctor) _moxsupply_offer "$current" --all --color --help ;;
     report)

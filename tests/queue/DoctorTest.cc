@@ -22,7 +22,7 @@ namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 
 // Silence is waited for until a printer that is asleep would have woken up.
-constexpr auto kPatience = 120s;
+constexpr auto kLongestDiagnosis = 120s;
 
 struct NamedFault {
   std::string what;
@@ -60,7 +60,7 @@ Diagnosis diagnosisOf(const Ran& ran) {
 class Doctor : public QueueTest {
  protected:
   [[nodiscard]] Diagnosis diagnose() const {
-    return diagnosisOf(server().moxsupply({"doctor", queue()}, {}, kPatience));
+    return diagnosisOf(server().moxsupply({"doctor", queue()}, {}, kLongestDiagnosis));
   }
 
   // Expects a single fault, and returns it.
@@ -565,7 +565,7 @@ TEST_F(DoctorOfAll, ExaminesSeveralQueuesAtOnce) {
     addQueue(server(), "cable" + std::to_string(i),
              "usb://Example/Printer?serial=" + std::to_string(i), postScriptDriver());
   }
-  const Ran ran = server().moxsupply({"doctor", "--all"}, {}, kPatience);
+  const Ran ran = server().moxsupply({"doctor", "--all"}, {}, kLongestDiagnosis);
   EXPECT_EQ(ran.exitStatus, 1);
   EXPECT_LT(ran.time, 30s) << ran.output;
   for (int i = 0; i < kQueues; ++i) {

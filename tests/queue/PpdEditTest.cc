@@ -312,6 +312,19 @@ TEST(PpdWithSupplyReports, StaysReadableWhenALongLineIsSetAside) {
   }
 }
 
+TEST(PpdWithSupplyReports, SaysWhereItsPrinterIsNotAskedAfterJobs) {
+  const std::string asked = withSupplyReports(kWithFilters, kLaser);
+  EXPECT_TRUE(asksAfterJobs(asked));
+  EXPECT_FALSE(asksAfterJobs(kWithFilters));
+  PpdSettings settings = kLaser;
+  settings.afterJobs = false;
+  const std::string unasked = withSupplyReports(asked, settings);
+  EXPECT_FALSE(asksAfterJobs(unasked));
+  EXPECT_THAT(ReadPpd(unasked).values("moxAfterJobs"), ElementsAre("False"));
+  EXPECT_EQ(withSupplyReports(unasked, kLaser), asked);
+  EXPECT_EQ(withoutSupplyReports(unasked), kWithFilters);
+}
+
 TEST(PpdWithNoSupplyReports, TellsTheFilterHowManyLevelsToForget) {
   for (const std::string& former : {kWithFilters, withSupplyReports(kContradicting, kInkjet)}) {
     const ReadPpd ppd(withNoSupplyReports(former, 3));

@@ -85,13 +85,13 @@ void copyProgram(const fs::path& program, const fs::path& folder) {
 
 }  // namespace
 
-PrivatePrintServer::PrivatePrintServer(Policy policy) {
+PrivatePrintServer::PrivatePrintServer(Policy policy, std::chrono::seconds pause) {
   fs::permissions(folder(), fs::perms(0755));  // filters run as another user
-  for (const char* name :
-       {"bin", "cache", "doc", "etc", "home", "lib/cups/filter", "log", "spool/temp", "state"}) {
+  for (const char* name : {"bin", "cache", "doc", "etc", "home", "lib/cups/filter",
+                           "lib/cups/notifier", "log", "spool/temp", "state"}) {
     fs::create_directories(folder() / name);
   }
-  writeSettings(policy);
+  writeSettings(policy, pause);
   layOutPrograms();
   start();
 }
@@ -132,7 +132,7 @@ std::filesystem::path PrivatePrintServer::enabledQueues() const {
 
 std::string PrivatePrintServer::log() const { return contentOf(folder() / "log/error"); }
 
-void PrivatePrintServer::writeSettings(Policy policy) const {
+void PrivatePrintServer::writeSettings(Policy policy, std::chrono::seconds pause) const {
   std::ofstream(folder() / "cupsd.conf")
       << fmt::format(
              "Listen {}\n"
@@ -162,18 +162,21 @@ void PrivatePrintServer::writeSettings(Policy policy) const {
       "TempDir {0}/spool/temp\n"
       "AccessLog {0}/log/access\n"
       "ErrorLog {0}/log/error\n"
-      "PageLog {0}/log/page\n",
-      folder().string());
+      "PageLog {0}/log/page\n"
+      "SetEnv STATE_DIRECTORY {1}\n"
+      "SetEnv MOXSUPPLY_NOTIFIER_PAUSE {2}\n",
+      folder().string(), enabledQueues().parent_path().string(), pause.count());
 }
 
 // As they are installed: our programs find the module from where they are.
 void PrivatePrintServer::layOutPrograms() const {
   const fs::path cups = folder() / "lib/cups";
-  for (const char* name : {"backend", "cgi-bin", "daemon", "monitor", "notifier"}) {
+  for (const char* name : {"backend", "cgi-bin", "daemon", "monitor"}) {
     fs::create_directory_symlink(fs::path(CUPS_SERVERBIN) / name, cups / name);
   }
   copyProgram(fs::path(CUPS_SERVERBIN) / "filter/commandtops", cups / "filter");
   copyProgram(MOXSUPPLY_FILTER, cups / "filter");
+  copyProgram(MOXSUPPLY_NOTIFIER, cups / "notifier");
   fs::copy(MOXSUPPLY_MODULE, folder() / "lib");
   // AppArmor allows cupsd itself nothing but the system's folders; it knows it by its path.
   copyProgram("/usr/sbin/cupsd", folder() / "bin");

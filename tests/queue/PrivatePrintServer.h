@@ -15,9 +15,9 @@ namespace moxsupply::testing {
 
 // The real cupsd, for a test alone: all its files lie in a temporary folder, and it listens on a
 // port and a socket of its own. It knows one filter, commandtomox as it was built, beside CUPS's
-// own commandtops; the backends are the installed ones. Takes root, since it checks as whom its
-// filters run and whose they are. Ends with this object or, in good order as well, with the test's
-// process, however that ends.
+// own commandtops, and our notifier; the backends are the installed ones. Takes root, since it
+// checks as whom its filters run and whose they are. Ends with this object or, in good order as
+// well, with the test's process, however that ends.
 class PrivatePrintServer {
  public:
   enum class Policy {
@@ -25,7 +25,9 @@ class PrivatePrintServer {
     kDebian,  // as Debian sets a print server up
   };
 
-  explicit PrivatePrintServer(Policy policy = Policy::kOpen);
+  // `pause`: of the notifier, from a queue's last report to its next one.
+  explicit PrivatePrintServer(Policy policy = Policy::kOpen,
+                              std::chrono::seconds pause = std::chrono::seconds(60));
   ~PrivatePrintServer();
   PrivatePrintServer(const PrivatePrintServer&) = delete;
   PrivatePrintServer& operator=(const PrivatePrintServer&) = delete;
@@ -60,7 +62,7 @@ class PrivatePrintServer {
   [[nodiscard]] const std::filesystem::path& folder() const { return mFolder.path(); }
 
  private:
-  void writeSettings(Policy policy) const;
+  void writeSettings(Policy policy, std::chrono::seconds pause) const;
   void layOutPrograms() const;
   void start();
   void stop();

@@ -37,8 +37,8 @@ QueueTest::QueueTest() : mQueue(nextQueue()) {}
 
 void QueueTest::TearDownTestSuite() { thePrintServer.reset(); }
 
-void QueueTest::startPrintServer(PrivatePrintServer::Policy policy) {
-  if (::geteuid() == 0) thePrintServer = std::make_unique<PrivatePrintServer>(policy);
+void QueueTest::startPrintServer(PrivatePrintServer::Policy policy, std::chrono::seconds pause) {
+  if (::geteuid() == 0) thePrintServer = std::make_unique<PrivatePrintServer>(policy, pause);
 }
 
 void QueueTest::SetUp() {

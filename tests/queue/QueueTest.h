@@ -20,7 +20,8 @@ class QueueTest : public ::testing::Test {
 
   static void SetUpTestSuite() { startPrintServer(PrivatePrintServer::Policy::kOpen); }
   static void TearDownTestSuite();
-  static void startPrintServer(PrivatePrintServer::Policy policy);
+  static void startPrintServer(PrivatePrintServer::Policy policy,
+                               std::chrono::seconds pause = std::chrono::seconds(60));
 
   void SetUp() override;
   void TearDown() override;
