@@ -177,6 +177,8 @@ void PrivatePrintServer::layOutPrograms() const {
   copyProgram(fs::path(CUPS_SERVERBIN) / "filter/commandtops", cups / "filter");
   copyProgram(MOXSUPPLY_FILTER, cups / "filter");
   copyProgram(MOXSUPPLY_NOTIFIER, cups / "notifier");
+  fs::rename(cups / "notifier" / fs::path(MOXSUPPLY_NOTIFIER).filename(),
+             cups / "notifier/moxsupply");
   fs::copy(MOXSUPPLY_MODULE, folder() / "lib");
   // AppArmor allows cupsd itself nothing but the system's folders; it knows it by its path.
   copyProgram("/usr/sbin/cupsd", folder() / "bin");
