@@ -80,8 +80,8 @@ TEST_F(Queues, AreAListForTheExporter) {
     EXPECT_NE(group["labels"]["name"], "cable") << "it has no levels, and nothing asks for them";
     if (group["targets"] != Json::array({port().uri()})) continue;
     ++count;
-    EXPECT_EQ(group["labels"], Json::parse(fmt::format(
-                                   R"({{"name":"{}","printer_type":"laser"}})", queue())));
+    EXPECT_EQ(group["labels"],
+              Json::parse(fmt::format(R"({{"name":"{}","printer_type":"laser"}})", queue())));
   }
   EXPECT_EQ(count, 1) << ran.output;
 }
