@@ -1,20 +1,15 @@
 #include "commands/DoctorCommand.h"
 
 #include <cups/cups.h>
-#include <fcntl.h>
 #include <fmt/format.h>
-#include <poll.h>
 
 #include <algorithm>
 #include <chrono>
-#include <cstring>
-#include <list>
 #include <memory>
 #include <optional>
 #include <sstream>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 #include "commands/PrinterOptions.h"
@@ -23,7 +18,7 @@
 #include "links/ServerFolder.h"
 #include "queue/Diagnosis.h"
 #include "queue/OpenQueue.h"
-#include "system/Apart.h"
+#include "system/ManyApart.h"
 #include "text/ProgressLine.h"
 #include "text/TerminalText.h"
 
@@ -111,13 +106,6 @@ Verdict examine(const std::string& queue, const DoctorOptions& options, bool col
                       : allOf(*open, findings, colored)};
 }
 
-// A queue that is being examined in a process of its own.
-struct Examination {
-  std::size_t place;  // among the queues
-  Apart apart;
-  Apart::Clock::time_point end;
-};
-
 std::string written(const Verdict& verdict) {
   return fmt::format("{}{}{}", verdict.exitStatus, static_cast<int>(verdict.worst), verdict.text);
 }
@@ -132,67 +120,31 @@ Verdict readBack(const std::optional<std::string>& text, const std::string& queu
   return {(*text)[0] - '0', static_cast<Weight>((*text)[1] - '0'), text->substr(2)};
 }
 
-tl::expected<Examination, int> begin(std::size_t place, const std::string& queue,
-                                     const DoctorOptions& options, bool colored) {
-  constexpr std::chrono::minutes kPatience(10);  // longer than a diagnosis ever takes
-  auto apart = Apart::begin([&](const Apart::Finish& finish) {
-    // Several lines that say what is being waited for would mix.
-    const FileDescriptor nowhere(::open("/dev/null", O_WRONLY | O_CLOEXEC));
-    ::dup2(nowhere.get(), STDERR_FILENO);
-    finish(written(examine(queue, options, colored)));
-  });
-  if (!apart) return tl::unexpected(apart.error());
-  return Examination{place, *std::move(apart), Apart::Clock::now() + kPatience};
-}
-
-// Waits until one of them has ended, or a second is over.
-void await(const std::list<Examination>& running) {
-  std::vector<pollfd> results;
-  for (const Examination& one : running) {
-    results.push_back({.fd = one.apart.descriptor(), .events = POLLIN, .revents = 0});
-  }
-  ::poll(results.data(), results.size(), 1000);
-}
-
-bool isOver(const Examination& one) {
-  pollfd result = {.fd = one.apart.descriptor(), .events = POLLIN, .revents = 0};
-  return ::poll(&result, 1, 0) > 0 || Apart::Clock::now() >= one.end;
-}
-
 // Several at once, since a printer that says nothing takes its time.
 std::vector<Verdict> examineEach(const std::vector<std::string>& queues,
                                  const DoctorOptions& options, bool colored) {
   constexpr std::size_t kAtOnce = 64;
-  std::vector<Verdict> verdicts(queues.size());
-  std::list<Examination> running;
+  constexpr std::chrono::minutes kPatience(10);  // longer than a diagnosis ever takes
+  std::vector<Verdict> verdicts;
   ProgressLine progress;
-  std::size_t done = 0;
-  for (std::size_t next = 0; next < queues.size() || !running.empty();) {
-    if (next < queues.size() && running.size() < kAtOnce) {
-      auto examination = begin(next, queues[next], options, colored);
-      if (examination) running.push_back(*std::move(examination));
-      if (!examination && running.empty()) {
-        verdicts[next] = readBack(std::nullopt, queues[next]);
-        ++done;
-      }
-      if (examination || running.empty()) {
-        ++next;
-        continue;
-      }
-    }
-    progress.waitingFor(fmt::format("{} of {} queues are examined", done, queues.size()));
-    progress.refresh();
-    await(running);
-    for (auto one = running.begin(); one != running.end();) {
-      if (!isOver(*one)) {
-        ++one;
-        continue;
-      }
-      verdicts[one->place] = readBack(one->apart.resultBy(one->end), queues[one->place]);
-      ++done;
-      one = running.erase(one);
-    }
-  }
+  doApart({.count = queues.size(),
+           .atOnce = kAtOnce,
+           .patience = kPatience,
+           .work =
+               [&](std::size_t place, const Apart::Finish& finish) {
+                 finish(written(examine(queues[place], options, colored)));
+               },
+           .take =
+               [&](std::size_t place, const std::optional<std::string>& result) {
+                 verdicts.push_back(readBack(result, queues[place]));
+                 return true;
+               },
+           .wait =
+               [&](std::size_t over) {
+                 progress.waitingFor(
+                     fmt::format("{} of {} queues are examined", over, queues.size()));
+                 progress.refresh();
+               }});
   return verdicts;
 }
 

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "commands/RememberedPrinters.h"
 #include "commands/StoreOption.h"
+#include "history/RememberedPrinters.h"
 #include "json/AsciiJson.h"
 #include "text/Columns.h"
 #include "text/TerminalText.h"

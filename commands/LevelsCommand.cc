@@ -1,15 +1,12 @@
 #include "commands/LevelsCommand.h"
 
-#include <fcntl.h>
 #include <fmt/format.h>
-#include <poll.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
 #include <clocale>
 #include <cstring>
-#include <deque>
 #include <memory>
 #include <optional>
 #include <string_view>
@@ -21,8 +18,7 @@
 #include "renderings/ReportJson.h"
 #include "renderings/SupplyTable.h"
 #include "supplies/Supplies.h"
-#include "system/Apart.h"
-#include "system/FileDescriptor.h"
+#include "system/ManyApart.h"
 #include "text/ProgressLine.h"
 #include "text/TerminalText.h"
 #include "values/Status.h"
@@ -172,69 +168,54 @@ Part askOneOfSeveral(const LevelsOptions& options, const OnDeadline& onDeadline)
   return {kExitFailed, output, complaint(kCommand, whyNoSupplies(*answer, *request))};
 }
 
-Result<Apart> beginOneOfSeveral(const LevelsOptions& options) {
-  auto asked = Apart::begin([&](const Apart::Finish& finish) {
-    // Progress is shown of all together, and by the process that has begun this one.
-    const FileDescriptor nowhere(::open("/dev/null", O_WRONLY | O_CLOEXEC));
-    ::dup2(nowhere.get(), STDERR_FILENO);
-    const auto onDeadline = [&](const Problem& problem) {
-      finish(packed({kExitFailed, nothingFrom(options), complaint(kCommand, problem)}));
-    };
-    finish(packed(askOneOfSeveral(options, onDeadline)));
-  });
-  if (!asked)
-    return failure(fmt::format("cannot begin a process: {}", std::strerror(asked.error())));
-  return *std::move(asked);
-}
-
-struct Begun {
-  LevelsOptions options;
-  Apart apart;
-  Apart::Clock::time_point end;
-};
-
-// Shows meanwhile that something goes on.
-Part resultOf(Begun& begun, ProgressLine& progress) {
-  constexpr int kSecond = 1000;
-  pollfd result = {.fd = begun.apart.descriptor(), .events = POLLIN, .revents = 0};
-  while (Apart::Clock::now() < begun.end && ::poll(&result, 1, kSecond) == 0) progress.refresh();
-  progress.clear();
-  if (auto part = unpacked(begun.apart.resultBy(begun.end).value_or(""))) return *std::move(part);
+Part partOf(const LevelsOptions& options, const std::optional<std::string>& result) {
+  if (auto part = unpacked(result.value_or(""))) return *std::move(part);
   const auto died = failure(fmt::format("{} could not be asked: its process has died",
-                                        forTerminal(shownUri(begun.options.printer.printer))));
-  return {kExitFailed, nothingFrom(begun.options), complaint(kCommand, died.value())};
+                                        forTerminal(shownUri(options.printer.printer))));
+  return {kExitFailed, nothingFrom(options), complaint(kCommand, died.value())};
 }
 
 // Several at once, shown in the order given; each once those before it are there.
 int runSeveral(const LevelsOptions& given) {
   constexpr std::size_t kMostAtOnce = 32;
   const std::vector<std::string>& printers = given.printers;
-  const auto patience = std::chrono::seconds(given.printer.deadline) + std::chrono::seconds(2);
-  std::deque<Begun> begun;
-  std::size_t next = 0;
+  const auto optionsFor = [&](std::size_t place) {
+    LevelsOptions options = given;
+    options.printer.printer = printers[place];
+    return options;
+  };
   int exitStatus = 0;
   bool hasShown = false;
   ProgressLine progress;
-  for (std::size_t i = 0; i < printers.size(); ++i) {
-    for (; next < std::min(printers.size(), i + kMostAtOnce); ++next) {
-      LevelsOptions options = given;
-      options.printer.printer = printers[next];
-      auto asked = beginOneOfSeveral(options);
-      if (!asked) return complain(kCommand, asked.error());
-      begun.push_back({std::move(options), *std::move(asked), Apart::Clock::now() + patience});
-    }
-    progress.waitingFor(fmt::format("Asking {}, {} of {} printers",
-                                    forTerminal(shownUri(printers[i])), i + 1, printers.size()));
-    const Part part = resultOf(begun.front(), progress);
-    begun.pop_front();
-    const bool isApart = hasShown && !part.output.empty() && given.format == Format::kTable;
-    if (const int failed = print(kCommand, (isApart ? "\n" : "") + part.output); failed != 0) {
-      return failed;
-    }
+  const auto show = [&](const Part& part) {
+    progress.clear();
+    const bool isNextTable = hasShown && !part.output.empty() && given.format == Format::kTable;
+    const int printed = print(kCommand, (isNextTable ? "\n" : "") + part.output);
     hasShown = hasShown || !part.output.empty();
     fmt::print(stderr, "{}", part.errors);
     if (part.exitStatus != 0) exitStatus = kExitFailed;
-  }
+    exitStatus = std::max(exitStatus, printed);
+    return printed == 0;
+  };
+  doApart(
+      {.count = printers.size(),
+       .atOnce = kMostAtOnce,
+       .patience = std::chrono::seconds(given.printer.deadline) + std::chrono::seconds(2),
+       .work =
+           [&](std::size_t place, const Apart::Finish& finish) {
+             const LevelsOptions options = optionsFor(place);
+             const auto onDeadline = [&](const Problem& problem) {
+               finish(packed({kExitFailed, nothingFrom(options), complaint(kCommand, problem)}));
+             };
+             finish(packed(askOneOfSeveral(options, onDeadline)));
+           },
+       .take = [&](std::size_t place,
+                   const auto& result) { return show(partOf(optionsFor(place), result)); },
+       .wait =
+           [&](std::size_t over) {
+             progress.waitingFor(fmt::format("{} of {} printers are asked", over, printers.size()));
+             progress.refresh();
+           }});
   return exitStatus;
 }
 

@@ -14,9 +14,9 @@
 #include <string_view>
 #include <vector>
 
-#include "commands/RememberedPrinters.h"
 #include "commands/StoreOption.h"
 #include "history/Orders.h"
+#include "history/RememberedPrinters.h"
 #include "json/AsciiJson.h"
 #include "supplies/Words.h"
 #include "text/Columns.h"

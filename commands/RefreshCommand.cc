@@ -5,7 +5,9 @@
 #include <chrono>
 #include <memory>
 #include <string>
+#include <vector>
 
+#include "commands/EachQueue.h"
 #include "queue/OpenQueue.h"
 #include "queue/QueueSupplies.h"
 #include "queue/Refresh.h"
@@ -72,19 +74,24 @@ std::string resultInWords(const Result<Refreshed>& refreshed) {
 // A line about each queue. A printer that is off is no failure: it is the ordinary state of most
 // printers at night, when nobody wants to be told.
 int refreshAll(std::chrono::seconds deadline) {
-  const auto names = PrintServer::connect().and_then(
+  auto names = PrintServer::connect().and_then(
       [](PrintServer&& server) { return server.queuesThatTakeCommands(); });
   if (!names) return complain(kCommand, names.error());
+  std::erase_if(*names, [](const std::string& name) {  // not ours, or out of service
+    const auto open = openQueue(name);
+    return !open || !takesReportLevels(*open);
+  });
 
-  for (const std::string& name : *names) {
-    auto open = openQueue(name);
-    if (!open || !takesReportLevels(*open)) continue;  // not ours, or out of service
-    const std::string result = resultInWords(refresh(open->server, name, deadline));
-    static_cast<void>(purgeReports(open->server, name));  // who may not leaves them to who may
-    const int exitStatus = print(kCommand, fmt::format("{}: {}\n", forTerminal(name), result));
-    if (exitStatus != 0) return exitStatus;
-  }
-  return 0;
+  constexpr std::chrono::seconds kBesides(15);
+  return doForEachQueue(
+      kCommand, *names, deadline + kBesides,
+      [deadline](const std::string& name, const TellOutcome& tell) {
+        auto open = openQueue(name);
+        if (!open) return tell({open.error().what});
+        const std::string result = resultInWords(refresh(open->server, name, deadline));
+        static_cast<void>(purgeReports(open->server, name));  // who may not leaves them to who may
+        tell({result});
+      });
 }
 
 int runRefresh(const RefreshOptions& options) {
@@ -111,7 +118,7 @@ Command refreshCommand() {
           "Sends the queue one ReportLevels job and waits for it. The levels are then where "
           "desktops,\n"
           "lpstat and monitoring look for them. The queue must have been set up with `moxsupply\n"
-          "enable`. With --all: every such queue that is in service, one after the other, a line "
+          "enable`. With --all: every such queue that is in service, several at once, a line "
           "each.",
       .footer =
           "Exit status: 0 the levels were shown; with --all, also when printers did not answer; 1 "

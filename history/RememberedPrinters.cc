@@ -1,4 +1,4 @@
-#include "commands/RememberedPrinters.h"
+#include "history/RememberedPrinters.h"
 
 #include <fmt/format.h>
 
