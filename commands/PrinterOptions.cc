@@ -85,7 +85,7 @@ Option deadline(PrinterOptions& options) {
   Option option = seconds("--deadline", options.deadline, {.least = 1},
                           fmt::format("longest time for everything ({})", options.deadline));
   option.take = [&options, take = option.take](const auto& words) {
-    const auto taken = take(words);
+    auto taken = take(words);
     options.connection = options.deadline;
     return taken;
   };

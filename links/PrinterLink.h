@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <utility>
 #include <variant>
 
 #include "links/BackendLink.h"
@@ -41,9 +42,10 @@ class PrinterLink {
   void dropWhatComes() const;
 
  private:
-  PrinterLink(const DeviceUri& uri, FileDescriptor connection)
-      : mUri(uri), mWay(std::move(connection)) {}
-  PrinterLink(const DeviceUri& uri, BackendLink backend) : mUri(uri), mWay(std::move(backend)) {}
+  PrinterLink(DeviceUri uri, FileDescriptor connection)
+      : mUri(std::move(uri)), mWay(std::move(connection)) {}
+  PrinterLink(DeviceUri uri, BackendLink backend)
+      : mUri(std::move(uri)), mWay(std::move(backend)) {}
 
   [[nodiscard]] int toPrinter() const;
   [[nodiscard]] int backChannel() const;

@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <utility>
@@ -101,7 +102,7 @@ TEST(Reading, LeavesOutNothingElse) {
 }
 
 TEST(Reading, SaysWhatIsExpectedAndWhatStandsThere) {
-  const std::pair<std::string, Json> mistakes[] = {
+  const auto mistakes = std::to_array<std::pair<std::string, Json>>({
       {"/time", "2026-11-21T08:00:00+01:00"},
       {"/time", "yesterday"},
       {"/time", 7},
@@ -128,7 +129,7 @@ TEST(Reading, SaysWhatIsExpectedAndWhatStandsThere) {
       {"/supplies/0/pages", 7312},
       {"/supplies/0/pages/printed", -1},
       {"/supplies/0/pages/capacity", 1.5},
-  };
+  });
   for (const auto& [place, value] : mistakes) {
     EXPECT_THAT(wrongWith(lineWith(place, value)), HasSubstr("expected ")) << place << value;
   }

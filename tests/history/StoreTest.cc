@@ -233,6 +233,7 @@ std::string allOf(const std::string& path) {
 // its order.
 TEST_F(StoreInAFile, GivesWhatItHadOrNothingWhereverItIsDamaged) {
   std::vector<Reading> readings;
+  readings.reserve(60);
   for (int i = 0; i < 60; ++i) readings.push_back(readingOf(i % 2 == 0 ? kOffice : kHall, i, i));
   EXPECT_EQ(wrongWith(add(readings)), "");
   const std::string whole = contentOf(mPath);

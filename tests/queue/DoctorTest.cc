@@ -440,7 +440,7 @@ TEST_F(Doctor, NamesAPrinterThatIsLongAsleepAndTheTimeoutThatItNeeds) {
 TEST_F(Doctor, NamesTheJobOnAPrinterThatIsPrinting) {
   const SimulatedPrinter printer(port(), kGoodPrinter(), {.neverClose = true});
   addEnabledQueue("laser");
-  const int job = print(queue(), "The \u202E \"plan\"");
+  const int job = print(queue(), "The \u202E \"plan\" \u202C");
   ASSERT_TRUE(isPrintingWithin(10s));
   const Ran ran = server().moxsupply({"doctor", queue()});
   EXPECT_EQ(ran.exitStatus, 0) << ran.output;

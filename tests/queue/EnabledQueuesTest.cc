@@ -110,9 +110,8 @@ TEST_F(EnabledQueuesFile, IsReadLeniently) {
 
 TEST_F(EnabledQueuesFile, ThatIsDamagedIsSaidAndLeft) {
   for (const char* damaged :
-       {"", "{\"office\": {\"type\": \"laser\"}", "[]", R"({"office": "laser"})",
-        R"({"office": {}})", R"({"office": {"type": "Laser"}})",
-        R"({"office": {"type": "laser", "low": 101}})",
+       {"", R"({"office": {"type": "laser"})", "[]", R"({"office": "laser"})", R"({"office": {}})",
+        R"({"office": {"type": "Laser"}})", R"({"office": {"type": "laser", "low": 101}})",
         R"({"office": {"type": "laser", "low": "10"}})",
         R"({"office": {"type": "laser", "afterJobs": 1}})"}) {
     writeFile(damaged);

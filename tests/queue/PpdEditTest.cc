@@ -1,4 +1,5 @@
 #include <cups/ppd.h>
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -483,8 +484,9 @@ TEST(PpdWithSupplyReports, StaysReadableWithManyCommands) {
   const std::string path = '/' + std::string(200, 'x');
   for (const char* lineEnd : {"\n", "\r\n", "\r"}) {
     const std::string former =
-        withLineEnds(smallPpd("*cupsFilter: \"application/vnd.cups-command 0 " + path +
-                              "\"\n*cupsCommands: \"" + commands + "\"\n*cupsModelNumber: 7\n"),
+        withLineEnds(smallPpd(fmt::format("*cupsFilter: \"application/vnd.cups-command 0 {}\"\n"
+                                          "*cupsCommands: \"{}\"\n*cupsModelNumber: 7\n",
+                                          path, commands)),
                      lineEnd);
     const std::string text = withSupplyReports(former, kLaser);
     const ReadPpd ppd(text);

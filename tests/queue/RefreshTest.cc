@@ -29,7 +29,7 @@ class Refresh : public QueueTest {
   [[nodiscard]] std::string allJobs() const {
     return server()
         .run({"sh", "-c",
-              "{ lpstat -o \"$1\"; lpstat -W completed -o \"$1\"; } | cut -d' ' -f1 | sort", "sh",
+              R"({ lpstat -o "$1"; lpstat -W completed -o "$1"; } | cut -d' ' -f1 | sort)", "sh",
               queue()})
         .output;
   }
