@@ -178,7 +178,7 @@ std::string supplyTable(const Supplies& supplies, bool colored, int columns) {
 namespace {
 
 std::string wordsFor(const Pages& pages) {
-  const std::string capacity = pages.capacity ? fmt::format("of {}", *pages.capacity) : "";
+  std::string capacity = pages.capacity ? fmt::format("of {}", *pages.capacity) : "";
   if (!pages.printed) return capacity;
   return fmt::format("{}{}{}", *pages.printed, capacity.empty() ? "" : " ", capacity);
 }
