@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <sstream>
+#include <string_view>
+#include <utility>
 
 #include "filter/SchedulerMessage.h"
 #include "system/ProcessStatus.h"
@@ -15,6 +17,9 @@
 namespace moxsupply {
 
 namespace {
+
+// Stands for lists that were published before the print server started.
+constexpr std::string_view kUnknownLists = "?\n";
 
 // The process that started this one, the print server, and since when it has been running: nothing
 // else tells one print server from the one before it that had the same process number.
@@ -63,10 +68,13 @@ PublishedMarkers::PublishedMarkers(const std::string& cacheFolder, const std::st
       mOrigin(originOf(ppdPath)) {
   std::istringstream file(contentOf(mPath));
   std::string origin;
-  if (!std::getline(file, origin) || origin != mOrigin) return;
-  std::getline(file, mMessage);
-  mMessage += '\n';
-  mLists.assign(std::istreambuf_iterator<char>(file), {});
+  std::string message;
+  if (!std::getline(file, origin) || !std::getline(file, message)) return;
+  std::string lists(std::istreambuf_iterator<char>(file), {});
+  mHasLevels = !lists.empty();
+  if (origin != mOrigin) return;
+  mMessage = message + '\n';
+  if (lists != kUnknownLists) mLists = std::move(lists);
 }
 
 void PublishedMarkers::publishLists(const std::vector<std::string>& lines) {
@@ -88,10 +96,18 @@ void PublishedMarkers::publishNewMessage(const std::string& line) {
   if (line != mMessage) publishMessage(line);
 }
 
+void PublishedMarkers::forget() {
+  mLists.clear();
+  mMessage.clear();
+  mHasLevels = false;
+  if (!mPath.empty()) ::unlink(mPath.c_str());
+}
+
 void PublishedMarkers::save() const {
   if (mPath.empty()) return;
   const std::string message = mMessage.empty() ? "\n" : mMessage;
-  static_cast<void>(replaceFile(mPath, mOrigin + '\n' + message + mLists, 0600));
+  const std::string_view lists = mLists.empty() && mHasLevels ? kUnknownLists : mLists;
+  static_cast<void>(replaceFile(mPath, fmt::format("{}\n{}{}", mOrigin, message, lists), 0600));
 }
 
 }  // namespace moxsupply

@@ -25,6 +25,12 @@ class PublishedMarkers {
   // publication how old the levels are.
   void publishMessage(const std::string& line);
 
+  // Whether levels of this queue were published before, also by an earlier print server.
+  [[nodiscard]] bool hasLevels() const { return mHasLevels; }
+
+  // Remembers nothing any more.
+  void forget();
+
   // Publishes the message if it is not what was published last.
   void publishNewMessage(const std::string& line);
 
@@ -35,6 +41,7 @@ class PublishedMarkers {
   std::string mOrigin;  // of what is remembered: print server and PPD file
   std::string mLists;
   std::string mMessage;
+  bool mHasLevels = false;
 };
 
 }  // namespace moxsupply

@@ -5,9 +5,8 @@
 //   commandtomox JOB USER TITLE COPIES OPTIONS [FILE]
 //
 // Environment: PPD and DEVICE_URI of the queue, PRINTER its name, CUPS_CACHEDIR; MOXSUPPLY_RECORD
-// names a file for a transcript of the query. It ends with 0
-// whatever the printer does; with 1 only when it was misused or the queue is set up wrongly, since
-// that stops the job.
+// names a file for a transcript of the query. It ends with 0 whatever the printer does; with 1 only
+// when it was misused or the queue is set up wrongly, since that stops the job.
 
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -129,14 +128,15 @@ void drainBackChannel() {
 void endReport() { sendToScheduler("ATTR: job-media-progress=100\n"); }
 
 // The levels stay as they were last reported: old ones are better than none, and the message says
-// that they are old.
+// that they are old, where there are any.
 void publishFailure(Status status, PublishedMarkers& markers, bool withLevels) {
   const std::string why = fmt::format("The printer {}.", rowOf(outcomeOf(status)).what);
   tellScheduler("WARNING", why);
   sendToScheduler(stateLineAdding(kDoesNotAnswer));
   if (withLevels) {
-    markers.publishNewMessage(
-        markerMessageLine(why + " The levels shown are those of its last report."));
+    const char* ofLevels =
+        markers.hasLevels() ? " The levels shown are those of its last report." : "";
+    markers.publishNewMessage(markerMessageLine(why + ofLevels));
   }
   endReport();
 }
@@ -162,7 +162,8 @@ std::optional<std::uint32_t> levelsToForget(const std::string& ppdPath) {
 }
 
 // The print server has no way to take levels away.
-void forget(std::uint32_t levels) {
+void forget(std::uint32_t levels, const std::string& ppdPath) {
+  PublishedMarkers(environment("CUPS_CACHEDIR"), environment("PRINTER"), ppdPath).forget();
   constexpr std::uint32_t kMost = 1000;
   if (levels > 0) {
     const std::vector<int> notAvailable(std::min(levels, kMost), kNoCartridge);
@@ -226,7 +227,7 @@ int answer(const Commands& commands, const std::optional<ServedJob>& job,
            const std::string& jobOptions) {
   const std::string ppdPath = environment("PPD");
   if (const auto levels = levelsToForget(ppdPath)) {
-    forget(*levels);
+    forget(*levels, ppdPath);
     if (job) endJob(*job, kPatienceAfterFailure);
     return EXIT_SUCCESS;
   }

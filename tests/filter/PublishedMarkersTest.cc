@@ -132,6 +132,26 @@ TEST_F(MarkersOfAQueue, TakeAFormerMessageAwayAlsoWhenNoneIsRemembered) {
   EXPECT_THAT(report(kListLines, kNoMessage), IsEmpty());
 }
 
+// Also by reports that brought none, and by an earlier print server.
+TEST_F(MarkersOfAQueue, AreKnownToHaveBeenPublished) {
+  EXPECT_FALSE(markers().hasLevels());
+  report({}, kMessage);
+  EXPECT_FALSE(markers().hasLevels());
+  report();
+  EXPECT_TRUE(markers().hasLevels());
+  write(ppd(), "*PPD-Adobe: \"4.3\"\n*% another driver\n");
+  for (int i = 0; i < 2; ++i) {
+    CapturedErrors errors;
+    EXPECT_TRUE(markers().hasLevels());
+    markers().publishMessage(i == 0 ? kNoMessage : kMessage);
+  }
+  EXPECT_TRUE(markers().hasLevels());
+  EXPECT_THAT(report(), ElementsAre(kListLines[0], kListLines[1])) << "they may be gone";
+  markers().forget();
+  EXPECT_FALSE(markers().hasLevels());
+  EXPECT_EQ(filesIn(cache()), 0);
+}
+
 TEST_F(MarkersOfAQueue, AreNotThoseOfAnotherQueue) {
   report();
   EXPECT_THAT(report(kListLines, kMessage, "office"), kEverything);
