@@ -190,10 +190,15 @@ int run() {
     while (auto event = readEvent(STDIN_FILENO)) inbox.put(*std::move(event));
     inbox.close();
   });
-  Notifier notifier(pauseFromEnvironment());
-  while (const auto events = inbox.takeBy(notifier.next())) {
-    notifier.hear(*events);
-    notifier.doWhatIsDue();
+  try {
+    Notifier notifier(pauseFromEnvironment());
+    while (const auto events = inbox.takeBy(notifier.next())) {
+      notifier.hear(*events);
+      notifier.doWhatIsDue();
+    }
+  } catch (const std::exception& error) {
+    tellScheduler("ERROR", error.what());
+    ::_exit(EXIT_FAILURE);  // the reader would go on taking events, and nobody else get them
   }
   return EXIT_SUCCESS;
 }
