@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
+#include <random>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -227,6 +228,37 @@ std::string allOf(const std::string& path) {
     return {};
   });
   return given ? all : all + given.error().what;
+}
+
+// A change that is larger than the memory for it stands in the file before it is done.
+TEST_F(StoreInAFile, GivesNothingOfAChangeThatWasInterrupted) {
+  std::vector<Reading> readings;
+  readings.reserve(100);
+  for (int i = 0; i < 100; ++i) readings.push_back(readingOf(fmt::format("socket://old{}", i), i));
+  EXPECT_EQ(wrongWith(add(readings)), "");
+  const auto before = stored();
+  const fs::path folder = mFolder.path() / "interrupted";
+  fs::create_directory(folder);
+  std::mt19937 random(7);  // NOLINT(cert-msc32-c,cert-msc51-cpp): the same in every run
+  Store store = written();
+  const auto changed = store.change([&]() -> Result<> {
+    for (int i = 0; i < 1000; ++i) {
+      Reading reading = readingOf(fmt::format("socket://printer{}", i), i);
+      std::string& place = reading.labels["place"];
+      while (place.size() < 8000) place += fmt::format("{:x}", random());
+      reading.json = asJson(reading);
+      if (const auto added = store.add(reading); !added) return tl::unexpected(added.error());
+    }
+    fs::copy_file(mPath, folder / "history.sqlite");
+    fs::copy_file(mPath + "-journal", folder / "history.sqlite-journal");
+    return failure("interrupted");
+  });
+  EXPECT_EQ(wrongWith(changed), "interrupted");
+  EXPECT_GT(fs::file_size(folder / "history.sqlite"), 1'000'000U) << "it was not in the file yet";
+  EXPECT_EQ(stored(), before) << "undone";
+  mPath = folder / "history.sqlite";
+  EXPECT_EQ(stored(), before);
+  EXPECT_EQ(wrongWith(read().check()), "");
 }
 
 // A place in an index of the file may lead past a reading. Whatever is given is as it was, and in
