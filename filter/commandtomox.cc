@@ -228,7 +228,7 @@ int answer(const Commands& commands, const std::optional<ServedJob>& job,
   const std::string ppdPath = environment("PPD");
   if (const auto levels = levelsToForget(ppdPath)) {
     forget(*levels, ppdPath);
-    if (job) endJob(*job, kPatienceAfterFailure);
+    if (job) endJob(*job, HasAnswered::kNo, kPatienceAfterFailure);
     return EXIT_SUCCESS;
   }
   const std::string deviceUri = environment("DEVICE_URI");
@@ -257,7 +257,9 @@ int answer(const Commands& commands, const std::optional<ServedJob>& job,
   const Report report = [&] {
     const QueryWatch watch("", {.all = times.query}, [&](const QueryWatch& /*watch*/) {
       publishFailure(Status::kNothingReceived, markers, commands.reportLevels);
-      if (job) endJob(*job, times.patienceUntilBackend(kPatienceAfterFailure));
+      if (job) {
+        endJob(*job, HasAnswered::kNo, times.patienceUntilBackend(kPatienceAfterFailure));
+      }
       ::_exit(commands.areRefused ? kStopsTheJob : EXIT_SUCCESS);
     });
     if (settings->transport == "usb" || !commands.others.empty()) drainBackChannel();
@@ -275,7 +277,8 @@ int answer(const Commands& commands, const std::optional<ServedJob>& job,
   // A cable's backend ends by itself, but not without its printer.
   const bool mayBeHeld = hasFailed || settings->transport != "usb";
   if (job && mayBeHeld) {
-    endJob(*job, times.patienceUntilBackend(hasFailed ? kPatienceAfterFailure : kPatience));
+    endJob(*job, hasFailed ? HasAnswered::kNo : HasAnswered::kYes,
+           times.patienceUntilBackend(hasFailed ? kPatienceAfterFailure : kPatience));
   }
   return EXIT_SUCCESS;
 }

@@ -98,6 +98,18 @@ TEST_F(PrinterThatNeverHangsUp, IsLeftByTheDeadline) {
   EXPECT_EQ(attributes()["printer-state-reasons"], Values{"none"});
 }
 
+class BackendThatFailsAtTheEnd : public QueueTest {};
+
+// Its job would be held back, and tried again in five minutes.
+TEST_F(BackendThatFailsAtTheEnd, KeepsNoJob) {
+  server().addBackend("late", "#!/bin/sh\ncat > /dev/null\nexit 1\n");
+  addQueue(server(), queue(), "late://printer", postScriptDriver());
+  ASSERT_EQ(server().moxsupply({"enable", queue(), "--type", "laser"}).exitStatus, 0);
+  const int job = submit(server(), queue(), "ReportLevels", {"-o", "moxTimeout=1"});
+  EXPECT_EQ(endOf(server(), queue(), job), "canceled");
+  EXPECT_TRUE(isIdleWithin(kSlack));
+}
+
 class SilentPrinter : public QueueTest {};
 
 TEST_F(SilentPrinter, IsLeftByAShortDeadline) {
