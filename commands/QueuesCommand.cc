@@ -21,6 +21,7 @@
 #include "renderings/SupplyJson.h"
 #include "renderings/SupplyTable.h"
 #include "supplies/Attention.h"
+#include "text/Columns.h"
 #include "text/TerminalText.h"
 
 namespace moxsupply {
@@ -110,28 +111,21 @@ std::string inWords(const KnownQueue& known) {
 }
 
 std::string table(const std::vector<KnownQueue>& queues) {
-  constexpr int kGap = 2;
   constexpr int kMostNameColumns = 30;
+  constexpr int kAgeColumns = 14;  // "59 minutes", and the gaps
   if (queues.empty()) return "The print server has no queues.\n";
-  const std::string_view heading = "QUEUE";
-  int nameColumns = columnsOf(heading);
-  int ageColumns = columnsOf("AGE");
+  int nameColumns = 0;
   for (const KnownQueue& known : queues) {
     nameColumns = std::max(nameColumns, columnsOf(forTerminal(known.queue.name)));
-    ageColumns = std::max(ageColumns, columnsOf(ageInWords(known.age)));
   }
   nameColumns = std::min(nameColumns, kMostNameColumns);
-  const auto line = [&](std::string_view name, std::string_view age, std::string_view supplies) {
-    const std::string shown = cutToColumns(name, nameColumns);
-    const int rest = columnsOfOutput() - nameColumns - ageColumns - 2 * kGap;
-    return fmt::format("{}{:{}}{:<{}}{}\n", shown, "", nameColumns - columnsOf(shown) + kGap, age,
-                       ageColumns + kGap, cutToColumns(supplies, std::max(rest, 20)));
-  };
-  std::string text = line(heading, "AGE", "SUPPLIES");
+  const int rest = std::max(columnsOfOutput() - nameColumns - kAgeColumns, 20);
+  std::vector<std::vector<std::string>> rows = {{"QUEUE", "AGE", "SUPPLIES"}};
   for (const KnownQueue& known : queues) {
-    text += line(forTerminal(known.queue.name), ageInWords(known.age), inWords(known));
+    rows.push_back({cutToColumns(forTerminal(known.queue.name), nameColumns), ageInWords(known.age),
+                    cutToColumns(inWords(known), rest)});
   }
-  return text;
+  return inColumns(rows);
 }
 
 // ---- For programs

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "supplies/Attention.h"
+#include "text/Columns.h"
 #include "text/TerminalText.h"
 
 namespace moxsupply {
@@ -183,40 +184,21 @@ std::string wordsFor(const Pages& pages) {
   return fmt::format("{}{}{}", *pages.printed, capacity.empty() ? "" : " ", capacity);
 }
 
-using DetailRow = std::array<std::string, 4>;
-
 }  // namespace
 
 std::string supplyDetails(const Supplies& supplies, int columns) {
-  std::vector<DetailRow> rows = {{"SUPPLY", "PART", "SERIAL", "PAGES"}};
+  constexpr int kMostOtherColumns = 50;  // what an ordinary part, serial number and count take
+  const int nameColumns =
+      std::clamp(columns - kMostOtherColumns, kFewestNameColumns, kMostNameColumns);
+  std::vector<std::vector<std::string>> rows = {{"SUPPLY", "PART", "SERIAL", "PAGES"}};
   for (const Supply& supply : supplies.list) {
     const std::string pages = wordsFor(supply.pages);
     if (supply.part.empty() && supply.serial.empty() && pages.empty()) continue;
-    rows.push_back(
-        {forTerminal(supply.name), forTerminal(supply.part), forTerminal(supply.serial), pages});
+    rows.push_back({cutToColumns(forTerminal(supply.name), nameColumns), forTerminal(supply.part),
+                    forTerminal(supply.serial), pages});
   }
   if (rows.size() == 1) return "The printer tells no part numbers, serial numbers or pages.\n";
-
-  std::array<int, 4> widths{};
-  for (const DetailRow& row : rows) {
-    for (std::size_t i = 0; i < row.size(); ++i) {
-      widths.at(i) = std::max(widths.at(i), columnsOf(row.at(i)));
-    }
-  }
-  const int others = widths[1] + widths[2] + widths[3] + 3 * kGap;
-  widths[0] =
-      std::min({widths[0], kMostNameColumns, std::max(columns - others, kFewestNameColumns)});
-  std::string text;
-  for (const DetailRow& row : rows) {
-    std::string line;
-    for (std::size_t i = 0; i < row.size(); ++i) {
-      const std::string cell = cutToColumns(row.at(i), widths.at(i));
-      line += fmt::format("{}{:{}}", cell, "", widths.at(i) - columnsOf(cell) + kGap);
-    }
-    line.erase(line.find_last_not_of(' ') + 1);
-    text += line + '\n';
-  }
-  return text;
+  return inColumns(rows);
 }
 
 std::string countedSupplies(std::size_t count) {
