@@ -186,6 +186,19 @@ TEST_F(Refresh, IsNoSuccessWhenSomebodyCancelsIt) {
       << ran.errors;
 }
 
+TEST_F(Refresh, IsNoSuccessWhenSomebodyTakesItOutOfTheList) {
+  addEnabledQueue("laser");
+  const SimulatedPrinter printer(port(), {}, silence());
+  Ran ran;
+  std::thread refreshing([&] { ran = refresh(); });
+  std::this_thread::sleep_for(std::chrono::milliseconds(500));  // it is asking by now
+  EXPECT_EQ(server().run({"cancel", "-a", "-x", queue()}).exitStatus, 0);
+  refreshing.join();
+  EXPECT_NE(ran.exitStatus, 0);
+  EXPECT_EQ(ran.output, "");
+  EXPECT_TRUE(ran.errors.starts_with("moxsupply refresh: ")) << ran.errors;
+}
+
 // They would pile up, one each time, on a queue that is set up wrongly.
 TEST_F(Refresh, TakesAStoppedReportBack) {
   const SimulatedPrinter printer(port(), laserPrinter({{"Black Toner", 50}}));
