@@ -84,6 +84,11 @@ std::optional<Finding> checkMemory(const OpenQueue& open) {
 Finding checkCommandFilter(const OpenQueue& open, const PpdFile& ppd) {
   const PrintQueue& queue = open.queue;
   const std::string program = ppd.commandFilter();
+  if (program == kCommandFilter && ppd.value("moxForget")) {
+    return notEnabled(queue,
+                      "the queue forgets its levels when it is to report them: a `moxsupply "
+                      "disable` of it was interrupted");
+  }
   if (program == kCommandFilter) return good("the command filter commandtomox is on the queue");
   if (auto gone = checkMemory(open)) return *std::move(gone);
   if (ppd.hidesCommandFilter(std::string(kCommandFilter))) {
