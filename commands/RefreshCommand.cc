@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "commands/EachQueue.h"
+#include "queue/EnabledQueues.h"
 #include "queue/OpenQueue.h"
 #include "queue/QueueSupplies.h"
 #include "queue/Refresh.h"
@@ -56,7 +57,8 @@ int refreshOne(const RefreshOptions& options) {
   std::string text;
   if (!isSilent || !queue.markerNames.empty()) {
     text = titleOf(queue) +
-           supplyTable(suppliesOf(queue), wantsColor(options.coloring), columnsOfOutput());
+           supplyTable(suppliesOf(queue), wantsColor(options.coloring), columnsOfOutput(),
+                       measureOf(enabledQueues().value_or(EnabledQueues()), queue.name));
   }
   if (!isSilent && !queue.markerMessage.empty()) {
     text += fmt::format("\n{}\n", forTerminal(queue.markerMessage));

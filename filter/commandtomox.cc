@@ -40,6 +40,7 @@
 #include "queue/QueueSettings.h"
 #include "renderings/MarkerAttributes.h"
 #include "renderings/StateReasons.h"
+#include "supplies/Attention.h"
 #include "supplies/Outcome.h"
 #include "supplies/Supplies.h"
 #include "supplies/Words.h"
@@ -141,9 +142,10 @@ void publishFailure(Status status, PublishedMarkers& markers, bool withLevels) {
   endReport();
 }
 
-void publish(const Supplies& supplies, PublishedMarkers& markers, bool withLevels) {
+void publish(const Supplies& supplies, const Measure& measure, PublishedMarkers& markers,
+             bool withLevels) {
   if (withLevels) {
-    const MarkerAttributes attributes = markerAttributes(supplies);
+    const MarkerAttributes attributes = markerAttributes(supplies, measure);
     if (attributes.names.empty()) {
       tellScheduler("WARNING", "The printer reports no supplies.");
     } else {
@@ -151,7 +153,7 @@ void publish(const Supplies& supplies, PublishedMarkers& markers, bool withLevel
     }
     markers.publishMessage(markerMessageLine(attributes.message));
   }
-  sendToScheduler(stateLines(stateReasons(supplies)));
+  sendToScheduler(stateLines(stateReasons(supplies, measure)));
   endReport();
 }
 
@@ -270,7 +272,8 @@ int answer(const Commands& commands, const std::optional<ServedJob>& job,
   if (hasFailed) {
     publishFailure(report.status, markers, commands.reportLevels);
   } else {
-    publish(suppliesFromReport(report.dictionary), markers, commands.reportLevels);
+    publish(suppliesFromReport(report.dictionary), {.lowLevel = settings->lowLevel}, markers,
+            commands.reportLevels);
   }
   // A cable's backend ends by itself, but not without its printer.
   const bool mayBeHeld = hasFailed || settings->transport != "usb";

@@ -70,9 +70,9 @@ bool isCommandFilter(std::string_view line) {
 
 // Another line of this kind would contradict the block.
 bool contradicts(std::string_view line) {
-  constexpr std::array<std::string_view, 8> kKeywords = {
-      "*cupsCommands", "*cupsSNMPSupplies", "*moxCommandFilter", "*moxPrinterType",
-      "*moxTimeout",   "*moxDeadline",      "*moxAfterJobs",     "*moxForget"};
+  constexpr std::array<std::string_view, 9> kKeywords = {
+      "*cupsCommands", "*cupsSNMPSupplies", "*moxCommandFilter", "*moxPrinterType", "*moxTimeout",
+      "*moxDeadline",  "*moxAfterJobs",     "*moxLowLevel",      "*moxForget"};
   return isCommandFilter(line) ||
          std::ranges::any_of(kKeywords, [line](auto keyword) { return hasKeyword(line, keyword); });
 }
@@ -205,6 +205,9 @@ std::string withSupplyReports(const std::string& ppd, const PpdSettings& setting
       "*moxTimeout: \"{2}\"{0}"
       "*moxDeadline: \"{3}\"{0}",
       lineEnd, wordOf(settings.kind), settings.timeout, settings.deadline);
+  if (settings.lowLevel != kLowLevel) {
+    text += fmt::format("*moxLowLevel: \"{}\"{}", settings.lowLevel, lineEnd);
+  }
   if (!settings.afterJobs) text += fmt::format("*moxAfterJobs: \"False\"{}", lineEnd);
   text += fmt::format("{}{}", kEnd, lineEnd);
   return text;

@@ -85,9 +85,9 @@ std::string_view wordsFor(SupplyStatus status) {
 }
 
 // Empty where nothing is needed.
-std::string neededBy(const Supply& supply) {
+std::string neededBy(const Supply& supply, const Measure& measure) {
   const std::string name = markerName(supply.name, kLongestName);
-  switch (attentionOf(supply)) {
+  switch (attentionOf(supply, measure)) {
     case Attention::kNone:
       return {};
     case Attention::kLow:
@@ -101,10 +101,10 @@ std::string neededBy(const Supply& supply) {
   return fmt::format("{} {}", name, wordsFor(supply.status));
 }
 
-std::string messageOf(const Supplies& supplies) {
+std::string messageOf(const Supplies& supplies, const Measure& measure) {
   std::string message;
   for (const Supply& supply : supplies.list) {
-    const std::string needed = neededBy(supply);
+    const std::string needed = neededBy(supply, measure);
     if (needed.empty()) continue;
     if (!message.empty()) message += kBetween;
     message += needed;
@@ -174,17 +174,17 @@ SupplyStatus statusToldBy(std::string_view message, std::string_view markerName)
   return SupplyStatus::kCorrect;
 }
 
-MarkerAttributes markerAttributes(const Supplies& supplies) {
+MarkerAttributes markerAttributes(const Supplies& supplies, const Measure& measure) {
   MarkerAttributes attributes;
   for (const Supply& supply : supplies.list) {
     attributes.names.push_back(markerName(supply.name, kLongestName));
     attributes.types.emplace_back(wordOf(supply.kind));
     attributes.colors.push_back(publishedColor(supply.color));
     attributes.levels.push_back(publishedLevel(supply.level));
-    attributes.lowLevels.push_back(kLowLevel);
+    attributes.lowLevels.push_back(measure.lowLevel);
     attributes.highLevels.push_back(kFullLevel);
   }
-  attributes.message = messageOf(supplies);
+  attributes.message = messageOf(supplies, measure);
   return attributes;
 }
 

@@ -4,6 +4,7 @@
 #include <string_view>
 #include <vector>
 
+#include "supplies/Attention.h"
 #include "supplies/Supplies.h"
 
 namespace moxsupply {
@@ -21,14 +22,14 @@ struct MarkerAttributes {
   std::vector<std::string> types;   // "toner", "ink", "fuser", "other"
   std::vector<std::string> colors;  // "#RRGGBB", several of them joined, or "none"
   std::vector<int> levels;          // 0 to 100 percent, kNoCartridge or kUnknownLevel
-  std::vector<int> lowLevels;       // see kLowLevel
+  std::vector<int> lowLevels;       // from which on downwards one is low
   std::vector<int> highLevels;      // a full one
   std::string message;              // what needs attention, in a sentence; empty: nothing does
 
   friend bool operator==(const MarkerAttributes&, const MarkerAttributes&) = default;
 };
 
-MarkerAttributes markerAttributes(const Supplies& supplies);
+MarkerAttributes markerAttributes(const Supplies& supplies, const Measure& measure = {});
 
 // The colour that is published so; none for one that is not ours.
 Color colorPublishedAs(std::string_view published);

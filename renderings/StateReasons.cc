@@ -22,9 +22,9 @@ constexpr std::string_view kWrong = "subunit-recoverable-failure-warning";
 constexpr std::array<std::string_view, 7> kOurs = {
     kTonerLow, kTonerEmpty, kInkLow, kInkEmpty, kCartridgeMissing, kWrong, kDoesNotAnswer};
 
-std::string_view reasonOf(const Supply& supply) {
+std::string_view reasonOf(const Supply& supply, const Measure& measure) {
   const bool isToner = supply.kind == SupplyKind::kToner;
-  switch (attentionOf(supply)) {
+  switch (attentionOf(supply, measure)) {
     case Attention::kNone:
       return {};
     case Attention::kLow:
@@ -41,10 +41,10 @@ std::string_view reasonOf(const Supply& supply) {
 
 }  // namespace
 
-std::set<std::string_view> stateReasons(const Supplies& supplies) {
+std::set<std::string_view> stateReasons(const Supplies& supplies, const Measure& measure) {
   std::set<std::string_view> reasons;
   for (const Supply& supply : supplies.list) {
-    if (const auto reason = reasonOf(supply); !reason.empty()) reasons.insert(reason);
+    if (const auto reason = reasonOf(supply, measure); !reason.empty()) reasons.insert(reason);
   }
   return reasons;
 }

@@ -4,12 +4,13 @@
 #include <string>
 #include <string_view>
 
+#include "supplies/Attention.h"
 #include "supplies/Supplies.h"
 
 namespace moxsupply {
 
 // The registered printer-state-reasons that hold for these supplies.
-std::set<std::string_view> stateReasons(const Supplies& supplies);
+std::set<std::string_view> stateReasons(const Supplies& supplies, const Measure& measure = {});
 
 // The reason that holds when a printer gives no answer, or none that can be used.
 constexpr std::string_view kDoesNotAnswer = "timed-out-report";

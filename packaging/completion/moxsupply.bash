@@ -42,7 +42,7 @@ _moxsupply_value() {
     history/--format | forecast/--format) _moxsupply_offer "$current" table json ;;
     orders/--format) _moxsupply_offer "$current" table csv json ;;
     */--store) _moxsupply_offer_files "$current" ;;
-    history/--since | history/--low | */--at | orders/--within) COMPREPLY=() ;;
+    history/--since | */--low | */--at | orders/--within) COMPREPLY=() ;;
     */--color) _moxsupply_offer "$current" auto always never ;;
     report/--printer-type) _moxsupply_offer "$current" Laser Inkjet ;;
     report/--transport) _moxsupply_offer "$current" usb socket mdns dnssd ;;
@@ -111,7 +111,7 @@ _moxsupply_offer_options() {
     orders) _moxsupply_offer "$current" --store --at --within --format --help ;;
     queues) _moxsupply_offer "$current" --format --help ;;
     refresh) _moxsupply_offer "$current" --all --deadline --color --help ;;
-    enable) _moxsupply_offer "$current" --all --type --no-after-jobs --timeout --deadline --help ;;
+    enable) _moxsupply_offer "$current" --all --type --low --no-after-jobs --timeout --deadline --help ;;
     disable) _moxsupply_offer "$current" --all --help ;;
     doctor) _moxsupply_offer "$current" --all --color --help ;;
     report)

@@ -94,6 +94,7 @@ case $words[1] in
     _arguments $help $queue \
       '--all[all queues whose printers answer]' \
       '--type=[what kind of printer it is]:type:(laser inkjet)' \
+      '--low=[low at this level and below]:percent' \
       '--no-after-jobs[do not ask the printer after print jobs]' \
       '--timeout=[longest wait for each read]:seconds' \
       '--deadline=[longest time for one report]:seconds'

@@ -326,6 +326,18 @@ TEST(PpdWithSupplyReports, SaysWhereItsPrinterIsNotAskedAfterJobs) {
   EXPECT_EQ(withoutSupplyReports(unasked), kWithFilters);
 }
 
+TEST(PpdWithSupplyReports, HasALowLevelWhereItIsNotTheUsual) {
+  const std::string usual = withSupplyReports(kWithFilters, kLaser);
+  EXPECT_THAT(ReadPpd(usual).values("moxLowLevel"), IsEmpty());
+  EXPECT_EQ(ReadPpd(usual).settings().lowLevel, 10);
+  PpdSettings settings = kLaser;
+  settings.lowLevel = 25;
+  const std::string higher = withSupplyReports(usual, settings);
+  EXPECT_EQ(ReadPpd(higher).settings().lowLevel, 25);
+  EXPECT_EQ(withSupplyReports(higher, kLaser), usual);
+  EXPECT_EQ(withoutSupplyReports(higher), kWithFilters);
+}
+
 TEST(PpdWithNoSupplyReports, TellsTheFilterHowManyLevelsToForget) {
   for (const std::string& former : {kWithFilters, withSupplyReports(kContradicting, kInkjet)}) {
     const ReadPpd ppd(withNoSupplyReports(former, 3));
