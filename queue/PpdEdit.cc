@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "queue/PpdFile.h"
+#include "renderings/StateReasons.h"
 #include "supplies/Words.h"
 
 namespace moxsupply {
@@ -149,6 +150,17 @@ std::string commandLines(const std::string& formerPpd, std::string_view lineEnd)
          linesWith("*moxCommandFilter", {filter->text()}, lineEnd);
 }
 
+// What desktops show for a state reason.
+std::string lineOf(const ReasonWords& words) {
+  return fmt::format("*cupsIPPReason {}/{}: \"\"", words.reason, words.words);
+}
+
+// Other drivers have words for reasons of their own.
+bool hasOurWords(std::string_view line) {
+  return std::ranges::any_of(
+      kReasonWords, [line](const ReasonWords& words) { return line.starts_with(lineOf(words)); });
+}
+
 // A line as a comment. The print server refuses a PPD with a line of more than 255 bytes.
 std::string setAside(std::string_view line, std::string_view lineEnd) {
   constexpr std::size_t kLongestPart = 200;
@@ -205,6 +217,7 @@ std::string withSupplyReports(const std::string& ppd, const PpdSettings& setting
       "*moxTimeout: \"{2}\"{0}"
       "*moxDeadline: \"{3}\"{0}",
       lineEnd, wordOf(settings.kind), settings.timeout, settings.deadline);
+  for (const ReasonWords& words : kReasonWords) text += fmt::format("{}{}", lineOf(words), lineEnd);
   if (settings.lowLevel != kLowLevel) {
     text += fmt::format("*moxLowLevel: \"{}\"{}", settings.lowLevel, lineEnd);
   }
@@ -240,7 +253,8 @@ std::string withoutSupplyReports(const std::string& ppd) {
     } else if (!isInBlock) {
       text += takenBack(line);
     } else {
-      if (!isOpen) isOurs = contradicts(line) || line.starts_with(kPassThrough);
+      if (!isOpen)
+        isOurs = contradicts(line) || line.starts_with(kPassThrough) || hasOurWords(line);
       isOpen = leavesValueOpen(line, isOpen);
       if (!isOurs) text += takenBack(line);  // others have put it into the block
     }

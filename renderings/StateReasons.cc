@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <array>
 #include <vector>
 
 #include "supplies/Attention.h"
@@ -18,9 +17,6 @@ constexpr std::string_view kInkEmpty = "marker-supply-empty-warning";
 // A cartridge that the printer refuses. There is no reason of that name; this one says that there
 // is a fault which the user can mend.
 constexpr std::string_view kWrong = "subunit-recoverable-failure-warning";
-
-constexpr std::array<std::string_view, 7> kOurs = {
-    kTonerLow, kTonerEmpty, kInkLow, kInkEmpty, kCartridgeMissing, kWrong, kDoesNotAnswer};
 
 std::string_view reasonOf(const Supply& supply, const Measure& measure) {
   const bool isToner = supply.kind == SupplyKind::kToner;
@@ -51,8 +47,8 @@ std::set<std::string_view> stateReasons(const Supplies& supplies, const Measure&
 
 std::string stateLines(const std::set<std::string_view>& holding) {
   std::vector<std::string_view> cleared;
-  for (const std::string_view reason : kOurs) {
-    if (!holding.contains(reason)) cleared.push_back(reason);
+  for (const ReasonWords& ours : kReasonWords) {
+    if (!holding.contains(ours.reason)) cleared.push_back(ours.reason);
   }
   std::string lines = fmt::format("STATE: -{}\n", fmt::join(cleared, ","));
   if (!holding.empty()) lines += fmt::format("STATE: +{}\n", fmt::join(holding, ","));
