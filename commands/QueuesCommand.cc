@@ -56,9 +56,7 @@ KnownQueue known(PrintServer& server, PrintQueue queue, const EnabledQueues& ena
   known.isEnabled = remembered != enabled.end() || isSetUp(server, queue);
   if (remembered != enabled.end()) known.kind = remembered->second.kind;
   known.measure = measureOf(enabled, queue.name);
-  if (queue.markersChanged && !queue.markerNames.empty()) {
-    known.age = std::max(now - *queue.markersChanged, seconds(0));
-  }
+  if (const auto time = reportTimeOf(queue)) known.age = std::max(now - *time, seconds(0));
   known.supplies = suppliesOf(queue);
   known.queue = std::move(queue);
   return known;
@@ -84,7 +82,9 @@ std::string ageInWords(std::optional<seconds> age) {
 
 // What needs somebody, or else that nothing does.
 std::string inWords(const KnownQueue& known) {
-  if (known.supplies.list.empty()) return known.isEnabled ? "no report yet" : "no levels";
+  if (known.supplies.list.empty()) {
+    return known.isEnabled && !known.queue.markersChanged ? "no report yet" : "no levels";
+  }
   if (auto needs = needsInWords(known.supplies, known.measure); !needs.empty()) return needs;
   const Supply* lowest = nullptr;
   for (const Supply& supply : known.supplies.list) {

@@ -135,8 +135,8 @@ void publishFailure(Status status, PublishedMarkers& markers, bool withLevels) {
   tellScheduler("WARNING", why);
   sendToScheduler(stateLineAdding(kDoesNotAnswer));
   if (withLevels) {
-    const char* ofLevels =
-        markers.hasLevels() ? " The levels shown are those of its last report." : "";
+    const std::string ofLevels =
+        markers.hasLevels() ? ' ' + remarkOnLevelsOf(markers.reported()) : "";
     markers.publishNewMessage(markerMessageLine(why + ofLevels));
   }
   endReport();
@@ -148,7 +148,7 @@ void publish(const Supplies& supplies, const Measure& measure, PublishedMarkers&
     const MarkerAttributes attributes = markerAttributes(supplies, measure);
     if (attributes.names.empty()) {
       tellScheduler("WARNING", "The printer reports no supplies.");
-    } else {
+    } else if (tellsLevels(supplies) || markers.hasLevels()) {
       markers.publishLists(markerLines(attributes));
     }
     markers.publishMessage(markerMessageLine(attributes.message));

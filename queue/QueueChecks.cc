@@ -228,6 +228,9 @@ Finding checkReport(const Result<Refreshed>& report) {
         Weight::kCostly,
         "the printer answers, but does not hang up, and holds every job for up to 90 seconds");
   }
+  if (queue.markerNames.empty() && queue.markerMessage == kTellsNoLevels) {
+    return {.weight = Weight::kNoLevels, .what = "the printer answers, but tells no levels"};
+  }
   if (queue.markerNames.empty()) {
     return {.weight = Weight::kNoLevels, .what = "the printer answers, but reports no supplies"};
   }
