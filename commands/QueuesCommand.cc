@@ -86,14 +86,7 @@ std::string inWords(const KnownQueue& known) {
     return known.isEnabled && !known.queue.markersChanged ? "no report yet" : "no levels";
   }
   if (auto needs = needsInWords(known.supplies, known.measure); !needs.empty()) return needs;
-  const Supply* lowest = nullptr;
-  for (const Supply& supply : known.supplies.list) {
-    const bool counts = isCartridge(supply) && supply.level;
-    if (counts && (lowest == nullptr || *supply.level < *lowest->level)) lowest = &supply;
-  }
-  const std::string count = countedSupplies(known.supplies.list.size());
-  if (lowest == nullptr) return count + ", ok";
-  return fmt::format("{}, ok; lowest: {} {} %", count, forTerminal(lowest->name), *lowest->level);
+  return okInWords(known.supplies);
 }
 
 std::string table(const std::vector<KnownQueue>& queues) {

@@ -232,6 +232,17 @@ std::string needsInWords(const Supplies& supplies, const Measure& measure) {
   return needs;
 }
 
+std::string okInWords(const Supplies& supplies) {
+  const Supply* lowest = nullptr;
+  for (const Supply& supply : supplies.list) {
+    const bool counts = isCartridge(supply) && supply.level;
+    if (counts && (lowest == nullptr || *supply.level < *lowest->level)) lowest = &supply;
+  }
+  const std::string count = countedSupplies(supplies.list.size());
+  if (lowest == nullptr) return count + ", ok";
+  return fmt::format("{}, ok; lowest: {} {} %", count, forTerminal(lowest->name), *lowest->level);
+}
+
 std::string countedSupplies(std::size_t count) {
   return fmt::format("{} {}", count, count == 1 ? "supply" : "supplies");
 }

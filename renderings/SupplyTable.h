@@ -22,6 +22,9 @@ std::string supplyDetails(const Supplies& supplies, int columns);
 // harmless as well.
 std::string needsInWords(const Supplies& supplies, const Measure& measure);
 
+// "4 supplies, ok; lowest: Black Toner 15 %", of cartridges with a level.
+std::string okInWords(const Supplies& supplies);
+
 // "1 supply", "4 supplies".
 std::string countedSupplies(std::size_t count);
 

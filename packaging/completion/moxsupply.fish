@@ -84,6 +84,7 @@ __moxsupply_option orders -l within -x -d 'What is needed until then, in days'
 __moxsupply_option orders -l format -x -a 'table csv json' -d 'How to show it'
 
 __moxsupply_option refresh -l all -d 'All queues that are set up for it'
+__moxsupply_option refresh -l format -x -a 'table json' -d 'How to show it'
 __moxsupply_option refresh -l deadline -x -d 'Longest wait for each queue, in seconds'
 
 __moxsupply_option enable -l all -d 'All queues whose printers answer'

@@ -86,8 +86,9 @@ case $words[1] in
       '--format=[how to show it]:format:(table csv json)'
     ;;
   refresh)
-    _arguments $help $color $queue \
+    _arguments $help $color "*${queue#1}" \
       '--all[all queues that are set up for it]' \
+      '--format=[how to show it]:format:(table json)' \
       '--deadline=[longest wait for each queue]:seconds'
     ;;
   enable)
