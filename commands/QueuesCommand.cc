@@ -55,13 +55,9 @@ KnownQueue known(PrintServer& server, PrintQueue queue, const EnabledQueues& ena
   KnownQueue known;
   const auto remembered = enabled.find(queue.name);
   known.isEnabled = remembered != enabled.end() || isSetUp(server, queue);
-  if (remembered != enabled.end()) {
-    known.kind = remembered->second.kind;
-    known.measure.lowLevel = static_cast<int>(remembered->second.low);
-  }
-  if (queue.markersChanged && !queue.markerNames.empty()) {
-    known.age = std::max(now - *queue.markersChanged, seconds(0));
-  }
+  if (remembered != enabled.end()) known.kind = remembered->second.kind;
+  known.measure = measureOf(enabled, queue.name);
+  if (const auto time = reportTimeOf(queue)) known.age = std::max(now - *time, seconds(0));
   known.supplies = suppliesOf(queue);
   known.queue = std::move(queue);
   return known;
@@ -85,29 +81,13 @@ std::string ageInWords(std::optional<seconds> age) {
   return "now";
 }
 
-std::string_view wordFor(Attention attention) {
-  return attention == Attention::kWrong ? "wrong cartridge" : wordOf(attention);
-}
-
 // What needs somebody, or else that nothing does.
 std::string inWords(const KnownQueue& known) {
-  if (known.supplies.list.empty()) return known.isEnabled ? "no report yet" : "no levels";
-  std::string needs;
-  const Supply* lowest = nullptr;
-  for (const Supply& supply : known.supplies.list) {
-    const Attention attention = attentionOf(supply, known.measure);
-    if (attention != Attention::kNone) {
-      needs += fmt::format("{}{} {}", needs.empty() ? "" : ", ", forTerminal(supply.name),
-                           wordFor(attention));
-      if (attention == Attention::kLow) needs += fmt::format(" ({} %)", *supply.level);
-    }
-    const bool counts = isCartridge(supply) && supply.level;
-    if (counts && (lowest == nullptr || *supply.level < *lowest->level)) lowest = &supply;
+  if (known.supplies.list.empty()) {
+    return known.isEnabled && !known.queue.markersChanged ? "no report yet" : "no levels";
   }
-  if (!needs.empty()) return needs;
-  const std::string count = countedSupplies(known.supplies.list.size());
-  if (lowest == nullptr) return count + ", ok";
-  return fmt::format("{}, ok; lowest: {} {} %", count, forTerminal(lowest->name), *lowest->level);
+  if (auto needs = needsInWords(known.supplies, known.measure); !needs.empty()) return needs;
+  return okInWords(known.supplies);
 }
 
 std::string table(const std::vector<KnownQueue>& queues) {

@@ -40,6 +40,7 @@
 #include "queue/QueueSettings.h"
 #include "renderings/MarkerAttributes.h"
 #include "renderings/StateReasons.h"
+#include "supplies/Attention.h"
 #include "supplies/Outcome.h"
 #include "supplies/Supplies.h"
 #include "supplies/Words.h"
@@ -134,24 +135,25 @@ void publishFailure(Status status, PublishedMarkers& markers, bool withLevels) {
   tellScheduler("WARNING", why);
   sendToScheduler(stateLineAdding(kDoesNotAnswer));
   if (withLevels) {
-    const char* ofLevels =
-        markers.hasLevels() ? " The levels shown are those of its last report." : "";
+    const std::string ofLevels =
+        markers.hasLevels() ? ' ' + remarkOnLevelsOf(markers.reported()) : "";
     markers.publishNewMessage(markerMessageLine(why + ofLevels));
   }
   endReport();
 }
 
-void publish(const Supplies& supplies, PublishedMarkers& markers, bool withLevels) {
+void publish(const Supplies& supplies, const Measure& measure, PublishedMarkers& markers,
+             bool withLevels) {
   if (withLevels) {
-    const MarkerAttributes attributes = markerAttributes(supplies);
+    const MarkerAttributes attributes = markerAttributes(supplies, measure);
     if (attributes.names.empty()) {
       tellScheduler("WARNING", "The printer reports no supplies.");
-    } else {
+    } else if (tellsLevels(supplies) || markers.hasLevels()) {
       markers.publishLists(markerLines(attributes));
     }
     markers.publishMessage(markerMessageLine(attributes.message));
   }
-  sendToScheduler(stateLines(stateReasons(supplies)));
+  sendToScheduler(stateLines(stateReasons(supplies, measure)));
   endReport();
 }
 
@@ -272,7 +274,8 @@ int answer(const Commands& commands, const std::optional<ServedJob>& job,
   if (hasFailed) {
     publishFailure(report.status, markers, commands.reportLevels);
   } else {
-    publish(suppliesFromReport(report.dictionary), markers, commands.reportLevels);
+    publish(suppliesFromReport(report.dictionary), {.lowLevel = settings->lowLevel}, markers,
+            commands.reportLevels);
   }
   // A cable's backend ends by itself, but not without its printer.
   const bool mayBeHeld = hasFailed || settings->transport != "usb";

@@ -15,8 +15,10 @@
 #include "queue/PpdEdit.h"
 #include "queue/PpdFile.h"
 #include "queue/QueueSettings.h"
+#include "queue/QueueSupplies.h"
 #include "renderings/MarkerAttributes.h"
 #include "renderings/StateReasons.h"
+#include "renderings/SupplyTable.h"
 #include "supplies/Words.h"
 #include "text/ShellWord.h"
 #include "text/TerminalText.h"
@@ -78,6 +80,7 @@ std::optional<Finding> checkMemory(const OpenQueue& open) {
                                "the queue was set up for its levels, and another driver, or an "
                                "update of its driver, has taken that away");
   finding.remedy.type = typedKind(remembered->second.kind);
+  if (remembered->second.low != kLowLevel) finding.remedy.lowLevel = remembered->second.low;
   return finding;
 }
 
@@ -230,11 +233,17 @@ Finding checkReport(const Result<Refreshed>& report) {
         Weight::kCostly,
         "the printer answers, but does not hang up, and holds every job for up to 90 seconds");
   }
+  if (queue.markerNames.empty() && queue.markerMessage == kTellsNoLevels) {
+    return {.weight = Weight::kNoLevels, .what = "the printer answers, but tells no levels"};
+  }
   if (queue.markerNames.empty()) {
     return {.weight = Weight::kNoLevels, .what = "the printer answers, but reports no supplies"};
   }
-  return good(fmt::format("the printer reports {} {}", queue.markerNames.size(),
-                          queue.markerNames.size() == 1 ? "supply" : "supplies"));
+  const Supplies supplies = suppliesOf(queue);
+  const Measure measure = measureOf(enabledQueues().value_or(EnabledQueues()), queue.name);
+  const std::string needs = needsInWords(supplies, measure);
+  return good(fmt::format("the printer reports {}{}{}", countedSupplies(supplies.list.size()),
+                          needs.empty() ? "" : ": ", needs));
 }
 
 }  // namespace moxsupply

@@ -9,7 +9,6 @@
 #include <string_view>
 #include <vector>
 
-#include "supplies/Attention.h"
 #include "text/Columns.h"
 #include "text/TerminalText.h"
 
@@ -70,8 +69,8 @@ struct Cell {
   std::string_view sequence = {};  // its colour
 };
 
-Cell statusOf(const Supply& supply) {
-  switch (attentionOf(supply)) {
+Cell statusOf(const Supply& supply, const Measure& measure) {
+  switch (attentionOf(supply, measure)) {
     case Attention::kNone:
       return {"ok"};
     case Attention::kLow:
@@ -103,14 +102,14 @@ struct Row {
 
 class Table {
  public:
-  Table(const Supplies& supplies, bool colored, int columns)
-      : mSupplies(supplies), mColored(colored) {
+  Table(const Supplies& supplies, bool colored, int columns, const Measure& measure)
+      : mSupplies(supplies), mColored(colored), mMeasure(measure) {
     int statusColumns = columnsOf("STATUS");
     int wordColumns = columnsOf("LEVEL");  // of a word in the place of bar and percent
     for (const Supply& supply : supplies.list) {
       mNameColumns = std::max(mNameColumns, columnsOf(forTerminal(supply.name)));
       mColorColumns = std::max(mColorColumns, columnsOf(rowFor(supply.color).word));
-      statusColumns = std::max(statusColumns, columnsOf(statusOf(supply).text));
+      statusColumns = std::max(statusColumns, columnsOf(statusOf(supply, mMeasure).text));
       wordColumns = std::max(wordColumns, columnsOf(noLevelOf(supply)));
     }
     const int rest = columns - 3 * kGap - mColorColumns - kPercentColumns - statusColumns;
@@ -142,7 +141,7 @@ class Table {
     } else {
       row.level = {std::string(noLevelOf(supply)), kDim};
     }
-    row.status = statusOf(supply);
+    row.status = statusOf(supply, mMeasure);
     return row;
   }
 
@@ -165,6 +164,7 @@ class Table {
 
   const Supplies& mSupplies;
   bool mColored;
+  Measure mMeasure;
   int mNameColumns = columnsOf("SUPPLY");
   int mColorColumns = columnsOf("COLOUR");
   int mBarColumns = kMostBarColumns;
@@ -172,8 +172,9 @@ class Table {
 
 }  // namespace
 
-std::string supplyTable(const Supplies& supplies, bool colored, int columns) {
-  return Table(supplies, colored, columns).text();
+std::string supplyTable(const Supplies& supplies, bool colored, int columns,
+                        const Measure& measure) {
+  return Table(supplies, colored, columns, measure).text();
 }
 
 namespace {
@@ -199,6 +200,29 @@ std::string supplyDetails(const Supplies& supplies, int columns) {
   }
   if (rows.size() == 1) return "The printer tells no part numbers, serial numbers or pages.\n";
   return inColumns(rows);
+}
+
+std::string needsInWords(const Supplies& supplies, const Measure& measure) {
+  std::string needs;
+  for (const Supply& supply : supplies.list) {
+    const Attention attention = attentionOf(supply, measure);
+    if (attention == Attention::kNone) continue;
+    needs += fmt::format("{}{} {}", needs.empty() ? "" : ", ", forTerminal(supply.name),
+                         attention == Attention::kWrong ? "wrong cartridge" : wordOf(attention));
+    if (attention == Attention::kLow) needs += fmt::format(" ({} %)", *supply.level);
+  }
+  return needs;
+}
+
+std::string okInWords(const Supplies& supplies) {
+  const Supply* lowest = nullptr;
+  for (const Supply& supply : supplies.list) {
+    const bool counts = isCartridge(supply) && supply.level;
+    if (counts && (lowest == nullptr || *supply.level < *lowest->level)) lowest = &supply;
+  }
+  const std::string count = countedSupplies(supplies.list.size());
+  if (lowest == nullptr) return count + ", ok";
+  return fmt::format("{}, ok; lowest: {} {} %", count, forTerminal(lowest->name), *lowest->level);
 }
 
 std::string countedSupplies(std::size_t count) {

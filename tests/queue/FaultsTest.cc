@@ -20,7 +20,7 @@ using namespace std::chrono_literals;
 constexpr auto kDeadline = 3s;
 constexpr auto kSlack = 2s;  // for the print server, on a busy machine
 
-constexpr std::string_view kLastReport = " The levels shown are those of its last report.";
+constexpr std::string_view kLastReport = " The levels shown are those of its last report (20";
 
 struct Trouble {
   const char* name;
@@ -69,7 +69,8 @@ TEST_P(FaultyPrinter, KeepsNeitherJobNorQueue) {
                            "marker-low-levels", "marker-high-levels"}) {
     EXPECT_EQ(after[list], before[list]) << list;
   }
-  EXPECT_EQ(after["marker-message"], Values{GetParam().why + std::string(kLastReport)});
+  EXPECT_EQ(after["marker-message"].at(0).find(GetParam().why + std::string(kLastReport)), 0U)
+      << after["marker-message"].at(0);
   EXPECT_EQ(after["printer-is-accepting-jobs"], Values{"true"});
   EXPECT_EQ(alertsOf(server(), queue()), (Values{"timed-out-report", "toner-low-report"}));
 
