@@ -21,6 +21,7 @@
 #include "system/ManyApart.h"
 #include "text/ProgressLine.h"
 #include "text/TerminalText.h"
+#include "text/Written.h"
 #include "values/Status.h"
 
 namespace moxsupply {
@@ -124,25 +125,6 @@ int runLevels(const LevelsOptions& options) {
 
 // ---- Several printers, each asked by a process of its own.
 
-// What asking one of several has brought.
-struct Part {
-  int exitStatus = kExitFailed;
-  std::string output;
-  std::string errors;
-};
-
-// As it comes from the process: the exit status as a letter, and what goes to standard output, up
-// to a byte 0.
-std::string packed(const Part& part) {
-  return static_cast<char>('0' + part.exitStatus) + part.output + '\0' + part.errors;
-}
-
-std::optional<Part> unpacked(const std::string& text) {
-  const std::size_t end = text.find('\0');
-  if (end == std::string::npos) return std::nullopt;
-  return Part{text.front() - '0', text.substr(1, end - 1), text.substr(end + 1)};
-}
-
 // As JSON every printer has its line, also one that could not be asked: nothing came from it.
 std::string nothingFrom(const LevelsOptions& options) {
   return options.format == Format::kJson ? reportAsJson({Status::kNothingReceived, {}}) : "";
@@ -153,22 +135,27 @@ std::string headed(const std::string& text, const LevelsOptions& options) {
   return fmt::format("{}: {}", forTerminal(shownUri(options.printer.printer)), text);
 }
 
-Part askOneOfSeveral(const LevelsOptions& options, const OnDeadline& onDeadline) {
+// What the answer is, as it is shown, and why it failed.
+Written writtenOf(const PrinterAnswer& answer, const SupplyRequest& request,
+                  const LevelsOptions& options) {
+  const std::string output = headed(rendered(answer, request, options), options);
+  if (answer.report.status == Status::kSuccess) return {0, output, {}};
+  return {kExitFailed, output, complaint(kCommand, whyNoSupplies(answer, request))};
+}
+
+Written askOneOfSeveral(const LevelsOptions& options, const OnDeadline& onDeadline) {
   const auto failed = [&](const Problem& problem) {
-    return Part{problem.isMisuse ? kExitMisuse : kExitFailed, nothingFrom(options),
-                complaint(kCommand, problem)};
+    return Written{problem.isMisuse ? kExitMisuse : kExitFailed, nothingFrom(options),
+                   complaint(kCommand, problem)};
   };
   auto request = supplyRequest(options.printer, onDeadline);
   if (!request) return failed(request.error());
   request->wantsIdentities = wantsIdentities(options);
   const auto answer = askForSupplies(*request, onDeadline);
-  if (!answer) return failed(answer.error());
-  const std::string output = headed(rendered(*answer, *request, options), options);
-  if (answer->report.status == Status::kSuccess) return {0, output, {}};
-  return {kExitFailed, output, complaint(kCommand, whyNoSupplies(*answer, *request))};
+  return answer ? writtenOf(*answer, *request, options) : failed(answer.error());
 }
 
-Part partOf(const LevelsOptions& options, const std::optional<std::string>& result) {
+Written partOf(const LevelsOptions& options, const std::optional<std::string>& result) {
   if (auto part = unpacked(result.value_or(""))) return *std::move(part);
   const auto died = failure(fmt::format("{} could not be asked: its process has died",
                                         forTerminal(shownUri(options.printer.printer))));
@@ -187,7 +174,7 @@ int runSeveral(const LevelsOptions& given) {
   int exitStatus = 0;
   bool hasShown = false;
   ProgressLine progress;
-  const auto show = [&](const Part& part) {
+  const auto show = [&](const Written& part) {
     progress.clear();
     const bool isNextTable = hasShown && !part.output.empty() && given.format == Format::kTable;
     const int printed = print(kCommand, (isNextTable ? "\n" : "") + part.output);
@@ -332,6 +319,15 @@ CommandLine levelsForPrograms(const std::string& program, std::optional<PrinterK
                               std::uint32_t deadline) {
   return {program,  std::string(kCommand),        "--format",   "json",
           "--type", std::string(typedKind(kind)), "--deadline", std::to_string(deadline)};
+}
+
+Written levelsForPrograms(SupplyRequest request) {
+  LevelsOptions options;
+  options.format = Format::kJson;
+  request.wantsIdentities = wantsIdentities(options);
+  const auto answer = askForSupplies(request, nullptr);
+  if (!answer) return {kExitFailed, {}, complaint(kCommand, answer.error())};
+  return writtenOf(*answer, request, options);
 }
 
 }  // namespace moxsupply
