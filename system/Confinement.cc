@@ -23,16 +23,6 @@ namespace moxsupply {
 
 namespace {
 
-// A sanitizer looks into its own process, and writes where it was told to: where one is compiled
-// in, nothing is refused.
-#if defined(__SANITIZE_ADDRESS__)
-constexpr bool kIsSanitized = true;
-#elif defined(__has_feature)
-constexpr bool kIsSanitized = __has_feature(address_sanitizer);
-#else
-constexpr bool kIsSanitized = false;
-#endif
-
 // Allowed whatever their arguments.
 constexpr auto kCalls = std::to_array<int>(
     {// what is open
@@ -124,7 +114,8 @@ Confinement::Means Confinement::means() {
   return {seccomp == -1 && errno == EFAULT, landlockVersion() >= 1};
 }
 
-bool Confinement::isInForce() { return !kIsSanitized; }
+// A sanitizer looks into its own process and at files, and writes where it was told to.
+bool Confinement::isInForce() { return MOXSUPPLY_SANITIZED == 0; }
 
 void Confinement::giveUpFiles() {
   const std::uint64_t rights = fileRights();

@@ -551,10 +551,10 @@ TEST(TheExporter, ConfinesAQueryBeforeItHearsOfItsPrinter) {
   const FileDescriptor second = other.accept();
   ASSERT_TRUE(exporter.awaitQueries(2));
   for (const pid_t query : exporter.queries()) {
-#ifndef __SANITIZE_ADDRESS__
-    EXPECT_EQ(statusOf(query, "Seccomp"), "2");
-    EXPECT_EQ(statusOf(query, "NoNewPrivs"), "1");
-#endif
+    if (MOXSUPPLY_SLOW_BUILD == 0) {  // a sanitizer needs doors
+      EXPECT_EQ(statusOf(query, "Seccomp"), "2");
+      EXPECT_EQ(statusOf(query, "NoNewPrivs"), "1");
+    }
     // Its printer, and whoever connects for it; nothing of the query beside it.
     EXPECT_LE(socketsAmong(descriptorsOf(query)), 2U);
   }
