@@ -52,8 +52,14 @@ struct FreeFilter {
 };
 using Filter = std::unique_ptr<void, FreeFilter>;
 
-void allow(const Filter& filter, int call, const scmp_arg_cmp& argument) {
-  ::seccomp_rule_add_array(filter.get(), SCMP_ACT_ALLOW, call, 1, &argument);
+constexpr std::uint64_t kAllBits = ~std::uint64_t{0};
+
+// Where these bits of an argument, counted from 0, have this value.
+void allowWhere(const Filter& filter, int call, unsigned argument, std::uint64_t bits,
+                std::uint64_t value) {
+  const scmp_arg_cmp condition = {
+      .arg = argument, .op = SCMP_CMP_MASKED_EQ, .datum_a = bits, .datum_b = value};
+  ::seccomp_rule_add_array(filter.get(), SCMP_ACT_ALLOW, call, 1, &condition);
 }
 
 // (A call that this machine's kind has not is left out.)
@@ -63,16 +69,16 @@ void allowAll(const Filter& filter) {
   }
   for (const int call : {SCMP_SYS(fcntl), SCMP_SYS(fcntl64)}) {
     for (const int command : kFcntls) {
-      allow(filter, call, SCMP_A1(SCMP_CMP_EQ, static_cast<std::uint64_t>(command)));
+      allowWhere(filter, call, 1, kAllBits, static_cast<std::uint64_t>(command));
     }
   }
-  allow(filter, SCMP_SYS(ioctl), SCMP_A1(SCMP_CMP_EQ, FIONREAD));
+  allowWhere(filter, SCMP_SYS(ioctl), 1, kAllBits, FIONREAD);
   for (const int call : {SCMP_SYS(mmap), SCMP_SYS(mmap2), SCMP_SYS(mprotect)}) {
-    allow(filter, call, SCMP_A2(SCMP_CMP_MASKED_EQ, PROT_EXEC, 0));  // no new code
+    allowWhere(filter, call, 2, PROT_EXEC, 0);  // no new code
   }
   // A thread, and no process. What clone3 is to make stands in memory, where no filter can look;
   // the C library takes clone where there is none.
-  allow(filter, SCMP_SYS(clone), SCMP_A0(SCMP_CMP_MASKED_EQ, CLONE_THREAD, CLONE_THREAD));
+  allowWhere(filter, SCMP_SYS(clone), 0, CLONE_THREAD, CLONE_THREAD);
   ::seccomp_rule_add_array(filter.get(), SCMP_ACT_ERRNO(ENOSYS), SCMP_SYS(clone3), 0, nullptr);
 }
 
