@@ -12,6 +12,7 @@
 
 #include "commands/LevelsCommand.h"
 #include "commands/ListenAddress.h"
+#include "commands/QueryServerCommand.h"
 #include "commands/QueueLevelsCommand.h"
 #include "monitoring/Exporter.h"
 #include "system/Listener.h"
@@ -24,16 +25,17 @@ namespace fs = std::filesystem;
 
 constexpr std::string_view kCommand = "exporter";
 
-// How one target is asked: a printer by `moxsupply`, found from where this program is, and a print
-// queue by this program.
-LevelQueries::CommandFor queries() {
+// How one target is asked: a printer on the network by a process that this program keeps ready, any
+// other by `moxsupply`, found from where this program is, and a print queue by this program.
+LevelQueries::Commands queries() {
   const fs::path self = fs::read_symlink("/proc/self/exe");
   const fs::path moxsupply = self.parent_path() / PROGRAMS_FROM_MONITORING / "moxsupply";
-  return [self = self.string(),
-          moxsupply = moxsupply.lexically_normal().string()](const Prober::Assignment& one) {
+  const auto commandFor = [self = self.string(), moxsupply = moxsupply.lexically_normal().string()](
+                              const Prober::Assignment& one) {
     if (one.isQueue) return queueLevelsForPrograms(self);
     return levelsForPrograms(moxsupply, one.kind, static_cast<std::uint32_t>(one.deadline.count()));
   };
+  return {commandFor, queryServerForPrograms(self)};
 }
 
 struct ExporterOptions {

@@ -22,6 +22,7 @@
 #include "system/ManyApart.h"
 #include "text/ProgressLine.h"
 #include "text/TerminalText.h"
+#include "text/Written.h"
 #include "values/Status.h"
 
 namespace moxsupply {
@@ -135,22 +136,27 @@ std::string headed(const std::string& text, const LevelsOptions& options) {
   return fmt::format("{}: {}", forTerminal(shownUri(options.printer.printer)), text);
 }
 
-Part askOneOfSeveral(const LevelsOptions& options, const OnDeadline& onDeadline) {
+// What the answer is, as it is shown, and why it failed.
+Written writtenOf(const PrinterAnswer& answer, const SupplyRequest& request,
+                  const LevelsOptions& options) {
+  const std::string output = headed(rendered(answer, request, options), options);
+  if (answer.report.status == Status::kSuccess) return {0, output, {}};
+  return {kExitFailed, output, complaint(kCommand, whyNoSupplies(answer, request))};
+}
+
+Written askOneOfSeveral(const LevelsOptions& options, const OnDeadline& onDeadline) {
   const auto failed = [&](const Problem& problem) {
-    return Part{problem.isMisuse ? kExitMisuse : kExitFailed, nothingFrom(options),
-                complaint(kCommand, problem)};
+    return Written{problem.isMisuse ? kExitMisuse : kExitFailed, nothingFrom(options),
+                   complaint(kCommand, problem)};
   };
   auto request = supplyRequest(options.printer, onDeadline);
   if (!request) return failed(request.error());
   request->wantsIdentities = wantsIdentities(options);
   const auto answer = askForSupplies(*request, onDeadline);
-  if (!answer) return failed(answer.error());
-  const std::string output = headed(rendered(*answer, *request, options), options);
-  if (answer->report.status == Status::kSuccess) return {0, output, {}};
-  return {kExitFailed, output, complaint(kCommand, whyNoSupplies(*answer, *request))};
+  return answer ? writtenOf(*answer, *request, options) : failed(answer.error());
 }
 
-Part partOf(const LevelsOptions& options, const std::optional<std::string>& result) {
+Written partOf(const LevelsOptions& options, const std::optional<std::string>& result) {
   if (auto part = unpacked(result.value_or(""))) return *std::move(part);
   const auto died = failure(fmt::format("{} could not be asked: its process has died",
                                         forTerminal(shownUri(options.printer.printer))));
@@ -169,7 +175,7 @@ int runSeveral(const LevelsOptions& given) {
   int exitStatus = 0;
   bool hasShown = false;
   ProgressLine progress;
-  const auto show = [&](const Part& part) {
+  const auto show = [&](const Written& part) {
     progress.clear();
     const bool isNextTable = hasShown && !part.output.empty() && given.format == Format::kTable;
     const int printed = print(kCommand, (isNextTable ? "\n" : "") + part.output);
@@ -314,6 +320,15 @@ CommandLine levelsForPrograms(const std::string& program, std::optional<PrinterK
                               std::uint32_t deadline) {
   return {program,  std::string(kCommand),        "--format",   "json",
           "--type", std::string(typedKind(kind)), "--deadline", std::to_string(deadline)};
+}
+
+Written levelsForPrograms(SupplyRequest request) {
+  LevelsOptions options;
+  options.format = Format::kJson;
+  request.wantsIdentities = wantsIdentities(options);
+  const auto answer = askForSupplies(request, nullptr);
+  if (!answer) return {kExitFailed, {}, complaint(kCommand, answer.error())};
+  return writtenOf(*answer, request, options);
 }
 
 }  // namespace moxsupply

@@ -14,7 +14,7 @@ namespace moxsupply {
 
 struct ExporterSettings {
   Prober::Limits limits;
-  LevelQueries::CommandFor queries;  // how a target is asked
+  LevelQueries::Commands queries;    // how a target is asked
   std::size_t mostConnections = 0;   // of HTTP clients
   std::vector<std::string> hosts{};  // names by which it is asked, besides its own
 };

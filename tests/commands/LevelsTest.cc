@@ -21,6 +21,7 @@
 
 #include "tests/support/FilterProcess.h"
 #include "tests/support/Hex.h"
+#include "tests/support/PortWithoutConnections.h"
 #include "tests/support/Processes.h"
 #include "tests/support/ReservedPort.h"
 #include "tests/support/Run.h"
@@ -387,31 +388,6 @@ TEST(LevelsOfAPrinterThatSleepsOn, AreGivenUp) {
   EXPECT_GE(typed.time, 28s);
   EXPECT_LT(typed.time, 35s);
 }
-
-// Every place of its queue is taken, so the network takes no further connection.
-class PortWithoutConnections : public ReservedPort {
- public:
-  PortWithoutConnections() {
-    ::listen(mListener.get(), 0);
-    for (FileDescriptor& connection : mConnections) connection = connectWithoutWaiting();
-    std::this_thread::sleep_for(50ms);
-  }
-
- private:
-  [[nodiscard]] FileDescriptor connectWithoutWaiting() const {
-    FileDescriptor connection(::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
-    const sockaddr_in address = {.sin_family = AF_INET,
-                                 .sin_port = htons(static_cast<std::uint16_t>(number())),
-                                 .sin_addr = {htonl(INADDR_LOOPBACK)},
-                                 .sin_zero = {}};
-    static_cast<void>(
-        ::connect(connection.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address));
-    return connection;
-  }
-
-  FileDescriptor mListener = listenOn(*this);
-  std::array<FileDescriptor, 4> mConnections;
-};
 
 TEST(LevelsWithoutAConnection, EndAfter25SecondsWithAWordOnTheDeadline) {
   const PortWithoutConnections port;

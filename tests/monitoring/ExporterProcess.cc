@@ -5,15 +5,19 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <csignal>
 #include <fstream>
+#include <iterator>
 #include <nlohmann/json.hpp>
 #include <thread>
 
 #include "system/MemoryFile.h"
 #include "system/ReadFile.h"
 #include "tests/monitoring/HttpRequest.h"
+#include "tests/support/Processes.h"
+#include "tests/support/TextFile.h"
 
 namespace moxsupply::testing {
 
@@ -114,12 +118,23 @@ ExporterProcess::Ending ExporterProcess::terminate() {
   return ending;
 }
 
-std::vector<pid_t> ExporterProcess::children() const {
-  const std::string task = "/proc/" + std::to_string(pid()) + "/task/" + std::to_string(pid());
-  std::ifstream file(task + "/children");
-  std::vector<pid_t> children;
-  for (pid_t child = 0; file >> child;) children.push_back(child);
-  return children;
+pid_t ExporterProcess::queryServer() const {
+  for (const pid_t child : childrenOf(pid())) {
+    const std::string command = contentOf("/proc/" + std::to_string(child) + "/cmdline");
+    if (command.find("query-server") != std::string::npos) return child;
+  }
+  return -1;
+}
+
+std::vector<pid_t> ExporterProcess::queries() const {
+  const pid_t server = queryServer();
+  std::vector<pid_t> queries = childrenOf(server);
+  std::ranges::remove_copy(childrenOf(pid()), std::back_inserter(queries), server);
+  return queries;
+}
+
+bool ExporterProcess::awaitQueries(std::size_t count) const {
+  return await([&] { return queries().size() == count; });
 }
 
 std::string listOf(const std::vector<std::string>& targets, const std::string& type) {

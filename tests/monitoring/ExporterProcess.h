@@ -51,7 +51,13 @@ class ExporterProcess {
   Ending terminate();
 
   [[nodiscard]] pid_t pid() const { return mProcess.pid(); }
-  [[nodiscard]] std::vector<pid_t> children() const;
+
+  // The processes that ask printers now, and the one from which most of them are forked.
+  [[nodiscard]] std::vector<pid_t> queries() const;
+  [[nodiscard]] pid_t queryServer() const;
+
+  // Waits until so many ask. Returns whether it came to that.
+  [[nodiscard]] bool awaitQueries(std::size_t count) const;
 
  private:
   void start(const std::vector<std::string>& command, int log);
