@@ -178,9 +178,10 @@ HttpAnswer Site::page(const HttpRequest& request, Clock::time_point now) {
   for (const Made& made : mPages) {
     if (made.parameters == parameters && made.isGzip == request.takesGzip) return made.answer;
   }
-  HttpAnswer answer = answerWith(
-      "text/html; charset=utf-8",
-      moxsupply::page(mProber.printers(), view, mListProblem, mToken.text(), now), request);
+  HttpAnswer answer = answerWith("text/html; charset=utf-8",
+                                 moxsupply::page(mProber.printers(), view, mListProblem,
+                                                 mToken.text(), PageMemory{{}, true}, now),
+                                 request);
   mPages.push_front({std::move(parameters), request.takesGzip, now, answer});
   if (mPages.size() > kMostKept) mPages.pop_back();
   return answer;
