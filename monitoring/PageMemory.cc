@@ -8,8 +8,9 @@ namespace moxsupply {
 
 std::string sayingWhyNothing(const PageMemory& memory) {
   if (!memory.isKept) {
-    return "<p class=hint>Nothing is remembered here (--no-store): there are no curves, no "
-           "forecasts, no events and no orders.</p>\n";
+    return "<p class=hint>Nothing is remembered here, so there are no curves, forecasts, events "
+           "and "
+           "orders: the exporter was started with --no-store, or has no folder for a store.</p>\n";
   }
   if (memory.problem.empty()) return {};
   return fmt::format(

@@ -90,10 +90,11 @@ h2 { font-size: 1.05rem; font-weight: 600; margin: 1.7rem 0 .7rem; }
 .supplies { margin-top: .65rem; display: grid; gap: .5rem; }
 .supplies label, .supplies .none { display: grid; grid-template-columns: 1fr auto;
   gap: .15rem .8rem; font-size: .9rem; line-height: 1.3; }
+.supplies .none { align-content: start; }
 .supplies .level { font-variant-numeric: tabular-nums; font-weight: 600; text-align: right; }
 .supplies .none .level { color: var(--quiet); font-weight: 500; font-style: italic; }
-.details { font-size: .82rem; align-self: end; padding-bottom: .15rem; }
-.printer > .details { grid-column: 2; } .printer:not(.whole) > .age { grid-column: 1; }
+.printer > .details { grid-column: 2; font-size: .82rem; place-self: end; padding-bottom: .15rem; }
+ .printer:not(.whole) > .age { grid-column: 1; }
 .age { font-size: .82rem; margin-top: .6rem; display: flex; align-items: baseline; gap: .8rem; }
 .age button { margin-left: auto; padding: .1rem .6rem; white-space: nowrap; }
 
@@ -111,21 +112,25 @@ meter::-moz-meter-bar { background: var(--fill); }
 .three { --fill: linear-gradient(90deg, var(--cyan) 33%, var(--magenta) 33% 66%, var(--yellow) 66%); }
 .curve { --line-of: var(--fill); }
 .curve.yellow { --line-of: var(--yellow-line); } .curve.three { --line-of: var(--plain); }
-.curve { display: block; width: 7.5rem; height: 1.7rem; flex: none; }
+.curve { display: block; width: 6.5rem; height: 1.6rem; border-bottom: 1px solid var(--line); }
 .curve path { fill: none; stroke: var(--line-of); stroke-width: 2; stroke-linecap: round;
   stroke-linejoin: round; vector-effect: non-scaling-stroke; }
 .curve .grid { stroke: var(--line); stroke-width: 1; }
 .curve .fan { fill: var(--line-of); opacity: .15; stroke: none; }
 .curve .ahead { stroke-dasharray: 2 5; }
-.curve.large { width: 100%; height: 9rem; }
+.curve.large { width: 100%; height: 9rem; border: 0; }
 .more { grid-column: 1 / -1; display: grid; grid-template-columns: 1fr auto; gap: 0 .8rem;
-  align-items: center; font-size: .85rem; margin-top: .2rem; }
-.more > * { grid-column: 1; min-width: 0; }
-.more > .curve { grid-column: 2; grid-row: 1 / span 2; }
+  align-items: center; font-size: .85rem; margin-top: .3rem; }
+.more > * { grid-column: 1 / -1; min-width: 0; }
+.more > .curve { grid-column: 2; grid-row: 1; }
+.more > .curve + p { grid-column: 1; grid-row: 1; }
 .axis { display: flex; justify-content: space-between; font-size: .78rem; color: var(--quiet);
   font-variant-numeric: tabular-nums; }
 
-.whole { display: block; break-inside: auto; }
+nav[aria-label=Pages] { margin-bottom: .9rem; }
+h1 + nav, .title + nav { margin-top: .9rem; }
+.whole { display: block; break-inside: auto; margin-top: 1rem; }
+main > p { margin: 1rem 0 .6rem; }
 .whole > .state { font-size: .95rem; }
 .whole .supplies { grid-template-columns: repeat(auto-fill, minmax(min(22rem, 100%), 1fr));
   gap: 1.4rem 2rem; }
@@ -150,6 +155,13 @@ footer { margin-top: 2rem; font-size: .9rem; display: grid; gap: .6rem; }
   .counts { display: grid; grid-template-columns: 1fr 1fr; gap: .4rem; }
   .counts li { font-size: .86rem; padding-right: .4rem; }
   nav form { flex: 1 1 100%; }
+  .title { flex-wrap: wrap; gap: 0 .8rem; }
+  .buy thead { position: absolute; left: -100rem; }
+  .buy tr { display: flex; flex-wrap: wrap; gap: .1rem .8rem; padding: .5rem .7rem;
+    border-top: 1px solid var(--line); }
+  .buy td { padding: 0; border: 0; }
+  .buy td:last-child { flex-basis: 100%; }
+  .buy .count::before { content: "× "; }
 }
 @media (forced-colors: active) {
   meter, .hatched, .printer { border: 1px solid CanvasText; forced-color-adjust: none; }

@@ -53,8 +53,8 @@ TEST(TheOrdersPage, SaysWhenNothingIsNeeded) {
 
 TEST(TheOrdersPage, SaysThatNothingIsRemembered) {
   EXPECT_THAT(pageOfOrders({}, {}),
-              AllOf(HasSubstr("Nothing is remembered here (--no-store)"),
-                    Not(HasSubstr("Nothing, by what")), Not(HasSubstr("orders.csv"))));
+              AllOf(HasSubstr("started with --no-store"), Not(HasSubstr("Nothing, by what")),
+                    Not(HasSubstr("orders.csv"))));
   EXPECT_THAT(pageOfOrders({}, {kToday, true, "damaged"}),
               AllOf(HasSubstr("not remembered at present:</b> damaged"),
                     Not(HasSubstr("Nothing, by what"))));

@@ -245,7 +245,7 @@ TEST(ThePage, LeadsToThePageOfEachPrinterAndToTheOrders) {
 }
 
 TEST(ThePage, SaysThatNothingIsRemembered) {
-  EXPECT_THAT(pageOf({}), HasSubstr("Nothing is remembered here (--no-store)"));
+  EXPECT_THAT(pageOf({}), HasSubstr("started with --no-store"));
   EXPECT_THAT(pageOf({}, {}, {}, {kToday, true, "damaged"}),
               HasSubstr("not remembered at present:</b> damaged"));
 }
