@@ -13,6 +13,7 @@
 #include "commands/LevelsCommand.h"
 #include "commands/ListenAddress.h"
 #include "commands/QueueLevelsCommand.h"
+#include "commands/StoreOption.h"
 #include "monitoring/Exporter.h"
 #include "system/Listener.h"
 
@@ -44,6 +45,8 @@ struct ExporterOptions {
   std::uint32_t deadline = 30;
   std::uint32_t queriesAtOnce = 32;
   std::vector<std::string> hosts;
+  std::string store;
+  bool noStore = false;
 };
 
 ExporterSettings settingsFrom(const ExporterOptions& options) {
@@ -78,6 +81,17 @@ std::size_t connectionsWithin(std::size_t descriptors, std::size_t queries) {
   return std::clamp<std::size_t>(descriptors > taken ? descriptors - taken : 0, 16, kMost);
 }
 
+// The file where readings are remembered. Without one, levels are served all the same.
+std::string storeFor(const ExporterOptions& options) {
+  if (options.noStore) return {};
+  const auto path = storeToWrite(options.store);
+  if (!path) {
+    complain(kCommand, path.error());
+    return {};
+  }
+  return fs::absolute(*path).string();
+}
+
 int runExporter(const ExporterOptions& options) {
   ListFile file(options.list);
   auto list = file.read();
@@ -88,9 +102,16 @@ int runExporter(const ExporterOptions& options) {
   std::signal(SIGPIPE, SIG_IGN);  // nobody may read the log any more
   ExporterSettings settings = settingsFrom(options);
   settings.mostConnections = connectionsWithin(raiseDescriptorLimit(), options.queriesAtOnce);
+  settings.store = storeFor(options);
   Exporter exporter(settings, std::move(file), *std::move(list), *std::move(listener));
   exporter.serve();
   return 0;
+}
+
+Option noStoreOption(bool& noStore) {
+  Option option = flag("--no-store", noStore, "remember nothing");
+  option.excludes = "--store";
+  return option;
 }
 
 }  // namespace
@@ -104,7 +125,8 @@ Command exporterCommand() {
       .usage =
           "moxsupply exporter LIST [--listen ADDRESS:PORT] [--host NAME]...\n"
           "                          [--min-interval SECONDS] [--max-backoff SECONDS]\n"
-          "                          [--deadline SECONDS] [--queries-at-once NUMBER]",
+          "                          [--deadline SECONDS] [--queries-at-once NUMBER]\n"
+          "                          [--store FILE | --no-store]",
       .about =
           "Serve the supplies of many printers to Prometheus, and to people as a page.\n"
           "\n"
@@ -128,6 +150,10 @@ Command exporterCommand() {
           "  /metrics            the exporter itself\n"
           "  /-/healthy          whether it runs\n"
           "\n"
+          "What printers answer is remembered in history.sqlite, in $STATE_DIRECTORY, or else in\n"
+          "$XDG_STATE_HOME/moxsupply, or else in ~/.local/state/moxsupply: see "
+          "moxsupply-history(1).\n"
+          "\n"
           "There is neither a password nor encryption: leave it on this machine, or put a reverse\n"
           "proxy before it.\n"
           "\n"
@@ -150,7 +176,8 @@ Command exporterCommand() {
                           "longest time for a query (30)"),
                   wholeNumber("--queries-at-once", options->queriesAtOnce, {2, 1024}, "NUMBER",
                               "most queries at once; half of them is kept for printers that\n"
-                              "answer quickly (32)")},
+                              "answer quickly (32)"),
+                  storeOption(options->store), noStoreOption(options->noStore)},
       .run = [options] { return runExporter(*options); },
   };
 }

@@ -38,6 +38,8 @@ constexpr auto kMigrations = std::to_array<const char*>({
     "CREATE TABLE readings(id INTEGER PRIMARY KEY, printer INTEGER NOT NULL, time INTEGER NOT NULL,"
     " base INTEGER, delta BLOB NOT NULL);"
     "CREATE UNIQUE INDEX readings_in_order ON readings(printer, time);",
+    // When a printer answered the same as its last reading.
+    "ALTER TABLE printers ADD COLUMN answered INTEGER;",
 });
 constexpr int kVersion = kMigrations.size();
 
@@ -68,6 +70,8 @@ constexpr const char* kReadingsOfAll =
 constexpr const char* kReadingsOfOne =
     "SELECT id FROM readings WHERE time BETWEEN ? AND ? AND printer = ? ORDER BY time";
 constexpr const char* kPrinters = "SELECT id FROM printers ORDER BY name";
+constexpr const char* kNoteAnswer = "UPDATE printers SET answered = ? WHERE name = ?";
+constexpr const char* kAnswer = "SELECT answered FROM printers WHERE name = ?";
 
 // Thrown where the file is whole and what stands in it makes no sense.
 struct Damage : std::exception {};
@@ -176,6 +180,8 @@ class Store::File {
   Result<> change(const std::function<Result<>()>& changes);
   Result<Added> add(const Reading& reading);
   std::size_t takeOutAfter(const std::string& printer, Moment moment);
+  void noteAnswer(const std::string& printer, Moment moment);
+  std::optional<Moment> answer(const std::string& printer);
   std::vector<std::int64_t> readings(const Which& which);
   std::vector<std::int64_t> lastReadings(const std::optional<std::string>& printer);
 
@@ -434,6 +440,16 @@ std::size_t Store::File::takeOutAfter(const std::string& printer, Moment moment)
   return static_cast<std::size_t>(mDatabase.getChanges());
 }
 
+void Store::File::noteAnswer(const std::string& printer, Moment moment) {
+  static_cast<void>(query(kNoteAnswer, asNumber(moment), printer).next());
+}
+
+std::optional<Moment> Store::File::answer(const std::string& printer) {
+  Query found = query(kAnswer, printer);
+  if (!found.next() || found.isNull(0)) return std::nullopt;
+  return Moment(std::chrono::nanoseconds(found.number(0)));
+}
+
 std::vector<std::int64_t> Store::File::readings(const Which& which) {
   using Limits = std::numeric_limits<std::int64_t>;
   const std::int64_t since = which.since ? asNumber(*which.since) : Limits::min();
@@ -463,7 +479,8 @@ Result<> Store::File::forEach(const std::vector<std::int64_t>& readings, const T
   for (auto id = readings.begin(); id != readings.end();) {
     some.clear();
     auto read = guarded([&]() -> Result<> {
-      mDatabase.exec("BEGIN");
+      const bool isInChange = ::sqlite3_get_autocommit(mDatabase.getHandle()) == 0;
+      if (!isInChange) mDatabase.exec("BEGIN");
       for (std::size_t bytes = 0;
            id != readings.end() && some.size() < kReadingsAtOnce && bytes < kAtOnce; ++id) {
         auto next = reading(*id);
@@ -471,7 +488,7 @@ Result<> Store::File::forEach(const std::vector<std::int64_t>& readings, const T
         bytes += next->json.size();
         some.push_back(*std::move(next));
       }
-      mDatabase.exec("COMMIT");
+      if (!isInChange) mDatabase.exec("COMMIT");
       return {};
     });
     if (!read) return read;
@@ -532,6 +549,17 @@ Result<Store::Added> Store::add(const Reading& reading) {
 Result<std::size_t> Store::takeOutAfter(const std::string& printer, Moment moment) {
   return mFile->guarded(
       [&]() -> Result<std::size_t> { return mFile->takeOutAfter(printer, moment); });
+}
+
+Result<> Store::noteAnswer(const std::string& printer, Moment moment) {
+  return mFile->guarded([&]() -> Result<> {
+    mFile->noteAnswer(printer, moment);
+    return {};
+  });
+}
+
+Result<std::optional<Moment>> Store::answer(const std::string& printer) {
+  return mFile->guarded([&]() -> Result<std::optional<Moment>> { return mFile->answer(printer); });
 }
 
 Result<> Store::forEach(const Which& which, const Take& take) {

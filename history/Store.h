@@ -49,6 +49,11 @@ class Store {
   // Takes the readings of a printer out that are after a moment. Returns how many there were.
   [[nodiscard]] Result<std::size_t> takeOutAfter(const std::string& printer, Moment moment);
 
+  // Notes when a printer answered the same as its last reading, and tells it. Nothing: it was not
+  // noted, or there is no such printer.
+  [[nodiscard]] Result<> noteAnswer(const std::string& printer, Moment moment);
+  [[nodiscard]] Result<std::optional<Moment>> answer(const std::string& printer);
+
   // What is done with each reading; a problem ends it.
   using Take = std::function<Result<>(const Reading& reading)>;
 
@@ -58,7 +63,8 @@ class Store {
     std::optional<Moment> until = {};         // this moment and before
   };
 
-  // Gives readings in the order of time. While `take` runs, nothing is locked.
+  // Gives readings in the order of time. Unless that is part of a change, nothing is locked while
+  // `take` runs.
   [[nodiscard]] Result<> forEach(const Which& which, const Take& take);
 
   // Gives the last reading of each printer, or of one, by the printers' names.

@@ -17,6 +17,7 @@ struct ExporterSettings {
   LevelQueries::CommandFor queries;  // how a target is asked
   std::size_t mostConnections = 0;   // of HTTP clients
   std::vector<std::string> hosts{};  // names by which it is asked, besides its own
+  std::string store{};               // the file where it remembers readings; empty: it does not
 };
 
 // Serves the supplies of the printers in a list, until SIGINT or SIGTERM. SIGHUP has it read the

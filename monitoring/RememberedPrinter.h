@@ -1,15 +1,20 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "history/Events.h"
 #include "history/Moment.h"
 #include "history/Prospect.h"
+#include "history/Store.h"
+#include "text/Problem.h"
 
 namespace moxsupply {
 
@@ -20,6 +25,7 @@ struct Curve {
   struct Point {
     std::uint32_t seconds = 0;         // since `begin`
     std::optional<std::int8_t> level;  // percent; none where it was not known
+    friend bool operator==(const Point&, const Point&) = default;
   };
 
   Moment begin;
@@ -39,7 +45,15 @@ struct RememberedPrinter {
 
   PrinterProspects prospects;             // of the toners and inks of its last reading
   std::map<std::uint32_t, Curve> curves;  // of these
+  std::set<std::uint32_t> low;            // those whose cartridge has become low
   std::vector<RememberedEvent> events;    // the newest first, at most kMostEvents
+  std::array<std::uint64_t, kEventWords.size()> eventCounts =
+      {};  // of all, in the order of kEventWords
 };
+
+// Looks at all readings of a printer. Nothing where there are none. `isOver`: gives up, with
+// nothing, as soon as it says so.
+[[nodiscard]] Result<std::optional<RememberedPrinter>> rememberedPrinter(
+    Store& store, const std::string& printer, const std::function<bool()>& isOver);
 
 }  // namespace moxsupply

@@ -57,8 +57,13 @@ PageView viewOf(const HttpRequest& request) {
 
 }  // namespace
 
-Site::Site(Prober& prober, ExporterMetrics& metrics, HostNames hosts, std::chrono::seconds deadline)
-    : mProber(prober), mMetrics(metrics), mHosts(std::move(hosts)), mDeadline(deadline) {}
+Site::Site(Prober& prober, ExporterMetrics& metrics, HostNames hosts, std::chrono::seconds deadline,
+           const Memory* memory)
+    : mProber(prober),
+      mMetrics(metrics),
+      mHosts(std::move(hosts)),
+      mDeadline(deadline),
+      mMemory(memory) {}
 
 bool Site::isUrgent(const HttpRequest& request) { return request.path == "/-/healthy"; }
 
@@ -116,7 +121,10 @@ HttpServer::Reply Site::probe(const HttpRequest& request, Clock::time_point arri
   const Prober::Printer* printer = mProber.find(target);
   if (printer == nullptr) return {notInTheList(target), {}};
   const bool mayAsk = !isLast && !isFromElsewhere(request);
-  if (mayAsk && mProber.want(target, Prober::Urgency::kSomebodyWaits, now)) {
+  // After a start many are due at once, and each has an answer from before.
+  const auto urgency =
+      printer->isRestored ? Prober::Urgency::kInTheBackground : Prober::Urgency::kSomebodyWaits;
+  if (mayAsk && mProber.want(target, urgency, now) && !printer->isRestored) {
     // A query is over at its deadline, and takes a moment to say so.
     const milliseconds longest = mDeadline + milliseconds(500);
     const auto until = arrived + std::min(timeFor(request).value_or(longest), longest);

@@ -10,6 +10,7 @@
 #include "http/Http.h"
 #include "http/HttpServer.h"
 #include "monitoring/ExporterMetrics.h"
+#include "monitoring/Memory.h"
 #include "monitoring/PageToken.h"
 #include "monitoring/Prober.h"
 
@@ -20,8 +21,10 @@ class Site {
  public:
   using Clock = Prober::Clock;
 
-  // `deadline`: the longest time that a probe waits for its query.
-  Site(Prober& prober, ExporterMetrics& metrics, HostNames hosts, std::chrono::seconds deadline);
+  // `deadline`: the longest time that a probe waits for its query. `memory`: null where nothing is
+  // remembered.
+  Site(Prober& prober, ExporterMetrics& metrics, HostNames hosts, std::chrono::seconds deadline,
+       const Memory* memory);
 
   // As HttpServer::OnRequest.
   [[nodiscard]] HttpServer::Reply answer(const HttpRequest& request, Clock::time_point arrived,
@@ -55,6 +58,7 @@ class Site {
   ExporterMetrics& mMetrics;
   HostNames mHosts;
   std::chrono::milliseconds mDeadline;
+  const Memory* mMemory;
   PageToken mToken;
   std::string mListProblem;
   std::list<Made> mPages;  // the newest first

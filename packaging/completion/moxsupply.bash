@@ -63,7 +63,7 @@ _moxsupply_has_argument() {
   local i
   for ((i = 2; i < COMP_CWORD; ++i)); do
     case ${COMP_WORDS[i]} in
-      --help | --all | --backend | --list | --quick | --redact) ;;
+      --help | --all | --backend | --list | --no-store | --quick | --redact) ;;
       -*)
         [[ ${COMP_WORDS[i + 1]} != "=" ]] || ((++i))
         ((++i))
@@ -104,7 +104,8 @@ _moxsupply_offer_options() {
       ;;
     exporter)
       _moxsupply_offer "$current" \
-        --listen --host --min-interval --max-backoff --deadline --queries-at-once --help
+        --listen --host --min-interval --max-backoff --deadline --queries-at-once --store --no-store \
+        --help
       ;;
     history) _moxsupply_offer "$current" --store --since --low --format --help ;;
     forecast) _moxsupply_offer "$current" --store --at --format --help ;;

@@ -59,7 +59,9 @@ case $words[1] in
       '--max-backoff=[longest pause for a silent printer]:seconds' \
       '--deadline=[longest time for a query]:seconds' \
       '*--host=[answer to this name too]:name:_hosts' \
-      '--queries-at-once=[most queries at once]:number'
+      '--queries-at-once=[most queries at once]:number' \
+      '(--no-store)--store=[where readings are remembered]:file:_files' \
+      '(--store)--no-store[remember nothing]'
     ;;
   history)
     _arguments $help \

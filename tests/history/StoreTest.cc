@@ -174,7 +174,7 @@ TEST_F(StoreInAFile, TakesReadingsOut) {
 
 TEST_F(StoreInAFile, HasTheVersionOfItsSchema) {
   EXPECT_EQ(wrongWith(add({})), "");
-  EXPECT_EQ(SQLite::Database(mPath).execAndGet("PRAGMA user_version").getInt(), 1);
+  EXPECT_EQ(SQLite::Database(mPath).execAndGet("PRAGMA user_version").getInt(), 2);
 }
 
 TEST_F(StoreInAFile, ComesFromEveryEarlierVersion) {
@@ -185,11 +185,69 @@ TEST_F(StoreInAFile, ComesFromEveryEarlierVersion) {
   EXPECT_EQ(stored().size(), 1U);
 }
 
+TEST_F(StoreInAFile, ComesFromTheFirstVersionWithAllItsReadings) {
+  const std::vector<Reading> readings = {readingOf(kOffice, 1), readingOf(kHall, 2),
+                                         readingOf(kOffice, 3, 40)};
+  EXPECT_EQ(wrongWith(add(readings)), "");
+  const std::string first = mFolder.path() / "first.sqlite";
+  SQLite::Database old(first, SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE);
+  old.exec(
+      "CREATE TABLE printers(id INTEGER PRIMARY KEY, name TEXT NOT NULL UNIQUE);"
+      "CREATE TABLE readings(id INTEGER PRIMARY KEY, printer INTEGER NOT NULL, time INTEGER NOT "
+      "NULL, base INTEGER, delta BLOB NOT NULL);"
+      "CREATE UNIQUE INDEX readings_in_order ON readings(printer, time);"
+      "PRAGMA user_version = 1; ATTACH '" +
+      mPath +
+      "' AS new; INSERT INTO printers SELECT id, name FROM new.printers;"
+      "INSERT INTO readings SELECT * FROM new.readings; DETACH new");
+  fs::rename(first, mPath);
+  const std::vector<std::string> lines = {readings[0].json, readings[1].json, readings[2].json};
+  const std::string before = contentOf(mPath);
+  EXPECT_EQ(stored(), lines);
+  EXPECT_EQ(contentOf(mPath), before);  // who reads changes nothing
+  EXPECT_EQ(wrongWith(add({})), "");
+  EXPECT_EQ(SQLite::Database(mPath).execAndGet("PRAGMA user_version").getInt(), 2);
+  EXPECT_EQ(stored(), lines);
+  EXPECT_EQ(read().answer(kOffice), std::nullopt);
+}
+
+TEST_F(StoreInAFile, NotesWhenAPrinterAnswered) {
+  EXPECT_EQ(wrongWith(add({readingOf(kOffice, 1)})), "");
+  EXPECT_EQ(written().answer(kOffice), std::nullopt);
+  const Moment moment = readingOf(kOffice, 70).moment;
+  EXPECT_EQ(wrongWith(written().noteAnswer(kOffice, moment)), "");
+  EXPECT_EQ(wrongWith(written().noteAnswer(kHall, moment)), "");
+  EXPECT_EQ(read().answer(kOffice), moment);
+  EXPECT_EQ(read().answer(kHall), std::nullopt);  // of no printer that it knows
+  EXPECT_EQ(stored().size(), 1U);
+}
+
+TEST_F(StoreInAFile, GivesReadingsWithinAChange) {
+  EXPECT_EQ(wrongWith(add({readingOf(kOffice, 1), readingOf(kOffice, 2)})), "");
+  Store store = written();
+  std::vector<int> minutes;
+  const auto last = [&]() -> Result<> {
+    return store.forEachLast(kOffice, [&](const Reading& reading) -> Result<> {
+      minutes.push_back(std::stoi(reading.time.substr(14, 2)));
+      return {};
+    });
+  };
+  const auto changed = store.change([&]() -> Result<> {
+    EXPECT_EQ(wrongWith(last()), "");
+    EXPECT_EQ(store.takeOutAfter(kOffice, readingOf(kOffice, 1).moment), 1U);
+    EXPECT_EQ(wrongWith(last()), "");
+    return {};
+  });
+  EXPECT_EQ(wrongWith(changed), "");
+  EXPECT_THAT(minutes, ElementsAre(2, 1));
+  EXPECT_EQ(stored().size(), 1U);
+}
+
 TEST_F(StoreInAFile, IsNotOfANewerVersion) {
   EXPECT_EQ(wrongWith(add({readingOf(kOffice, 1)})), "");
-  change("PRAGMA user_version = 2");
+  change("PRAGMA user_version = 3");
   const std::string before = contentOf(mPath);
-  const std::string wrong = mPath + " is of version 2, and this program knows none after 1";
+  const std::string wrong = mPath + " is of version 3, and this program knows none after 2";
   EXPECT_EQ(wrongWith(Store::openToRead(mPath)), wrong);
   EXPECT_EQ(wrongWith(Store::openToWrite(mPath)), wrong);
   EXPECT_EQ(contentOf(mPath), before);

@@ -189,7 +189,8 @@ TEST(AnAttackFromAllSides, ChangesNothing) {
   const SimulatedPrinter printer("laser-colour-full");
   const SilentPort silent;
   const std::string list = listOf({printer.uri(), silent.uri()}, "laser");
-  ExporterProcess exporter(list, {"--min-interval=1", "--deadline=2"}, 1024);
+  ExporterProcess exporter(list, {"--min-interval=1", "--deadline=2"},
+                           {"prlimit", "--nofile=1024"});
 
   const std::size_t descriptors = descriptorsOf(exporter.pid());
 

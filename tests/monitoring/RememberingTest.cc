@@ -1,0 +1,294 @@
+// `moxsupply exporter` and its store, as others meet them.
+#include <SQLiteCpp/Database.h>
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "history/Store.h"
+#include "tests/monitoring/ExporterProcess.h"
+#include "tests/monitoring/HttpRequest.h"
+#include "tests/support/MadeReading.h"
+#include "tests/support/ReservedPort.h"
+#include "tests/support/SimulatedPrinter.h"
+#include "tests/support/TemporaryFolder.h"
+#include "tests/support/TextFile.h"
+
+namespace moxsupply::testing {
+namespace {
+
+namespace fs = std::filesystem;
+using namespace std::chrono_literals;
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
+using ::testing::SizeIs;
+
+class TheExporterRemembers : public ::testing::Test {
+ protected:
+  // With the store of this test.
+  std::unique_ptr<ExporterProcess> exporter(const std::vector<std::string>& targets,
+                                            std::vector<std::string> options = {},
+                                            const std::vector<std::string>& through = {}) {
+    options.push_back("--store=" + mStore);
+    return std::make_unique<ExporterProcess>(listOf(targets), options, through);
+  }
+
+  // Puts a reading of a printer into the store.
+  void remember(const std::string& printer, std::chrono::seconds age, int level) {
+    const Moment moment =
+        std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now() - age);
+    Store store = Store::openToWrite(mStore).value();
+    const auto added = store.change([&] {
+      return store
+          .add(madeReading(momentAsText(moment), {madeReadSupply({.supply = {.level = level}})},
+                           printer))
+          .map([](auto) {});
+    });
+    ASSERT_TRUE(added) << added.error().what;
+  }
+
+  std::vector<Reading> stored() const {
+    std::vector<Reading> readings;
+    auto store = Store::openToRead(mStore);
+    if (!store) return {};
+    const auto given = store->forEach({}, [&](const Reading& reading) -> Result<> {
+      readings.push_back(reading);
+      return {};
+    });
+    EXPECT_TRUE(given);
+    return readings;
+  }
+
+  // Waits until the store has so many.
+  std::vector<Reading> awaitStored(std::size_t count) const {
+    for (int i = 0; i < 500 && stored().size() < count; ++i) std::this_thread::sleep_for(20ms);
+    return stored();
+  }
+
+  static std::size_t linesWith(const std::string& text, const ExporterProcess& exporter) {
+    const std::string log = exporter.log();
+    std::size_t count = 0;
+    for (auto place = log.find(text); place != std::string::npos; place = log.find(text, place + 1))
+      ++count;
+    return count;
+  }
+
+  TemporaryFolder mFolder;
+  std::string mStore = mFolder.path() / "history.sqlite";
+};
+
+TEST_F(TheExporterRemembers, WhatAPrinterAnswered) {
+  const SimulatedPrinter printer("laser-mono-toner");
+  const auto exporter = this->exporter({printer.uri()}, {"--min-interval=1"});
+  EXPECT_THAT(exporter->log(), HasSubstr(", remembered in " + mStore + "\n"));
+  get(exporter->port(), probeOf(printer.uri()));
+  const auto readings = awaitStored(1);
+  ASSERT_THAT(readings, SizeIs(1));
+  EXPECT_EQ(readings[0].printer, printer.uri());
+  EXPECT_EQ(readings[0].labels.at("printer_type"), "auto");
+  EXPECT_NEAR(daysBetween(readings[0].moment, std::chrono::system_clock::now()) * 86400, 0, 20);
+  // The same again is not another one.
+  std::this_thread::sleep_for(1100ms);
+  get(exporter->port(), probeOf(printer.uri()));
+  exporter->awaitMetric("npa_exporter_queries_total{status=\"success\"} 2");
+  EXPECT_EQ(exporter->terminate().exitStatus, 0);
+  EXPECT_THAT(stored(), SizeIs(1));
+}
+
+TEST_F(TheExporterRemembers, WhatIdentifiesCartridges) {
+  const SimulatedPrinter printer("laser-mono-toner");
+  const auto exporter = this->exporter({printer.uri()});
+  get(exporter->port(), probeOf(printer.uri()));
+  const auto readings = awaitStored(1);
+  ASSERT_THAT(readings, SizeIs(1));
+  EXPECT_EQ(readings[0].supplies.at(0).serial, "MONO000001");
+  EXPECT_EQ(readings[0].supplies.at(0).pages.printed, 0U);
+}
+
+TEST_F(TheExporterRemembers, OverARestart) {
+  const ReservedPort off;  // nobody answers any more
+  remember(off.uri(), 3600s, 42);
+  const auto exporter = this->exporter({off.uri()});
+  const HttpAnswer answer = get(exporter->port(), probeOf(off.uri()));
+  EXPECT_THAT(answer.body,
+              AllOf(HasSubstr("npa_supply_level_ratio{supply=\"1\"} 0.42\n"),
+                    HasSubstr("npa_reading_age_seconds 36"), HasSubstr("npa_probe_success 1\n")));
+  exporter->awaitMetric("npa_exporter_queries_running 0");
+  EXPECT_THAT(get(exporter->port(), "/metrics").body,
+              Not(HasSubstr("npa_exporter_queries_total{status=\"unreachable\"} 1")));
+}
+
+TEST_F(TheExporterRemembers, AndAnswersAtOnceWhileItAsksWhoIsDue) {
+  const SimulatedPrinter printer("laser-mono-toner");
+  remember(printer.uri(), 7 * 3600s, 42);
+  const auto exporter = this->exporter({printer.uri()});
+  EXPECT_THAT(get(exporter->port(), probeOf(printer.uri())).body,
+              HasSubstr("npa_supply_level_ratio{supply=\"1\"} 0.42\n"));
+  exporter->awaitMetric("npa_exporter_queries_total{status=\"success\"} 1");
+  EXPECT_THAT(get(exporter->port(), probeOf(printer.uri())).body,
+              Not(HasSubstr("npa_supply_level_ratio{supply=\"1\"} 0.42\n")));
+}
+
+TEST_F(TheExporterRemembers, WhenAPrinterAnsweredTheSame) {
+  const SimulatedPrinter printer("laser-mono-toner");
+  {
+    const auto exporter = this->exporter({printer.uri()}, {"--min-interval=1"});
+    get(exporter->port(), probeOf(printer.uri()));
+    std::this_thread::sleep_for(1100ms);
+    get(exporter->port(), probeOf(printer.uri()));
+    EXPECT_EQ(exporter->terminate().exitStatus, 0);
+  }
+  ASSERT_THAT(stored(), SizeIs(1));
+  const auto answered = Store::openToRead(mStore)->answer(printer.uri());
+  ASSERT_TRUE(answered.value());
+  EXPECT_GE(**answered - stored()[0].moment, 1s);
+}
+
+TEST_F(TheExporterRemembers, AfterItWasKilled) {
+  const SimulatedPrinter printer("laser-colour-full");
+  const auto first = this->exporter({printer.uri()});
+  get(first->port(), probeOf(printer.uri()));
+  awaitStored(1);
+  first->kill();
+  const auto second = this->exporter({printer.uri()});
+  EXPECT_THAT(get(second->port(), probeOf(printer.uri())).body,
+              AllOf(HasSubstr("npa_supply_level_ratio{supply=\"1\"} 0.62\n"),
+                    HasSubstr("npa_probe_duration_seconds 0\n")));
+}
+
+TEST_F(TheExporterRemembers, PrintersThatComeIntoTheListLater) {
+  const ReservedPort off;
+  remember(off.uri(), 3600s, 42);
+  const auto exporter = this->exporter({});
+  exporter->replaceList(listOf({off.uri()}));
+  exporter->awaitLog("the list was read again");
+  std::this_thread::sleep_for(500ms);
+  EXPECT_THAT(get(exporter->port(), probeOf(off.uri())).body,
+              HasSubstr("npa_supply_level_ratio{supply=\"1\"} 0.42\n"));
+}
+
+TEST_F(TheExporterRemembers, NothingWhenToldSo) {
+  const SimulatedPrinter printer("laser-mono-toner");
+  ExporterProcess exporter(listOf({printer.uri()}), {"--no-store"});
+  EXPECT_THAT(get(exporter.port(), probeOf(printer.uri())).body,
+              HasSubstr("npa_probe_success 1\n"));
+  EXPECT_FALSE(fs::exists(exporter.list().parent_path() / "moxsupply"));
+  EXPECT_THAT(exporter.log(), Not(HasSubstr("remembered")));
+}
+
+TEST_F(TheExporterRemembers, ByItselfWhereItsUserKeepsThings) {
+  const SimulatedPrinter printer("laser-mono-toner");
+  ExporterProcess exporter(listOf({printer.uri()}));
+  const auto store = exporter.list().parent_path() / "moxsupply/history.sqlite";
+  EXPECT_THAT(exporter.log(), HasSubstr(", remembered in " + store.string() + "\n"));
+  get(exporter.port(), probeOf(printer.uri()));
+  EXPECT_EQ(exporter.terminate().exitStatus, 0);
+  EXPECT_TRUE(fs::exists(store));
+}
+
+// ---- A store that cannot be used is said once, and levels are served all the same.
+
+TEST_F(TheExporterRemembers, NothingInADamagedStoreWhichItLeavesAsItIs) {
+  std::ofstream(mStore) << "This is no history at all, but it is long enough to be looked at.\n";
+  const std::string before = contentOf(mStore);
+  const SimulatedPrinter printer("laser-mono-toner");
+  const auto exporter = this->exporter({printer.uri()}, {"--min-interval=1"});
+  EXPECT_THAT(get(exporter->port(), probeOf(printer.uri())).body,
+              HasSubstr("npa_probe_success 1\n"));
+  exporter->awaitLog(mStore + " is damaged, or no history (");
+  std::this_thread::sleep_for(1100ms);
+  get(exporter->port(), probeOf(printer.uri()));
+  EXPECT_EQ(exporter->terminate().exitStatus, 0);
+  EXPECT_EQ(linesWith("is damaged", *exporter), 1U) << exporter->log();
+  EXPECT_EQ(contentOf(mStore), before);
+}
+
+TEST_F(TheExporterRemembers, NothingInAStoreWithADamagedPage) {
+  for (int i = 0; i < 300; ++i) remember(fmt::format("socket://192.0.2.{}", i), 3600s, 42);
+  const auto size = fs::file_size(mStore);
+  std::fstream file(mStore, std::ios::in | std::ios::out | std::ios::binary);
+  file.seekp(static_cast<std::streamoff>(size - 4096));
+  file << std::string(4096, '\xA5');
+  file.close();
+  const std::string before = contentOf(mStore);
+  const SimulatedPrinter printer("laser-mono-toner");
+  const auto exporter = this->exporter({printer.uri()});
+  exporter->awaitLog(mStore + " is damaged");
+  EXPECT_THAT(get(exporter->port(), probeOf(printer.uri())).body,
+              HasSubstr("npa_probe_success 1\n"));
+  EXPECT_EQ(exporter->terminate().exitStatus, 0);
+  EXPECT_EQ(linesWith("is damaged", *exporter), 1U) << exporter->log();
+  EXPECT_EQ(contentOf(mStore), before);
+}
+
+TEST_F(TheExporterRemembers, WhatAReadOnlyStoreHas) {
+  const ReservedPort off;
+  remember(off.uri(), 3600s, 42);
+  fs::permissions(mFolder.path(), fs::perms(0755));
+  fs::permissions(mStore, fs::perms(0444));
+  const std::vector<std::string> asNobody = {"setpriv", "--reuid=65534", "--regid=65534",
+                                             "--clear-groups"};
+  const auto exporter =
+      this->exporter({off.uri()}, {}, ::geteuid() == 0 ? asNobody : std::vector<std::string>());
+  EXPECT_THAT(get(exporter->port(), probeOf(off.uri())).body,
+              HasSubstr("npa_supply_level_ratio{supply=\"1\"} 0.42\n"));
+  exporter->awaitLog(mStore + " is read-only");
+  EXPECT_EQ(exporter->terminate().exitStatus, 0);
+  EXPECT_EQ(linesWith("read-only", *exporter), 1U) << exporter->log();
+}
+
+TEST_F(TheExporterRemembers, NothingInAStoreOfANewerVersion) {
+  remember("socket://192.0.2.7", 3600s, 42);
+  SQLite::Database(mStore, SQLite::OPEN_READWRITE).exec("PRAGMA user_version = 99");
+  const auto exporter = this->exporter({});
+  exporter->awaitLog("is of version 99");
+  EXPECT_EQ(get(exporter->port(), "/-/healthy").status, 200);
+  EXPECT_EQ(linesWith("is of version", *exporter), 1U);
+}
+
+TEST_F(TheExporterRemembers, WhatCameWhileTheStoreWasLocked) {
+  remember("socket://192.0.2.7", 3600s, 42);
+  const SimulatedPrinter printer("laser-mono-toner");
+  const auto exporter = this->exporter({printer.uri()});
+  get(exporter->port(), "/");
+  {
+    SQLite::Database other(mStore, SQLite::OPEN_READWRITE);
+    other.exec("BEGIN EXCLUSIVE");
+    const HttpAnswer answer = get(exporter->port(), probeOf(printer.uri()));
+    EXPECT_THAT(answer.body, HasSubstr("npa_probe_success 1\n"));
+    EXPECT_LT(answer.time, 5s);
+    std::this_thread::sleep_for(1s);
+    EXPECT_LT(get(exporter->port(), "/metrics").time, 500ms);
+    other.exec("ROLLBACK");
+  }
+  EXPECT_THAT(awaitStored(2), SizeIs(2));
+  EXPECT_EQ(linesWith("locked", *exporter), 0U);
+}
+
+TEST_F(TheExporterRemembers, NothingOfALockedStoreAtItsStartAndServes) {
+  const SimulatedPrinter printer("laser-mono-toner");
+  remember(printer.uri(), 3600s, 42);
+  SQLite::Database other(mStore, SQLite::OPEN_READWRITE);
+  other.exec("BEGIN EXCLUSIVE");
+  const auto exporter = this->exporter({printer.uri()});
+  EXPECT_LT(get(exporter->port(), "/metrics").time, 500ms);
+  EXPECT_THAT(get(exporter->port(), probeOf(printer.uri())).body,
+              HasSubstr("npa_probe_success 1\n"));
+  const auto ending = exporter->terminate();
+  EXPECT_EQ(ending.exitStatus, 0);
+  EXPECT_LT(ending.time, 9s);
+}
+
+}  // namespace
+}  // namespace moxsupply::testing
