@@ -61,8 +61,8 @@ std::string tableOf(const std::vector<Order>& orders, const FindListed& find, Mo
 
 }  // namespace
 
-std::string ordersPage(const Orders& orders, std::chrono::days within, const FindListed& find,
-                       const PageMemory& memory) {
+std::string ordersPage(const Orders& orders, std::chrono::days within, std::size_t unknown,
+                       const FindListed& find, const PageMemory& memory) {
   const auto days = within.count();
   std::size_t cartridges = 0;
   for (const Order& order : orders.list) cartridges += order.needed.size();
@@ -90,6 +90,11 @@ std::string ordersPage(const Orders& orders, std::chrono::days within, const Fin
   if (orders.silent > 0) {
     html += fmt::format("<p class=quiet>{} printer{} not read for {} days, and not counted.</p>\n",
                         orders.silent, orders.silent == 1 ? " was" : "s were", kSilent.count());
+  }
+  if (memory.isKept && unknown > 0) {
+    html += fmt::format(
+        "<p class=quiet>Of {} printer{} nothing is remembered yet, and {} not counted.</p>\n",
+        unknown, pluralOf(unknown), unknown == 1 ? "it is" : "they are");
   }
   html += "</main>\n";
   return html.append(kPageEnds);

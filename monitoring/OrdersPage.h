@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -17,9 +18,11 @@ using FindListed = std::function<const ListedPrinter*(std::string_view printer)>
 // The longest time that the page looks ahead.
 constexpr std::chrono::days kMostDaysOfOrders(365);
 
-// What to buy within so many days, for people, as HTML without scripts that prints well. All text
-// is escaped. At most 2,000,000 bytes, whatever is needed.
+// What to buy within so many days, for people, as HTML without scripts that prints well. `unknown`:
+// printers of the list of which nothing is remembered. All text is escaped. At most 2,000,000
+// bytes, whatever is needed.
 [[nodiscard]] std::string ordersPage(const Orders& orders, std::chrono::days within,
-                                     const FindListed& find, const PageMemory& memory);
+                                     std::size_t unknown, const FindListed& find,
+                                     const PageMemory& memory);
 
 }  // namespace moxsupply

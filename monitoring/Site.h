@@ -1,16 +1,19 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <list>
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "http/HostNames.h"
 #include "http/Http.h"
 #include "http/HttpServer.h"
 #include "monitoring/ExporterMetrics.h"
 #include "monitoring/Memory.h"
+#include "monitoring/PageMemory.h"
 #include "monitoring/PageToken.h"
 #include "monitoring/Prober.h"
 
@@ -51,7 +54,21 @@ class Site {
                                         Clock::time_point now, bool isLast);
   [[nodiscard]] HttpAnswer ask(const HttpRequest& request, Clock::time_point now);
   void wantAll(Clock::time_point now);
-  [[nodiscard]] HttpAnswer page(const HttpRequest& request, Clock::time_point now);
+  [[nodiscard]] HttpAnswer allPrinters(const HttpRequest& request, Clock::time_point now);
+  [[nodiscard]] HttpAnswer onePrinter(const HttpRequest& request, Clock::time_point now);
+  [[nodiscard]] HttpAnswer orders(const HttpRequest& request, Clock::time_point now);
+  [[nodiscard]] HttpAnswer ordersCsv(const HttpRequest& request, Clock::time_point now);
+  [[nodiscard]] std::optional<std::chrono::days> daysIn(const HttpRequest& request) const;
+
+  // A page that was made within the last second, or else is made now. `parameters`: all that it
+  // depends on.
+  [[nodiscard]] HttpAnswer page(std::string_view type, std::string parameters,
+                                const HttpRequest& request, Clock::time_point now,
+                                const std::function<std::string()>& make);
+
+  // A printer by its target as the list writes it, or as pages show it.
+  [[nodiscard]] const Prober::Printer* findShown(const std::string& target) const;
+  [[nodiscard]] PageMemory remembered() const;
   [[nodiscard]] bool isFromElsewhere(const HttpRequest& request) const;
 
   Prober& mProber;
