@@ -47,6 +47,7 @@ struct ExporterOptions {
   std::vector<std::string> hosts;
   std::string store;
   bool noStore = false;
+  std::uint32_t deliveryDays = 14;
 };
 
 ExporterSettings settingsFrom(const ExporterOptions& options) {
@@ -57,6 +58,7 @@ ExporterSettings settingsFrom(const ExporterOptions& options) {
   settings.limits.queriesAtOnce = options.queriesAtOnce;
   settings.limits.deadline = seconds(options.deadline);
   settings.hosts = options.hosts;
+  settings.deliveryDays = std::chrono::days(options.deliveryDays);
   settings.queries = queries();
   return settings;
 }
@@ -126,7 +128,7 @@ Command exporterCommand() {
           "moxsupply exporter LIST [--listen ADDRESS:PORT] [--host NAME]...\n"
           "                          [--min-interval SECONDS] [--max-backoff SECONDS]\n"
           "                          [--deadline SECONDS] [--queries-at-once NUMBER]\n"
-          "                          [--store FILE | --no-store]",
+          "                          [--store FILE | --no-store] [--delivery-days DAYS]",
       .about =
           "Serve the supplies of many printers to Prometheus, and to people as a page.\n"
           "\n"
@@ -177,7 +179,10 @@ Command exporterCommand() {
                   wholeNumber("--queries-at-once", options->queriesAtOnce, {2, 1024}, "NUMBER",
                               "most queries at once; half of them is kept for printers that\n"
                               "answer quickly (32)"),
-                  storeOption(options->store), noStoreOption(options->noStore)},
+                  storeOption(options->store), noStoreOption(options->noStore),
+                  wholeNumber("--delivery-days", options->deliveryDays, {0, 365}, "DAYS",
+                              "how long it takes until a cartridge that is ordered is there:\n"
+                              "what will be needed by then is told to be (14)")},
       .run = [options] { return runExporter(*options); },
   };
 }

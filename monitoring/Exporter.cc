@@ -88,7 +88,7 @@ class Exporter::Parts {
         mWhere(mMemory ? fmt::format(", remembered in {}", settings.store) : ""),
         mIsHeld(mMemory != nullptr),
         mSite(mProber, mMetrics, HostNames(mAddress, settings.hosts), settings.limits.deadline,
-              mMemory.get()),
+              settings.deliveryDays, mMemory.get()),
         mServer(
             mContext, std::move(listener), settings.mostConnections,
             [this](const HttpRequest& request, Clock::time_point arrived, bool isLast) {

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cmath>
 #include <condition_variable>
 #include <deque>
 #include <mutex>
@@ -274,6 +275,31 @@ const RememberedPrinter* Memory::find(const ListedPrinter& printer) const {
   const auto name = printerName(printer.uri);
   const auto found = name ? mRemembered.find(*name) : mRemembered.end();
   return found == mRemembered.end() ? nullptr : &found->second;
+}
+
+RememberedSupplies Memory::metricsOf(const ListedPrinter& printer, Moment at,
+                                     std::chrono::days within) const {
+  const auto seconds = [](Moment moment) {
+    return std::floor(std::chrono::duration<double>(moment.time_since_epoch()).count());
+  };
+  RememberedSupplies metrics;
+  const RememberedPrinter* remembered = find(printer);
+  if (remembered == nullptr) return metrics;
+  const bool isSilent = between(remembered->prospects.asOf, at) >= kSilent;
+  for (const Prospect& supply : remembered->prospects.supplies) {
+    RememberedSupplies::OfSupply& told = metrics.supplies[supply.supply];
+    told.part = supply.part;
+    if (const auto& emptyAt = supply.forecast.emptyAt) {
+      told.emptyAt = {seconds(emptyAt->likely), seconds(emptyAt->earliest)};
+    }
+    told.isLow = remembered->low.contains(supply.supply);
+    told.isNeeded = !isSilent && neededBy(supply, at, within);
+  }
+  for (const auto& word : kEventWords) {
+    metrics.events.emplace_back(word.text,
+                                remembered->eventCounts.at(static_cast<std::size_t>(word.meaning)));
+  }
+  return metrics;
 }
 
 Orders Memory::orders(Moment at, std::chrono::days within) const {

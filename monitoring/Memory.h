@@ -14,6 +14,7 @@
 #include "monitoring/Keeper.h"
 #include "monitoring/PrinterList.h"
 #include "monitoring/RememberedPrinter.h"
+#include "renderings/SupplyMetrics.h"
 #include "supplies/Supplies.h"
 
 namespace moxsupply {
@@ -61,6 +62,10 @@ class Memory {
   // What is remembered of a printer. Null where nothing is: what a large store has comes in by and
   // by.
   [[nodiscard]] const RememberedPrinter* find(const ListedPrinter& printer) const;
+
+  // The same as metrics tell it; another cartridge is needed that will be within so many days.
+  [[nodiscard]] RememberedSupplies metricsOf(const ListedPrinter& printer, Moment at,
+                                             std::chrono::days within) const;
 
   // What has to be bought for the printers of the list.
   [[nodiscard]] Orders orders(Moment at, std::chrono::days within) const;

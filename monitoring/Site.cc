@@ -72,11 +72,12 @@ PageView viewOf(const HttpRequest& request) {
 }  // namespace
 
 Site::Site(Prober& prober, ExporterMetrics& metrics, HostNames hosts, std::chrono::seconds deadline,
-           const Memory* memory)
+           std::chrono::days deliveryDays, const Memory* memory)
     : mProber(prober),
       mMetrics(metrics),
       mHosts(std::move(hosts)),
       mDeadline(deadline),
+      mDeliveryDays(deliveryDays),
       mMemory(memory) {}
 
 bool Site::isUrgent(const HttpRequest& request) { return request.path == "/-/healthy"; }
@@ -157,7 +158,11 @@ HttpServer::Reply Site::probe(const HttpRequest& request, Clock::time_point arri
   std::optional<AgedSupplies> aged;
   if (printer->reading) {
     const auto age = std::chrono::round<milliseconds>(now - printer->reading->time);
-    aged = {printer->reading->supplies, age};
+    aged = {printer->reading->supplies, age, {}};
+    if (mMemory != nullptr) {
+      aged->remembered =
+          mMemory->metricsOf(printer->listed, std::chrono::system_clock::now(), mDeliveryDays);
+    }
   }
   return {answerWith(kMetrics, metricsText(supplyMetrics(aged, last)), request), {}};
 }

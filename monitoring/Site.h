@@ -24,10 +24,10 @@ class Site {
  public:
   using Clock = Prober::Clock;
 
-  // `deadline`: the longest time that a probe waits for its query. `memory`: null where nothing is
-  // remembered.
+  // `deadline`: the longest time that a probe waits for its query. `deliveryDays`: what is needed
+  // by then has to be ordered. `memory`: null where nothing is remembered.
   Site(Prober& prober, ExporterMetrics& metrics, HostNames hosts, std::chrono::seconds deadline,
-       const Memory* memory);
+       std::chrono::days deliveryDays, const Memory* memory);
 
   // As HttpServer::OnRequest.
   [[nodiscard]] HttpServer::Reply answer(const HttpRequest& request, Clock::time_point arrived,
@@ -75,6 +75,7 @@ class Site {
   ExporterMetrics& mMetrics;
   HostNames mHosts;
   std::chrono::milliseconds mDeadline;
+  std::chrono::days mDeliveryDays;
   const Memory* mMemory;
   PageToken mToken;
   std::string mListProblem;

@@ -68,6 +68,7 @@ __moxsupply_option exporter -l host -x -d 'Answer to this name too'
 __moxsupply_option exporter -l queries-at-once -x -d 'Most queries at once'
 __moxsupply_option exporter -l store -r -F -d 'Where readings are remembered'
 __moxsupply_option exporter -l no-store -d 'Remember nothing'
+__moxsupply_option exporter -l delivery-days -x -d 'How long a cartridge takes to come'
 
 __moxsupply_option history -a 'add show events'
 __moxsupply_option history -F

@@ -61,7 +61,8 @@ case $words[1] in
       '*--host=[answer to this name too]:name:_hosts' \
       '--queries-at-once=[most queries at once]:number' \
       '(--no-store)--store=[where readings are remembered]:file:_files' \
-      '(--store)--no-store[remember nothing]'
+      '(--store)--no-store[remember nothing]' \
+      '--delivery-days=[how long a cartridge takes to come]:days'
     ;;
   history)
     _arguments $help \

@@ -197,6 +197,50 @@ TEST_F(TheExporterRemembers, ByItselfWhereItsUserKeepsThings) {
   EXPECT_TRUE(fs::exists(store));
 }
 
+TEST_F(TheExporterRemembers, WhenCartridgesWillBeEmpty) {
+  const ReservedPort printer;
+  const auto now = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
+  {
+    Store store = Store::openToWrite(mStore).value();
+    const auto added = store.change([&]() -> Result<> {
+      for (int day = 20; day > 0; --day) {
+        std::vector<ReadSupply> supplies;
+        for (std::uint32_t number = 1; number <= 10; ++number) {
+          supplies.push_back(madeReadSupply(
+              {.number = number,
+               .supply = {.kind = number <= 4 ? "toner" : "other", .level = 5 + 4 * day}}));
+        }
+        const Moment moment = now - std::chrono::days(day - 1) - 1h;  // it is not asked yet
+        const auto one = store.add(madeReading(momentAsText(moment), supplies, printer.uri()));
+        if (!one) return tl::unexpected(one.error());
+      }
+      return {};
+    });
+    ASSERT_TRUE(added) << added.error().what;
+  }
+  const auto exporter = this->exporter({printer.uri()}, {"--delivery-days=3"});
+  const auto metrics = [&] { return get(exporter->port(), probeOf(printer.uri())).body; };
+  const std::string likely = R"(npa_supply_empty_timestamp_seconds{supply="1",estimate="likely"} )";
+  for (int i = 0; i < 100 && metrics().find(likely) == std::string::npos; ++i) {
+    std::this_thread::sleep_for(50ms);
+  }
+  // It lost 4 a day, and was read at 9 % an hour ago.
+  const std::string text = metrics();
+  const auto place = text.find(likely);
+  ASSERT_NE(place, std::string::npos) << text;
+  const double days =
+      (std::stod(text.substr(place + likely.size())) - double(now.time_since_epoch().count())) /
+      86400;
+  EXPECT_GT(days, 0);
+  EXPECT_LT(days, 4);
+  EXPECT_THAT(text, AllOf(HasSubstr("npa_supply_low{supply=\"1\"} 1\n"),
+                          HasSubstr("npa_supply_needed{supply=\"4\"} 1\n"),
+                          Not(HasSubstr("npa_supply_needed{supply=\"5\"}")),
+                          HasSubstr("npa_supply_events_total{event=\"low\"} 4\n")));
+  const auto series = std::ranges::count(text, '\n') - std::ranges::count(text, '#');
+  EXPECT_EQ(series, 45);
+}
+
 // ---- A store that cannot be used is said once, and levels are served all the same.
 
 TEST_F(TheExporterRemembers, NothingInADamagedStoreWhichItLeavesAsItIs) {
