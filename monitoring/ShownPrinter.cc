@@ -111,7 +111,7 @@ std::string detailsOf(const Supply& supply, const Prospect* prospect, SuppliesLo
     details.push_back(fmt::format("{} page{} printed", *printed, *printed == 1 ? "" : "s"));
   }
   if (look == SuppliesLook::kPage && supply.pages.capacity) {
-    details.push_back(fmt::format("a new one prints {}", *supply.pages.capacity));
+    details.push_back(fmt::format("a new one prints {} pages", *supply.pages.capacity));
   }
   if (details.empty()) return {};
   return fmt::format("<p class=quiet>{}</p>\n",

@@ -26,7 +26,6 @@ namespace {
 
 using std::chrono::milliseconds;
 
-constexpr int kDaysOfOrders = 14;
 constexpr std::string_view kHtml = "text/html; charset=utf-8";
 constexpr std::string_view kMetrics = "text/plain; version=0.0.4; charset=utf-8";
 
@@ -255,7 +254,7 @@ HttpAnswer Site::onePrinter(const HttpRequest& request, Clock::time_point now) {
 
 // How far orders look ahead; nothing for what is no such time.
 std::optional<std::chrono::days> Site::daysIn(const HttpRequest& request) const {
-  if (request.count("within") == 0) return std::chrono::days(kDaysOfOrders);
+  if (request.count("within") == 0) return mDeliveryDays;
   const auto days = decimal(request.parameter("within"));
   if (request.count("within") > 1 || !days || *days > kMostDaysOfOrders.count())
     return std::nullopt;

@@ -125,6 +125,13 @@ TEST_F(ThePagesOfTheExporter, LookAheadByDays) {
   }
 }
 
+TEST_F(ThePagesOfTheExporter, LookAheadAsLongAsADeliveryTakes) {
+  const ExporterProcess usual(listOf({"192.0.2.7"}), withStore());
+  EXPECT_THAT(get(usual.port(), "/orders").body, HasSubstr("within 14 days"));
+  const ExporterProcess slow(listOf({"192.0.2.7"}), {"--store", mStore, "--delivery-days=30"});
+  EXPECT_THAT(get(slow.port(), "/orders").body, HasSubstr("within 30 days"));
+}
+
 TEST_F(ThePagesOfTheExporter, AreOfPrintersInTheListOnly) {
   const ExporterProcess exporter(listOf({"jane:w0rd@192.0.2.7"}), withStore());
   const HttpAnswer unknown = get(exporter.port(), pageOf("joe:s3cret@192.0.2.8"));

@@ -54,7 +54,7 @@ TEST(APrintersPage, TellsAllThatIsKnownOfItsSupplies) {
             HasSubstr("<p>About 12 days left (9 to 20): about 2 % a day lately, by 35 days of this "
                       "cartridge.</p>"),
             HasSubstr("Part 24B6015 · serial number CAB0815 · 7312 pages printed · a new one "
-                      "prints 20000"),
+                      "prints 20000 pages"),
             HasSubstr("Read 12 s ago."), HasSubstr("Ask now</button>")));
 }
 
