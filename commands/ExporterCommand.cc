@@ -147,6 +147,8 @@ Command exporterCommand() {
       .footer =
           "Addresses:\n"
           "  /                   all printers, for people\n"
+          "  /printer?target=... one printer of the list, for people\n"
+          "  /orders             what to buy, for people; as a file /orders.csv\n"
           "  /probe?target=...   one printer of the list, for Prometheus\n"
           "  /ask                POST: has one printer asked at once, for people on the page\n"
           "  /metrics            the exporter itself\n"
