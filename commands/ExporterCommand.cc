@@ -151,16 +151,12 @@ Option duration(std::string name, std::uint32_t& place, std::string help) {
   return option;
 }
 
-// What nobody remembers, nobody can be told of once it is known that the last attempt has failed.
 Result<> agree(const ExporterOptions& options) {
-  if (options.notify.empty() || !options.noStore) return {};
-  return misuse("--notify: needs the store, in which it stands what is to be told");
-}
-
-Option noStoreOption(bool& noStore) {
-  Option option = flag("--no-store", noStore, "remember nothing");
-  option.excludes = "--store";
-  return option;
+  if (!options.noStore) return {};
+  if (!options.store.empty()) return misuse("--no-store: does not go with --store");
+  // What is to be told stands there until somebody was.
+  if (!options.notify.empty()) return misuse("--notify: needs the store, and so no --no-store");
+  return {};
 }
 
 }  // namespace
@@ -227,7 +223,8 @@ Command exporterCommand() {
                   wholeNumber("--queries-at-once", options->queriesAtOnce, {2, 1024}, "NUMBER",
                               "most queries at once; half of them is kept for printers that\n"
                               "answer quickly (32)"),
-                  storeOption(options->store), noStoreOption(options->noStore),
+                  storeOption(options->store),
+                  flag("--no-store", options->noStore, "remember nothing"),
                   wholeNumber("--delivery-days", options->deliveryDays, {0, 365}, "DAYS",
                               "how long it takes until a cartridge that is ordered is there:\n"
                               "what will be needed by then is told to be (14)"),

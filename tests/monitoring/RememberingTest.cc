@@ -291,9 +291,12 @@ TEST_F(TheExporterRemembers, WhatItTellsSomebodyAndSoMust) {
       run({MOXSUPPLY_PROGRAM, "exporter", "list.json", "--no-store", "--notify", "cat"});
   EXPECT_EQ(ran.exitStatus, 2);
   EXPECT_THAT(ran.errors, HasSubstr("--notify: needs the store"));
+  const Ran both =
+      run({MOXSUPPLY_PROGRAM, "exporter", "list.json", "--no-store", "--store=" + mStore});
+  EXPECT_EQ(both.exitStatus, 2);
+  EXPECT_THAT(both.errors, HasSubstr("--no-store: does not go with --store"));
   for (const char* wrong : {"0", "1w", "", "d", "32d", "-1", "99999999999"}) {
-    const Ran refused =
-        run({MOXSUPPLY_PROGRAM, "exporter", "list.json", "--notify-every", wrong});
+    const Ran refused = run({MOXSUPPLY_PROGRAM, "exporter", "list.json", "--notify-every", wrong});
     EXPECT_EQ(refused.exitStatus, 2);
     EXPECT_THAT(refused.errors, HasSubstr("--notify-every: expected a time from 1s to 31d"));
   }
