@@ -16,6 +16,8 @@
 #include "commands/StoreOption.h"
 #include "monitoring/Exporter.h"
 #include "system/Listener.h"
+#include "text/Decimal.h"
+#include "text/TerminalText.h"
 
 namespace moxsupply {
 
@@ -48,6 +50,8 @@ struct ExporterOptions {
   std::string store;
   bool noStore = false;
   std::uint32_t deliveryDays = 14;
+  std::string notify;
+  std::uint32_t notifyEvery = 86400;  // seconds
 };
 
 ExporterSettings settingsFrom(const ExporterOptions& options) {
@@ -105,15 +109,54 @@ int runExporter(const ExporterOptions& options) {
   ExporterSettings settings = settingsFrom(options);
   settings.mostConnections = connectionsWithin(raiseDescriptorLimit(), options.queriesAtOnce);
   settings.store = storeFor(options);
+  settings.notify = {.command = options.notify, .every = std::chrono::seconds(options.notifyEvery)};
   Exporter exporter(settings, std::move(file), *std::move(list), *std::move(listener));
   exporter.serve();
   return 0;
 }
 
-Option noStoreOption(bool& noStore) {
-  Option option = flag("--no-store", noStore, "remember nothing");
-  option.excludes = "--store";
+// A number of seconds, or with a unit.
+Option duration(std::string name, std::uint32_t& place, std::string help) {
+  Option option = {.name = name, .value = "DURATION", .help = std::move(help)};
+  option.take = [&place, name = std::move(name)](const auto& words) -> Result<> {
+    constexpr std::uint32_t kMost = 31 * 86400;
+    std::string_view number = words.back();
+    std::uint64_t unit = 1;
+    if (!number.empty()) {
+      switch (number.back()) {
+        case 'd':
+          unit = 86400;
+          break;
+        case 'h':
+          unit = 3600;
+          break;
+        case 'm':
+          unit = 60;
+          break;
+        default:
+          break;
+      }
+      if (unit > 1 || number.back() == 's') number.remove_suffix(1);
+    }
+    const auto count = decimal(number);
+    if (!count || *count == 0 || *count > kMost / unit) {
+      return misuse(
+          fmt::format("{}: expected a time from 1s to 31d, such as 12h or a number of seconds, not "
+                      "\"{}\"",
+                      name, forTerminal(words.back())));
+    }
+    place = static_cast<std::uint32_t>(*count * unit);
+    return {};
+  };
   return option;
+}
+
+Result<> agree(const ExporterOptions& options) {
+  if (!options.noStore) return {};
+  if (!options.store.empty()) return misuse("--no-store: does not go with --store");
+  // What is to be told stands there until somebody was.
+  if (!options.notify.empty()) return misuse("--notify: needs the store, and so no --no-store");
+  return {};
 }
 
 }  // namespace
@@ -128,7 +171,8 @@ Command exporterCommand() {
           "moxsupply exporter LIST [--listen ADDRESS:PORT] [--host NAME]...\n"
           "                          [--min-interval SECONDS] [--max-backoff SECONDS]\n"
           "                          [--deadline SECONDS] [--queries-at-once NUMBER]\n"
-          "                          [--store FILE | --no-store] [--delivery-days DAYS]",
+          "                          [--store FILE | --no-store] [--delivery-days DAYS]\n"
+          "                          [--notify COMMAND [--notify-every DURATION]]",
       .about =
           "Serve the supplies of many printers to Prometheus, and to people as a page.\n"
           "\n"
@@ -181,10 +225,18 @@ Command exporterCommand() {
                   wholeNumber("--queries-at-once", options->queriesAtOnce, {2, 1024}, "NUMBER",
                               "most queries at once; half of them is kept for printers that\n"
                               "answer quickly (32)"),
-                  storeOption(options->store), noStoreOption(options->noStore),
+                  storeOption(options->store),
+                  flag("--no-store", options->noStore, "remember nothing"),
                   wholeNumber("--delivery-days", options->deliveryDays, {0, 365}, "DAYS",
                               "how long it takes until a cartridge that is ordered is there:\n"
-                              "what will be needed by then is told to be (14)")},
+                              "what will be needed by then is told to be (14)"),
+                  text("--notify", options->notify, "COMMAND",
+                       "run this in the shell, with a digest of what has happened as JSON\n"
+                       "on its standard input"),
+                  duration("--notify-every", options->notifyEvery,
+                           "at most so often, such as 12h; at once when a cartridge is\n"
+                           "empty or missing (1d)")},
+      .agree = [options] { return agree(*options); },
       .run = [options] { return runExporter(*options); },
   };
 }

@@ -84,7 +84,10 @@ class Exporter::Parts {
                  .answered = [this](const Prober::Printer& printer) { noteEnd(printer); },
                  .released = [this](const std::string& target) { mServer.wake(target); }}),
         mAddress(addressOf(listener.get())),
-        mMemory(memoryIn(settings.store)),
+        mNotifier(
+            mContext, settings.notify, [this](std::int64_t last) { mMemory->told(last); },
+            [this](const std::string& line) { mLog.line(line); }),
+        mMemory(memoryIn(settings.store, !settings.notify.command.empty())),
         mWhere(mMemory ? fmt::format(", remembered in {}", settings.store) : ""),
         mIsHeld(mMemory != nullptr),
         mSite(mProber, mMetrics, HostNames(mAddress, settings.hosts), settings.limits.deadline,
@@ -93,6 +96,7 @@ class Exporter::Parts {
             mContext, std::move(listener), settings.mostConnections,
             [this](const HttpRequest& request, Clock::time_point arrived, bool isLast) {
               auto reply = mSite.answer(request, arrived, Clock::now(), isLast);
+              if (mIsHeld && reply.wait) restoreFirst(reply.wait->topic);
               moveOn();
               return reply;
             },
@@ -121,15 +125,20 @@ class Exporter::Parts {
     });
   }
 
-  std::unique_ptr<Memory> memoryIn(const std::string& store) {
+  std::unique_ptr<Memory> memoryIn(const std::string& store, bool isToldOf) {
     if (store.empty()) return nullptr;
+    std::function<void(std::vector<Notice>)> notices;
+    if (isToldOf) {
+      notices = [this](std::vector<Notice> all) { mNotifier.setNotices(std::move(all)); };
+    }
     return std::make_unique<Memory>(
         store,
         Memory::Hooks{
             .post = [this](std::function<void()> what) { asio::post(mContext, std::move(what)); },
             .restored = [this](const auto& lasts) { restore(lasts); },
             .loaded = [this] { holdNoLonger(); },
-            .log = [this](const std::string& line) { mLog.line(line); }});
+            .log = [this](const std::string& line) { mLog.line(line); },
+            .notices = std::move(notices)});
   }
 
   void restore(const std::vector<Keeper::Last>& lasts) {
@@ -142,6 +151,10 @@ class Exporter::Parts {
       const auto age = std::max(between(last.answered, today), std::chrono::microseconds(0));
       mProber.restore(target->second, *std::move(supplies), now - age);
     }
+  }
+
+  void restoreFirst(const std::string& target) {
+    if (const auto* printer = mProber.find(target)) mMemory->restoreFirst(printer->listed.uri);
   }
 
   void holdNoLonger() {
@@ -179,6 +192,8 @@ class Exporter::Parts {
     mProber.setList(std::move(list));
     if (mMemory) mMemory->setList(uris);
     mSite.setListProblem({});
+    std::erase_if(mToldSilent,
+                  [this](const auto& told) { return mProber.find(told.first) == nullptr; });
     std::erase_if(mSilent, [this](const auto& target) { return mProber.find(target) == nullptr; });
     moveOn();
   }
@@ -205,6 +220,7 @@ class Exporter::Parts {
     const Prober::Attempt& last = *printer.last;
     const std::string& target = printer.listed.target;
     mMetrics.queryEnded(last.result.outcome, last.duration);
+    noteSilence(printer.listed, !last.result.hasSucceeded());
     if (last.result.hasSucceeded()) {
       if (mSilent.erase(target) > 0) mLog.line(fmt::format("{}: answers again", shownUri(target)));
       noteDevice(printer);
@@ -216,6 +232,14 @@ class Exporter::Parts {
       mLog.line(fmt::format("{}: {}; it is asked less and less often until it answers",
                             shownUri(target), last.result.what));
     }
+  }
+
+  // Of what has not changed since this program was started, nothing is said.
+  void noteSilence(const ListedPrinter& printer, bool isSilent) {
+    if (!mMemory) return;
+    const auto [told, isFirst] = mToldSilent.emplace(printer.target, isSilent);
+    if (!isFirst && std::exchange(told->second, isSilent) == isSilent) return;
+    mMemory->takeSilence(printer, isSilent);
   }
 
   // A printer that stands in the list beside its queue is asked, and shown twice.
@@ -236,12 +260,14 @@ class Exporter::Parts {
   ListFile mFile;
   ExporterMetrics mMetrics;
   std::set<std::string> mSilent;                              // targets that failed the last time
+  std::map<std::string, bool> mToldSilent;                    // targets, as the memory was told
   std::map<std::string, std::string, std::less<>> mPrinters;  // targets by identity, no queues
   std::map<std::string, std::string, std::less<>> mTargets;   // by the name that is remembered
   std::set<std::string> mNamedTwice;                          // queues of which it was said
   LevelQueries mQueries;
   Prober mProber;
   std::string mAddress;
+  Notifier mNotifier;
   std::unique_ptr<Memory> mMemory;
   std::string mWhere;  // that is, for the log
   bool mIsHeld;        // nobody is asked yet

@@ -8,6 +8,7 @@
 
 #include "monitoring/LevelQueries.h"
 #include "monitoring/ListFile.h"
+#include "monitoring/Notifier.h"
 #include "monitoring/Prober.h"
 #include "system/FileDescriptor.h"
 
@@ -20,6 +21,7 @@ struct ExporterSettings {
   std::vector<std::string> hosts{};    // names by which it is asked, besides its own
   std::chrono::days deliveryDays{14};  // that it takes until what was ordered is there
   std::string store{};                 // the file where it remembers readings; empty: it does not
+  Notifier::Settings notify{};         // who is told what happens; only with a store
 };
 
 // Serves the supplies of the printers in a list, until SIGINT or SIGTERM. SIGHUP has it read the

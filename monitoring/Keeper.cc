@@ -89,6 +89,10 @@ Result<bool> Keeper::keepOne(Store& store, Reading reading) {
           "the clock has gone back: readings of the future are taken out, of {} those after {}",
           shownUri(reading.printer), reading.time);
     }
+    if (mMakesNotices == Notices::kYes) {
+      const auto set = store.setTold(reading.printer, reading.moment - kNext);
+      if (!set) return tl::unexpected(set.error());
+    }
     isChanged = true;
     last = lastReading(store, reading.printer);
     if (!last) return tl::unexpected(last.error());
@@ -172,11 +176,70 @@ Result<std::optional<Keeper::Last>> Keeper::last(const std::string& printer) {
   return Last{**std::move(reading), std::max(moment, answered->value_or(moment))};
 }
 
-Result<std::optional<RememberedPrinter>> Keeper::recall(const std::string& printer,
+Result<std::optional<RememberedPrinter>> Keeper::recall(const std::string& printer, Moment now,
                                                         const std::function<bool()>& isOver) {
   const auto store = this->store(For::kReading);
   if (!store) return tl::unexpected(store.error());
-  return rememberedPrinter(**store, printer, isOver);
+  std::vector<SupplyEvent> news;
+  Moment since = kLastMoment;
+  if (mMakesNotices == Notices::kYes) {
+    const auto told = (*store)->told(printer);
+    if (!told) return tl::unexpected(told.error());
+    since = std::max(told->value_or(now - kNews), now - kNews);
+  }
+  auto remembered = rememberedPrinter(**store, printer, isOver, [&](const SupplyEvent& event) {
+    if (event.moment > since) news.push_back(event);
+  });
+  if (remembered && *remembered && !news.empty()) {
+    if (auto noted = noteNews(printer, news, now); !noted) return tl::unexpected(noted.error());
+  }
+  return remembered;
+}
+
+Result<> Keeper::noteNews(const std::string& printer, const std::vector<SupplyEvent>& news,
+                          Moment now) {
+  const auto store = storeToKeepIn();
+  if (!store) return tl::unexpected(store.error());
+  return (*store)->change([&]() -> Result<> {
+    for (const SupplyEvent& event : news) {
+      const bool isUrgent = event.event == Event::kEmpty || event.event == Event::kMissing;
+      auto added = (*store)->addNotice({.kind = Notice::Kind::kEvent,
+                                        .printer = printer,
+                                        .moment = now,
+                                        .isUrgent = isUrgent,
+                                        .event = asJson(event)});
+      if (!added) return added;
+    }
+    return (*store)->setTold(printer, news.back().moment);
+  });
+}
+
+Result<> Keeper::noteSilence(const std::string& printer, bool isSilent, Moment now) {
+  const auto store = storeToKeepIn();
+  if (!store) return tl::unexpected(store.error());
+  return (*store)->change([&]() -> Result<> {
+    const auto isNew = (*store)->setSilent(printer, isSilent);
+    if (!isNew) return tl::unexpected(isNew.error());
+    if (!*isNew) return {};
+    const auto kind = isSilent ? Notice::Kind::kGone : Notice::Kind::kBack;
+    const auto contrary = isSilent ? Notice::Kind::kBack : Notice::Kind::kGone;
+    const auto isUntold = (*store)->takeOutNotices(printer, contrary);
+    if (!isUntold) return tl::unexpected(isUntold.error());
+    if (*isUntold) return {};
+    return (*store)->addNotice({.kind = kind, .printer = printer, .moment = now});
+  });
+}
+
+Result<std::vector<Notice>> Keeper::notices() {
+  const auto store = this->store(For::kReading);
+  if (!store) return tl::unexpected(store.error());
+  return (*store)->notices();
+}
+
+Result<> Keeper::told(std::int64_t last) {
+  const auto store = storeToKeepIn();
+  if (!store) return tl::unexpected(store.error());
+  return (*store)->takeOutNotices(last);
 }
 
 }  // namespace moxsupply

@@ -3,6 +3,7 @@
 #include <sys/types.h>
 
 #include <chrono>
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <optional>
@@ -10,6 +11,7 @@
 #include <span>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "history/Moment.h"
 #include "history/Reading.h"
@@ -31,7 +33,14 @@ class Keeper {
   // Between two notes of who answered.
   static constexpr std::chrono::seconds kNoteEvery{60};
 
-  explicit Keeper(std::string path) : mPath(std::move(path)) {}
+  // What happened longer ago is no news any more, where nobody was to be told so far.
+  static constexpr std::chrono::hours kNews{24};
+
+  // Whether somebody is to be told what happens (see Notice).
+  enum class Notices : bool { kNo, kYes };
+
+  explicit Keeper(std::string path, Notices makesNotices = Notices::kNo)
+      : mPath(std::move(path)), mMakesNotices(makesNotices) {}
 
   // Takes readings, in the order in which they came, all of them or, with a problem, none. Returns
   // the printers of which the store has others than before.
@@ -49,9 +58,17 @@ class Keeper {
   };
   [[nodiscard]] Result<std::optional<Last>> last(const std::string& printer);
 
-  // See rememberedPrinter.
+  // See rememberedPrinter. What is new in it becomes notices.
   [[nodiscard]] Result<std::optional<RememberedPrinter>> recall(
-      const std::string& printer, const std::function<bool()>& isOver);
+      const std::string& printer, Moment now, const std::function<bool()>& isOver);
+
+  // Makes a notice of a printer that has fallen silent, or answers again. Who answers again before
+  // anybody was told of the former is not told of.
+  [[nodiscard]] Result<> noteSilence(const std::string& printer, bool isSilent, Moment now);
+
+  // What nobody has been told yet; and that somebody was, up to and with this one.
+  [[nodiscard]] Result<std::vector<Notice>> notices();
+  [[nodiscard]] Result<> told(std::int64_t last);
 
   // What has to be said of the readings that were kept: one line, once. Empty where there is
   // nothing.
@@ -64,8 +81,10 @@ class Keeper {
   [[nodiscard]] Result<Store*> storeToKeepIn();
   Result<bool> keepOne(Store& store, Reading reading);
   Result<> writeNotes(Store& store);
+  Result<> noteNews(const std::string& printer, const std::vector<SupplyEvent>& news, Moment now);
 
   std::string mPath;
+  Notices mMakesNotices;
   std::optional<Store> mStore;
   For mOpenFor = For::kReading;
   dev_t mDevice = 0;  // of the file that is open

@@ -31,7 +31,10 @@ constexpr std::chrono::seconds kPatienceAtTheEnd(5);
 class Memory::Work {
  public:
   Work(std::string path, Memory& memory)
-      : mMemory(memory), mKeeper(std::move(path)), mThread([this] { run(); }) {}
+      : mMemory(memory),
+        mKeeper(std::move(path),
+                memory.mHooks.notices ? Keeper::Notices::kYes : Keeper::Notices::kNo),
+        mThread([this] { run(); }) {}
 
   // It has ended.
   ~Work() { mThread.join(); }
@@ -51,6 +54,24 @@ class Memory::Work {
     const std::lock_guard lock(mMutex);
     if (mWaiting.size() == kMostWaiting) mWaiting.pop_front();
     mWaiting.push_back(std::move(reading));
+    mNews.notify_one();
+  }
+
+  void loadFirst(std::string printer) {
+    const std::lock_guard lock(mMutex);
+    mHurried.push_back(std::move(printer));
+  }
+
+  void noteSilence(std::string printer, bool isSilent) {
+    const std::lock_guard lock(mMutex);
+    if (mSilences.size() == kMostWaiting) mSilences.pop_front();
+    mSilences.emplace_back(std::move(printer), isSilent);
+    mNews.notify_one();
+  }
+
+  void told(std::int64_t last) {
+    const std::lock_guard lock(mMutex);
+    mTold = last;
     mNews.notify_one();
   }
 
@@ -88,7 +109,7 @@ class Memory::Work {
     std::unique_lock lock(mMutex);
     const auto next = [this] {
       if (mIsOver || !mLists.empty() || !mToRecall.empty()) return Clock::time_point::min();
-      if (!mWaiting.empty() || !mToLoad.empty() || !mProblem.empty()) return mNextTry;
+      if (hasSomethingToKeep() || !mToLoad.empty() || !mProblem.empty()) return mNextTry;
       return std::max(mKeeper.nextNote(), mNextTry);
     };
     for (auto time = next(); time > Clock::now(); time = next()) {
@@ -119,7 +140,8 @@ class Memory::Work {
         memory.mHooks.restored(restored);
       });
     };
-    while (!mToLoad.empty() && !mIsOver) {
+    for (; !mToLoad.empty() && !mIsOver; mToLoad.pop_front()) {
+      hurry();
       auto last = mKeeper.last(mToLoad.front());
       if (!last) {
         problem = last.error().what;
@@ -131,8 +153,7 @@ class Memory::Work {
         mToRecall.push_back(mToLoad.front());
         some.push_back(**std::move(last));
       }
-      mToLoad.pop_front();
-      if (some.size() == kRestoredAtOnce) restore();
+      if (some.size() == kRestoredAtOnce || mIsHurried) restore();
     }
     restore();
     if (std::exchange(mIsLoading, false)) post([](Memory& memory) { memory.mHooks.loaded(); });
@@ -144,8 +165,11 @@ class Memory::Work {
     const bool isFirst = !std::exchange(mHasTried, true);
     if (isFirst || !mProblem.empty() || Clock::now() >= mKeeper.nextNote()) return true;
     const std::lock_guard lock(mMutex);
-    return !mWaiting.empty();
+    return hasSomethingToKeep();
   }
+
+  // While it is locked.
+  bool hasSomethingToKeep() const { return !mWaiting.empty() || !mSilences.empty() || mTold; }
 
   void keepWhatWaits() {
     std::vector<Reading> some;
@@ -176,17 +200,66 @@ class Memory::Work {
     if (const std::string remark = mKeeper.takeRemark(); !remark.empty()) {
       post([remark](Memory& memory) { memory.mHooks.log(remark); });
     }
+    if (const auto noted = noteSilences(); !noted) return tell(noted.error().what);
+    tellNotices();
+  }
+
+  // Whom somebody waits for comes first. It may be there already, which does no harm.
+  void hurry() {
+    const std::lock_guard lock(mMutex);
+    mIsHurried = !mHurried.empty();
+    mToLoad.insert(mToLoad.begin(), mHurried.begin(), mHurried.end());
+    mHurried.clear();
+  }
+
+  Result<> noteSilences() {
+    std::deque<std::pair<std::string, bool>> silences;
+    std::optional<std::int64_t> told;
+    {
+      const std::lock_guard lock(mMutex);
+      silences.swap(mSilences);
+      told.swap(mTold);
+    }
+    Result<> noted;
+    if (told) noted = mKeeper.told(*told);
+    while (noted && !silences.empty()) {
+      noted = mKeeper.noteSilence(silences.front().first, silences.front().second, now());
+      if (noted) silences.pop_front();
+    }
+    if (noted) return noted;
+    const std::lock_guard lock(mMutex);
+    mSilences.insert(mSilences.begin(), silences.begin(), silences.end());
+    if (!mTold) mTold = told;  // once more does no harm
+    mNextTry = Clock::now() + kTryAgainAfter;
+    return noted;
+  }
+
+  void tellNotices() {
+    if (!mMemory.mHooks.notices) return;
+    auto notices = mKeeper.notices();
+    if (!notices) return tellOfReading(notices.error().what);
+    const auto mark = notices->empty() ? std::pair<std::size_t, std::int64_t>()
+                                       : std::pair(notices->size(), notices->back().id);
+    if (std::exchange(mNoticesTold, mark) == mark) return;
+    post([shared = std::make_shared<std::vector<Notice>>(*std::move(notices))](Memory& memory) {
+      memory.mHooks.notices(std::move(*shared));
+    });
+  }
+
+  static Moment now() {
+    return std::chrono::floor<std::chrono::milliseconds>(std::chrono::system_clock::now());
   }
 
   void recallOne() {
     if (mToRecall.empty()) return;
     const std::string printer = std::move(mToRecall.front());
     mToRecall.pop_front();
-    auto remembered = mKeeper.recall(printer, [this] { return mIsOver.load(); });
+    auto remembered = mKeeper.recall(printer, now(), [this] { return mIsOver.load(); });
     if (!remembered) return tellOfReading(remembered.error().what);
     if (!*remembered) return;
     post([printer, recalled = std::make_shared<RememberedPrinter>(**std::move(remembered))](
              Memory& memory) { memory.keepInMind(printer, std::move(*recalled)); });
+    tellNotices();
   }
 
   void post(std::function<void(Memory&)> what) {
@@ -213,6 +286,9 @@ class Memory::Work {
   std::condition_variable mEnd;
   std::deque<std::vector<std::string>> mLists;
   std::deque<Reading> mWaiting;
+  std::deque<std::string> mHurried;
+  std::deque<std::pair<std::string, bool>> mSilences;
+  std::optional<std::int64_t> mTold;
   std::atomic<bool> mIsOver = false;
   bool mHasEnded = false;
 
@@ -221,6 +297,8 @@ class Memory::Work {
   std::deque<std::string> mToRecall;
   bool mIsLoading = false;
   bool mHasTried = false;
+  bool mIsHurried = false;
+  std::pair<std::size_t, std::int64_t> mNoticesTold = {};  // how many, and the last one
   Clock::time_point mNextTry = Clock::time_point::min();
   std::string mProblem;
   std::string mReadingProblem;
@@ -257,6 +335,17 @@ void Memory::take(const ListedPrinter& printer, const Supplies& supplies, Moment
   reading->json = asJson(*reading);
   mWork->keep(*std::move(reading));
 }
+
+void Memory::restoreFirst(const std::string& uri) {
+  if (auto name = printerName(uri)) mWork->loadFirst(*std::move(name));
+}
+
+void Memory::takeSilence(const ListedPrinter& printer, bool isSilent) {
+  auto name = printerName(printer.uri);
+  if (name && mHooks.notices) mWork->noteSilence(*std::move(name), isSilent);
+}
+
+void Memory::told(std::int64_t last) { mWork->told(last); }
 
 void Memory::keepInMind(const std::string& printer, RememberedPrinter remembered) {
   if (mNames.contains(printer)) mRemembered.insert_or_assign(printer, std::move(remembered));

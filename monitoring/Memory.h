@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
@@ -40,6 +41,10 @@ class Memory {
     std::function<void(const std::vector<Keeper::Last>&)> restored;  // the last readings of some
     std::function<void()> loaded;  // all that there is has been restored, of a list
     std::function<void(const std::string&)> log;
+
+    // What somebody is to be told and has not been yet; whenever that is another thing than before.
+    // Null where nobody is to be told anything.
+    std::function<void(std::vector<Notice>)> notices = {};
   };
 
   Memory(std::string path, Hooks hooks);
@@ -58,6 +63,15 @@ class Memory {
 
   // A printer of the list has answered.
   void take(const ListedPrinter& printer, const Supplies& supplies, Moment moment);
+
+  // Has this printer restored before others, since somebody wants to know of it.
+  void restoreFirst(const std::string& uri);
+
+  // A printer of the list has fallen silent, or answers again.
+  void takeSilence(const ListedPrinter& printer, bool isSilent);
+
+  // Somebody has been told, up to and with this notice.
+  void told(std::int64_t last);
 
   // What is remembered of a printer. Null where nothing is: what a large store has comes in by and
   // by.

@@ -54,8 +54,9 @@ class CurveInTheMaking {
 
 class Recollection {
  public:
-  void take(const Reading& reading) {
+  void take(const Reading& reading, const std::function<void(const SupplyEvent&)>& takeEvent) {
     for (SupplyEvent& event : mLives.take(reading)) {
+      takeEvent(event);
       if (event.event == Event::kReplaced) mCurves[event.supply].beginAgain();
       ++mCounts.at(static_cast<std::size_t>(event.event));
       mEvents.push_front({event.moment, event.supply, event.event, std::move(event.because)});
@@ -90,14 +91,15 @@ class Recollection {
 
 }  // namespace
 
-Result<std::optional<RememberedPrinter>> rememberedPrinter(Store& store, const std::string& printer,
-                                                           const std::function<bool()>& isOver) {
+Result<std::optional<RememberedPrinter>> rememberedPrinter(
+    Store& store, const std::string& printer, const std::function<bool()>& isOver,
+    const std::function<void(const SupplyEvent&)>& take) {
   Recollection recollection;
   bool hasGivenUp = false;
   const auto read = store.forEach({.printer = printer}, [&](const Reading& reading) -> Result<> {
     hasGivenUp = isOver();
     if (hasGivenUp) return failure("nobody wants it any more");
-    recollection.take(reading);
+    recollection.take(reading, take);
     return {};
   });
   if (hasGivenUp) return std::nullopt;

@@ -52,8 +52,9 @@ struct RememberedPrinter {
 };
 
 // Looks at all readings of a printer. Nothing where there are none. `isOver`: gives up, with
-// nothing, as soon as it says so.
+// nothing, as soon as it says so. `take`: gets each event, in the order of time.
 [[nodiscard]] Result<std::optional<RememberedPrinter>> rememberedPrinter(
-    Store& store, const std::string& printer, const std::function<bool()>& isOver);
+    Store& store, const std::string& printer, const std::function<bool()>& isOver,
+    const std::function<void(const SupplyEvent&)>& take);
 
 }  // namespace moxsupply

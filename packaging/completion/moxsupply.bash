@@ -53,7 +53,7 @@ _moxsupply_value() {
       ;;
     */--timeout | */--deadline | */--listen) COMPREPLY=() ;;
     check/--warning | check/-w | check/--critical | check/-c) COMPREPLY=() ;;
-    exporter/--host | exporter/--min-interval | exporter/--max-backoff | exporter/--queries-at-once | exporter/--delivery-days) COMPREPLY=() ;;
+    exporter/--host | exporter/--min-interval | exporter/--max-backoff | exporter/--queries-at-once | exporter/--delivery-days | exporter/--notify | exporter/--notify-every) COMPREPLY=() ;;
     *) return 1 ;;
   esac
 }
@@ -105,7 +105,7 @@ _moxsupply_offer_options() {
     exporter)
       _moxsupply_offer "$current" \
         --listen --host --min-interval --max-backoff --deadline --queries-at-once --store --no-store \
-        --delivery-days --help
+        --delivery-days --notify --notify-every --help
       ;;
     history) _moxsupply_offer "$current" --store --since --low --format --help ;;
     forecast) _moxsupply_offer "$current" --store --at --format --help ;;

@@ -174,7 +174,7 @@ TEST_F(StoreInAFile, TakesReadingsOut) {
 
 TEST_F(StoreInAFile, HasTheVersionOfItsSchema) {
   EXPECT_EQ(wrongWith(add({})), "");
-  EXPECT_EQ(SQLite::Database(mPath).execAndGet("PRAGMA user_version").getInt(), 2);
+  EXPECT_EQ(SQLite::Database(mPath).execAndGet("PRAGMA user_version").getInt(), 3);
 }
 
 TEST_F(StoreInAFile, ComesFromEveryEarlierVersion) {
@@ -206,9 +206,67 @@ TEST_F(StoreInAFile, ComesFromTheFirstVersionWithAllItsReadings) {
   EXPECT_EQ(stored(), lines);
   EXPECT_EQ(contentOf(mPath), before);  // who reads changes nothing
   EXPECT_EQ(wrongWith(add({})), "");
-  EXPECT_EQ(SQLite::Database(mPath).execAndGet("PRAGMA user_version").getInt(), 2);
+  EXPECT_EQ(SQLite::Database(mPath).execAndGet("PRAGMA user_version").getInt(), 3);
   EXPECT_EQ(stored(), lines);
   EXPECT_EQ(read().answer(kOffice), std::nullopt);
+}
+
+TEST_F(StoreInAFile, ComesFromTheSecondVersion) {
+  const Reading reading = readingOf(kOffice, 1);
+  EXPECT_EQ(wrongWith(add({reading})), "");
+  EXPECT_EQ(wrongWith(written().noteAnswer(kOffice, reading.moment)), "");
+  change(
+      "DROP TABLE notices; DROP TABLE silent; ALTER TABLE printers DROP COLUMN told;"
+      "PRAGMA user_version = 2");
+  EXPECT_EQ(read().notices().value().size(), 0U);  // in a copy
+  EXPECT_EQ(SQLite::Database(mPath).execAndGet("PRAGMA user_version").getInt(), 2);
+  EXPECT_EQ(wrongWith(written().addNotice({.printer = kOffice, .moment = reading.moment})), "");
+  EXPECT_EQ(SQLite::Database(mPath).execAndGet("PRAGMA user_version").getInt(), 3);
+  EXPECT_THAT(stored(), ElementsAre(reading.json));
+  EXPECT_EQ(read().answer(kOffice), reading.moment);
+}
+
+TEST_F(StoreInAFile, HasNoticesUntilTheyAreTakenOut) {
+  const Moment moment = readingOf(kOffice, 1).moment;
+  {
+    Store store = written();
+    const Notice event = {.printer = kOffice, .moment = moment, .isUrgent = true, .event = "{}"};
+    EXPECT_EQ(wrongWith(store.addNotice(event)), "");
+    for (const std::string& printer : {kOffice, kHall}) {
+      const Notice silent = {
+          .kind = Notice::Kind::kGone, .printer = printer, .moment = moment + 1s};
+      EXPECT_EQ(wrongWith(store.addNotice(silent)), "");
+    }
+  }
+  Store store = written();
+  const auto notices = store.notices().value();
+  ASSERT_EQ(notices.size(), 3U);
+  EXPECT_EQ(notices[0].kind, Notice::Kind::kEvent);
+  EXPECT_EQ(notices[0].event, "{}");
+  EXPECT_TRUE(notices[0].isUrgent);
+  EXPECT_EQ(notices[2].printer, kHall);
+  EXPECT_EQ(notices[2].moment, moment + 1s);
+  EXPECT_FALSE(notices[2].isUrgent);
+  EXPECT_TRUE(store.takeOutNotices(kHall, Notice::Kind::kGone).value());
+  EXPECT_FALSE(store.takeOutNotices(kHall, Notice::Kind::kGone).value());
+  EXPECT_FALSE(store.takeOutNotices(kOffice, Notice::Kind::kBack).value());
+  EXPECT_EQ(wrongWith(store.takeOutNotices(notices[0].id)), "");
+  ASSERT_EQ(store.notices().value().size(), 1U);
+  EXPECT_EQ(wrongWith(store.takeOutNotices(notices[1].id)), "");
+  EXPECT_EQ(wrongWith(store.addNotice(notices[0])), "");
+  EXPECT_GT(store.notices().value().at(0).id, notices[2].id);  // none is ever given again
+}
+
+TEST_F(StoreInAFile, KnowsWhoIsSilentAndWhatWasTold) {
+  EXPECT_EQ(wrongWith(add({readingOf(kOffice, 1)})), "");
+  Store store = written();
+  EXPECT_TRUE(store.setSilent(kHall, true).value());
+  EXPECT_FALSE(store.setSilent(kHall, true).value());
+  EXPECT_TRUE(store.setSilent(kHall, false).value());
+  EXPECT_FALSE(store.setSilent(kHall, false).value());
+  EXPECT_EQ(store.told(kOffice).value(), std::nullopt);
+  EXPECT_EQ(wrongWith(store.setTold(kOffice, readingOf(kOffice, 1).moment)), "");
+  EXPECT_EQ(read().told(kOffice).value(), readingOf(kOffice, 1).moment);
 }
 
 TEST_F(StoreInAFile, NotesWhenAPrinterAnswered) {
@@ -245,9 +303,9 @@ TEST_F(StoreInAFile, GivesReadingsWithinAChange) {
 
 TEST_F(StoreInAFile, IsNotOfANewerVersion) {
   EXPECT_EQ(wrongWith(add({readingOf(kOffice, 1)})), "");
-  change("PRAGMA user_version = 3");
+  change("PRAGMA user_version = 4");
   const std::string before = contentOf(mPath);
-  const std::string wrong = mPath + " is of version 3, and this program knows none after 2";
+  const std::string wrong = mPath + " is of version 4, and this program knows none after 3";
   EXPECT_EQ(wrongWith(Store::openToRead(mPath)), wrong);
   EXPECT_EQ(wrongWith(Store::openToWrite(mPath)), wrong);
   EXPECT_EQ(contentOf(mPath), before);

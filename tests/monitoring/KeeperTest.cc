@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstdint>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -139,12 +140,12 @@ TEST_F(AKeeper, KeepsInTheFileThatIsThereNow) {
 }
 
 TEST_F(AKeeper, RecallsWhatThereIs) {
-  EXPECT_EQ(mKeeper.recall("socket://192.0.2.7", kNobodyWaits).value(), std::nullopt);
+  EXPECT_EQ(mKeeper.recall("socket://192.0.2.7", mBegin, kNobodyWaits).value(), std::nullopt);
   EXPECT_EQ(mKeeper.last("socket://192.0.2.7").value(), std::nullopt);
   for (int day = 0; day < 200; ++day) keep(mBegin + day * 24h, 100 - day / 2);
   keep(mBegin + 200 * 24h, 95);
   keep(mBegin + 201 * 24h, 9);
-  const auto printer = mKeeper.recall("socket://192.0.2.7", kNobodyWaits).value().value();
+  const auto printer = mKeeper.recall("socket://192.0.2.7", mBegin, kNobodyWaits).value().value();
   ASSERT_EQ(printer.prospects.supplies.size(), 1U);
   EXPECT_EQ(printer.prospects.supplies[0].forecast.level, 9);
   ASSERT_EQ(printer.events.size(), 3U);
@@ -157,12 +158,106 @@ TEST_F(AKeeper, RecallsWhatThereIs) {
   const std::vector<Curve::Point> points = {{0, 95}, {24 * 3600, 9}};
   EXPECT_EQ(printer.curves.at(1).points, points);
   EXPECT_EQ(printer.curves.at(1).begin, mBegin + 200 * 24h);
-  EXPECT_EQ(mKeeper.recall("socket://192.0.2.7", [] { return true; }).value(), std::nullopt);
+  EXPECT_EQ(mKeeper.recall("socket://192.0.2.7", mBegin, [] { return true; }).value(),
+            std::nullopt);
+}
+
+// ---- Of which somebody is to be told.
+
+class AKeeperOfNotices : public AKeeper {
+ protected:
+  // Keeps one and looks at what that means.
+  void take(Moment moment, int level) {
+    ASSERT_TRUE(mNotifying.keep(std::vector<Reading>{readingAt(moment, level)}, mNow));
+    ASSERT_TRUE(mNotifying.recall("socket://192.0.2.7", moment, kNobodyWaits));
+  }
+
+  static std::string wordOf(const Notice& notice) {
+    if (notice.kind == Notice::Kind::kGone) return "silent";
+    if (notice.kind == Notice::Kind::kBack) return "back";
+    const std::string before = R"("event":")";
+    const auto begin = notice.event.find(before) + before.size();
+    return notice.event.substr(begin, notice.event.find('"', begin) - begin);
+  }
+  std::vector<std::string> told() {
+    std::vector<std::string> words;
+    const auto notices = mNotifying.notices();
+    for (const Notice& notice : *notices) {
+      words.push_back(wordOf(notice) + (notice.isUrgent ? "!" : ""));
+      mLast = notice.id;
+    }
+    return words;
+  }
+
+  Keeper mNotifying{mPath, Keeper::Notices::kYes};
+  std::int64_t mLast = 0;
+};
+
+TEST_F(AKeeperOfNotices, TellsEachEventOnce) {
+  take(mBegin, 50);
+  take(mBegin + 1h, 9);
+  take(mBegin + 2h, 8);
+  take(mBegin + 3h, 0);
+  EXPECT_THAT(told(), ElementsAre("low", "empty!"));
+  EXPECT_TRUE(mNotifying.told(mLast));
+  take(mBegin + 4h, 100);
+  EXPECT_THAT(told(), ElementsAre("replaced"));
+}
+
+TEST_F(AKeeperOfNotices, TellsWhatAFirstReadingShows) {
+  take(mBegin, 0);
+  EXPECT_THAT(told(), ElementsAre("low", "empty!"));
+}
+
+TEST_F(AKeeperOfNotices, TellsWhatAKilledOneKeptWithoutSayingIt) {
+  take(mBegin, 50);
+  ASSERT_TRUE(mNotifying.keep(std::vector<Reading>{readingAt(mBegin + 1h, 0)}, mNow));
+  mNotifying = Keeper(mPath, Keeper::Notices::kYes);
+  take(mBegin + 2h, 0);
+  EXPECT_THAT(told(), ElementsAre("low", "empty!"));
+}
+
+TEST_F(AKeeperOfNotices, SaysNothingOfOldThingsWhenItBegins) {
+  keep(mBegin, 0);  // by one who tells nobody
+  keep(mBegin + 1h, 100);
+  take(mBegin + 30h, 99);
+  EXPECT_THAT(told(), IsEmpty());
+}
+
+TEST_F(AKeeperOfNotices, TellsWhatItSeesAfterItsClockWentBack) {
+  take(mBegin + 24h * 400, 9);
+  EXPECT_THAT(told(), ElementsAre("low"));
+  EXPECT_TRUE(mNotifying.told(mLast));
+  take(mBegin, 0);
+  EXPECT_THAT(told(), ElementsAre("low", "empty!"));
+}
+
+TEST_F(AKeeperOfNotices, TellsWhoFallsSilentAndWhoIsBack) {
+  const auto note = [&](bool isSilent) {
+    EXPECT_TRUE(mNotifying.noteSilence("socket://192.0.2.7", isSilent, mBegin));
+  };
+  note(false);
+  EXPECT_THAT(told(), IsEmpty());
+  note(true);
+  note(true);
+  EXPECT_THAT(told(), ElementsAre("silent"));
+  note(false);  // before anybody was told
+  EXPECT_THAT(told(), IsEmpty());
+  note(true);
+  told();
+  EXPECT_TRUE(mNotifying.told(mLast));
+  mNotifying = Keeper(mPath, Keeper::Notices::kYes);
+  note(true);
+  EXPECT_THAT(told(), IsEmpty());
+  note(false);
+  EXPECT_THAT(told(), ElementsAre("back"));
+  note(true);
+  EXPECT_THAT(told(), IsEmpty());
 }
 
 TEST_F(AKeeper, ThinsALongCurveEvenly) {
   for (int day = 0; day < 600; ++day) keep(mBegin + day * 24h, 100 - day / 6);
-  const auto printer = mKeeper.recall("socket://192.0.2.7", kNobodyWaits).value().value();
+  const auto printer = mKeeper.recall("socket://192.0.2.7", mBegin, kNobodyWaits).value().value();
   const std::vector<Curve::Point>& points = printer.curves.at(1).points;
   ASSERT_EQ(points.size(), Curve::kMostPoints);
   EXPECT_EQ(points.front(), (Curve::Point{0, 100}));

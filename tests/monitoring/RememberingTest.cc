@@ -19,6 +19,7 @@
 #include "tests/monitoring/HttpRequest.h"
 #include "tests/support/MadeReading.h"
 #include "tests/support/ReservedPort.h"
+#include "tests/support/Run.h"
 #include "tests/support/SimulatedPrinter.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/TextFile.h"
@@ -239,6 +240,66 @@ TEST_F(TheExporterRemembers, WhenCartridgesWillBeEmpty) {
                           HasSubstr("npa_supply_events_total{event=\"low\"} 4\n")));
   const auto series = std::ranges::count(text, '\n') - std::ranges::count(text, '#');
   EXPECT_EQ(series, 45);
+}
+
+// ---- Somebody is told.
+
+TEST_F(TheExporterRemembers, ToTellSomebodyWhatHappened) {
+  const std::string said = mFolder.path() / "said";
+  const SimulatedPrinter printer("laser-mono-toner");
+  const ReservedPort off;
+  // What was there before was half full: another cartridge is in its place.
+  remember(printer.uri(), 7 * 3600s, 2);
+  std::vector<std::string> targets = {printer.uri(), off.uri()};
+  const auto exporter = this->exporter(targets, {"--notify=cat >>" + said, "--notify-every=1s"});
+  for (const std::string& target : targets) get(exporter->port(), probeOf(target));
+  const auto all = [&] { return fs::exists(said) ? contentOf(said) : std::string(); };
+  const std::string silent = R"("silent":[")" + off.uri();
+  for (int i = 0; i < 200; ++i) {
+    const std::string text = all();
+    if (text.find(silent) != text.npos && text.find("replaced") != text.npos) break;
+    std::this_thread::sleep_for(50ms);
+  }
+  EXPECT_THAT(all(), AllOf(HasSubstr(silent), HasSubstr(R"("event":"replaced")")));
+  EXPECT_EQ(exporter->terminate().exitStatus, 0);
+  const auto lines = std::ranges::count(all(), '\n');
+  // Nobody is told again.
+  const auto next = this->exporter(targets, {"--notify=cat >>" + said, "--notify-every=1s"});
+  for (const std::string& target : targets) get(next->port(), probeOf(target));
+  std::this_thread::sleep_for(3s);
+  EXPECT_EQ(std::ranges::count(all(), '\n'), lines) << all();
+}
+
+TEST_F(TheExporterRemembers, WhatNobodyCouldBeToldYet) {
+  const std::string said = mFolder.path() / "said";
+  const SimulatedPrinter printer("laser-mono-toner");
+  remember(printer.uri(), 7 * 3600s, 2);
+  const auto first = this->exporter({printer.uri()}, {"--notify=exit 3", "--notify-every=1"});
+  get(first->port(), probeOf(printer.uri()));
+  first->awaitLog("the command of --notify ended with 3; it is tried again until it works");
+  first->kill();
+  const auto second =
+      this->exporter({printer.uri()}, {"--notify=cat >" + said, "--notify-every=1"});
+  for (int i = 0; i < 200 && !(fs::exists(said) && fs::file_size(said) > 0); ++i) {
+    std::this_thread::sleep_for(50ms);
+  }
+  EXPECT_THAT(contentOf(said), HasSubstr(R"("event":"replaced")"));
+}
+
+TEST_F(TheExporterRemembers, WhatItTellsSomebodyAndSoMust) {
+  const Ran ran =
+      run({MOXSUPPLY_PROGRAM, "exporter", "list.json", "--no-store", "--notify", "cat"});
+  EXPECT_EQ(ran.exitStatus, 2);
+  EXPECT_THAT(ran.errors, HasSubstr("--notify: needs the store"));
+  const Ran both =
+      run({MOXSUPPLY_PROGRAM, "exporter", "list.json", "--no-store", "--store=" + mStore});
+  EXPECT_EQ(both.exitStatus, 2);
+  EXPECT_THAT(both.errors, HasSubstr("--no-store: does not go with --store"));
+  for (const char* wrong : {"0", "1w", "", "d", "32d", "-1", "99999999999"}) {
+    const Ran refused = run({MOXSUPPLY_PROGRAM, "exporter", "list.json", "--notify-every", wrong});
+    EXPECT_EQ(refused.exitStatus, 2);
+    EXPECT_THAT(refused.errors, HasSubstr("--notify-every: expected a time from 1s to 31d"));
+  }
 }
 
 // ---- A store that cannot be used is said once, and levels are served all the same.
