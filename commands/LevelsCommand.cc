@@ -63,7 +63,9 @@ std::string asReading(const PrinterAnswer& answer, const SupplyRequest& request)
 std::string rendered(const PrinterAnswer& answer, const SupplyRequest& request,
                      const LevelsOptions& options) {
   const Report& report = answer.report;
-  if (options.format == Format::kJson) return reportAsJson(report);
+  if (options.format == Format::kJson) {
+    return reportAsJson(report) + (options.details ? asReading(answer, request) : "");
+  }
   if (options.format == Format::kReading) return asReading(answer, request);
   const Supplies supplies = suppliesIn(answer);
   if (report.status != Status::kSuccess && supplies.list.empty()) return {};
@@ -209,8 +211,9 @@ int runSeveral(const LevelsOptions& given) {
 
 // Whether the options of a transcript go together, and with the rest.
 Result<> agree(const LevelsOptions& options) {
-  if (options.details && options.format != Format::kTable) {
-    return misuse("--details: goes with the format table");
+  const bool isOneAsJson = options.printers.size() == 1 && options.format == Format::kJson;
+  if (options.details && options.format != Format::kTable && !isOneAsJson) {
+    return misuse("--details: goes with the format table, or with json of one PRINTER");
   }
   if (options.printers.size() > 1 && !options.record.empty()) {
     return misuse("--record: takes one PRINTER");
@@ -297,7 +300,8 @@ Command levelsCommand(LevelsAsMetrics asMetrics) {
                                  "table; json as `moxsupply report`; reading for\n"
                                  "`moxsupply history`; openmetrics (table)"),
                   flag("--details", options->details,
-                       "show part numbers, serial numbers and pages of cartridges, too"),
+                       "show part numbers, serial numbers and pages of cartridges, too; json\n"
+                       "has a second line then, that of the format reading"),
                   readTimeout(printer), deadline(printer),
                   flag("--backend", printer.throughBackend,
                        "use the CUPS backend for socket:// too, as a print job does"),
@@ -318,13 +322,21 @@ Command levelsCommand(LevelsAsMetrics asMetrics) {
 
 CommandLine levelsForPrograms(const std::string& program, std::optional<PrinterKind> kind,
                               std::uint32_t deadline) {
-  return {program,  std::string(kCommand),        "--format",   "json",
-          "--type", std::string(typedKind(kind)), "--deadline", std::to_string(deadline)};
+  return {program,
+          std::string(kCommand),
+          "--format",
+          "json",
+          "--details",
+          "--type",
+          std::string(typedKind(kind)),
+          "--deadline",
+          std::to_string(deadline)};
 }
 
 Written levelsForPrograms(SupplyRequest request) {
   LevelsOptions options;
   options.format = Format::kJson;
+  options.details = true;
   request.wantsIdentities = wantsIdentities(options);
   const auto answer = askForSupplies(request, nullptr);
   if (!answer) return {kExitFailed, {}, complaint(kCommand, answer.error())};

@@ -241,6 +241,22 @@ TEST(LevelsWithDetails, ShowWhatIdentifiesCartridges) {
       << shown.output;
 }
 
+TEST(LevelsWithDetails, AreASecondLineOfJson) {
+  const SimulatedPrinter laser("laser-mono-levels-in-record");
+  const Shown shown = show({laser.uri(), "--details", "--format", "json", "--type", "laser"});
+  EXPECT_EQ(shown.exitStatus, 0) << shown.errors;
+  const std::size_t end = shown.output.find('\n');
+  EXPECT_EQ(Json::parse(shown.output.substr(0, end)).at("status"), 0);
+  const Json reading = Json::parse(shown.output.substr(end));
+  EXPECT_EQ(reading.at("supplies").at(0).at("part"), "TONER-BLACK-8K");
+  const ReservedPort nobody;
+  const std::string wrong = "--details: goes with the format table, or with json of one PRINTER";
+  EXPECT_NE(show({laser.uri(), nobody.uri(), "--details", "--format", "json"}).errors.find(wrong),
+            std::string::npos);
+  EXPECT_NE(show({laser.uri(), "--details", "--format", "reading"}).errors.find(wrong),
+            std::string::npos);
+}
+
 TEST(LevelsAsAReading, AreALineThatIsRememberedInEnglish) {
   const TemporaryFolder folder;
   const std::string file = folder.path() / "reading";

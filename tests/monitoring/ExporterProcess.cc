@@ -44,15 +44,13 @@ std::vector<std::string> exporterWith(const std::string& list) {
 }  // namespace
 
 ExporterProcess::ExporterProcess(const std::string& list, const std::vector<std::string>& options,
-                                 unsigned mostDescriptors)
+                                 const std::vector<std::string>& through)
     : mLog(aboveFilterDescriptors(memoryFile(""))) {
   std::ofstream(this->list()) << list;
   std::vector<std::string> command = exporterWith(this->list());
   command.insert(command.end(), options.begin(), options.end());
-  if (mostDescriptors > 0) {
-    const std::string limit = "--nofile=" + std::to_string(mostDescriptors);
-    command.insert(command.begin(), {"prlimit", limit});
-  }
+  command.insert(command.begin(), through.begin(), through.end());
+  std::filesystem::permissions(mFolder.path(), std::filesystem::perms(0755));  // for any user
   ::fcntl(mLog.get(), F_SETFL, O_APPEND);
   start(command, mLog.get());
   awaitLog("/ for ");
@@ -72,6 +70,8 @@ void ExporterProcess::start(const std::vector<std::string>& command, int log) {
       aboveFilterDescriptors(FileDescriptor(::open("/dev/null", O_RDWR | O_CLOEXEC)));
   mProcess = Process::start({.program = command.front(),
                              .arguments = command,
+                             .environment = environmentWith(
+                                 {"STATE_DIRECTORY=", "XDG_STATE_HOME=" + mFolder.path().string()}),
                              .descriptors = {null.get(), null.get(), log}})
                  .value();
 }

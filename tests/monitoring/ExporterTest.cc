@@ -489,7 +489,7 @@ TEST(TheExporter, KeepsSlowClientsFromDisturbingOthers) {
 TEST(TheExporter, MakesRoomForNewClientsWhenItHasTooMany) {
   const SimulatedPrinter printer("laser-mono-toner");
   // 160 descriptors: 32 and 3 for each of 32 queries are kept, and 32 are left for clients.
-  const ExporterProcess exporter(listOf({printer.uri()}), {}, 160);
+  const ExporterProcess exporter(listOf({printer.uri()}), {}, {"prlimit", "--nofile=160"});
   const auto idle = connections(exporter.port(), 200, "");
   const HttpAnswer answer = get(exporter.port(), probeOf(printer.uri()));
   EXPECT_EQ(answer.status, 200);
