@@ -218,6 +218,20 @@ TEST_F(PublishedLists, AreNoneOfAPrinterThatTellsNoLevels) {
   }
 }
 
+// Where there are no levels, the time is that of the last attempt.
+TEST_F(PublishedLists, HaveATimeAlsoWhereThereAreNone) {
+  addEnabledQueue("laser");
+  Values times;
+  for (int i = 0; i < 2; ++i) {
+    submit(server(), queue(), "ReportLevels", {"-o", "moxTimeout=0"});
+    EXPECT_TRUE(isIdleWithin(std::chrono::seconds(10)));
+    EXPECT_EQ(attributes()["marker-message"], Values{"The printer did not answer."});
+    times.push_back(attributes()["marker-change-time"].at(0));
+    std::this_thread::sleep_for(std::chrono::milliseconds(1100));
+  }
+  EXPECT_GT(std::stol(times[1]), std::stol(times[0]));
+}
+
 // A printer that does not answer any more makes them no newer.
 TEST_F(PublishedLists, AreAsOldAsTheirReport) {
   addEnabledQueue("laser");
