@@ -134,9 +134,13 @@ void publishFailure(Status status, PublishedMarkers& markers, bool withLevels) {
   tellScheduler("WARNING", why);
   sendToScheduler(stateLineAdding(kDoesNotAnswer));
   if (withLevels) {
-    const std::string ofLevels =
-        markers.hasLevels() ? ' ' + remarkOnLevelsOf(markers.reported()) : "";
-    markers.publishNewMessage(markerMessageLine(why + ofLevels));
+    // Each publication makes levels look new to those who go by marker-change-time alone.
+    if (markers.hasLevels()) {
+      markers.publishNewMessage(
+          markerMessageLine(fmt::format("{} {}", why, remarkOnLevelsOf(markers.reported()))));
+    } else {
+      sendToScheduler(markerMessageLine(why));
+    }
   }
   endReport();
 }
