@@ -12,7 +12,6 @@
 #include <string_view>
 #include <utility>
 
-#include "commands/Part.h"
 #include "history/Reading.h"
 #include "links/DeviceUri.h"
 #include "links/Recording.h"
