@@ -136,14 +136,15 @@ Written partOf(const Attempt& attempt, const RefreshOptions& options) {
 // A line about each queue. A printer that is off is no failure: it is the ordinary state of most
 // printers at night, when nobody wants to be told.
 Written partOfAll(const std::string& name, const RefreshOptions& options) {
+  const auto lineOf = [&options](const Attempt& done) {
+    return Written{0, options.format == Format::kJson ? asJson(done) : inALine(done), {}};
+  };
   auto open = openQueue(name);
-  // Not ours, or out of service.
-  if (open && !takesReportLevels(*open)) return {0, {}, {}};
-  const Attempt done =
-      open ? attempt(*open, options.deadline) : Attempt{name, {}, std::move(open).error()};
-  if (open)
-    static_cast<void>(purgeReports(open->server, name));  // who may not leaves them to who may
-  return {0, options.format == Format::kJson ? asJson(done) : inALine(done), {}};
+  if (!open) return lineOf({name, {}, std::move(open).error()});
+  if (!takesReportLevels(*open)) return {0, {}, {}};  // not ours, or out of service
+  const Attempt done = attempt(*open, options.deadline);
+  static_cast<void>(purgeReports(open->server, name));  // who may not leaves them to who may
+  return lineOf(done);
 }
 
 // Several at once, shown in their order; each once those before it are there.

@@ -2,12 +2,12 @@
 
 #include <fmt/format.h>
 #include <utf8.h>
-#include <wctype.h>
 
 #include <algorithm>
 #include <array>
 #include <clocale>
 #include <ctime>
+#include <cwctype>
 #include <map>
 #include <string_view>
 
