@@ -622,7 +622,7 @@ Result<std::vector<Notice>> Store::notices() {
 Result<> Store::addNotice(const Notice& notice) {
   return mFile->guarded([&]() -> Result<> {
     mFile->run(kAddNotice, static_cast<std::int64_t>(notice.kind), notice.printer,
-               asNumber(notice.moment), std::int64_t{notice.isUrgent}, notice.event);
+               asNumber(notice.moment), std::int64_t{notice.isUrgent ? 1 : 0}, notice.event);
     return {};
   });
 }

@@ -67,7 +67,7 @@ Result<Store*> Keeper::store(For purpose) {
 
 // Nothing is written into a file that is damaged, which would damage more of it.
 Result<Store*> Keeper::storeToKeepIn() {
-  const auto store = this->store(For::kWriting);
+  auto store = this->store(For::kWriting);
   if (!store) return store;
   if (!mIsWhole) {
     if (const auto whole = (*store)->check(); !whole) return tl::unexpected(whole.error());

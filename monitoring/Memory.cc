@@ -146,7 +146,8 @@ class Memory::Work {
       if (!last) {
         problem = last.error().what;
         mNextTry = Clock::now() + kTryAgainAfter;
-        std::ranges::rotate(mToLoad, mToLoad.begin() + 1);  // the others need not wait for this one
+        mToLoad.push_back(mToLoad.front());  // the others need not wait for this one
+        mToLoad.pop_front();
         break;
       }
       if (*last) {
@@ -169,7 +170,9 @@ class Memory::Work {
   }
 
   // While it is locked.
-  bool hasSomethingToKeep() const { return !mWaiting.empty() || !mSilences.empty() || mTold; }
+  [[nodiscard]] bool hasSomethingToKeep() const {
+    return !mWaiting.empty() || !mSilences.empty() || mTold;
+  }
 
   void keepWhatWaits() {
     std::vector<Reading> some;

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/posix/stream_descriptor.hpp>
 #include <boost/asio/steady_timer.hpp>
@@ -30,9 +31,8 @@ constexpr std::chrono::seconds kTryAgainAfter(60);
 
 // Whose notices they are: those of the exporter on this machine.
 std::string nameOfThisMachine() {
-  std::string name(256, '\0');
-  if (::gethostname(name.data(), name.size() - 1) != 0) return {};
-  return name.c_str();
+  std::array<char, 256> name{};
+  return ::gethostname(name.data(), name.size() - 1) == 0 ? name.data() : "";
 }
 
 Moment now() {

@@ -46,10 +46,8 @@ TEST(ADigest, IsDueAtOnceWhereSomethingIsUrgent) {
 }
 
 TEST(ADigest, IsOneLineOfJson) {
-  const Notice silent = {.id = 2,
-                         .kind = Notice::Kind::kGone,
-                         .printer = "socket://192.0.2.8/ü",
-                         .moment = kMorning};
+  const Notice silent = {
+      .id = 2, .kind = Notice::Kind::kGone, .printer = "socket://192.0.2.8/ü", .moment = kMorning};
   Notice back = silent;
   back.kind = Notice::Kind::kBack;
   back.printer = "socket://192.0.2.9";
@@ -113,6 +111,24 @@ TEST_F(ANotifier, WaitsForWhatIsNotUrgent) {
   EXPECT_THAT(mTold, IsEmpty());
   mContext.run_for(2s);
   EXPECT_THAT(mTold, ElementsAre(2));
+}
+
+TEST_F(ANotifier, TellsOfAFloorWithoutPowerInOneLine) {
+  Notifier notifier = this->notifier("cat >>" + file("said"), 1s);
+  std::vector<Notice> notices;
+  for (std::int64_t id = 1; id <= 300; ++id) {  // as they come in
+    notices.push_back({.id = id,
+                       .kind = Notice::Kind::kGone,
+                       .printer = "socket://192.0.2." + std::to_string(id),
+                       .moment = now()});
+    notifier.setNotices(notices);
+  }
+  mContext.run_for(3s);
+  EXPECT_THAT(mTold, ElementsAre(300));
+  const std::string said = contentOf(file("said"));
+  EXPECT_EQ(std::ranges::count(said, '\n'), 1);
+  EXPECT_THAT(said, HasSubstr("\"socket://192.0.2.1\",\"socket://192.0.2.2\","));
+  EXPECT_THAT(said, HasSubstr("\"socket://192.0.2.300\"],\"back\""));
 }
 
 TEST_F(ANotifier, TriesAgainUntilItWorks) {
