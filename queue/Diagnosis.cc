@@ -350,7 +350,8 @@ std::vector<Finding> diagnose(OpenQueue& open, const std::string& filterFolder) 
   std::vector<Finding> findings = checkQueue(open);
   if (!filterFolder.empty()) {
     findings.push_back(checkFilterProgram(filterFolder));
-    if (auto lacks = checkKernel(Confinement::means())) findings.push_back(*std::move(lacks));
+    if (auto lacks = checkKernel(ConfinementMeans::ofThisKernel()))
+      findings.push_back(*std::move(lacks));
   }
   if (const auto job = jobOnPrinter(open)) {
     findings.push_back(isPrinting(*job));

@@ -205,7 +205,7 @@ std::string remarkOnOldLevels(const PrintQueue& queue) {
   return showsAny ? "The levels that the queue shows are those of its last report." : "";
 }
 
-std::optional<Finding> checkKernel(const Confinement::Means& means) {
+std::optional<Finding> checkKernel(const ConfinementMeans& means) {
   if (means.areComplete()) return std::nullopt;
   if (means.hasSeccomp) {
     return good("the kernel has no Landlock; seccomp alone keeps queries from files");

@@ -7,7 +7,7 @@
 
 #include "queue/OpenQueue.h"
 #include "queue/Refresh.h"
-#include "system/Confinement.h"
+#include "system/ConfinementMeans.h"
 #include "text/Problem.h"
 
 namespace moxsupply {
@@ -44,7 +44,7 @@ Finding checkFilterProgram(const std::string& folder);
 
 // Whether what a printer sends is decoded by a process that can do nothing else; nothing where it
 // is.
-std::optional<Finding> checkKernel(const Confinement::Means& means);
+std::optional<Finding> checkKernel(const ConfinementMeans& means);
 
 // What one report of the queue shows, once all the rest is right.
 Finding checkReport(const Result<Refreshed>& report);
