@@ -351,7 +351,11 @@ std::vector<Finding> diagnose(OpenQueue& open, const std::string& filterFolder) 
   if (printsOverIpp(queue.deviceUri)) return {checkService(queue), ofIppQueue(queue)};
 
   std::vector<Finding> findings = checkQueue(open);
-  if (!filterFolder.empty()) findings.push_back(checkFilterProgram(filterFolder));
+  if (!filterFolder.empty()) {
+    findings.push_back(checkFilterProgram(filterFolder));
+    if (auto lacks = checkKernel(ConfinementMeans::ofThisKernel()))
+      findings.push_back(*std::move(lacks));
+  }
   if (const auto job = jobOnPrinter(open)) {
     findings.push_back(isPrinting(*job));
     return findings;

@@ -213,6 +213,18 @@ std::string remarkOnOldLevels(const PrintQueue& queue) {
   return showsAny ? "The levels that the queue shows are those of its last report." : "";
 }
 
+std::optional<Finding> checkKernel(const ConfinementMeans& means) {
+  if (means.areComplete()) return std::nullopt;
+  if (means.hasSeccomp) {
+    return good("the kernel has no Landlock; seccomp alone keeps queries from files");
+  }
+  return Finding{
+      .weight = Weight::kCostly,
+      .what = fmt::format("the kernel has {}",
+                          means.hasLandlock ? "no seccomp" : "neither seccomp nor Landlock"),
+      .advice = "What a printer sends is decoded by a process that may do more than that."};
+}
+
 Finding checkReport(const Result<Refreshed>& report) {
   if (!report) {
     return {.weight = Weight::kNoLevels,

@@ -1,11 +1,13 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "queue/OpenQueue.h"
 #include "queue/Refresh.h"
+#include "system/ConfinementMeans.h"
 #include "text/Problem.h"
 
 namespace moxsupply {
@@ -39,6 +41,10 @@ Finding checkService(const PrintQueue& queue);
 // Whether the print server runs the command filter in `folder`: it takes only programs, and folders
 // of programs, that belong to root and that nobody else may write.
 Finding checkFilterProgram(const std::string& folder);
+
+// Whether what a printer sends is decoded by a process that can do nothing else; nothing where it
+// is.
+std::optional<Finding> checkKernel(const ConfinementMeans& means);
 
 // What one report of the queue shows, once all the rest is right.
 Finding checkReport(const Result<Refreshed>& report);

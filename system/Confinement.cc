@@ -17,6 +17,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "system/ConfinementMeans.h"
 #include "system/MemoryFile.h"
 
 namespace moxsupply {
@@ -97,11 +98,6 @@ std::vector<sock_filter> callFilter() {
   return count == static_cast<ssize_t>(size) ? program : std::vector<sock_filter>();
 }
 
-// The version of Landlock that the kernel has; less than 1 where it has none.
-std::int64_t landlockVersion() {
-  return ::syscall(SYS_landlock_create_ruleset, nullptr, 0, LANDLOCK_CREATE_RULESET_VERSION);
-}
-
 // What this kernel's Landlock can refuse of files, a bit each: 13 kinds at first, and links between
 // folders, cutting files and commands to devices later on. 0 where it has none.
 std::uint64_t fileRights() {
@@ -113,12 +109,6 @@ std::uint64_t fileRights() {
 }
 
 }  // namespace
-
-Confinement::Means Confinement::means() {
-  // Asked without a filter, a kernel that has it says that there is none at this address.
-  const auto seccomp = ::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, nullptr);
-  return {seccomp == -1 && errno == EFAULT, landlockVersion() >= 1};
-}
 
 // A sanitizer looks into its own process and at files, and writes where it was told to.
 bool Confinement::isInForce() { return MOXSUPPLY_SANITIZED == 0; }

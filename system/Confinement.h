@@ -15,22 +15,13 @@ namespace moxsupply {
 // a later one may ask for others. What is refused does no harm.
 class Confinement {
  public:
-  // What the kernel has of it.
-  struct Means {
-    bool hasSeccomp = false;   // keeps the process from calls
-    bool hasLandlock = false;  // from files, whatever the call
-    [[nodiscard]] bool areComplete() const { return hasSeccomp && hasLandlock; }
-  };
-  [[nodiscard]] static Means means();
-
   // Whether it is asked for at all: a program that is built with a sanitizer does without.
   [[nodiscard]] static bool isInForce();
 
   // Confines this process as Landlock does, and from nothing else.
   static void giveUpFiles();
 
-  // Made ready once, by a process whose copies are to go in: it takes as long as they do all
-  // together.
+  // Makes what `enter` gives to the kernel: once, in the process whose copies are to go in.
   Confinement();
 
   // Confines this process, which must have one thread, as far as the kernel has the means.

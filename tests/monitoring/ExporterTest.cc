@@ -613,6 +613,7 @@ TEST(TheExporter, StartsAnotherQueryServerWhenItsOwnHasDied) {
   EXPECT_THAT(get(exporter.port(), probeOf(printer.uri())).body,
               HasSubstr("npa_probe_success 1\n"));
   EXPECT_NE(exporter.queryServer(), server);
+  EXPECT_TRUE(exporter.awaitQueries(0));
   EXPECT_EQ(socketsAmong(descriptorsOf(exporter.queryServer())), 1U) << "a client's, too";
 }
 

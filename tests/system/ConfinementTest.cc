@@ -22,6 +22,7 @@
 
 #include "system/Apart.h"
 #include "system/Confinement.h"
+#include "system/ConfinementMeans.h"
 #include "system/HandedDescriptor.h"
 #include "system/Pipe.h"
 
@@ -46,7 +47,7 @@ const std::string kRefused = std::to_string(EPERM);
 class ARoomWithoutDoors : public ::testing::Test {
  protected:
   void SetUp() override {
-    if (!Confinement::means().areComplete()) GTEST_SKIP() << "the kernel lacks it";
+    if (!ConfinementMeans::ofThisKernel().areComplete()) GTEST_SKIP() << "the kernel lacks it";
     if (!Confinement::isInForce()) GTEST_SKIP() << "sanitizers need doors";
   }
 };
