@@ -102,7 +102,8 @@ std::string capitalized(std::string text) {
 // What identifies a supply and how much it has printed, as far as the printer told it.
 std::string detailsOf(const Supply& supply, const Prospect* prospect, SuppliesLook look) {
   std::vector<std::string> details;
-  const std::string& part = supply.part.empty() && prospect ? prospect->part : supply.part;
+  const std::string& part =
+      supply.part.empty() && prospect != nullptr ? prospect->part : supply.part;
   if (!part.empty()) details.push_back("Part " + escaped(part, kLongestNumber));
   if (look == SuppliesLook::kPage && !supply.serial.empty()) {
     details.push_back("serial number " + escaped(supply.serial, kLongestNumber));
@@ -123,12 +124,12 @@ std::string moreOf(const Supply& supply, const Prospect* prospect, const Curve* 
                    SuppliesLook look) {
   std::string html;
   const bool isWhole = look == SuppliesLook::kPage;
-  if (curve) {
+  if (curve != nullptr) {
     html += isWhole ? largeCurve(*curve, supply.color,
-                                 prospect ? prospect->forecast.emptyAt : std::nullopt)
+                                 prospect != nullptr ? prospect->forecast.emptyAt : std::nullopt)
                     : smallCurve(*curve, supply.color);
   }
-  if (const std::string left = prospect ? timeLeft(*prospect, now) : ""; !left.empty()) {
+  if (const std::string left = prospect != nullptr ? timeLeft(*prospect, now) : ""; !left.empty()) {
     html += fmt::format("<p>{}{}</p>\n", capitalized(left),
                         isWhole && prospect->forecast.emptyAt
                             ? fmt::format(": {}.", escaped(prospect->forecast.because))
