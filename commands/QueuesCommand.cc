@@ -7,6 +7,7 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <ranges>
 #include <set>
 #include <string>
 #include <vector>
@@ -21,7 +22,9 @@
 #include "renderings/SupplyJson.h"
 #include "renderings/SupplyTable.h"
 #include "supplies/Attention.h"
+#include "text/Columns.h"
 #include "text/TerminalText.h"
+#include "text/Translated.h"
 
 namespace moxsupply {
 
@@ -70,68 +73,76 @@ KnownQueue known(PrintServer& server, PrintQueue queue, const EnabledQueues& ena
 
 std::string ageInWords(std::optional<seconds> age) {
   if (!age) return "-";
-  struct Unit {
-    seconds size;
-    std::string_view word;
-  };
-  constexpr std::array<Unit, 3> kUnits = {{{std::chrono::days(1), "day"},
-                                           {std::chrono::hours(1), "hour"},
-                                           {std::chrono::minutes(1), "minute"}}};
-  for (const Unit& unit : kUnits) {
-    const auto count = *age / unit.size;
-    if (count > 0) return fmt::format("{} {}{}", count, unit.word, count == 1 ? "" : "s");
+  const auto wholes = [&](seconds unit) { return static_cast<std::size_t>(*age / unit); };
+  if (const auto count = wholes(std::chrono::days(1)); count > 0) {
+    return translatedCount(count, "{} day", "{} days", count);
   }
-  return "now";
+  if (const auto count = wholes(std::chrono::hours(1)); count > 0) {
+    return translatedCount(count, "{} hour", "{} hours", count);
+  }
+  if (const auto count = wholes(std::chrono::minutes(1)); count > 0) {
+    return translatedCount(count, "{} minute", "{} minutes", count);
+  }
+  // Translators: the age of levels, in the place of "5 minutes".
+  return translated("now");
 }
 
-std::string_view wordFor(Attention attention) {
-  return attention == Attention::kWrong ? "wrong cartridge" : wordOf(attention);
+// Empty where nothing is needed.
+std::string neededBy(const Supply& supply, Attention attention) {
+  const std::string name = forTerminal(supply.name);
+  switch (attention) {
+    case Attention::kNone:
+      return {};
+    case Attention::kLow:
+      return translated("{} low ({} %)", name, *supply.level);
+    case Attention::kEmpty:
+      return translated("{} empty", name);
+    case Attention::kMissing:
+      return translated("{} missing", name);
+    case Attention::kWrong:
+      break;
+  }
+  return translated("{} wrong cartridge", name);
 }
 
 // What needs somebody, or else that nothing does.
 std::string inWords(const KnownQueue& known) {
-  if (known.supplies.list.empty()) return known.isEnabled ? "no report yet" : "no levels";
+  if (known.supplies.list.empty()) {
+    return known.isEnabled ? translated("no report yet") : translated("no levels");
+  }
   std::string needs;
   const Supply* lowest = nullptr;
   for (const Supply& supply : known.supplies.list) {
-    const Attention attention = attentionOf(supply, known.measure);
-    if (attention != Attention::kNone) {
-      needs += fmt::format("{}{} {}", needs.empty() ? "" : ", ", forTerminal(supply.name),
-                           wordFor(attention));
-      if (attention == Attention::kLow) needs += fmt::format(" ({} %)", *supply.level);
-    }
+    const std::string needed = neededBy(supply, attentionOf(supply, known.measure));
+    if (!needed.empty() && !needs.empty()) needs += translated(", ");
+    needs += needed;
     const bool counts = isCartridge(supply) && supply.level;
     if (counts && (lowest == nullptr || *supply.level < *lowest->level)) lowest = &supply;
   }
   if (!needs.empty()) return needs;
   const std::string count = countedSupplies(known.supplies.list.size());
-  if (lowest == nullptr) return count + ", ok";
-  return fmt::format("{}, ok; lowest: {} {} %", count, forTerminal(lowest->name), *lowest->level);
+  if (lowest == nullptr) return translated("{}, ok", count);
+  return translated("{}, ok; lowest: {} {} %", count, forTerminal(lowest->name), *lowest->level);
 }
 
 std::string table(const std::vector<KnownQueue>& queues) {
   constexpr int kGap = 2;
   constexpr int kMostNameColumns = 30;
-  if (queues.empty()) return "The print server has no queues.\n";
-  const std::string_view heading = "QUEUE";
-  int nameColumns = columnsOf(heading);
-  int ageColumns = columnsOf("AGE");
+  constexpr int kFewestColumns = 20;  // of what is said of the supplies
+  if (queues.empty()) return translated("The print server has no queues.") + '\n';
+  std::vector<std::vector<std::string>> rows = {
+      {translated("QUEUE"), translated("AGE"), translated("SUPPLIES")}};
   for (const KnownQueue& known : queues) {
-    nameColumns = std::max(nameColumns, columnsOf(forTerminal(known.queue.name)));
-    ageColumns = std::max(ageColumns, columnsOf(ageInWords(known.age)));
+    rows.push_back({cutToColumns(forTerminal(known.queue.name), kMostNameColumns),
+                    ageInWords(known.age), inWords(known)});
   }
-  nameColumns = std::min(nameColumns, kMostNameColumns);
-  const auto line = [&](std::string_view name, std::string_view age, std::string_view supplies) {
-    const std::string shown = cutToColumns(name, nameColumns);
-    const int rest = columnsOfOutput() - nameColumns - ageColumns - 2 * kGap;
-    return fmt::format("{}{:{}}{:<{}}{}\n", shown, "", nameColumns - columnsOf(shown) + kGap, age,
-                       ageColumns + kGap, cutToColumns(supplies, std::max(rest, 20)));
+  const auto widthOf = [&rows](std::size_t column) {
+    const auto width = [column](const auto& row) { return columnsOf(row[column]); };
+    return std::ranges::max(rows | std::views::transform(width));
   };
-  std::string text = line(heading, "AGE", "SUPPLIES");
-  for (const KnownQueue& known : queues) {
-    text += line(forTerminal(known.queue.name), ageInWords(known.age), inWords(known));
-  }
-  return text;
+  const int rest = columnsOfOutput() - widthOf(0) - widthOf(1) - 2 * kGap;
+  for (auto& row : rows) row[2] = cutToColumns(row[2], std::max(rest, kFewestColumns));
+  return inColumns(rows);
 }
 
 // ---- For programs
@@ -227,7 +238,11 @@ Command queuesCommand() {
           "--format", *format,
           {{"table", Format::kTable}, {"json", Format::kJson}, {"list", Format::kList}}, "FORMAT",
           "table; json; list, for the exporter (table)")},
-      .run = [format] { return runQueues(*format); },
+      .run =
+          [format] {
+            if (*format == Format::kTable) speakTheReadersLanguage();
+            return runQueues(*format);
+          },
   };
 }
 

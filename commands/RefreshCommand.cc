@@ -15,6 +15,7 @@
 #include "renderings/SupplyTable.h"
 #include "text/ShellWord.h"
 #include "text/TerminalText.h"
+#include "text/Translated.h"
 
 namespace moxsupply {
 
@@ -30,17 +31,20 @@ struct RefreshOptions {
 };
 
 std::string titleOf(const PrintQueue& queue) {
-  return fmt::format("{}, {} {}\n\n", forTerminal(queue.name), queue.markerNames.size(),
-                     queue.markerNames.size() == 1 ? "supply" : "supplies");
+  return fmt::format("{}, {}\n\n", forTerminal(queue.name),
+                     countedSupplies(queue.markerNames.size()));
 }
 
 Problem didNotAnswer(const PrintQueue& queue) {
-  return {.what = fmt::format(
-              "the printer of \"{}\" gave no levels; {}", forTerminal(queue.name),
-              queue.markerNames.empty() ? "it never has" : "those shown are its last ones"),
-          .advice = fmt::format(
-              "Is it switched on and awake? `moxsupply doctor {}` looks for the reason.",
-              shellWord(queue.name))};
+  const std::string name = forTerminal(queue.name);
+  return {.what = queue.markerNames.empty()
+                      ? translated("the printer of \"{}\" gave no levels; it never has", name)
+                      : translated("the printer of \"{}\" gave no levels; those shown are its last "
+                                   "ones",
+                                   name),
+          .advice =
+              translated("Is it switched on and awake? `moxsupply doctor {}` looks for the reason.",
+                         shellWord(queue.name))};
 }
 
 int refreshOne(const RefreshOptions& options) {
@@ -67,7 +71,7 @@ int refreshOne(const RefreshOptions& options) {
 
 std::string resultInWords(const Result<Refreshed>& refreshed) {
   if (!refreshed) return refreshed.error().what;
-  if (refreshed->queue.hasReason(kDoesNotAnswer)) return "no answer";
+  if (refreshed->queue.hasReason(kDoesNotAnswer)) return translated("no answer");
   return countedSupplies(refreshed->queue.markerNames.size());
 }
 
@@ -130,7 +134,11 @@ Command refreshCommand() {
                   seconds("--deadline", options->deadline, {.least = 1},
                           "longest wait for each queue (60)"),
                   coloring(options->coloring)},
-      .run = [options] { return runRefresh(*options); },
+      .run =
+          [options] {
+            speakTheReadersLanguage();
+            return runRefresh(*options);
+          },
   };
 }
 
