@@ -6,9 +6,11 @@
 #include <array>
 #include <string_view>
 
+#include "renderings/ToldStatuses.h"
 #include "supplies/Attention.h"
 #include "supplies/Words.h"
 #include "text/HarmlessText.h"
+#include "text/Translated.h"
 
 namespace moxsupply {
 
@@ -67,21 +69,16 @@ std::string publishable(std::string_view text, std::size_t mostBytes) {
   return harmlessLine(line, mostBytes);
 }
 
-// What goes behind the name of a supply in the message.
-struct StatusWords {
-  SupplyStatus status;
-  std::string_view words;
-};
-constexpr std::array<StatusWords, 4> kStatusWords = {{
-    {SupplyStatus::kMissing, "is missing"},
-    {SupplyStatus::kInvalid, "is not valid in this printer"},
-    {SupplyStatus::kIncorrect, "is the wrong cartridge"},
-    {SupplyStatus::kEmpty, "is empty"},
-}};
+// What is between two clauses of the message, in every language.
 constexpr std::string_view kBetween = "; ";
 
-std::string_view wordsFor(SupplyStatus status) {
-  return std::ranges::find(kStatusWords, status, &StatusWords::status)->words;
+// What a message may say of a status, as kToldStatuses has it: text with {} for the supply's name.
+std::string clauseOf(std::string_view text, std::string_view name) {
+  constexpr std::string_view kName = "{}";
+  const std::size_t at = std::min(text.find(kName), text.size() - kName.size());
+  const std::string clause =
+      fmt::format("{}{}{}", text.substr(0, at), name, text.substr(at + kName.size()));
+  return publishable(clause, std::string::npos);
 }
 
 // Empty where nothing is needed.
@@ -91,14 +88,18 @@ std::string neededBy(const Supply& supply) {
     case Attention::kNone:
       return {};
     case Attention::kLow:
-      return fmt::format("{} is low ({} %)", name, *supply.level);
+      return translated("{} is low ({} %)", name, *supply.level);
     case Attention::kEmpty:
-      return fmt::format("{} {}", name, wordsFor(SupplyStatus::kEmpty));
+      return translated("{} is empty", name);
     case Attention::kMissing:
+      return translated("{} is missing", name);
     case Attention::kWrong:
       break;
   }
-  return fmt::format("{} {}", name, wordsFor(supply.status));
+  if (supply.status == SupplyStatus::kIncorrect) {
+    return translated("{} is the wrong cartridge", name);
+  }
+  return translated("{} is not valid in this printer", name);
 }
 
 std::string messageOf(const Supplies& supplies) {
@@ -167,8 +168,8 @@ Color colorPublishedAs(std::string_view published) {
 
 SupplyStatus statusToldBy(std::string_view message, std::string_view markerName) {
   const std::string clauses = fmt::format("{0}{1}{0}", kBetween, message);
-  for (const auto& [status, words] : kStatusWords) {
-    const std::string clause = fmt::format("{0}{1} {2}{0}", kBetween, markerName, words);
+  for (const auto& [status, text] : kToldStatuses) {
+    const std::string clause = fmt::format("{0}{1}{0}", kBetween, clauseOf(text, markerName));
     if (clauses.find(clause) != std::string::npos) return status;
   }
   return SupplyStatus::kCorrect;

@@ -33,8 +33,9 @@ MarkerAttributes markerAttributes(const Supplies& supplies);
 // The colour that is published so; none for one that is not ours.
 Color colorPublishedAs(std::string_view published);
 
-// The status that a published message tells of the supply with this marker name. A status has no
-// list of its own at the print server, and a level does not say that a cartridge is the wrong one.
+// The status that a published message tells of the supply with this marker name, in whatever
+// language it was published. A status has no list of its own at the print server, and a level does
+// not say that a cartridge is the wrong one.
 SupplyStatus statusToldBy(std::string_view message, std::string_view markerName);
 
 // A supply's name as it can be published: one line of harmless UTF-8 without blanks at its ends, of

@@ -157,6 +157,28 @@ TEST(Messages, KeepTheirPlaceholders) {
   }
 }
 
+// What goes to the print server: it keeps no commas in a message.
+TEST(Messages, HaveNoCommasForThePrintServer) {
+  const auto isSentence = [](const std::string& text) {
+    return text.ends_with('.') || text.ends_with('?');
+  };
+  for (const fs::path& source : catalogSources()) {
+    SCOPED_TRACE(source);
+    int looked = 0;
+    for (const Entry& entry : entriesOf(source)) {
+      const bool isOutcome = entry.references.find("supplies/Outcome.h") != std::string::npos &&
+                             !isSentence(entry.originals.front());
+      const bool isOfStatus =
+          entry.references.find("renderings/MarkerAttributes") != std::string::npos;
+      if (!isOutcome && !isOfStatus) continue;
+      ++looked;
+      EXPECT_EQ(entry.translations.front().find(','), std::string::npos)
+          << entry.translations.front();
+    }
+    EXPECT_GE(looked, 13);
+  }
+}
+
 struct Language {
   std::string locale;
   Texts inLevels;
