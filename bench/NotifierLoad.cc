@@ -1,7 +1,8 @@
 // What the notifier costs those who print, and how soon it brings levels: twenty queues, whose
 // printers take one connection at a time, get the same jobs at the same times in a print server
 // without it and in one with it.
-//   notifier-load [JOBS [PAUSE]]      1040 jobs in all; a pause of 5 seconds
+//   notifier-load [JOBS [PAUSE [GAP]]]   1040 jobs in all, at most 2000; a pause of 5 seconds; 4
+//                                        seconds between two jobs of a queue on the average
 
 #include <cups/cups.h>
 #include <fmt/format.h>
@@ -19,6 +20,7 @@
 #include <exception>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -47,9 +49,8 @@ using Milliseconds = std::chrono::duration<double, std::milli>;
 using namespace std::chrono_literals;
 
 constexpr int kQueues = 20;
-constexpr auto kMeanGap = 4000ms;  // between two jobs of a queue
-constexpr auto kAnswer = 30ms;     // what the printer takes for an answer
-constexpr auto kPage = 200ms;      // and for a page
+constexpr auto kAnswer = 30ms;  // what the printer takes for an answer
+constexpr auto kPage = 200ms;   // and for a page
 constexpr auto kSoon = 5s;
 constexpr std::uint32_t kFull = 100;  // percent; each page takes one
 
@@ -174,14 +175,20 @@ void lookAtLevels(http_t* http, Seen& seen) {
   ippDelete(answer);
 }
 
+struct Load {
+  int jobs = 0;                // of a queue
+  std::chrono::seconds pause;  // of the notifier
+  std::chrono::seconds gap;    // between two jobs of a queue, on the average
+};
+
 // When each job of a queue is submitted, from the beginning; the same in every run.
-std::vector<Milliseconds> schedule(int queue, int jobs) {
+std::vector<Milliseconds> schedule(int queue, const Load& load) {
   std::mt19937 random(static_cast<std::uint32_t>(queue));
-  std::exponential_distribution<double> gap(1 / Milliseconds(kMeanGap).count());
+  std::exponential_distribution<double> gap(1 / Milliseconds(load.gap).count());
   std::vector<Milliseconds> times;
-  times.reserve(static_cast<std::size_t>(jobs));
+  times.reserve(static_cast<std::size_t>(load.jobs));
   Milliseconds time{0};
-  for (int i = 0; i < jobs; ++i) times.push_back(time += Milliseconds(gap(random)));
+  for (int i = 0; i < load.jobs; ++i) times.push_back(time += Milliseconds(gap(random)));
   return times;
 }
 
@@ -197,11 +204,11 @@ struct Run {
 };
 
 void submitAll(const std::string& socket, const std::string& file, int queue, Time start,
-               std::vector<Time>& submitted, int jobs) {
+               std::vector<Time>& submitted, const Load& load) {
   const Http http = connect(socket);
   cups_option_t* options = nullptr;
   const int count = cupsAddOption("raw", "true", 0, &options);
-  for (const Milliseconds time : schedule(queue, jobs)) {
+  for (const Milliseconds time : schedule(queue, load)) {
     std::this_thread::sleep_until(start + std::chrono::duration_cast<Clock::duration>(time));
     submitted.push_back(Clock::now());
     const int job = cupsPrintFile2(http.get(), queueName(queue).c_str(), file.c_str(), "A page",
@@ -211,8 +218,8 @@ void submitAll(const std::string& socket, const std::string& file, int queue, Ti
   cupsFreeOptions(count, options);
 }
 
-Run take(bool withNotifier, int jobsPerQueue, std::chrono::seconds pause) {
-  const testing::PrivatePrintServer cups(testing::PrivatePrintServer::Policy::kOpen, pause);
+Run take(bool withNotifier, const Load& load) {
+  const testing::PrivatePrintServer cups(testing::PrivatePrintServer::Policy::kOpen, load.pause);
   // Without it every job asks for SNMP for four seconds, which `enable` would take away.
   const std::string driver = testing::driver("*cupsSNMPSupplies: False\n");
   std::vector<std::unique_ptr<Printer>> printers;
@@ -243,10 +250,10 @@ Run take(bool withNotifier, int jobsPerQueue, std::chrono::seconds pause) {
   for (int queue = 0; queue < kQueues; ++queue) {
     submitting.emplace_back(submitAll, socket, file, queue, start,
                             std::ref(run.queues[static_cast<std::size_t>(queue)].submitted),
-                            jobsPerQueue);
+                            std::cref(load));
   }
   for (std::thread& thread : submitting) thread.join();
-  std::this_thread::sleep_for(pause + 2 * kSoon);  // for the last ones
+  std::this_thread::sleep_for(load.pause + 2 * kSoon);  // for the last ones
   isOver = true;
   looking.join();
   for (std::size_t queue = 0; queue < printers.size(); ++queue) {
@@ -343,11 +350,14 @@ void show(const Run& without, const Run& with, std::chrono::seconds pause) {
              quantile(seen, 0.5), quantile(seen, 0.95), quantile(seen, 1));
 }
 
-int run(int jobs, std::chrono::seconds pause) {
-  const int jobsPerQueue = jobs / kQueues;
-  const Run without = take(false, jobsPerQueue, pause);
-  const Run with = take(true, jobsPerQueue, pause);
-  show(without, with, pause);
+int run(const Load& load) {
+  // The level tells the jobs of a queue apart.
+  if (load.jobs < 1 || load.jobs > static_cast<int>(kFull)) {
+    throw std::runtime_error(fmt::format("expected {} to {} jobs", kQueues, kFull * kQueues));
+  }
+  const Run without = take(false, load);
+  const Run with = take(true, load);
+  show(without, with, load.pause);
   return EXIT_SUCCESS;
 }
 
@@ -355,8 +365,12 @@ int run(int jobs, std::chrono::seconds pause) {
 }  // namespace moxsupply
 
 int main(int argc, char** argv) try {
-  const int jobs = argc > 1 ? std::atoi(argv[1]) : 1040;
-  return moxsupply::run(jobs, std::chrono::seconds(argc > 2 ? std::atoi(argv[2]) : 5));
+  const auto number = [&](int place, int otherwise) {
+    return argc > place ? std::atoi(argv[place]) : otherwise;
+  };
+  return moxsupply::run({.jobs = number(1, 1040) / moxsupply::kQueues,
+                         .pause = std::chrono::seconds(number(2, 5)),
+                         .gap = std::chrono::seconds(number(3, 4))});
 } catch (const std::exception& error) {
   std::fprintf(stderr, "notifier-load: %s\n", error.what());
   return EXIT_FAILURE;

@@ -33,7 +33,7 @@ bool wantsColor(Coloring when) {
 
 // (A terminal that shows ASCII alone would show few letters of some languages.)
 void speakTheReadersLanguage() {
-  if (localeIsUtf8()) translateMessages(CATALOGS_FROM_PROGRAMS);
+  if (localeIsUtf8()) translateMessages();
 }
 
 int print(std::string_view command, std::string_view text, int output) {

@@ -17,7 +17,6 @@
 #include "queue/QueueSettings.h"
 #include "queue/Subscription.h"
 #include "supplies/Supplies.h"
-#include "text/Decimal.h"
 #include "text/ShellWord.h"
 #include "text/TerminalText.h"
 #include "values/Status.h"
@@ -72,6 +71,7 @@ Result<bool> enable(OpenQueue& open, const PpdSettings& settings) {
   const auto remembered = changeEnabledQueues([&](EnabledQueues& queues) {
     queues[name].kind = settings.kind;
     queues[name].afterJobs = settings.afterJobs;
+    queues[name].low = settings.lowLevel;
   });
   if (!remembered) return tl::unexpected(remembered.error());
   if (!isNew) return false;
@@ -112,14 +112,11 @@ int enableOne(const EnableOptions& options) {
 std::optional<PpdSettings> settingsOf(const OpenQueue& open) {
   if (!hasSupplyReports(open.ppd)) return std::nullopt;
   const auto ppd = PpdFile::fromText(open.ppd);
-  const auto number = [&ppd](const char* keyword) {
-    return decimal(ppd ? ppd->value(keyword).value_or("") : "");
-  };
-  const auto kind = printerKindOf(ppd ? ppd->value("moxPrinterType").value_or("") : "");
-  const auto timeout = number("moxTimeout");
-  const auto deadline = number("moxDeadline");
-  if (!kind || !timeout || !deadline) return std::nullopt;
-  return PpdSettings{*kind, *timeout, *deadline, asksAfterJobs(open.ppd)};
+  if (!ppd) return std::nullopt;
+  const auto settings = queueSettings(*ppd, "", open.queue.deviceUri);
+  if (!settings) return std::nullopt;
+  return PpdSettings{settings->kind, settings->timeout, settings->deadline, asksAfterJobs(open.ppd),
+                     settings->lowLevel};
 }
 
 // As which the printer answers.
@@ -196,11 +193,10 @@ Command enableCommand() {
   return {
       .name = kCommand,
       .usage =
-          "moxsupply enable QUEUE --type laser|inkjet [--no-after-jobs] [--timeout SECONDS]\n"
-          "                 [--deadline SECONDS]\n"
-          "       moxsupply enable --all [--type laser|inkjet] [--no-after-jobs] [--timeout "
-          "SECONDS]\n"
-          "                 [--deadline SECONDS]",
+          "moxsupply enable QUEUE --type laser|inkjet [--low PERCENT] [--no-after-jobs]\n"
+          "                 [--timeout SECONDS] [--deadline SECONDS]\n"
+          "       moxsupply enable --all [--type laser|inkjet] [--low PERCENT] [--no-after-jobs]\n"
+          "                 [--timeout SECONDS] [--deadline SECONDS]",
       .about =
           "Let a print queue report its printer's supplies.\n"
           "\n"
@@ -217,7 +213,7 @@ Command enableCommand() {
       .footer =
           "Examples:\n"
           "  sudo moxsupply enable office --type laser\n"
-          "  sudo moxsupply enable --all\n"
+          "  sudo moxsupply enable --all --low 15\n"
           "\n"
           "Exit status: 0 the queue is set up; 1 the print server refused; 2 the arguments are "
           "wrong, "
@@ -225,6 +221,9 @@ Command enableCommand() {
           "the queue cannot report supplies.\n",
       .options = {queue, flag("--all", options->all, "all queues whose printers answer"),
                   typeOption(*options),
+                  percentage("--low", options->settings.lowLevel,
+                             "low at this level and below (10)",
+                             {.least = kLeastLowLevel, .most = kMostLowLevel}),
                   flag("--no-after-jobs", options->noAfterJobs,
                        "do not ask the printer after print jobs"),
                   seconds("--timeout", options->settings.timeout, {.least = 1},

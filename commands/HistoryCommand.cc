@@ -183,8 +183,13 @@ std::string levelInWords(const Level& level) {
   return level.error() == NoLevel::kMissing ? "missing" : "unknown";
 }
 
+// To the second, in UTC, however it was written.
+std::string timeForPeople(Moment moment) {
+  return momentAsText(std::chrono::floor<std::chrono::seconds>(moment));
+}
+
 std::string rowsOf(const Reading& reading) {
-  const std::string begin = cell(forTerminal(reading.time), kTimeColumns) +
+  const std::string begin = cell(timeForPeople(reading.moment), kTimeColumns) +
                             cell(forTerminal(reading.printer), kPrinterColumns);
   if (reading.supplies.empty()) return begin + "no supplies\n";
   std::string rows;
@@ -198,7 +203,7 @@ std::string rowsOf(const Reading& reading) {
 }
 
 std::string rowOf(const SupplyEvent& event) {
-  return cell(forTerminal(event.time), kTimeColumns) +
+  return cell(timeForPeople(event.moment), kTimeColumns) +
          cell(forTerminal(event.printer), kPrinterColumns) + fmt::format("{:>3}  ", event.supply) +
          cell(std::string(wordOf(event.event)), kEventColumns) + forTerminal(event.because) + '\n';
 }

@@ -12,6 +12,7 @@
 #include <string_view>
 #include <utility>
 
+#include "commands/Part.h"
 #include "history/Reading.h"
 #include "links/DeviceUri.h"
 #include "links/Recording.h"
@@ -123,25 +124,6 @@ int runLevels(const LevelsOptions& options) {
 }
 
 // ---- Several printers, each asked by a process of its own.
-
-// What asking one of several has brought.
-struct Part {
-  int exitStatus = kExitFailed;
-  std::string output;
-  std::string errors;
-};
-
-// As it comes from the process: the exit status as a letter, and what goes to standard output, up
-// to a byte 0.
-std::string packed(const Part& part) {
-  return static_cast<char>('0' + part.exitStatus) + part.output + '\0' + part.errors;
-}
-
-std::optional<Part> unpacked(const std::string& text) {
-  const std::size_t end = text.find('\0');
-  if (end == std::string::npos) return std::nullopt;
-  return Part{text.front() - '0', text.substr(1, end - 1), text.substr(end + 1)};
-}
 
 // As JSON every printer has its line, also one that could not be asked: nothing came from it.
 std::string nothingFrom(const LevelsOptions& options) {

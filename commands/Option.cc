@@ -88,8 +88,8 @@ Option seconds(std::string name, std::uint32_t& place, const Bounds& bounds, std
                 std::move(help));
 }
 
-Option percentage(std::string name, int& place, std::string help) {
-  return number(std::move(name), place, {0, 100}, "a percentage", "PERCENT", std::move(help));
+Option percentage(std::string name, int& place, std::string help, const Bounds& bounds) {
+  return number(std::move(name), place, bounds, "a percentage", "PERCENT", std::move(help));
 }
 
 Option coloring(Coloring& place) {

@@ -46,7 +46,8 @@ struct Bounds {
                                  std::string value, std::string help);
 [[nodiscard]] Option seconds(std::string name, std::uint32_t& place, const Bounds& bounds,
                              std::string help);
-[[nodiscard]] Option percentage(std::string name, int& place, std::string help);
+[[nodiscard]] Option percentage(std::string name, int& place, std::string help,
+                                const Bounds& bounds = {.most = 100});
 
 // One of a few words, each of which means something.
 template <typename Meaning>

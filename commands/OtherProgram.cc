@@ -21,11 +21,13 @@ fs::path pathOf(const OtherProgram& program) {
 
 }  // namespace
 
+const OtherProgram kCupsProgram = {
+    CUPS_FROM_PROGRAMS, "print queues need the package moxsupply-cups, which is not installed"};
+const OtherProgram kHistoryProgram = {
+    HISTORY_FROM_PROGRAMS, "moxsupply-history, which remembers readings, is not installed"};
 const OtherProgram kMonitoringProgram = {
     MONITORING_FROM_PROGRAMS,
     "metrics need the package moxsupply-exporter, which is not installed"};
-const OtherProgram kHistoryProgram = {
-    HISTORY_FROM_PROGRAMS, "moxsupply-history, which remembers readings, is not installed"};
 
 int become(const OtherProgram& program, char* const* argv) {
   const fs::path path = pathOf(program);

@@ -6,14 +6,16 @@
 
 namespace moxsupply {
 
-// A program of ours that has the commands whose libraries would make every start of this one
-// slower. It takes the same arguments, and speaks in the name of moxsupply.
+// A program of ours that has commands whose libraries would make every start of this one slower, or
+// that not everybody wants installed. It takes the same arguments, and speaks in the name of
+// moxsupply.
 struct OtherProgram {
   std::string_view path;     // from the folder of this program
   std::string_view missing;  // what to say where it is not installed
 };
-extern const OtherProgram kMonitoringProgram;
+extern const OtherProgram kCupsProgram;
 extern const OtherProgram kHistoryProgram;
+extern const OtherProgram kMonitoringProgram;
 
 // Becomes that program. Returns, with the exit status and after a word on standard error, only when
 // it is not there.

@@ -24,9 +24,9 @@ const char* noPassword(const char* /*prompt*/, http_t* /*http*/, const char* /*m
   return nullptr;
 }
 
-Reading readingOf(const PrintQueue& queue, const std::string& uri) {
+Reading readingOf(const PrintQueue& queue, std::chrono::sys_seconds time, const std::string& uri) {
   Reading reading;
-  reading.moment = *queue.markersChanged;
+  reading.moment = time;
   reading.time = momentAsText(reading.moment);
   reading.printer = shownUri(uri);
   std::uint32_t number = 0;
@@ -54,8 +54,8 @@ int runQueueLevels() {
     queue.error().isMisuse = false;  // of the list, and not of this command
     return complain(kCommand, queue.error());
   }
-  const bool isRead = queue->markersChanged && !queue->markerNames.empty();
-  return print(kCommand, (isRead ? asJson(readingOf(*queue, uri)) : "") + '\n' +
+  const auto time = reportTimeOf(*queue);
+  return print(kCommand, (time ? asJson(readingOf(*queue, *time, uri)) : "") + '\n' +
                              shownUri(queue->deviceUri) + '\n');
 }
 

@@ -57,13 +57,9 @@ KnownQueue known(PrintServer& server, PrintQueue queue, const EnabledQueues& ena
   KnownQueue known;
   const auto remembered = enabled.find(queue.name);
   known.isEnabled = remembered != enabled.end() || isSetUp(server, queue);
-  if (remembered != enabled.end()) {
-    known.kind = remembered->second.kind;
-    known.measure.lowLevel = static_cast<int>(remembered->second.low);
-  }
-  if (queue.markersChanged && !queue.markerNames.empty()) {
-    known.age = std::max(now - *queue.markersChanged, seconds(0));
-  }
+  if (remembered != enabled.end()) known.kind = remembered->second.kind;
+  known.measure = measureOf(enabled, queue.name);
+  if (const auto time = reportTimeOf(queue)) known.age = std::max(now - *time, seconds(0));
   known.supplies = suppliesOf(queue);
   known.queue = std::move(queue);
   return known;
@@ -87,47 +83,19 @@ std::string ageInWords(std::optional<seconds> age) {
   return translated("now");
 }
 
-// Empty where nothing is needed.
-std::string neededBy(const Supply& supply, Attention attention) {
-  const std::string name = forTerminal(supply.name);
-  switch (attention) {
-    case Attention::kNone:
-      return {};
-    case Attention::kLow:
-      return translated("{} low ({} %)", name, *supply.level);
-    case Attention::kEmpty:
-      return translated("{} empty", name);
-    case Attention::kMissing:
-      return translated("{} missing", name);
-    case Attention::kWrong:
-      break;
-  }
-  return translated("{} wrong cartridge", name);
-}
-
 // What needs somebody, or else that nothing does.
 std::string inWords(const KnownQueue& known) {
   if (known.supplies.list.empty()) {
-    return known.isEnabled ? translated("no report yet") : translated("no levels");
+    return known.isEnabled && !known.queue.markersChanged ? translated("no report yet")
+                                                          : translated("no levels");
   }
-  std::string needs;
-  const Supply* lowest = nullptr;
-  for (const Supply& supply : known.supplies.list) {
-    const std::string needed = neededBy(supply, attentionOf(supply, known.measure));
-    if (!needed.empty() && !needs.empty()) needs += translated(", ");
-    needs += needed;
-    const bool counts = isCartridge(supply) && supply.level;
-    if (counts && (lowest == nullptr || *supply.level < *lowest->level)) lowest = &supply;
-  }
-  if (!needs.empty()) return needs;
-  const std::string count = countedSupplies(known.supplies.list.size());
-  if (lowest == nullptr) return translated("{}, ok", count);
-  return translated("{}, ok; lowest: {} {} %", count, forTerminal(lowest->name), *lowest->level);
+  if (auto needs = needsInWords(known.supplies, known.measure); !needs.empty()) return needs;
+  return okInWords(known.supplies);
 }
 
 std::string table(const std::vector<KnownQueue>& queues) {
-  constexpr int kGap = 2;
   constexpr int kMostNameColumns = 30;
+  constexpr int kGap = 2;
   constexpr int kFewestColumns = 20;  // of what is said of the supplies
   if (queues.empty()) return translated("The print server has no queues.") + '\n';
   std::vector<std::vector<std::string>> rows = {

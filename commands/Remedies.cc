@@ -14,6 +14,7 @@ std::string enableCommand(const Remedy& remedy, std::string_view type) {
       fmt::format("sudo moxsupply enable {} --type {}", shellWord(remedy.subject), type);
   if (remedy.timeout != 0) command += fmt::format(" --timeout {}", remedy.timeout);
   if (remedy.deadline != 0) command += fmt::format(" --deadline {}", remedy.deadline);
+  if (remedy.lowLevel != 0) command += fmt::format(" --low {}", remedy.lowLevel);
   return command;
 }
 

@@ -3,17 +3,13 @@
 #include <cstdio>
 #include <exception>
 #include <span>
+#include <string_view>
 
 #include "commands/CheckCommand.h"
 #include "commands/CommandLine.h"
 #include "commands/DecodeCommand.h"
-#include "commands/DisableCommand.h"
-#include "commands/DoctorCommand.h"
-#include "commands/EnableCommand.h"
 #include "commands/LevelsCommand.h"
 #include "commands/OtherProgram.h"
-#include "commands/QueuesCommand.h"
-#include "commands/RefreshCommand.h"
 #include "commands/ReportCommand.h"
 #include "commands/SimulateCommand.h"
 
@@ -22,6 +18,9 @@ int main(int argc, char** argv) try {
   std::setlocale(LC_CTYPE, "");     // what the terminal can show
   std::setlocale(LC_MESSAGES, "");  // the language of the supplies' names
 
+  const auto ofQueues = [argv](std::string_view name, std::string_view about) {
+    return commandOf(kCupsProgram, name, about, argv);
+  };
   const auto asMetrics = [argv](const auto&) { return become(kMonitoringProgram, argv); };
   const std::array<Program::Subcommand, 14> commands = {{
       {"levels", [&] { return levelsCommand(asMetrics); }},
@@ -46,11 +45,24 @@ int main(int argc, char** argv) try {
          return commandOf(kHistoryProgram, "orders",
                           "Tell which cartridges to buy so that no printer runs out.", argv);
        }},
-      {"queues", queuesCommand},
-      {"refresh", refreshCommand},
-      {"enable", enableCommand},
-      {"disable", disableCommand},
-      {"doctor", doctorCommand},
+      {"queues",
+       [&] {
+         return ofQueues("queues", "Show what the print server knows of all queues' supplies.");
+       }},
+      {"refresh",
+       [&] {
+         return ofQueues("refresh",
+                         "Have a print queue report its printer's levels now, and show them.");
+       }},
+      {"enable",
+       [&] { return ofQueues("enable", "Let a print queue report its printer's supplies."); }},
+      {"disable",
+       [&] {
+         return ofQueues("disable",
+                         "Take away again what `moxsupply enable` added to a print queue.");
+       }},
+      {"doctor",
+       [&] { return ofQueues("doctor", "Find out why a print queue shows no supply levels."); }},
       {"report", reportCommand},
       {"decode", decodeCommand},
       {"simulate", simulateCommand},

@@ -13,6 +13,7 @@
 #include "system/ProcessStatus.h"
 #include "system/ReadFile.h"
 #include "system/ReplaceFile.h"
+#include "text/Decimal.h"
 
 namespace moxsupply {
 
@@ -69,7 +70,11 @@ PublishedMarkers::PublishedMarkers(const std::string& cacheFolder, const std::st
   std::istringstream file(contentOf(mPath));
   std::string origin;
   std::string message;
-  if (!std::getline(file, origin) || !std::getline(file, message)) return;
+  std::string reported;
+  if (!std::getline(file, origin) || !std::getline(file, reported)) return;
+  if (!std::getline(file, message)) return;
+  const auto seconds = decimal(reported);
+  if (seconds.value_or(0) > 0) mReported.emplace(std::chrono::seconds(*seconds));
   std::string lists(std::istreambuf_iterator<char>(file), {});
   mHasLevels = !lists.empty();
   if (origin != mOrigin) return;
@@ -86,20 +91,24 @@ void PublishedMarkers::publishLists(const std::vector<std::string>& lines) {
 }
 
 void PublishedMarkers::publishMessage(const std::string& line) {
-  sendToScheduler(line);
-  if (line == mMessage) return;
+  mReported = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
   mMessage = line;
+  sendToScheduler(line);
   save();
 }
 
 void PublishedMarkers::publishNewMessage(const std::string& line) {
-  if (line != mMessage) publishMessage(line);
+  if (line == mMessage) return;
+  mMessage = line;
+  sendToScheduler(line);
+  save();
 }
 
 void PublishedMarkers::forget() {
   mLists.clear();
   mMessage.clear();
   mHasLevels = false;
+  mReported.reset();
   if (!mPath.empty()) ::unlink(mPath.c_str());
 }
 
@@ -107,7 +116,9 @@ void PublishedMarkers::save() const {
   if (mPath.empty()) return;
   const std::string message = mMessage.empty() ? "\n" : mMessage;
   const std::string_view lists = mLists.empty() && mHasLevels ? kUnknownLists : mLists;
-  static_cast<void>(replaceFile(mPath, fmt::format("{}\n{}{}", mOrigin, message, lists), 0600));
+  const auto seconds = mReported ? mReported->time_since_epoch().count() : 0;
+  static_cast<void>(
+      replaceFile(mPath, fmt::format("{}\n{}\n{}{}", mOrigin, seconds, message, lists), 0600));
 }
 
 }  // namespace moxsupply

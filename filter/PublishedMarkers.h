@@ -1,5 +1,7 @@
 #pragma once
 
+#include <chrono>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -28,6 +30,9 @@ class PublishedMarkers {
   // Whether levels of this queue were published before, also by an earlier print server.
   [[nodiscard]] bool hasLevels() const { return mHasLevels; }
 
+  // When the printer last answered; nothing where that was before it was remembered.
+  [[nodiscard]] std::optional<std::chrono::sys_seconds> reported() const { return mReported; }
+
   // Remembers nothing any more.
   void forget();
 
@@ -42,6 +47,7 @@ class PublishedMarkers {
   std::string mLists;
   std::string mMessage;
   bool mHasLevels = false;
+  std::optional<std::chrono::sys_seconds> mReported;
 };
 
 }  // namespace moxsupply

@@ -79,17 +79,18 @@ std::optional<ServedJob> servedJob(const std::string& id, const std::string& use
   return ServedJob{queue, static_cast<int>(*number), user};
 }
 
-void endJob(const ServedJob& job, std::chrono::milliseconds patience) {
+void endJob(const ServedJob& job, HasAnswered hasAnswered, std::chrono::milliseconds patience) {
   // A backend that ends before it is told that nothing more comes has failed: the printer has reset
   // the connection, say. The print server would hold its job back and try it again in five minutes.
-  const bool hasFailed = backChannelEndsBy(Clock::now() + std::chrono::milliseconds(1));
+  const bool endedBefore = backChannelEndsBy(Clock::now() + std::chrono::milliseconds(1));
   const FileDescriptor nowhere(::open("/dev/null", O_WRONLY | O_CLOEXEC));
   ::dup2(nowhere.get(), STDOUT_FILENO);
-  if (!hasFailed && backChannelEndsBy(Clock::now() + patience)) return;
+  const bool hasEnded = endedBefore || backChannelEndsBy(Clock::now() + patience);
+  if (hasEnded && !endedBefore && hasAnswered == HasAnswered::kYes) return;
 
-  tellScheduler("DEBUG",
-                hasFailed ? "The CUPS backend has failed; its job is cancelled."
-                          : "The CUPS backend still waits for the printer; its job is cancelled.");
+  tellScheduler("DEBUG", hasEnded ? "The CUPS backend may have failed; its job is cancelled."
+                                  : "The CUPS backend still waits for the printer; its job is "
+                                    "cancelled.");
   auto server = PrintServer::connect();
   ::signal(SIGTERM, SIG_IGN);
   const auto cancelled = server.and_then(

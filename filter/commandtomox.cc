@@ -40,6 +40,7 @@
 #include "queue/QueueSettings.h"
 #include "renderings/MarkerAttributes.h"
 #include "renderings/StateReasons.h"
+#include "supplies/Attention.h"
 #include "supplies/Outcome.h"
 #include "supplies/Supplies.h"
 #include "supplies/Words.h"
@@ -136,24 +137,24 @@ void publishFailure(Status status, PublishedMarkers& markers, bool withLevels) {
   sendToScheduler(stateLineAdding(kDoesNotAnswer));
   if (withLevels) {
     const std::string ofLevels =
-        markers.hasLevels() ? ' ' + translated("The levels shown are those of its last report.")
-                            : "";
+        markers.hasLevels() ? ' ' + remarkOnLevelsOf(markers.reported()) : "";
     markers.publishNewMessage(markerMessageLine(why + ofLevels));
   }
   endReport();
 }
 
-void publish(const Supplies& supplies, PublishedMarkers& markers, bool withLevels) {
+void publish(const Supplies& supplies, const Measure& measure, PublishedMarkers& markers,
+             bool withLevels) {
   if (withLevels) {
-    const MarkerAttributes attributes = markerAttributes(supplies);
+    const MarkerAttributes attributes = markerAttributes(supplies, measure);
     if (attributes.names.empty()) {
       tellScheduler("WARNING", translated("The printer reports no supplies."));
-    } else {
+    } else if (tellsLevels(supplies) || markers.hasLevels()) {
       markers.publishLists(markerLines(attributes));
     }
     markers.publishMessage(markerMessageLine(attributes.message));
   }
-  sendToScheduler(stateLines(stateReasons(supplies)));
+  sendToScheduler(stateLines(stateReasons(supplies, measure)));
   endReport();
 }
 
@@ -230,7 +231,7 @@ int answer(const Commands& commands, const std::optional<ServedJob>& job,
   const std::string ppdPath = environment("PPD");
   if (const auto levels = levelsToForget(ppdPath)) {
     forget(*levels, ppdPath);
-    if (job) endJob(*job, kPatienceAfterFailure);
+    if (job) endJob(*job, HasAnswered::kNo, kPatienceAfterFailure);
     return EXIT_SUCCESS;
   }
   const std::string deviceUri = environment("DEVICE_URI");
@@ -252,7 +253,7 @@ int answer(const Commands& commands, const std::optional<ServedJob>& job,
          .advice = std::string(kOtherLinks)});
   }
 
-  translateMessages(CATALOGS_FROM_FILTERS);  // into the language of the job
+  translateMessages();  // into the language of the job
   endAtTheLatestAfter(settings->deadline);
   const Timetable times{std::chrono::seconds(settings->deadline)};
   PublishedMarkers markers(environment("CUPS_CACHEDIR"), environment("PRINTER"), ppdPath);
@@ -260,7 +261,9 @@ int answer(const Commands& commands, const std::optional<ServedJob>& job,
   const Report report = [&] {
     const QueryWatch watch("", {.all = times.query}, [&](const QueryWatch& /*watch*/) {
       publishFailure(Status::kNothingReceived, markers, commands.reportLevels);
-      if (job) endJob(*job, times.patienceUntilBackend(kPatienceAfterFailure));
+      if (job) {
+        endJob(*job, HasAnswered::kNo, times.patienceUntilBackend(kPatienceAfterFailure));
+      }
       ::_exit(commands.areRefused ? kStopsTheJob : EXIT_SUCCESS);
     });
     if (settings->transport == "usb" || !commands.others.empty()) drainBackChannel();
@@ -273,12 +276,14 @@ int answer(const Commands& commands, const std::optional<ServedJob>& job,
   if (hasFailed) {
     publishFailure(report.status, markers, commands.reportLevels);
   } else {
-    publish(suppliesFromReport(report.dictionary), markers, commands.reportLevels);
+    publish(suppliesFromReport(report.dictionary), {.lowLevel = settings->lowLevel}, markers,
+            commands.reportLevels);
   }
   // A cable's backend ends by itself, but not without its printer.
   const bool mayBeHeld = hasFailed || settings->transport != "usb";
   if (job && mayBeHeld) {
-    endJob(*job, times.patienceUntilBackend(hasFailed ? kPatienceAfterFailure : kPatience));
+    endJob(*job, hasFailed ? HasAnswered::kNo : HasAnswered::kYes,
+           times.patienceUntilBackend(hasFailed ? kPatienceAfterFailure : kPatience));
   }
   return EXIT_SUCCESS;
 }

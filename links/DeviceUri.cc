@@ -16,9 +16,11 @@ namespace moxsupply {
 namespace {
 
 // Over these a document is handed over, or written away, and nothing comes back. What a printer
-// would answer stays out, and what it is asked may come out on paper.
-constexpr auto kDocumentSchemes =
-    std::to_array<std::string_view>({"ipp", "ipps", "lpd", "http", "https", "file"});
+// would answer stays out, and what it is asked may come out on paper. (A queue of cups-browsed
+// sends its jobs on by IPP.)
+constexpr std::string_view kOfCupsBrowsed = "implicitclass";
+constexpr auto kDocumentSchemes = std::to_array<std::string_view>(
+    {"ipp", "ipps", "lpd", "http", "https", "file", kOfCupsBrowsed});
 
 // The same of services that are found by DNS-SD.
 constexpr auto kDocumentServices =
@@ -67,7 +69,8 @@ bool bringsAnswersBack(std::string_view uri) {
 
 bool printsOverIpp(std::string_view uri) {
   // (The print server takes http and https for other names of these.)
-  constexpr auto kSchemes = std::to_array<std::string_view>({"ipp", "ipps", "http", "https"});
+  constexpr auto kSchemes =
+      std::to_array<std::string_view>({"ipp", "ipps", "http", "https", kOfCupsBrowsed});
   constexpr auto kServices = std::to_array<std::string_view>({"._ipp._tcp", "._ipps._tcp"});
   const std::string_view scheme = uri.substr(0, uri.find(':'));
   const auto isScheme = [&](std::string_view other) { return isSame(scheme, other); };

@@ -32,6 +32,7 @@ struct Known {
   std::optional<PrinterKind> kind;
   std::uint32_t timeout = PpdSettings().timeout;    // seconds
   std::uint32_t deadline = PpdSettings().deadline;  // seconds
+  int lowLevel = kLowLevel;                         // percent
 
   // When the command filter gives the query up, to have the time to say so.
   [[nodiscard]] milliseconds queryTime() const {
@@ -45,7 +46,7 @@ Known knownOf(const OpenQueue& open) {
   if (!ppd) return {};
   const auto settings = queueSettings(*ppd, "", open.queue.deviceUri);
   if (!settings) return {};
-  return {settings->kind, settings->timeout, settings->deadline};
+  return {settings->kind, settings->timeout, settings->deadline, settings->lowLevel};
 }
 
 Finding good(std::string what) { return {.what = std::move(what)}; }
@@ -61,7 +62,8 @@ Remedy enabling(const PrintQueue& queue, const Known& known, PrinterKind kind) {
           .subject = queue.name,
           .type = typedKind(kind),
           .timeout = known.timeout == usual.timeout ? 0 : known.timeout,
-          .deadline = known.deadline == usual.deadline ? 0 : known.deadline};
+          .deadline = known.deadline == usual.deadline ? 0 : known.deadline,
+          .lowLevel = known.lowLevel == usual.lowLevel ? 0 : known.lowLevel};
 }
 
 // `kind`: none asks as both, and waits for a printer that is asleep.
@@ -299,7 +301,8 @@ Finding checkThroughQueue(OpenQueue& open, const std::optional<Asked>& asked) {
     finding.what = translated(
         "the printer answers when it is asked directly, but not in the time that the queue gives "
         "it");
-    finding.remedy = enabling(open.queue, {}, *known.kind);
+    finding.remedy =
+        enabling(open.queue, {.kind = known.kind, .lowLevel = known.lowLevel}, *known.kind);
   } else {
     finding.what =
         translated("the printer answers when it is asked directly, but not when the queue asks it");

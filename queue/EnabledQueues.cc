@@ -26,7 +26,6 @@ namespace moxsupply {
 namespace {
 
 constexpr std::size_t kLongestFile = std::size_t{4} << 20U;  // bytes
-constexpr std::uint32_t kMostPercent = 100;
 
 // systemd names the folders of a service with colons between them.
 std::string stateFolder() {
@@ -61,7 +60,7 @@ EnabledQueue queueFrom(const JsonPlace& place) {
   }
   if (word == typeOf(PrinterKind::kInkjet)) queue.kind = PrinterKind::kInkjet;
   if (const auto low = place.find("low"); low && !low->isNull()) {
-    queue.low = low->number(0, kMostPercent);
+    queue.low = static_cast<int>(low->number(kLeastLowLevel, kMostLowLevel));
   }
   if (const auto afterJobs = place.find("afterJobs"); afterJobs && !afterJobs->isNull()) {
     queue.afterJobs = afterJobs->truth();
@@ -115,6 +114,11 @@ Result<FileDescriptor> lockedFolder() {
 }
 
 }  // namespace
+
+Measure measureOf(const EnabledQueues& enabled, const std::string& queue) {
+  const auto found = enabled.find(queue);
+  return found == enabled.end() ? Measure() : Measure{.lowLevel = found->second.low};
+}
 
 Result<EnabledQueues> enabledQueues() {
   const std::string path = filePath();

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "queue/PpdFile.h"
+#include "renderings/StateReasons.h"
 #include "supplies/Words.h"
 
 namespace moxsupply {
@@ -70,9 +71,9 @@ bool isCommandFilter(std::string_view line) {
 
 // Another line of this kind would contradict the block.
 bool contradicts(std::string_view line) {
-  constexpr std::array<std::string_view, 8> kKeywords = {
-      "*cupsCommands", "*cupsSNMPSupplies", "*moxCommandFilter", "*moxPrinterType",
-      "*moxTimeout",   "*moxDeadline",      "*moxAfterJobs",     "*moxForget"};
+  constexpr std::array<std::string_view, 9> kKeywords = {
+      "*cupsCommands", "*cupsSNMPSupplies", "*moxCommandFilter", "*moxPrinterType", "*moxTimeout",
+      "*moxDeadline",  "*moxAfterJobs",     "*moxLowLevel",      "*moxForget"};
   return isCommandFilter(line) ||
          std::ranges::any_of(kKeywords, [line](auto keyword) { return hasKeyword(line, keyword); });
 }
@@ -149,6 +150,17 @@ std::string commandLines(const std::string& formerPpd, std::string_view lineEnd)
          linesWith("*moxCommandFilter", {filter->text()}, lineEnd);
 }
 
+// What desktops show for a state reason.
+std::string lineOf(const ReasonWords& words) {
+  return fmt::format("*cupsIPPReason {}/{}: \"\"", words.reason, words.words);
+}
+
+// Other drivers have words for reasons of their own.
+bool hasOurWords(std::string_view line) {
+  return std::ranges::any_of(
+      kReasonWords, [line](const ReasonWords& words) { return line.starts_with(lineOf(words)); });
+}
+
 // A line as a comment. The print server refuses a PPD with a line of more than 255 bytes.
 std::string setAside(std::string_view line, std::string_view lineEnd) {
   constexpr std::size_t kLongestPart = 200;
@@ -205,6 +217,10 @@ std::string withSupplyReports(const std::string& ppd, const PpdSettings& setting
       "*moxTimeout: \"{2}\"{0}"
       "*moxDeadline: \"{3}\"{0}",
       lineEnd, wordOf(settings.kind), settings.timeout, settings.deadline);
+  for (const ReasonWords& words : kReasonWords) text += fmt::format("{}{}", lineOf(words), lineEnd);
+  if (settings.lowLevel != kLowLevel) {
+    text += fmt::format("*moxLowLevel: \"{}\"{}", settings.lowLevel, lineEnd);
+  }
   if (!settings.afterJobs) text += fmt::format("*moxAfterJobs: \"False\"{}", lineEnd);
   text += fmt::format("{}{}", kEnd, lineEnd);
   return text;
@@ -237,7 +253,8 @@ std::string withoutSupplyReports(const std::string& ppd) {
     } else if (!isInBlock) {
       text += takenBack(line);
     } else {
-      if (!isOpen) isOurs = contradicts(line) || line.starts_with(kPassThrough);
+      if (!isOpen)
+        isOurs = contradicts(line) || line.starts_with(kPassThrough) || hasOurWords(line);
       isOpen = leavesValueOpen(line, isOpen);
       if (!isOurs) text += takenBack(line);  // others have put it into the block
     }

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 
+#include "supplies/Attention.h"
 #include "supplies/Supply.h"
 
 namespace moxsupply {
@@ -14,6 +15,7 @@ struct PpdSettings {
   std::uint32_t timeout = 2;    // seconds for each single read
   std::uint32_t deadline = 45;  // seconds for everything
   bool afterJobs = true;        // the printer is asked again after print jobs
+  int lowLevel = kLowLevel;     // percent; kLeastLowLevel to kMostLowLevel
 };
 
 // Whether the command filter was put on this PPD by withSupplyReports.

@@ -15,8 +15,10 @@
 #include "queue/PpdEdit.h"
 #include "queue/PpdFile.h"
 #include "queue/QueueSettings.h"
+#include "queue/QueueSupplies.h"
 #include "renderings/MarkerAttributes.h"
 #include "renderings/StateReasons.h"
+#include "renderings/SupplyTable.h"
 #include "supplies/Words.h"
 #include "text/ShellWord.h"
 #include "text/TerminalText.h"
@@ -80,14 +82,20 @@ std::optional<Finding> checkMemory(const OpenQueue& open) {
                                    "driver, or an update of its driver, has taken that "
                                    "away"));
   finding.remedy.type = typedKind(remembered->second.kind);
+  if (remembered->second.low != kLowLevel) finding.remedy.lowLevel = remembered->second.low;
   return finding;
 }
 
 Finding checkCommandFilter(const OpenQueue& open, const PpdFile& ppd) {
   const PrintQueue& queue = open.queue;
   const std::string program = ppd.commandFilter();
-  if (program == kCommandFilter)
+  if (program == kCommandFilter && ppd.value("moxForget")) {
+    return notEnabled(queue, translated("the queue forgets its levels when it is to report them: a "
+                                        "`moxsupply disable` of it was interrupted"));
+  }
+  if (program == kCommandFilter) {
     return good(translated("the command filter commandtomox is on the queue"));
+  }
   if (auto gone = checkMemory(open)) return *std::move(gone);
   if (ppd.hidesCommandFilter(std::string(kCommandFilter))) {
     return notEnabled(queue,
@@ -231,13 +239,21 @@ Finding checkReport(const Result<Refreshed>& report) {
         translated("the printer answers, but does not hang up, and holds every job for up to 90 "
                    "seconds"));
   }
+  if (queue.markerNames.empty() && saysThatNoLevelsAreTold(queue.markerMessage)) {
+    return {.weight = Weight::kNoLevels,
+            .what = translated("the printer answers, but tells no levels")};
+  }
   if (queue.markerNames.empty()) {
     return {.weight = Weight::kNoLevels,
             .what = translated("the printer answers, but reports no supplies")};
   }
-  const std::size_t count = queue.markerNames.size();
-  return good(translatedCount(count, "the printer reports {} supply",
-                              "the printer reports {} supplies", count));
+  const Supplies supplies = suppliesOf(queue);
+  const Measure measure = measureOf(enabledQueues().value_or(EnabledQueues()), queue.name);
+  const std::size_t count = supplies.list.size();
+  std::string what = translatedCount(count, "the printer reports {} supply",
+                                     "the printer reports {} supplies", count);
+  const std::string needs = needsInWords(supplies, measure);
+  return good(needs.empty() ? what : fmt::format("{}: {}", what, needs));
 }
 
 }  // namespace moxsupply

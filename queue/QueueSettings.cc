@@ -62,6 +62,15 @@ Result<std::uint32_t> ofTheQueue(const Seconds& seconds, const PpdFile& ppd) {
   return *value;
 }
 
+Result<int> lowLevelIn(const PpdFile& ppd) {
+  const auto text = ppd.value("moxLowLevel");
+  if (!text) return kLowLevel;
+  const auto level = decimal(*text);
+  if (level && *level >= kLeastLowLevel && *level <= kMostLowLevel) return static_cast<int>(*level);
+  return misuse(translated("moxLowLevel is \"{}\"; it must be a whole number from {} to {}", *text,
+                           kLeastLowLevel, kMostLowLevel));
+}
+
 // What a job wants is whatever its sender wrote.
 std::string ignored(const char* name, std::string_view wanted, const std::string& why) {
   constexpr std::size_t kLongest = 60;
@@ -120,6 +129,10 @@ Result<QueueSettings> queueSettings(const PpdFile& ppd, const std::string& jobOp
     return misuse(translated("moxPrinterType is \"{}\"; it must be Laser or Inkjet", *type));
   }
   settings.kind = *kind;
+
+  const auto lowLevel = lowLevelIn(ppd);
+  if (!lowLevel) return tl::unexpected(lowLevel.error());
+  settings.lowLevel = *lowLevel;
 
   const JobOptions job(jobOptions);
   if (const auto wanted = job.find("moxPrinterType"); wanted && printerKindOf(*wanted) != kind) {

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "queue/PpdFile.h"
+#include "supplies/Attention.h"
 #include "supplies/Supply.h"
 #include "text/Problem.h"
 
@@ -18,6 +19,7 @@ struct QueueSettings {
   std::string transport;                    // "usb", "socket", "mdns" or "dnssd"
   std::uint32_t timeout = 2;                // seconds for each single read
   std::uint32_t deadline = 45;              // seconds for everything
+  int lowLevel = kLowLevel;                 // percent, from which on downwards a supply is low
   std::vector<std::string> ignoredOptions;  // of the job: a line for each, which and why
 };
 
@@ -34,8 +36,8 @@ struct QueueSettings {
 [[nodiscard]] std::string withArticle(PrinterKind kind);
 
 // Gathers the settings for a job of the print server: from the queue's PPD file (*moxPrinterType,
-// *moxTimeout, *moxDeadline); the transport is that of the device URI. Of the job's own
-// options, which anybody gives who may print, moxTimeout and moxDeadline can shorten the times.
+// *moxTimeout, *moxDeadline, *moxLowLevel); the transport is that of the device URI. Of the job's
+// own options, which anybody gives who may print, moxTimeout and moxDeadline can shorten the times.
 [[nodiscard]] Result<QueueSettings> queueSettings(const PpdFile& ppd, const std::string& jobOptions,
                                                   const std::string& deviceUri);
 [[nodiscard]] Result<QueueSettings> queueSettings(const std::string& ppdPath,

@@ -54,4 +54,10 @@ Supplies suppliesOf(const PrintQueue& queue) {
   return supplies;
 }
 
+std::optional<std::chrono::sys_seconds> reportTimeOf(const PrintQueue& queue) {
+  if (!queue.markersChanged || queue.markerNames.empty()) return std::nullopt;
+  const auto told = reportTimeToldBy(queue.markerMessage);
+  return std::min(told.value_or(*queue.markersChanged), *queue.markersChanged);
+}
+
 }  // namespace moxsupply

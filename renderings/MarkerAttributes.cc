@@ -1,12 +1,17 @@
 #include "renderings/MarkerAttributes.h"
 
 #include <fmt/format.h>
+#include <utf8.h>
+#include <wctype.h>
 
 #include <algorithm>
 #include <array>
+#include <clocale>
+#include <ctime>
+#include <map>
 #include <string_view>
 
-#include "renderings/ToldStatuses.h"
+#include "renderings/PublishedMessages.h"
 #include "supplies/Attention.h"
 #include "supplies/Words.h"
 #include "text/HarmlessText.h"
@@ -17,7 +22,8 @@ namespace moxsupply {
 namespace {
 
 constexpr std::size_t kLongestLine = 2000;
-constexpr std::size_t kLongestName = 255;  // an IPP name holds no more
+constexpr std::size_t kLongestName = 255;    // bytes; an IPP name holds no more
+constexpr std::size_t kMostCharacters = 40;  // of a name
 
 struct ColorRow {
   Color color;
@@ -43,7 +49,8 @@ int publishedLevel(const Level& level) {
   return level.error() == NoLevel::kMissing ? kNoCartridge : kUnknownLevel;
 }
 
-// Some characters have a meaning on the way to the print server or in its files.
+// Some characters have a meaning on the way to the print server or in its files, and some to
+// desktops that take a name for markup.
 std::string_view standIn(char c) {
   switch (c) {
     case ',':
@@ -54,6 +61,12 @@ std::string_view standIn(char c) {
       return "\u2019";
     case '\\':
       return "/";
+    case '<':
+      return "\u2039";
+    case '>':
+      return "\u203A";
+    case '&':
+      return "+";
     default:
       return {};
   }
@@ -69,22 +82,79 @@ std::string publishable(std::string_view text, std::size_t mostBytes) {
   return harmlessLine(line, mostBytes);
 }
 
+// As people count: a mark that stands on the character before it, such as an accent, is no
+// character of its own.
+bool isMark(char32_t c) {
+  static const locale_t unicode = ::newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+  return unicode != nullptr && ::iswctype_l(c, ::wctype_l("combining", unicode), unicode) != 0;
+}
+
+// As much of a published text as has room, up to the end of a word where that leaves most of it.
+std::string cutToCharacters(const std::string& text, std::size_t most, std::size_t mostBytes) {
+  std::size_t characters = 0;
+  auto end = text.begin();
+  for (auto at = end; at != text.end(); end = at) {
+    if (!isMark(utf8::next(at, text.end()))) ++characters;
+    if (characters > most || static_cast<std::size_t>(at - text.begin()) > mostBytes) break;
+  }
+  std::string cut(text.begin(), end);
+  if (end != text.end() && *end != ' ') {
+    const std::size_t word = cut.find_last_of(' ');
+    if (word != std::string::npos && word >= cut.size() / 2) cut.resize(word);
+  }
+  cut.erase(cut.find_last_not_of(' ') + 1);
+  return cut;
+}
+
+// The names of a printer's supplies. Names of which the cut leaves the same are numbered; those
+// that the printer itself gave twice stay the same.
+std::vector<std::string> markerNames(const std::vector<Supply>& supplies) {
+  std::map<std::string, std::vector<std::string>> whole;  // by what the cut leaves of them
+  std::vector<std::string> names;
+  for (const Supply& supply : supplies) {
+    const std::string name = publishable(supply.name, std::string::npos);
+    std::string cut = markerName(supply.name);
+    std::vector<std::string>& same = whole[cut];
+    const auto number = std::ranges::find(same, name) - same.begin() + 1;
+    if (number > std::ssize(same)) same.push_back(name);
+    if (number > 1) {
+      const std::string end = fmt::format(" {}", number);
+      cut = cutToCharacters(name, kMostCharacters - end.size(), kLongestName - end.size()) + end;
+    }
+    names.push_back(cut);
+  }
+  return names;
+}
+
+// What a message may say of a supply's status.
+struct StatusMessage {
+  SupplyStatus status;
+  std::string_view text;  // with {} for the name
+};
+constexpr std::array<StatusMessage, 4> kStatusMessages = {{
+    {SupplyStatus::kMissing, translatable("{} is missing")},
+    {SupplyStatus::kInvalid, translatable("{} is not valid in this printer")},
+    {SupplyStatus::kIncorrect, translatable("{} is the wrong cartridge")},
+    {SupplyStatus::kEmpty, translatable("{} is empty")},
+}};
+
 // What is between two clauses of the message, in every language.
 constexpr std::string_view kBetween = "; ";
 
-// What a message may say of a status, as kToldStatuses has it: text with {} for the supply's name.
-std::string clauseOf(std::string_view text, std::string_view name) {
+// When the levels were told, as it stands in a message, in every language.
+constexpr const char* kReportTime = "(%Y-%m-%d %H:%M UTC)";
+
+// What a message with {} for a supply's name is published as.
+std::string withName(std::string_view text, std::string_view name) {
   constexpr std::string_view kName = "{}";
-  const std::size_t at = std::min(text.find(kName), text.size() - kName.size());
-  const std::string clause =
-      fmt::format("{}{}{}", text.substr(0, at), name, text.substr(at + kName.size()));
-  return publishable(clause, std::string::npos);
+  const std::size_t at = std::min(text.find(kName), text.size());
+  const std::string_view rest = text.substr(std::min(at + kName.size(), text.size()));
+  return publishable(fmt::format("{}{}{}", text.substr(0, at), name, rest), std::string::npos);
 }
 
 // Empty where nothing is needed.
-std::string neededBy(const Supply& supply) {
-  const std::string name = markerName(supply.name, kLongestName);
-  switch (attentionOf(supply)) {
+std::string neededBy(const Supply& supply, const std::string& name, const Measure& measure) {
+  switch (attentionOf(supply, measure)) {
     case Attention::kNone:
       return {};
     case Attention::kLow:
@@ -102,14 +172,27 @@ std::string neededBy(const Supply& supply) {
   return translated("{} is not valid in this printer", name);
 }
 
-std::string messageOf(const Supplies& supplies) {
+void append(std::string& list, std::string_view clause) {
+  if (clause.empty()) return;
+  if (!list.empty()) list += kBetween;
+  list += clause;
+}
+
+// Its level is drawn as if it were empty, and nothing else says that it may not be.
+bool looksEmpty(const Supply& supply, const Measure& measure) {
+  return !supply.level && attentionOf(supply, measure) == Attention::kNone;
+}
+
+std::string messageOf(const Supplies& supplies, const std::vector<std::string>& names,
+                      const Measure& measure) {
+  if (!supplies.list.empty() && !tellsLevels(supplies)) return translated(kTellsNoLevels);
   std::string message;
-  for (const Supply& supply : supplies.list) {
-    const std::string needed = neededBy(supply);
-    if (needed.empty()) continue;
-    if (!message.empty()) message += kBetween;
-    message += needed;
+  std::string unknown;
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    append(message, neededBy(supplies.list[i], names[i], measure));
+    if (looksEmpty(supplies.list[i], measure)) append(unknown, names[i]);
   }
+  if (!unknown.empty()) append(message, fmt::format("{}: {}", translated(kUnknownLevels), unknown));
   return message;
 }
 
@@ -136,7 +219,9 @@ std::string cutToRoom(const std::string& name, std::size_t room) {
   std::size_t size = 0;
   std::size_t taken = 0;
   while (size < name.size() && taken + roomOf(name[size]) <= room) taken += roomOf(name[size++]);
-  return size == name.size() ? name : markerName(name, size);
+  if (size == name.size()) return name;
+  const std::string cut = harmlessLine(name, size);
+  return cut.empty() ? "?" : cut;
 }
 
 // Inside the quotes, as the print server takes a value apart.
@@ -156,9 +241,22 @@ std::string lineOf(std::string_view key, const Values& values) {
 
 }  // namespace
 
-std::string markerName(const std::string& name, std::size_t mostBytes) {
-  const std::string marker = publishable(name, mostBytes);
+std::string markerName(const std::string& name) {
+  const std::string marker =
+      cutToCharacters(publishable(name, std::string::npos), kMostCharacters, kLongestName);
   return marker.empty() ? "?" : marker;
+}
+
+bool tellsLevels(const Supplies& supplies) {
+  return std::ranges::any_of(supplies.list, [](const Supply& supply) {
+    return supply.level || attentionOf(supply) != Attention::kNone;
+  });
+}
+
+bool saysThatNoLevelsAreTold(std::string_view message) {
+  return std::ranges::any_of(kPublishedMessages, [message](const PublishedMessage& published) {
+    return published.original == kTellsNoLevels && withName(published.text, "") == message;
+  });
 }
 
 Color colorPublishedAs(std::string_view published) {
@@ -168,24 +266,46 @@ Color colorPublishedAs(std::string_view published) {
 
 SupplyStatus statusToldBy(std::string_view message, std::string_view markerName) {
   const std::string clauses = fmt::format("{0}{1}{0}", kBetween, message);
-  for (const auto& [status, text] : kToldStatuses) {
-    const std::string clause = fmt::format("{0}{1}{0}", kBetween, clauseOf(text, markerName));
-    if (clauses.find(clause) != std::string::npos) return status;
+  for (const auto& [original, text] : kPublishedMessages) {
+    const auto* status = std::ranges::find(kStatusMessages, original, &StatusMessage::text);
+    if (status == kStatusMessages.end()) continue;
+    const std::string clause = fmt::format("{0}{1}{0}", kBetween, withName(text, markerName));
+    if (clauses.find(clause) != std::string::npos) return status->status;
   }
   return SupplyStatus::kCorrect;
 }
 
-MarkerAttributes markerAttributes(const Supplies& supplies) {
+std::string remarkOnLevelsOf(std::optional<std::chrono::sys_seconds> reported) {
+  if (!reported) return translated("The levels shown are those of its last report.");
+  const std::time_t seconds = reported->time_since_epoch().count();
+  std::tm time{};
+  ::gmtime_r(&seconds, &time);
+  std::array<char, 64> text{};
+  std::strftime(text.data(), text.size(), kReportTime, &time);
+  // Translators: the placeholder is a time, as in "(2026-11-22 13:05 UTC)".
+  return translated("The levels shown are those of its last report {}.", text.data());
+}
+
+std::optional<std::chrono::sys_seconds> reportTimeToldBy(const std::string& message) {
+  const std::size_t at = message.rfind('(');
+  std::tm time{};
+  const bool isTold =
+      at != std::string::npos && ::strptime(message.c_str() + at, kReportTime, &time) != nullptr;
+  if (!isTold) return std::nullopt;
+  return std::chrono::sys_seconds(std::chrono::seconds(::timegm(&time)));
+}
+
+MarkerAttributes markerAttributes(const Supplies& supplies, const Measure& measure) {
   MarkerAttributes attributes;
+  attributes.names = markerNames(supplies.list);
   for (const Supply& supply : supplies.list) {
-    attributes.names.push_back(markerName(supply.name, kLongestName));
     attributes.types.emplace_back(wordOf(supply.kind));
     attributes.colors.push_back(publishedColor(supply.color));
     attributes.levels.push_back(publishedLevel(supply.level));
-    attributes.lowLevels.push_back(kLowLevel);
+    attributes.lowLevels.push_back(measure.lowLevel);
     attributes.highLevels.push_back(kFullLevel);
   }
-  attributes.message = messageOf(supplies);
+  attributes.message = messageOf(supplies, attributes.names, measure);
   return attributes;
 }
 

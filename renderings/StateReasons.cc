@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <array>
 #include <vector>
 
 #include "supplies/Attention.h"
@@ -19,12 +18,9 @@ constexpr std::string_view kInkEmpty = "marker-supply-empty-warning";
 // is a fault which the user can mend.
 constexpr std::string_view kWrong = "subunit-recoverable-failure-warning";
 
-constexpr std::array<std::string_view, 7> kOurs = {
-    kTonerLow, kTonerEmpty, kInkLow, kInkEmpty, kCartridgeMissing, kWrong, kDoesNotAnswer};
-
-std::string_view reasonOf(const Supply& supply) {
+std::string_view reasonOf(const Supply& supply, const Measure& measure) {
   const bool isToner = supply.kind == SupplyKind::kToner;
-  switch (attentionOf(supply)) {
+  switch (attentionOf(supply, measure)) {
     case Attention::kNone:
       return {};
     case Attention::kLow:
@@ -41,18 +37,18 @@ std::string_view reasonOf(const Supply& supply) {
 
 }  // namespace
 
-std::set<std::string_view> stateReasons(const Supplies& supplies) {
+std::set<std::string_view> stateReasons(const Supplies& supplies, const Measure& measure) {
   std::set<std::string_view> reasons;
   for (const Supply& supply : supplies.list) {
-    if (const auto reason = reasonOf(supply); !reason.empty()) reasons.insert(reason);
+    if (const auto reason = reasonOf(supply, measure); !reason.empty()) reasons.insert(reason);
   }
   return reasons;
 }
 
 std::string stateLines(const std::set<std::string_view>& holding) {
   std::vector<std::string_view> cleared;
-  for (const std::string_view reason : kOurs) {
-    if (!holding.contains(reason)) cleared.push_back(reason);
+  for (const ReasonWords& ours : kReasonWords) {
+    if (!holding.contains(ours.reason)) cleared.push_back(ours.reason);
   }
   std::string lines = fmt::format("STATE: -{}\n", fmt::join(cleared, ","));
   if (!holding.empty()) lines += fmt::format("STATE: +{}\n", fmt::join(holding, ","));

@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "supplies/Attention.h"
+#include "text/Columns.h"
 #include "text/TerminalText.h"
 #include "text/Translated.h"
 
@@ -72,8 +72,8 @@ struct Cell {
   std::string_view sequence = {};  // its colour
 };
 
-Cell statusOf(const Supply& supply) {
-  switch (attentionOf(supply)) {
+Cell statusOf(const Supply& supply, const Measure& measure) {
+  switch (attentionOf(supply, measure)) {
     case Attention::kNone:
       return {translated("ok")};
     case Attention::kLow:
@@ -106,14 +106,14 @@ struct Row {
 
 class Table {
  public:
-  Table(const Supplies& supplies, bool colored, int columns)
-      : mSupplies(supplies), mColored(colored) {
+  Table(const Supplies& supplies, bool colored, int columns, const Measure& measure)
+      : mSupplies(supplies), mColored(colored), mMeasure(measure) {
     int statusColumns = columnsOf(mHeading.status.text);
     int wordColumns = columnsOf(mHeading.level.text);  // of a word in the place of bar and percent
     for (const Supply& supply : supplies.list) {
       mNameColumns = std::max(mNameColumns, columnsOf(forTerminal(supply.name)));
       mColorColumns = std::max(mColorColumns, columnsOf(wordFor(supply.color)));
-      statusColumns = std::max(statusColumns, columnsOf(statusOf(supply).text));
+      statusColumns = std::max(statusColumns, columnsOf(statusOf(supply, mMeasure).text));
       wordColumns = std::max(wordColumns, columnsOf(noLevelOf(supply)));
     }
     const int rest = columns - 3 * kGap - mColorColumns - kPercentColumns - statusColumns;
@@ -141,7 +141,7 @@ class Table {
     } else {
       row.level = {noLevelOf(supply), kDim};
     }
-    row.status = statusOf(supply);
+    row.status = statusOf(supply, mMeasure);
     return row;
   }
 
@@ -164,6 +164,7 @@ class Table {
 
   const Supplies& mSupplies;
   bool mColored;
+  Measure mMeasure;
   Row mHeading = {.name = {translated("SUPPLY"), kBold},
                   .color = {translated("COLOUR"), kBold},
                   .level = {translated("LEVEL"), kBold},
@@ -175,8 +176,9 @@ class Table {
 
 }  // namespace
 
-std::string supplyTable(const Supplies& supplies, bool colored, int columns) {
-  return Table(supplies, colored, columns).text();
+std::string supplyTable(const Supplies& supplies, bool colored, int columns,
+                        const Measure& measure) {
+  return Table(supplies, colored, columns, measure).text();
 }
 
 namespace {
@@ -189,43 +191,67 @@ std::string wordsFor(const Pages& pages) {
   return pages.capacity ? translated("of {}", *pages.capacity) : "";
 }
 
-using DetailRow = std::array<std::string, 4>;
-
 }  // namespace
 
 std::string supplyDetails(const Supplies& supplies, int columns) {
-  std::vector<DetailRow> rows = {
+  constexpr int kMostOtherColumns = 50;  // what an ordinary part, serial number and count take
+  const int nameColumns =
+      std::clamp(columns - kMostOtherColumns, kFewestNameColumns, kMostNameColumns);
+  std::vector<std::vector<std::string>> rows = {
       {translated("SUPPLY"), translated("PART"), translated("SERIAL"), translated("PAGES")}};
   for (const Supply& supply : supplies.list) {
     const std::string pages = wordsFor(supply.pages);
     if (supply.part.empty() && supply.serial.empty() && pages.empty()) continue;
-    rows.push_back(
-        {forTerminal(supply.name), forTerminal(supply.part), forTerminal(supply.serial), pages});
+    rows.push_back({cutToColumns(forTerminal(supply.name), nameColumns), forTerminal(supply.part),
+                    forTerminal(supply.serial), pages});
   }
   if (rows.size() == 1) {
     return translated("The printer tells no part numbers, serial numbers or pages.") + '\n';
   }
+  return inColumns(rows);
+}
 
-  std::array<int, 4> widths{};
-  for (const DetailRow& row : rows) {
-    for (std::size_t i = 0; i < row.size(); ++i) {
-      widths.at(i) = std::max(widths.at(i), columnsOf(row.at(i)));
-    }
+namespace {
+
+// Empty where nothing is needed.
+std::string neededBy(const Supply& supply, const Measure& measure) {
+  const std::string name = forTerminal(supply.name);
+  switch (attentionOf(supply, measure)) {
+    case Attention::kNone:
+      return {};
+    case Attention::kLow:
+      return translated("{} low ({} %)", name, *supply.level);
+    case Attention::kEmpty:
+      return translated("{} empty", name);
+    case Attention::kMissing:
+      return translated("{} missing", name);
+    case Attention::kWrong:
+      break;
   }
-  const int others = widths[1] + widths[2] + widths[3] + 3 * kGap;
-  widths[0] =
-      std::min({widths[0], kMostNameColumns, std::max(columns - others, kFewestNameColumns)});
-  std::string text;
-  for (const DetailRow& row : rows) {
-    std::string line;
-    for (std::size_t i = 0; i < row.size(); ++i) {
-      const std::string cell = cutToColumns(row.at(i), widths.at(i));
-      line += fmt::format("{}{:{}}", cell, "", widths.at(i) - columnsOf(cell) + kGap);
-    }
-    line.erase(line.find_last_not_of(' ') + 1);
-    text += line + '\n';
+  return translated("{} wrong cartridge", name);
+}
+
+}  // namespace
+
+std::string needsInWords(const Supplies& supplies, const Measure& measure) {
+  std::string needs;
+  for (const Supply& supply : supplies.list) {
+    const std::string needed = neededBy(supply, measure);
+    if (!needed.empty() && !needs.empty()) needs += translated(", ");
+    needs += needed;
   }
-  return text;
+  return needs;
+}
+
+std::string okInWords(const Supplies& supplies) {
+  const Supply* lowest = nullptr;
+  for (const Supply& supply : supplies.list) {
+    const bool counts = isCartridge(supply) && supply.level;
+    if (counts && (lowest == nullptr || *supply.level < *lowest->level)) lowest = &supply;
+  }
+  const std::string count = countedSupplies(supplies.list.size());
+  if (lowest == nullptr) return translated("{}, ok", count);
+  return translated("{}, ok; lowest: {} {} %", count, forTerminal(lowest->name), *lowest->level);
 }
 
 std::string countedSupplies(std::size_t count) {

@@ -24,8 +24,12 @@ constexpr std::array<Word<Attention>, 5> kAttentions = {{
   return wordIn(kAttentions, attention);
 }
 
-// At this level and below a cartridge is low.
+// At this level and below a cartridge is low, where nobody has chosen another level.
 constexpr int kLowLevel = 10;
+
+// The levels that can be chosen: at 0 a cartridge is empty, and at 100 each would be low.
+constexpr int kLeastLowLevel = 1;
+constexpr int kMostLowLevel = 99;
 
 // By what a supply is judged.
 struct Measure {

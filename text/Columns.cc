@@ -21,6 +21,7 @@ std::string inColumns(const std::vector<std::vector<std::string>>& rows) {
       const int gap = widths[i] - columnsOf(row[i]) + kGap;
       text.append(static_cast<std::size_t>(gap), ' ');
     }
+    text.erase(text.find_last_not_of(' ') + 1);
     text += '\n';
   }
   return text;

@@ -24,6 +24,7 @@ struct Remedy {
   std::string_view type = {};  // of the printer, as it is typed; empty: it is not known
   std::uint32_t timeout = 0;   // seconds for each read; 0: the usual
   std::uint32_t deadline = 0;  // seconds for everything; 0: the usual
+  int lowLevel = 0;            // percent; 0: the usual
 };
 
 // Why something did not work, for people: what happened, and what they can try.

@@ -44,6 +44,18 @@ locale_t localeOf(const std::string& languages) {
   return ::newlocale(LC_MESSAGES_MASK, "C.UTF-8", nullptr);
 }
 
+// They are found from where the program is, so that a whole installation can be moved: in
+// share/locale below the nearest of the folders above it that has one.
+std::string catalogsFolder() {
+  namespace fs = std::filesystem;
+  std::error_code ignored;
+  fs::path folder = fs::read_symlink("/proc/self/exe", ignored).parent_path();
+  while (folder.has_relative_path() && !fs::is_directory(folder / "share/locale", ignored)) {
+    folder = folder.parent_path();
+  }
+  return folder / "share/locale";
+}
+
 std::string catalogText(const detail::Message& message) {
   const std::string one(message.one);
   const std::string several(message.several.empty() ? message.one : message.several);
@@ -59,17 +71,13 @@ std::string catalogText(const detail::Message& message) {
 
 }  // namespace
 
-void translateMessages(std::string_view catalogs) {
-  namespace fs = std::filesystem;
+void translateMessages() {
   const std::string locale = localeOfMessages();
   if (hasNoLanguage(locale)) return;
   const std::string language = environment("LANGUAGE");
   const std::string& languages = language.empty() ? locale : language;
   if (languages.starts_with("en")) return;
-  std::error_code error;
-  const fs::path self = fs::read_symlink("/proc/self/exe", error);
-  if (error) return;
-  ::bindtextdomain(kCatalog, (self.parent_path() / catalogs).lexically_normal().c_str());
+  ::bindtextdomain(kCatalog, catalogsFolder().c_str());
   ::bind_textdomain_codeset(kCatalog, "UTF-8");
   theLocale = localeOf(languages);
 }

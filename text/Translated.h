@@ -13,9 +13,9 @@ namespace moxsupply {
 
 // From now on messages are in the language that the environment asks for: that of LC_ALL,
 // LC_MESSAGES or LANG, unless LANGUAGE names others first, as gettext has it. Without this call, in
-// English, and in a language without a catalog they stay as they are. `catalogs`: their folder, as
-// seen from that of the program. To be called while there is one thread.
-void translateMessages(std::string_view catalogs);
+// English, and in a language without a catalog they stay as they are. To be called while there is
+// one thread.
+void translateMessages();
 
 // Marks a message that is translated where it is shown.
 [[nodiscard]] constexpr std::string_view translatable(std::string_view message) { return message; }

@@ -39,10 +39,10 @@ _moxsupply_value() {
     decode/--format) _moxsupply_offer "$current" text json ;;
     levels/--format) _moxsupply_offer "$current" table json reading openmetrics ;;
     queues/--format) _moxsupply_offer "$current" table json list ;;
-    history/--format | forecast/--format) _moxsupply_offer "$current" table json ;;
+    refresh/--format | history/--format | forecast/--format) _moxsupply_offer "$current" table json ;;
     orders/--format) _moxsupply_offer "$current" table csv json ;;
     */--store) _moxsupply_offer_files "$current" ;;
-    history/--since | history/--low | */--at | orders/--within) COMPREPLY=() ;;
+    history/--since | */--low | */--at | orders/--within) COMPREPLY=() ;;
     */--color) _moxsupply_offer "$current" auto always never ;;
     report/--printer-type) _moxsupply_offer "$current" Laser Inkjet ;;
     report/--transport) _moxsupply_offer "$current" usb socket mdns dnssd ;;
@@ -110,8 +110,8 @@ _moxsupply_offer_options() {
     forecast) _moxsupply_offer "$current" --store --at --format --help ;;
     orders) _moxsupply_offer "$current" --store --at --within --format --help ;;
     queues) _moxsupply_offer "$current" --format --help ;;
-    refresh) _moxsupply_offer "$current" --all --deadline --color --help ;;
-    enable) _moxsupply_offer "$current" --all --type --no-after-jobs --timeout --deadline --help ;;
+    refresh) _moxsupply_offer "$current" --all --format --deadline --color --help ;;
+    enable) _moxsupply_offer "$current" --all --type --low --no-after-jobs --timeout --deadline --help ;;
     disable) _moxsupply_offer "$current" --all --help ;;
     doctor) _moxsupply_offer "$current" --all --color --help ;;
     report)
@@ -156,7 +156,7 @@ _moxsupply() {
     _moxsupply_offer_options "$command" "$current"
   elif [[ $command == history && ${COMP_WORDS[2]} == add ]] && ((COMP_CWORD > 2)); then
     _moxsupply_offer_files "$current"
-  elif [[ $command == doctor ]] || ! _moxsupply_has_argument; then
+  elif [[ $command == doctor || $command == refresh ]] || ! _moxsupply_has_argument; then
     _moxsupply_argument "$program" "$command" "$current"
   fi
 }

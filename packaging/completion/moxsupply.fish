@@ -84,10 +84,12 @@ __moxsupply_option orders -l within -x -d 'What is needed until then, in days'
 __moxsupply_option orders -l format -x -a 'table csv json' -d 'How to show it'
 
 __moxsupply_option refresh -l all -d 'All queues that are set up for it'
+__moxsupply_option refresh -l format -x -a 'table json' -d 'How to show it'
 __moxsupply_option refresh -l deadline -x -d 'Longest wait for each queue, in seconds'
 
 __moxsupply_option enable -l all -d 'All queues whose printers answer'
 __moxsupply_option disable -l all -d 'All queues that are set up'
+__moxsupply_option enable -l low -x -d 'Low at this level and below, in percent'
 __moxsupply_option enable -l no-after-jobs -d 'Do not ask the printer after print jobs'
 __moxsupply_option enable -l type -x -a 'laser inkjet' -d 'What kind of printer it is'
 __moxsupply_option enable -l timeout -x -d 'Longest wait for each read, in seconds'

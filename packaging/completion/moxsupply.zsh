@@ -86,14 +86,16 @@ case $words[1] in
       '--format=[how to show it]:format:(table csv json)'
     ;;
   refresh)
-    _arguments $help $color $queue \
+    _arguments $help $color "*${queue#1}" \
       '--all[all queues that are set up for it]' \
+      '--format=[how to show it]:format:(table json)' \
       '--deadline=[longest wait for each queue]:seconds'
     ;;
   enable)
     _arguments $help $queue \
       '--all[all queues whose printers answer]' \
       '--type=[what kind of printer it is]:type:(laser inkjet)' \
+      '--low=[low at this level and below]:percent' \
       '--no-after-jobs[do not ask the printer after print jobs]' \
       '--timeout=[longest wait for each read]:seconds' \
       '--deadline=[longest time for one report]:seconds'

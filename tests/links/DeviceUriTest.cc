@@ -49,7 +49,7 @@ TEST(DeviceUri, TellsWhetherAnswersComeBack) {
   }
   for (const char* uri :
        {"ipp://h/ipp/print", "ipps://h", "IPP://h", "lpd://h/queue", "http://h:631/", "https://h/",
-        "file:/dev/null", "dnssd://Printer._ipp._tcp.local/?uuid=1",
+        "file:/dev/null", "implicitclass://office/", "dnssd://Printer._ipp._tcp.local/?uuid=1",
         "dnssd://Printer._IPPS._TCP.local/", "mdns://Printer._printer._tcp.local/", ""}) {
     EXPECT_FALSE(bringsAnswersBack(uri)) << uri;
   }

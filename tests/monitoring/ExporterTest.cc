@@ -2,6 +2,7 @@
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 
 #include <algorithm>
@@ -490,6 +491,31 @@ TEST(TheExporter, MakesRoomForNewClientsWhenItHasTooMany) {
   const HttpAnswer answer = get(exporter.port(), probeOf(printer.uri()));
   EXPECT_EQ(answer.status, 200);
   EXPECT_LT(answer.time.count(), 1);
+}
+
+TEST(TheExporter, TakesClientsInAgainAfterItRanOutOfDescriptors) {
+  const SimulatedPrinter printer("laser-mono-toner");
+  const ExporterProcess exporter(listOf({printer.uri()}));
+  rlimit before{};
+  ASSERT_EQ(::prlimit(exporter.pid(), RLIMIT_NOFILE, nullptr, &before), 0);
+  const rlimit few = {.rlim_cur = 4, .rlim_max = before.rlim_max};
+  ASSERT_EQ(::prlimit(exporter.pid(), RLIMIT_NOFILE, &few, nullptr), 0);
+  auto answer = getLater(exporter.port(), "/-/healthy");
+  EXPECT_EQ(answer.wait_for(std::chrono::milliseconds(500)), std::future_status::timeout);
+  ASSERT_EQ(::prlimit(exporter.pid(), RLIMIT_NOFILE, &before, nullptr), 0);
+  EXPECT_EQ(answer.get().status, 200);
+  EXPECT_EQ(get(exporter.port(), probeOf(printer.uri())).status, 200);
+}
+
+TEST(TheExporter, CountsTheTimeThatItsQueriesTake) {
+  const SimulatedPrinter printer("laser-mono-toner", {"wake=700"});
+  const ExporterProcess exporter(listOf({printer.uri()}, "laser"));
+  const HttpAnswer answer = get(exporter.port(), probeOf(printer.uri()));
+  const std::string metrics = get(exporter.port(), "/metrics").body;
+  const std::string name = "\nnpa_exporter_query_duration_seconds_sum ";
+  const double sum = std::stod(metrics.substr(metrics.find(name) + name.size()));
+  EXPECT_GE(sum, 0.7);
+  EXPECT_LE(sum, answer.time.count() + 0.001);
 }
 
 TEST(TheExporter, EndsAtASignalWithItsQueries) {

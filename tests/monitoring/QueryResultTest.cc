@@ -101,6 +101,12 @@ TEST(AQueryThatReachedItsPrinter, HasTheStatusOfItsReport) {
   }
 }
 
+TEST(AQueryThatReachedItsPrinter, TellsWhatIsWrongAndThenWhatToTry) {
+  const QueryResult result = resultOf(ending(1, R"({"status": -6, "report": {}})"));
+  EXPECT_EQ(result.what, "did not answer");
+  EXPECT_EQ(result.advice, "Is it awake, and does it speak NPA?");
+}
+
 TEST(AQueryWithoutAReport, TellsWhatLevelsSays) {
   const QueryResult result =
       resultOf(ending(1, "",

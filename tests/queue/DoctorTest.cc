@@ -269,6 +269,17 @@ TEST_F(Doctor, NamesSettingsThatAreWrong) {
   expectNothingWrong();
 }
 
+// As one that was killed leaves it.
+TEST_F(Doctor, NamesADisableThatWasInterrupted) {
+  const SimulatedPrinter printer(port(), kGoodPrinter());
+  addEnabledQueue("laser");
+  changeDriver("*moxDeadline: \"45\"", "*moxDeadline: \"45\"\n*moxForget: \"2\"");
+  follow(remedyOf(
+      "the queue forgets its levels when it is to report them: a `moxsupply disable` of it "
+      "was interrupted"));
+  expectNothingWrong();
+}
+
 // As an update of the driver does it.
 TEST_F(Doctor, NamesASetUpThatAnotherDriverHasTakenAway) {
   const SimulatedPrinter printer(port(), inkjetPrinter("B0", 61));

@@ -71,6 +71,12 @@ TEST_F(EnabledQueuesFile, IsReadAsItWasWritten) {
 )");
 }
 
+TEST_F(EnabledQueuesFile, SaysFromWhichLevelOnASupplyIsLow) {
+  const EnabledQueues enabled = {{"lobby", kInkjetWithoutJobs}};
+  EXPECT_EQ(measureOf(enabled, "lobby").lowLevel, 25);
+  EXPECT_EQ(measureOf(enabled, "office").lowLevel, kLowLevel);
+}
+
 TEST_F(EnabledQueuesFile, LosesWhatIsTakenOut) {
   ASSERT_TRUE(remember("office", {}));
   ASSERT_TRUE(changeEnabledQueues([](EnabledQueues& queues) { queues.erase("office"); }));
@@ -111,7 +117,8 @@ TEST_F(EnabledQueuesFile, IsReadLeniently) {
 TEST_F(EnabledQueuesFile, ThatIsDamagedIsSaidAndLeft) {
   for (const char* damaged :
        {"", R"({"office": {"type": "laser"})", "[]", R"({"office": "laser"})", R"({"office": {}})",
-        R"({"office": {"type": "Laser"}})", R"({"office": {"type": "laser", "low": 101}})",
+        R"({"office": {"type": "Laser"}})", R"({"office": {"type": "laser", "low": 0}})",
+        R"({"office": {"type": "laser", "low": 100}})",
         R"({"office": {"type": "laser", "low": "10"}})",
         R"({"office": {"type": "laser", "afterJobs": 1}})"}) {
     writeFile(damaged);

@@ -56,8 +56,8 @@ const std::array kPrinters = std::to_array<Names>({
       {"PPD: cupsSNMPSupplies=True", "PPD: cupsSNMPSupplies=True"},
       {"marker-levels=0", "marker-levels=0"},
       {"none", "none"},
-      {"</Printer>", "</Printer>"},
-      {"<Printer root>", "<Printer root>"},
+      {"</Printer>", "\u2039/Printer\u203A"},
+      {"<Printer root>", "\u2039Printer root\u203A"},
       {"#CUPS-COMMAND", "#CUPS-COMMAND"}}},
     {"QuotesAndSeparators",
      {{"Black, High Yield", "Black / High Yield"},
@@ -79,7 +79,7 @@ const std::array kPrinters = std::to_array<Names>({
       {"-1", "-1"},
       {"%s%n%d", "%s%n%d"},
       {"$(reboot) `reboot`", "$(reboot) `reboot`"},
-      {"<b>&amp;</b>", "<b>&amp;</b>"},
+      {"<b>&amp;</b>", "\u2039b\u203A+amp;\u2039/b\u203A"},
       {"*cupsFilter: x", "*cupsFilter: x"},
       {"index=9;class=other;", "index=9;class=other;"}}},
     {"ControlCharacters",
@@ -117,12 +117,14 @@ const std::array kPrinters = std::to_array<Names>({
       {"نافتا", "نافتا"},
       {"क्‍ष", "क्‍ष"}}},  // the joiner in it is part of the script
     {"LongNames",
-     {{times(255, "x"), times(255, "x")},
-      {"x" + times(127, "é"), "x" + times(127, "é")},
-      {times(255, "'"), times(85, "\u2019")},              // three bytes each
-      {"x" + times(254, "'"), "x" + times(84, "\u2019")},  // the 85th would end at byte 256
-      {times(255, ","), "/" + times(127, " /")},
-      {times(85, "\u2028"), "Supply 6"}}},
+     {{times(255, "x"), times(40, "x")},
+      {"x" + times(127, "é"), "x" + times(39, "é")},
+      {times(255, "'"), times(40, "\u2019")},
+      {times(60, "e\u0301"), times(40, "e\u0301")},
+      {"High Yield Return Program Magenta Toner Cartridge",
+       "High Yield Return Program Magenta Toner"},
+      {times(85, "\u2028"), "Supply 6"},
+      {"High Yield Return Program Magenta Toner in a box", "High Yield Return Program Magenta 2"}}},
 });
 
 class HostileNames : public QueueTest, public ::testing::WithParamInterface<Names> {
@@ -218,40 +220,6 @@ TEST_P(HostileNames, DoNothingOnATerminal) {
   EXPECT_EQ(harmIn(shown), "");
 }
 
-class ManyLongNames : public QueueTest {
- protected:
-  static constexpr int kCount = 12;  // of one more than these, a reply has no room for the longest
-
-  // Reports long names, more than fit into a line that the print server takes, and expects all
-  // of them, with as much of their beginning as there is room for.
-  void expectAllOf(const std::vector<Toner>& toners) const {
-    const SimulatedPrinter printer(port(), laserPrinter(toners));
-    addEnabledQueue("laser");
-    report();
-    const Values names = attributes()["marker-names"];
-    ASSERT_EQ(names.size(), toners.size());
-    for (std::size_t i = 0; i < names.size(); ++i) {
-      EXPECT_GE(names[i].size(), 60U);
-      EXPECT_EQ(names[i], toners[i].name.substr(0, names[i].size()));
-    }
-    EXPECT_EQ(optionOf(server(), queue(), "marker-names"), names);
-    EXPECT_EQ(attributes()["marker-levels"].size(), toners.size());
-  }
-};
-
-TEST_F(ManyLongNames, AreCutToTheSameShare) {
-  std::vector<Toner> toners;
-  for (char c = 'a'; c < 'a' + kCount; ++c) toners.push_back({std::string(255, c)});
-  expectAllOf(toners);
-}
-
-// Desktops get the names with a backslash before each blank, in 2047 bytes.
-TEST_F(ManyLongNames, AreCutForThoseWhoReadThemWithTheirBlanks) {
-  std::vector<Toner> toners;
-  for (char c = 'a'; c < 'a' + kCount; ++c) toners.push_back({times(127, {c, ' '}) + c});
-  expectAllOf(toners);
-}
-
 class NamesThatAreNoText : public QueueTest {};
 
 // A name that cannot be read takes the report with it, and nothing else.
@@ -266,9 +234,10 @@ TEST_F(NamesThatAreNoText, LeaveTheLastReport) {
     report();
     EXPECT_EQ(attributes()["marker-names"], Values{"Black"});
     EXPECT_EQ(attributes()["marker-levels"], Values{"50"});
-    EXPECT_EQ(attributes()["marker-message"],
-              Values{"The printer answered but its supplies cannot be read. The levels shown are "
-                     "those of its last report."});
+    EXPECT_EQ(attributes()["marker-message"].at(0).find(
+                  "The printer answered but its supplies cannot be read. The levels shown are "
+                  "those of its last report (20"),
+              0U);
   }
   EXPECT_EQ(attributes()["printer-state-reasons"], Values{"timed-out-report"});
 }

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -11,6 +12,7 @@
 #include "queue/PpdEdit.h"
 #include "queue/PpdFile.h"
 #include "queue/QueueSettings.h"
+#include "renderings/StateReasons.h"
 #include "tests/support/SmallPpd.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/TextFile.h"
@@ -228,6 +230,14 @@ TEST(PpdWithSupplyReports, HasABlockOfLinesAtItsEnd) {
                 "*moxPrinterType: \"Laser\"\n"
                 "*moxTimeout: \"2\"\n"
                 "*moxDeadline: \"45\"\n"
+                "*cupsIPPReason toner-low-report/Toner is low: \"\"\n"
+                "*cupsIPPReason toner-empty-warning/Toner is empty: \"\"\n"
+                "*cupsIPPReason marker-supply-low-report/Ink is low: \"\"\n"
+                "*cupsIPPReason marker-supply-empty-warning/Ink is empty: \"\"\n"
+                "*cupsIPPReason marker-supply-missing-warning/A cartridge is missing: \"\"\n"
+                "*cupsIPPReason subunit-recoverable-failure-warning/A cartridge is the wrong one: "
+                "\"\"\n"
+                "*cupsIPPReason timed-out-report/The printer gives no levels: \"\"\n"
                 "*% moxsupply: supply reports end\n");
 }
 
@@ -324,6 +334,43 @@ TEST(PpdWithSupplyReports, SaysWhereItsPrinterIsNotAskedAfterJobs) {
   EXPECT_THAT(ReadPpd(unasked).values("moxAfterJobs"), ElementsAre("False"));
   EXPECT_EQ(withSupplyReports(unasked, kLaser), asked);
   EXPECT_EQ(withoutSupplyReports(unasked), kWithFilters);
+}
+
+TEST(PpdWithSupplyReports, HasALowLevelWhereItIsNotTheUsual) {
+  const std::string usual = withSupplyReports(kWithFilters, kLaser);
+  EXPECT_THAT(ReadPpd(usual).values("moxLowLevel"), IsEmpty());
+  EXPECT_EQ(ReadPpd(usual).settings().lowLevel, 10);
+  PpdSettings settings = kLaser;
+  settings.lowLevel = 25;
+  const std::string higher = withSupplyReports(usual, settings);
+  EXPECT_EQ(ReadPpd(higher).settings().lowLevel, 25);
+  EXPECT_EQ(withSupplyReports(higher, kLaser), usual);
+  EXPECT_EQ(withoutSupplyReports(higher), kWithFilters);
+}
+
+// As desktops look for them.
+TEST(PpdWithSupplyReports, HasWordsForTheStateReasons) {
+  const TemporaryFolder folder;
+  const std::string path = folder.path() / "queue.ppd";
+  write(path, withSupplyReports(kWithFilters, kLaser));
+  const std::unique_ptr<ppd_file_t, ClosePpd> ppd(ppdOpenFile(path.c_str()));
+  ASSERT_NE(ppd, nullptr);
+  for (const auto& [reason, words] : kReasonWords) {
+    std::array<char, 200> shown{};
+    ppdLocalizeIPPReason(ppd.get(), std::string(reason).c_str(), "text", shown.data(),
+                         shown.size());
+    EXPECT_EQ(shown.data(), words);
+  }
+}
+
+TEST(PpdWithoutSupplyReports, KeepsTheWordsOfOthers) {
+  const std::string others =
+      "*cupsIPPReason toner-low-report/Buy toner: \"\"\n*cupsIPPReason example/Example: \"\"\n";
+  const std::string ppd = smallPpd(others);
+  EXPECT_EQ(withoutSupplyReports(withSupplyReports(ppd, kLaser)), ppd);
+  std::string edited = withSupplyReports(smallPpd(""), kLaser);
+  edited.insert(edited.find("*% moxsupply: supply reports end"), others);
+  EXPECT_EQ(withoutSupplyReports(edited), smallPpd("") + others);
 }
 
 TEST(PpdWithNoSupplyReports, TellsTheFilterHowManyLevelsToForget) {

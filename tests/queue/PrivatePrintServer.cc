@@ -87,8 +87,8 @@ void copyProgram(const fs::path& program, const fs::path& folder) {
 
 PrivatePrintServer::PrivatePrintServer(Policy policy, std::chrono::seconds pause) {
   fs::permissions(folder(), fs::perms(0755));  // filters run as another user
-  for (const char* name : {"bin", "cache", "doc", "etc", "home", "lib/cups/filter",
-                           "lib/cups/notifier", "log", "spool/temp", "state"}) {
+  for (const char* name : {"bin", "cache", "doc", "etc", "home", "lib/cups/backend",
+                           "lib/cups/filter", "lib/cups/notifier", "log", "spool/temp", "state"}) {
     fs::create_directories(folder() / name);
   }
   writeSettings(policy, pause);
@@ -128,6 +128,12 @@ std::string PrivatePrintServer::printerUri(const std::string& queue) const {
 
 std::filesystem::path PrivatePrintServer::enabledQueues() const {
   return folder() / "enabled/queues.json";
+}
+
+void PrivatePrintServer::addBackend(const std::string& name, const std::string& script) const {
+  const fs::path file = folder() / "lib/cups/backend" / name;
+  std::ofstream(file) << script;
+  fs::permissions(file, fs::perms(0755));
 }
 
 std::string PrivatePrintServer::log() const { return contentOf(folder() / "log/error"); }
@@ -171,8 +177,11 @@ void PrivatePrintServer::writeSettings(Policy policy, std::chrono::seconds pause
 // As they are installed: our programs find the module and the catalogs from where they are.
 void PrivatePrintServer::layOutPrograms() const {
   const fs::path cups = folder() / "lib/cups";
-  for (const char* name : {"backend", "cgi-bin", "daemon", "monitor"}) {
+  for (const char* name : {"cgi-bin", "daemon", "monitor"}) {
     fs::create_directory_symlink(fs::path(CUPS_SERVERBIN) / name, cups / name);
+  }
+  for (const auto& backend : fs::directory_iterator(fs::path(CUPS_SERVERBIN) / "backend")) {
+    fs::create_symlink(backend.path(), cups / "backend" / backend.path().filename());
   }
   copyProgram(fs::path(CUPS_SERVERBIN) / "filter/commandtops", cups / "filter");
   copyProgram(MOXSUPPLY_FILTER, cups / "filter");

@@ -54,6 +54,9 @@ class PrivatePrintServer {
   // Where `moxsupply enable` remembers what it has enabled.
   [[nodiscard]] std::filesystem::path enabledQueues() const;
 
+  // Has a backend of the test's own besides the installed ones, for device URIs of its name.
+  void addBackend(const std::string& name, const std::string& script) const;
+
   // What the print server and its jobs have said.
   [[nodiscard]] std::string log() const;
 

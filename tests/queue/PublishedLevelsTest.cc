@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <thread>
@@ -12,6 +13,7 @@
 #include "tests/queue/QueueTest.h"
 #include "tests/support/Models.h"
 #include "tests/support/SimulatedPrinter.h"
+#include "tests/support/TextFile.h"
 
 namespace moxsupply::testing {
 namespace {
@@ -149,6 +151,16 @@ TEST_P(PublishedLevels, ComeBackThroughIpp) {
 
 class PublishedLists : public QueueTest {};
 
+// These cartridges, of which a printer tells the level or not at all.
+simulator::Model laserPrinterThatMayNotTell(const std::vector<Toner>& toners) {
+  simulator::Model model = laserPrinter(toners);
+  auto& supplies = std::get<simulator::LaserModel>(model.printer).supplies;
+  for (std::size_t i = 0; i < toners.size(); ++i) {
+    if (!toners[i].level) supplies[i].maxLevel.reset();
+  }
+  return model;
+}
+
 TEST_F(PublishedLists, HaveLevelsOnlyWherePercentageIsKnown) {
   simulator::Model model = laserPrinter(
       {{"More than full", 130}, {"Not measured", std::nullopt}, {"Of nothing", 50}, {"Empty", 0}});
@@ -167,6 +179,70 @@ TEST_F(PublishedLists, OfAnInkjetPrinterHoldNoLevelAbove100) {
   addEnabledQueue("inkjet");
   report();
   EXPECT_EQ(attributes()["marker-levels"], (Values{"-2", "80", "47", "92"}));
+}
+
+// Desktops draw a level that is not known as an empty one.
+TEST_F(PublishedLists, SayWhichLevelsAreNotKnown) {
+  const SimulatedPrinter printer(
+      port(), laserPrinterThatMayNotTell({{"Cyan", 50}, {"Fuser", std::nullopt}}));
+  addEnabledQueue("laser");
+  report();
+  EXPECT_EQ(attributes()["marker-levels"], (Values{"50", "-2"}));
+  EXPECT_EQ(attributes()["marker-message"],
+            Values{"Level unknown even where drawn as empty (see: man commandtomox): Fuser"});
+}
+
+TEST_F(PublishedLists, AreNoneOfAPrinterThatTellsNoLevels) {
+  addEnabledQueue("laser");
+  const std::string message = "The printer tells no levels (see: man commandtomox)";
+  {
+    const SimulatedPrinter printer(port(), laserPrinterThatMayNotTell({{"Cyan", std::nullopt}}));
+    report();
+    EXPECT_EQ(attributes()["marker-names"], Values{});
+    EXPECT_EQ(attributes()["marker-levels"], Values{});
+    EXPECT_EQ(attributes()["marker-message"], Values{message});
+    const Ran ran = server().moxsupply({"doctor", queue()});
+    EXPECT_NE(ran.output.find("the printer answers, but tells no levels"), std::string::npos)
+        << ran.output;
+  }
+  // No report has told levels, so none are old.
+  EXPECT_EQ(server().moxsupply({"refresh", queue()}).exitStatus, 1);
+  EXPECT_EQ(attributes()["marker-message"], Values{"The printer did not answer."});
+  // Levels that were published cannot be taken back.
+  for (const std::optional<std::uint32_t> level :
+       {std::optional(50U), std::optional<std::uint32_t>()}) {
+    const SimulatedPrinter printer(port(), laserPrinterThatMayNotTell({{"Cyan", level}}));
+    report();
+    EXPECT_EQ(attributes()["marker-levels"], Values{level ? "50" : "-2"});
+    EXPECT_EQ(attributes()["marker-message"], Values{level ? "" : message});
+  }
+}
+
+// A printer that does not answer any more makes them no newer.
+TEST_F(PublishedLists, AreAsOldAsTheirReport) {
+  addEnabledQueue("laser");
+  const auto age = [this] {
+    const Ran ran = server().moxsupply({"queues", "--format", "json"});
+    for (const auto& entry : nlohmann::json::parse(ran.output)) {
+      if (entry["queue"] == queue()) return entry["age"].get<int>();
+    }
+    return -1;
+  };
+  {
+    const SimulatedPrinter printer(port(), laserPrinter({{"Black", 50}}));
+    report();
+    EXPECT_LE(age(), 30);
+  }
+  // As if the report had been two hours ago.
+  const auto memory = server().folder() / "cache" / ("moxsupply-" + queue() + ".markers");
+  std::string remembered = contentOf(memory);
+  const std::size_t begin = remembered.find('\n') + 1;
+  const std::size_t size = remembered.find('\n', begin) - begin;
+  const int reported = std::stoi(remembered.substr(begin, size));
+  write(memory, remembered.replace(begin, size, std::to_string(reported - 7200)));
+  EXPECT_EQ(server().moxsupply({"refresh", queue()}).exitStatus, 1);
+  EXPECT_GE(age(), 7200);
+  EXPECT_LE(age(), 7400);
 }
 
 // There is no way to publish an empty list.

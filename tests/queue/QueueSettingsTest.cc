@@ -216,5 +216,16 @@ TEST_F(SettingsOfAQueue, LeaveThePrinterAtLeastASecond) {
               HasSubstr("moxDeadline is 0"));
 }
 
+TEST_F(SettingsOfAQueue, NeedALowLevelBetweenEmptyAndFull) {
+  const std::string type = "*moxPrinterType: \"Laser\"\n";
+  for (const int level : {1, 99}) {
+    EXPECT_EQ(settings(fmt::format("{}*moxLowLevel: \"{}\"\n", type, level)).lowLevel, level);
+  }
+  for (const char* value : {"0", "100", "-5", "10 %", "", "4294967306"}) {
+    EXPECT_EQ(mistake(fmt::format("{}*moxLowLevel: \"{}\"\n", type, value)),
+              fmt::format("moxLowLevel is \"{}\"; it must be a whole number from 1 to 99", value));
+  }
+}
+
 }  // namespace
 }  // namespace moxsupply::testing

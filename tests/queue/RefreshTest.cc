@@ -5,8 +5,12 @@
 #include <algorithm>
 #include <chrono>
 #include <fstream>
+#include <nlohmann/json.hpp>
+#include <sstream>
 #include <string>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "tests/queue/QueueTest.h"
 #include "tests/support/Models.h"
@@ -14,6 +18,15 @@
 
 namespace moxsupply::testing {
 namespace {
+
+using Json = nlohmann::json;
+
+std::vector<Json> linesOf(const Ran& ran) {
+  std::vector<Json> parsed;
+  std::istringstream lines(ran.output);
+  for (std::string line; std::getline(lines, line);) parsed.push_back(Json::parse(line));
+  return parsed;
+}
 
 class Refresh : public QueueTest {
  protected:
@@ -186,6 +199,19 @@ TEST_F(Refresh, IsNoSuccessWhenSomebodyCancelsIt) {
       << ran.errors;
 }
 
+TEST_F(Refresh, IsNoSuccessWhenSomebodyTakesItOutOfTheList) {
+  addEnabledQueue("laser");
+  const SimulatedPrinter printer(port(), {}, silence());
+  Ran ran;
+  std::thread refreshing([&] { ran = refresh(); });
+  std::this_thread::sleep_for(std::chrono::milliseconds(500));  // it is asking by now
+  EXPECT_EQ(server().run({"cancel", "-a", "-x", queue()}).exitStatus, 0);
+  refreshing.join();
+  EXPECT_NE(ran.exitStatus, 0);
+  EXPECT_EQ(ran.output, "");
+  EXPECT_TRUE(ran.errors.starts_with("moxsupply refresh: ")) << ran.errors;
+}
+
 // They would pile up, one each time, on a queue that is set up wrongly.
 TEST_F(Refresh, TakesAStoppedReportBack) {
   const SimulatedPrinter printer(port(), laserPrinter({{"Black Toner", 50}}));
@@ -246,8 +272,80 @@ TEST_F(RefreshOfAll, HasALineForEachQueueThatReports) {
   const Ran ran = server().moxsupply({"refresh", "--all"});
   EXPECT_EQ(ran.exitStatus, 0);
   EXPECT_EQ(ran.errors, "");
-  EXPECT_EQ(ran.output, "good: 2 supplies\nsilent: no answer\n");
+  EXPECT_EQ(ran.output, "good: 2 supplies, ok; lowest: Cyan 50 %\nsilent: no answer\n");
   EXPECT_EQ(printer.paper(), "");
+
+  const Ran json = server().moxsupply({"refresh", "--all", "--format", "json"});
+  EXPECT_EQ(json.exitStatus, 0);
+  EXPECT_EQ(json.errors, "");
+  const std::vector<Json> lines = linesOf(json);
+  ASSERT_EQ(lines.size(), 2U) << json.output;
+  EXPECT_EQ(lines[0]["queue"], "good");
+  EXPECT_EQ(lines[0]["refreshed"], true);
+  EXPECT_EQ(lines[1]["queue"], "silent");
+  EXPECT_EQ(lines[1]["refreshed"], false);
+  for (const char* queue : {"good", "silent", "raw", "unasked", "stopped"}) {
+    EXPECT_EQ(server().run({"lpadmin", "-x", queue}).exitStatus, 0);
+  }
+}
+
+class RefreshOfSeveral : public Refresh {};
+
+TEST_F(RefreshOfSeveral, ShowsABlockOfEachInTheirOrder) {
+  const SimulatedPrinter printer(port(), laserPrinter({{"Black Toner", 7}}));
+  addEnabledQueue("laser");
+  const Ran one = refresh();
+  const Ran ran = server().moxsupply({"refresh", queue(), "nowhere", queue()});
+  EXPECT_EQ(ran.exitStatus, 2);
+  EXPECT_EQ(ran.output, one.output + '\n' + one.output);
+  EXPECT_EQ(ran.errors.find("moxsupply refresh: no queue \"nowhere\""), 0U) << ran.errors;
+}
+
+TEST_F(RefreshOfSeveral, IsALineOfJsonEach) {
+  addEnabledQueue("laser");
+  {
+    const SimulatedPrinter printer(port(), laserPrinter({{"Cyan Toner", 62}, {"Black Toner", 7}}));
+    const Ran ran = server().moxsupply({"refresh", queue(), "--format", "json"});
+    EXPECT_EQ(ran.exitStatus, 0);
+    EXPECT_EQ(ran.errors, "");
+    EXPECT_EQ(linesOf(ran), std::vector{Json::parse(R"({"queue":")" + queue() + R"(",
+      "refreshed":true,"why":null,"supplies":[
+        {"name":"Cyan Toner","type":"toner","color":"Cyan","level":62,"attention":"none"},
+        {"name":"Black Toner","type":"toner","color":"Black","level":7,"attention":"low"}]})")});
+  }
+  // It is off now; what it showed stays.
+  const Ran ran = server().moxsupply({"refresh", "nowhere", queue(), "--format", "json"});
+  EXPECT_EQ(ran.exitStatus, 2);
+  const std::vector<Json> lines = linesOf(ran);
+  ASSERT_EQ(lines.size(), 2U) << ran.output;
+  EXPECT_EQ(lines[0]["queue"], "nowhere");
+  EXPECT_EQ(lines[0]["refreshed"], false);
+  EXPECT_EQ(lines[0]["why"].get<std::string>().find("no queue \"nowhere\""), 0U);
+  EXPECT_EQ(lines[0]["supplies"], Json::array());
+  EXPECT_EQ(lines[1]["queue"], queue());
+  EXPECT_EQ(lines[1]["refreshed"], false);
+  EXPECT_EQ(lines[1]["why"],
+            "the printer of \"" + queue() + "\" gave no levels; those shown are its last ones");
+  EXPECT_EQ(lines[1]["supplies"][1]["level"], 7);
+}
+
+// Each alone has the exit status that it has without JSON.
+TEST_F(RefreshOfSeveral, IsALineOfJsonWhateverIsWrong) {
+  addEnabledQueue("laser");
+  ASSERT_EQ(server().run({"cupsdisable", queue()}).exitStatus, 0);
+  addQueue(server(), "raw", port().uri(), "");
+  for (const auto& [name, exitStatus] : {std::pair(queue(), 1), {std::string("raw"), 2}}) {
+    const Ran ran = server().moxsupply({"refresh", name, "--format", "json"});
+    EXPECT_EQ(ran.exitStatus, exitStatus);
+    ASSERT_EQ(linesOf(ran).size(), 1U) << ran.output;
+    EXPECT_EQ(linesOf(ran)[0]["queue"], name);
+    EXPECT_EQ(linesOf(ran)[0]["refreshed"], false);
+    EXPECT_NE(linesOf(ran)[0]["why"], "");
+  }
+  EXPECT_EQ(server().run({"lpadmin", "-x", "raw"}).exitStatus, 0);
+  EXPECT_EQ(server().moxsupply({"refresh"}).exitStatus, 2);
+  EXPECT_EQ(server().moxsupply({"refresh", "--all", queue()}).exitStatus, 2);
+  EXPECT_EQ(server().moxsupply({"refresh", queue(), "--format", "list"}).exitStatus, 2);
 }
 
 class LevelsOfAQueue : public QueueTest {};

@@ -6,7 +6,7 @@ namespace moxsupply::testing {
 namespace {
 
 TEST(Columns, AreAsWideAsTheirWidestCell) {
-  EXPECT_EQ(inColumns({{"A", "LEVEL", "C"}, {"long", "5 %", "x"}, {"last"}}),
+  EXPECT_EQ(inColumns({{"A", "LEVEL", "C"}, {"long", "5 %", "x"}, {"last", "", ""}}),
             "A     LEVEL  C\n"
             "long  5 %    x\n"
             "last\n");

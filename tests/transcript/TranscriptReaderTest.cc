@@ -60,7 +60,7 @@ TEST(TranscriptReader, ReadsWhatPeopleAndTheirMailMakeOfIt) {
                  "\r\n"
                  "  # a story\r\n"
                  "\tquery  Laser\tusb 2\r\n"
-                 "> 0 a500 1f # the request"),
+                 "> 0 a500 1f # the request # and again"),
             expected);
 }
 
