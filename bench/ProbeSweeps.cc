@@ -1,6 +1,6 @@
 // Probes an exporter as Prometheus does: each target once an interval, spread over it, each on a
 // connection of its own. Says of each sweep how long it and its probes took, and what the exporter
-// had of memory, descriptors and processor time, its children's included.
+// had of descriptors, and of memory and processor time with all processes that came from it.
 //   probe-sweeps PORT PATH PROOF PID SWEEPS INTERVAL < TARGETS
 // PATH goes before each target; TARGETS are one a line, and one that begins with "-" is not
 // expected to answer. INTERVAL is in seconds; with 0 all targets are probed at once.
@@ -11,11 +11,11 @@
 #include <charconv>
 #include <chrono>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <iterator>
 #include <mutex>
 #include <span>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -23,6 +23,7 @@
 
 #include "tests/monitoring/HttpRequest.h"
 #include "tests/support/Processes.h"
+#include "tests/support/TextFile.h"
 
 namespace {
 
@@ -35,12 +36,18 @@ int number(std::string_view text) {
   return value;
 }
 
-double residentMegabytes(int pid) {
-  std::ifstream file(fmt::format("/proc/{}/statm", pid));
-  double total = 0;
-  double resident = 0;
-  file >> total >> resident;
-  return resident * static_cast<double>(::sysconf(_SC_PAGESIZE)) / 1e6;
+// What a process has of memory, with all that came from it; of what several share, its part.
+double megabytes(int pid) {
+  std::istringstream file(moxsupply::testing::contentOf(fmt::format("/proc/{}/smaps_rollup", pid)));
+  double bytes = 0;
+  for (std::string word; file >> word;) {
+    if (word != "Pss:") continue;
+    file >> bytes;
+    break;
+  }
+  double sum = bytes * 1024 / 1e6;
+  for (const pid_t child : moxsupply::testing::childrenOf(pid)) sum += megabytes(child);
+  return sum;
 }
 
 std::ptrdiff_t descriptors(int pid) {
@@ -118,7 +125,7 @@ int main(int argc, char** argv) {
     fmt::print(
         "{:5}  {:6.1f} s  {:6.0f} {:6.0f} {:6.0f}  {:7.0f}  {:6}  {:7.1f} MB  {:5}  {:7.2f} ms\n",
         round, time.count(), quantile(healthy, 0.5), quantile(healthy, 0.99), quantile(healthy, 1),
-        quantile(silent, 1), bad, residentMegabytes(pid), descriptors(pid),
+        quantile(silent, 1), bad, megabytes(pid), descriptors(pid),
         1000 * (moxsupply::testing::processorTime(pid) - processorBefore).count() /
             static_cast<double>(probes.size()));
     std::cout.flush();

@@ -12,9 +12,13 @@
 
 #include "commands/LevelsCommand.h"
 #include "commands/ListenAddress.h"
+#include "commands/QueryServerCommand.h"
 #include "commands/QueueLevelsCommand.h"
+#include "commands/StoreOption.h"
 #include "monitoring/Exporter.h"
 #include "system/Listener.h"
+#include "text/Decimal.h"
+#include "text/TerminalText.h"
 
 namespace moxsupply {
 
@@ -24,16 +28,17 @@ namespace fs = std::filesystem;
 
 constexpr std::string_view kCommand = "exporter";
 
-// How one target is asked: a printer by `moxsupply`, found from where this program is, and a print
-// queue by this program.
-LevelQueries::CommandFor queries() {
+// How one target is asked: a printer on the network by a process that this program keeps ready, any
+// other by `moxsupply`, found from where this program is, and a print queue by this program.
+LevelQueries::Commands queries() {
   const fs::path self = fs::read_symlink("/proc/self/exe");
   const fs::path moxsupply = self.parent_path() / PROGRAMS_FROM_MONITORING / "moxsupply";
-  return [self = self.string(),
-          moxsupply = moxsupply.lexically_normal().string()](const Prober::Assignment& one) {
+  const auto commandFor = [self = self.string(), moxsupply = moxsupply.lexically_normal().string()](
+                              const Prober::Assignment& one) {
     if (one.isQueue) return queueLevelsForPrograms(self);
     return levelsForPrograms(moxsupply, one.kind, static_cast<std::uint32_t>(one.deadline.count()));
   };
+  return {commandFor, queryServerForPrograms(self)};
 }
 
 struct ExporterOptions {
@@ -44,6 +49,11 @@ struct ExporterOptions {
   std::uint32_t deadline = 30;
   std::uint32_t queriesAtOnce = 32;
   std::vector<std::string> hosts;
+  std::string store;
+  bool noStore = false;
+  std::uint32_t deliveryDays = 14;
+  std::string notify;
+  std::uint32_t notifyEvery = 86400;  // seconds
 };
 
 ExporterSettings settingsFrom(const ExporterOptions& options) {
@@ -54,6 +64,7 @@ ExporterSettings settingsFrom(const ExporterOptions& options) {
   settings.limits.queriesAtOnce = options.queriesAtOnce;
   settings.limits.deadline = seconds(options.deadline);
   settings.hosts = options.hosts;
+  settings.deliveryDays = std::chrono::days(options.deliveryDays);
   settings.queries = queries();
   return settings;
 }
@@ -78,6 +89,17 @@ std::size_t connectionsWithin(std::size_t descriptors, std::size_t queries) {
   return std::clamp<std::size_t>(descriptors > taken ? descriptors - taken : 0, 16, kMost);
 }
 
+// The file where readings are remembered. Without one, levels are served all the same.
+std::string storeFor(const ExporterOptions& options) {
+  if (options.noStore) return {};
+  const auto path = storeToWrite(options.store);
+  if (!path) {
+    complain(kCommand, path.error());
+    return {};
+  }
+  return fs::absolute(*path).string();
+}
+
 int runExporter(const ExporterOptions& options) {
   ListFile file(options.list);
   auto list = file.read();
@@ -88,9 +110,55 @@ int runExporter(const ExporterOptions& options) {
   std::signal(SIGPIPE, SIG_IGN);  // nobody may read the log any more
   ExporterSettings settings = settingsFrom(options);
   settings.mostConnections = connectionsWithin(raiseDescriptorLimit(), options.queriesAtOnce);
+  settings.store = storeFor(options);
+  settings.notify = {.command = options.notify, .every = std::chrono::seconds(options.notifyEvery)};
   Exporter exporter(settings, std::move(file), *std::move(list), *std::move(listener));
   exporter.serve();
   return 0;
+}
+
+// A number of seconds, or with a unit.
+Option duration(std::string name, std::uint32_t& place, std::string help) {
+  Option option = {.name = name, .value = "DURATION", .help = std::move(help)};
+  option.take = [&place, name = std::move(name)](const auto& words) -> Result<> {
+    constexpr std::uint32_t kMost = 31 * 86400;
+    std::string_view number = words.back();
+    std::uint64_t unit = 1;
+    if (!number.empty()) {
+      switch (number.back()) {
+        case 'd':
+          unit = 86400;
+          break;
+        case 'h':
+          unit = 3600;
+          break;
+        case 'm':
+          unit = 60;
+          break;
+        default:
+          break;
+      }
+      if (unit > 1 || number.back() == 's') number.remove_suffix(1);
+    }
+    const auto count = decimal(number);
+    if (!count || *count == 0 || *count > kMost / unit) {
+      return misuse(
+          fmt::format("{}: expected a time from 1s to 31d, such as 12h or a number of seconds, not "
+                      "\"{}\"",
+                      name, forTerminal(words.back())));
+    }
+    place = static_cast<std::uint32_t>(*count * unit);
+    return {};
+  };
+  return option;
+}
+
+Result<> agree(const ExporterOptions& options) {
+  if (!options.noStore) return {};
+  if (!options.store.empty()) return misuse("--no-store: does not go with --store");
+  // What is to be told stands there until somebody was.
+  if (!options.notify.empty()) return misuse("--notify: needs the store, and so no --no-store");
+  return {};
 }
 
 }  // namespace
@@ -104,7 +172,9 @@ Command exporterCommand() {
       .usage =
           "moxsupply exporter LIST [--listen ADDRESS:PORT] [--host NAME]...\n"
           "                          [--min-interval SECONDS] [--max-backoff SECONDS]\n"
-          "                          [--deadline SECONDS] [--queries-at-once NUMBER]",
+          "                          [--deadline SECONDS] [--queries-at-once NUMBER]\n"
+          "                          [--store FILE | --no-store] [--delivery-days DAYS]\n"
+          "                          [--notify COMMAND [--notify-every DURATION]]",
       .about =
           "Serve the supplies of many printers to Prometheus, and to people as a page.\n"
           "\n"
@@ -123,10 +193,16 @@ Command exporterCommand() {
       .footer =
           "Addresses:\n"
           "  /                   all printers, for people\n"
+          "  /printer?target=... one printer of the list, for people\n"
+          "  /orders             what to buy, for people; as a file /orders.csv\n"
           "  /probe?target=...   one printer of the list, for Prometheus\n"
           "  /ask                POST: has one printer asked at once, for people on the page\n"
           "  /metrics            the exporter itself\n"
           "  /-/healthy          whether it runs\n"
+          "\n"
+          "What printers answer is remembered in history.sqlite, in $STATE_DIRECTORY, or else in\n"
+          "$XDG_STATE_HOME/moxsupply, or else in ~/.local/state/moxsupply: see "
+          "moxsupply-history(1).\n"
           "\n"
           "There is neither a password nor encryption: leave it on this machine, or put a reverse\n"
           "proxy before it.\n"
@@ -150,7 +226,19 @@ Command exporterCommand() {
                           "longest time for a query (30)"),
                   wholeNumber("--queries-at-once", options->queriesAtOnce, {2, 1024}, "NUMBER",
                               "most queries at once; half of them is kept for printers that\n"
-                              "answer quickly (32)")},
+                              "answer quickly (32)"),
+                  storeOption(options->store),
+                  flag("--no-store", options->noStore, "remember nothing"),
+                  wholeNumber("--delivery-days", options->deliveryDays, {0, 365}, "DAYS",
+                              "how long it takes until a cartridge that is ordered is there:\n"
+                              "what will be needed by then is told to be (14)"),
+                  text("--notify", options->notify, "COMMAND",
+                       "run this in the shell, with a digest of what has happened as JSON\n"
+                       "on its standard input"),
+                  duration("--notify-every", options->notifyEvery,
+                           "at most so often, such as 12h; at once when a cartridge is\n"
+                           "empty or missing (1d)")},
+      .agree = [options] { return agree(*options); },
       .run = [options] { return runExporter(*options); },
   };
 }

@@ -12,7 +12,6 @@
 #include <string_view>
 #include <utility>
 
-#include "commands/Part.h"
 #include "history/Reading.h"
 #include "links/DeviceUri.h"
 #include "links/Recording.h"
@@ -23,6 +22,7 @@
 #include "text/ProgressLine.h"
 #include "text/TerminalText.h"
 #include "text/Translated.h"
+#include "text/Written.h"
 #include "values/Status.h"
 
 namespace moxsupply {
@@ -63,7 +63,9 @@ std::string asReading(const PrinterAnswer& answer, const SupplyRequest& request)
 std::string rendered(const PrinterAnswer& answer, const SupplyRequest& request,
                      const LevelsOptions& options) {
   const Report& report = answer.report;
-  if (options.format == Format::kJson) return reportAsJson(report);
+  if (options.format == Format::kJson) {
+    return reportAsJson(report) + (options.details ? asReading(answer, request) : "");
+  }
   if (options.format == Format::kReading) return asReading(answer, request);
   const Supplies supplies = suppliesIn(answer);
   if (report.status != Status::kSuccess && supplies.list.empty()) return {};
@@ -135,22 +137,27 @@ std::string headed(const std::string& text, const LevelsOptions& options) {
   return fmt::format("{}: {}", forTerminal(shownUri(options.printer.printer)), text);
 }
 
-Part askOneOfSeveral(const LevelsOptions& options, const OnDeadline& onDeadline) {
+// What the answer is, as it is shown, and why it failed.
+Written writtenOf(const PrinterAnswer& answer, const SupplyRequest& request,
+                  const LevelsOptions& options) {
+  const std::string output = headed(rendered(answer, request, options), options);
+  if (answer.report.status == Status::kSuccess) return {0, output, {}};
+  return {kExitFailed, output, complaint(kCommand, whyNoSupplies(answer, request))};
+}
+
+Written askOneOfSeveral(const LevelsOptions& options, const OnDeadline& onDeadline) {
   const auto failed = [&](const Problem& problem) {
-    return Part{problem.isMisuse ? kExitMisuse : kExitFailed, nothingFrom(options),
-                complaint(kCommand, problem)};
+    return Written{problem.isMisuse ? kExitMisuse : kExitFailed, nothingFrom(options),
+                   complaint(kCommand, problem)};
   };
   auto request = supplyRequest(options.printer, onDeadline);
   if (!request) return failed(request.error());
   request->wantsIdentities = wantsIdentities(options);
   const auto answer = askForSupplies(*request, onDeadline);
-  if (!answer) return failed(answer.error());
-  const std::string output = headed(rendered(*answer, *request, options), options);
-  if (answer->report.status == Status::kSuccess) return {0, output, {}};
-  return {kExitFailed, output, complaint(kCommand, whyNoSupplies(*answer, *request))};
+  return answer ? writtenOf(*answer, *request, options) : failed(answer.error());
 }
 
-Part partOf(const LevelsOptions& options, const std::optional<std::string>& result) {
+Written partOf(const LevelsOptions& options, const std::optional<std::string>& result) {
   if (auto part = unpacked(result.value_or(""))) return *std::move(part);
   const auto died = failure(translated("{} could not be asked: its process has died",
                                        forTerminal(shownUri(options.printer.printer))));
@@ -169,7 +176,7 @@ int runSeveral(const LevelsOptions& given) {
   int exitStatus = 0;
   bool hasShown = false;
   ProgressLine progress;
-  const auto show = [&](const Part& part) {
+  const auto show = [&](const Written& part) {
     progress.clear();
     const bool isNextTable = hasShown && !part.output.empty() && given.format == Format::kTable;
     const int printed = print(kCommand, (isNextTable ? "\n" : "") + part.output);
@@ -203,8 +210,9 @@ int runSeveral(const LevelsOptions& given) {
 
 // Whether the options of a transcript go together, and with the rest.
 Result<> agree(const LevelsOptions& options) {
-  if (options.details && options.format != Format::kTable) {
-    return misuse("--details: goes with the format table");
+  const bool isOneAsJson = options.printers.size() == 1 && options.format == Format::kJson;
+  if (options.details && options.format != Format::kTable && !isOneAsJson) {
+    return misuse("--details: goes with the format table, or with json of one PRINTER");
   }
   if (options.printers.size() > 1 && !options.record.empty()) {
     return misuse("--record: takes one PRINTER");
@@ -291,7 +299,8 @@ Command levelsCommand(LevelsAsMetrics asMetrics) {
                                  "table; json as `moxsupply report`; reading for\n"
                                  "`moxsupply history`; openmetrics (table)"),
                   flag("--details", options->details,
-                       "show part numbers, serial numbers and pages of cartridges, too"),
+                       "show part numbers, serial numbers and pages of cartridges, too; json\n"
+                       "has a second line then, that of the format reading"),
                   readTimeout(printer), deadline(printer),
                   flag("--backend", printer.throughBackend,
                        "use the CUPS backend for socket:// too, as a print job does"),
@@ -313,8 +322,25 @@ Command levelsCommand(LevelsAsMetrics asMetrics) {
 
 CommandLine levelsForPrograms(const std::string& program, std::optional<PrinterKind> kind,
                               std::uint32_t deadline) {
-  return {program,  std::string(kCommand),        "--format",   "json",
-          "--type", std::string(typedKind(kind)), "--deadline", std::to_string(deadline)};
+  return {program,
+          std::string(kCommand),
+          "--format",
+          "json",
+          "--details",
+          "--type",
+          std::string(typedKind(kind)),
+          "--deadline",
+          std::to_string(deadline)};
+}
+
+Written levelsForPrograms(SupplyRequest request) {
+  LevelsOptions options;
+  options.format = Format::kJson;
+  options.details = true;
+  request.wantsIdentities = wantsIdentities(options);
+  const auto answer = askForSupplies(request, nullptr);
+  if (!answer) return {kExitFailed, {}, complaint(kCommand, answer.error())};
+  return writtenOf(*answer, request, options);
 }
 
 }  // namespace moxsupply

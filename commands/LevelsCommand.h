@@ -6,6 +6,8 @@
 
 #include "commands/Command.h"
 #include "commands/PrinterOptions.h"
+#include "links/SupplyRequest.h"
+#include "text/Written.h"
 
 namespace moxsupply {
 
@@ -21,5 +23,9 @@ Command levelsCommand(LevelsAsMetrics asMetrics);
 // DEVICE_URI.
 CommandLine levelsForPrograms(const std::string& program, std::optional<PrinterKind> kind,
                               std::uint32_t deadline);
+
+// What it would write, of a printer that this process asks as `request` says. Others see to the
+// deadline.
+[[nodiscard]] Written levelsForPrograms(SupplyRequest request);
 
 }  // namespace moxsupply

@@ -3,8 +3,6 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <array>
 #include <chrono>
 #include <cstdint>
 #include <memory>
@@ -16,11 +14,11 @@
 
 #include "commands/StoreOption.h"
 #include "history/Orders.h"
+#include "history/OrdersCsv.h"
 #include "history/RememberedPrinters.h"
 #include "json/AsciiJson.h"
 #include "supplies/Words.h"
 #include "text/Columns.h"
-#include "text/HarmlessText.h"
 #include "text/TerminalText.h"
 
 namespace moxsupply {
@@ -55,64 +53,16 @@ std::string jsonOf(const Order& order) {
          '\n';
 }
 
-std::string neededIn(const Order& order) {
-  std::string needed;
-  for (const Order::Needed& one : order.needed) {
-    needed += fmt::format("{}{} supply {}{}", needed.empty() ? "" : "; ", one.printer, one.supply,
-                          one.place ? fmt::format(" ({})", *one.place) : "");
-  }
-  return needed;
-}
-
-std::vector<std::string> cellsOf(const Order& order, std::string by) {
-  return {order.part,
-          order.name,
-          std::string(wordOf(order.kind)),
-          std::to_string(order.needed.size()),
-          std::move(by),
-          neededIn(order)};
-}
-
 std::string tableOf(const std::vector<Order>& orders) {
   std::vector<std::vector<std::string>> rows = {
       {"PART", "NAME", "TYPE", "COUNT", "BY", "NEEDED IN"}};
   for (const Order& order : orders) {
     std::vector<std::string> row = cellsOf(order, dayOf(order.by()));
     for (std::string& cell : row) cell = forTerminal(cell);
-    if (row.front().empty()) row.front() = "-";
+    if (row.front().empty()) row.front() = '-';
     rows.push_back(std::move(row));
   }
   return inColumns(rows);
-}
-
-// A text as a cell of a table in a file: one line, between quotes, and no formula, which a
-// spreadsheet would work out, with whatever a printer calls its cartridge.
-std::string csvCell(std::string_view text) {
-  // The wide ones are what the others are where wide characters are typed.
-  constexpr auto kBeginFormulas =
-      std::to_array<std::string_view>({"=", "+", "-", "@", "＝", "＋", "－", "＠"});
-  const std::string line = harmlessLine(text, std::string::npos);
-  std::string cell = "\"";
-  const bool isFormula = std::ranges::any_of(
-      kBeginFormulas, [&](std::string_view begin) { return line.starts_with(begin); });
-  if (isFormula) cell += '\'';
-  for (const char c : line) {
-    if (c == '"') cell += '"';
-    cell += c;
-  }
-  return cell + '"';
-}
-
-std::string csvOf(const std::vector<Order>& orders) {
-  std::string csv = "part,name,type,count,by,needed\r\n";
-  for (const Order& order : orders) {
-    std::string row;
-    for (const std::string& cell : cellsOf(order, momentAsText(order.by()))) {
-      row += (row.empty() ? "" : ",") + csvCell(cell);
-    }
-    csv += row + "\r\n";
-  }
-  return csv;
 }
 
 std::string textOf(const std::vector<Order>& orders, OrderFormat format) {
@@ -120,7 +70,7 @@ std::string textOf(const std::vector<Order>& orders, OrderFormat format) {
     case OrderFormat::kTable:
       return tableOf(orders);
     case OrderFormat::kCsv:
-      return csvOf(orders);
+      return asCsv(orders);
     case OrderFormat::kJson:
       break;
   }

@@ -12,7 +12,6 @@
 #include <utility>
 #include <vector>
 
-#include "commands/Part.h"
 #include "json/AsciiJson.h"
 #include "queue/EnabledQueues.h"
 #include "queue/OpenQueue.h"
@@ -26,6 +25,7 @@
 #include "text/ShellWord.h"
 #include "text/TerminalText.h"
 #include "text/Translated.h"
+#include "text/Written.h"
 
 namespace moxsupply {
 
@@ -131,7 +131,7 @@ std::string inALine(const Attempt& attempt) {
   return fmt::format("{}: {}\n", forTerminal(attempt.name), words());
 }
 
-Part partOf(const Attempt& attempt, const RefreshOptions& options) {
+Written partOf(const Attempt& attempt, const RefreshOptions& options) {
   return {attempt.exitStatus(),
           options.format == Format::kJson ? asJson(attempt) : asTable(attempt, options.coloring),
           attempt.problem ? complaint(kCommand, *attempt.problem) : ""};
@@ -139,7 +139,7 @@ Part partOf(const Attempt& attempt, const RefreshOptions& options) {
 
 // A line about each queue. A printer that is off is no failure: it is the ordinary state of most
 // printers at night, when nobody wants to be told.
-Part partOfAll(const std::string& name, const RefreshOptions& options) {
+Written partOfAll(const std::string& name, const RefreshOptions& options) {
   auto open = openQueue(name);
   // Not ours, or out of service.
   if (open && !takesReportLevels(*open)) return {0, {}, {}};
@@ -159,7 +159,7 @@ int refreshEach(const std::vector<std::string>& names, const RefreshOptions& opt
   int exitStatus = 0;
   bool hasShown = false;
   ProgressLine progress;
-  const auto show = [&](const Part& part) {
+  const auto show = [&](const Written& part) {
     progress.clear();
     const bool isBlock = !options.all && options.format == Format::kTable && !part.output.empty();
     const int printed = print(kCommand, (isBlock && hasShown ? "\n" : "") + part.output);
@@ -170,7 +170,7 @@ int refreshEach(const std::vector<std::string>& names, const RefreshOptions& opt
   };
   const auto died = [&](const std::string& name) {
     const Attempt none = {name, {}, failure(translated("it did not come to an end")).value()};
-    Part part = partOf(none, options);
+    Written part = partOf(none, options);
     if (options.all && options.format == Format::kTable) part = {kExitFailed, inALine(none), {}};
     return part;
   };
@@ -203,7 +203,7 @@ int refreshAll(const RefreshOptions& options) {
 }
 
 int refreshOne(const RefreshOptions& options) {
-  const Part part = partOf(attempt(options.queues.front(), options.deadline), options);
+  const Written part = partOf(attempt(options.queues.front(), options.deadline), options);
   if (const int printed = print(kCommand, part.output); printed != 0) return printed;
   fmt::print(stderr, "{}", part.errors);
   return part.exitStatus;

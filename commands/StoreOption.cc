@@ -111,8 +111,8 @@ Result<Store> openStoreToRead(std::string_view command, const std::string& named
   return store;
 }
 
-Result<Store> openStoreToWrite(const std::string& named) {
-  if (!named.empty()) return Store::openToWrite(named);
+Result<std::string> storeToWrite(const std::string& named) {
+  if (!named.empty()) return named;
   const auto stores = usualStores();
   if (stores.empty()) {
     return misuse("nothing says where readings are remembered: name a file with --store FILE");
@@ -123,7 +123,13 @@ Result<Store> openStoreToWrite(const std::string& named) {
   if (failed) {
     return failure(fmt::format("{}: {}", forTerminal(folder.native()), failed.message()));
   }
-  return Store::openToWrite(stores.front());
+  return stores.front().string();
+}
+
+Result<Store> openStoreToWrite(const std::string& named) {
+  const auto path = storeToWrite(named);
+  if (!path) return tl::unexpected(path.error());
+  return Store::openToWrite(*path);
 }
 
 }  // namespace moxsupply

@@ -34,7 +34,10 @@ enum class LineFormat : std::uint8_t { kTable, kJson };
 // which one it is.
 [[nodiscard]] Result<Store> openStoreToRead(std::string_view command, const std::string& named);
 
-// Opens it to be written. Where none was named, makes its folder.
+// Where it is written. Where none was named, makes its folder.
+[[nodiscard]] Result<std::string> storeToWrite(const std::string& named);
+
+// Opens it to be written.
 [[nodiscard]] Result<Store> openStoreToWrite(const std::string& named);
 
 }  // namespace moxsupply

@@ -8,6 +8,7 @@
 #include "commands/ExporterCommand.h"
 #include "commands/LevelsAsMetrics.h"
 #include "commands/LevelsCommand.h"
+#include "commands/QueryServerCommand.h"
 #include "commands/QueueLevelsCommand.h"
 
 // The commands of `moxsupply` that need more libraries than the others. It stands where moxsupply
@@ -17,10 +18,11 @@ int main(int argc, char** argv) try {
   // The terminal's characters; but the names of supplies are labels, which no language changes.
   std::setlocale(LC_CTYPE, "");
 
-  const std::array<Program::Subcommand, 3> commands = {{
+  const std::array<Program::Subcommand, 4> commands = {{
       {"levels", [] { return levelsCommand(levelsAsMetrics); }},
       {"exporter", exporterCommand},
       {"queue-levels", queueLevelsCommand},
+      {"query-server", queryServerCommand},
   }};
   return runCommandLine({"Ask NPA printers for their supplies, for monitoring.", "", commands},
                         {argv, static_cast<std::size_t>(argc)});

@@ -25,6 +25,7 @@
 #include <string>
 #include <vector>
 
+#include "filter/AskConfined.h"
 #include "filter/CommandFile.h"
 #include "filter/FormerFilter.h"
 #include "filter/PublishedMarkers.h"
@@ -32,9 +33,7 @@
 #include "filter/SchedulerMessage.h"
 #include "filter/ServedJob.h"
 #include "front/MoxFilter.h"
-#include "links/AskAsFilter.h"
 #include "links/DeviceUri.h"
-#include "links/QueryWatch.h"
 #include "links/Recording.h"
 #include "queue/PpdFile.h"
 #include "queue/QueueSettings.h"
@@ -136,9 +135,13 @@ void publishFailure(Status status, PublishedMarkers& markers, bool withLevels) {
   tellScheduler("WARNING", why);
   sendToScheduler(stateLineAdding(kDoesNotAnswer));
   if (withLevels) {
-    const std::string ofLevels =
-        markers.hasLevels() ? ' ' + remarkOnLevelsOf(markers.reported()) : "";
-    markers.publishNewMessage(markerMessageLine(why + ofLevels));
+    // Each publication makes levels look new to those who go by marker-change-time alone.
+    if (markers.hasLevels()) {
+      markers.publishNewMessage(
+          markerMessageLine(fmt::format("{} {}", why, remarkOnLevelsOf(markers.reported()))));
+    } else {
+      sendToScheduler(markerMessageLine(why));
+    }
   }
   endReport();
 }
@@ -258,20 +261,9 @@ int answer(const Commands& commands, const std::optional<ServedJob>& job,
   const Timetable times{std::chrono::seconds(settings->deadline)};
   PublishedMarkers markers(environment("CUPS_CACHEDIR"), environment("PRINTER"), ppdPath);
   const auto recording = startRecording(*settings);
-  const Report report = [&] {
-    const QueryWatch watch("", {.all = times.query}, [&](const QueryWatch& /*watch*/) {
-      publishFailure(Status::kNothingReceived, markers, commands.reportLevels);
-      if (job) {
-        endJob(*job, HasAnswered::kNo, times.patienceUntilBackend(kPatienceAfterFailure));
-      }
-      ::_exit(commands.areRefused ? kStopsTheJob : EXIT_SUCCESS);
-    });
-    if (settings->transport == "usb" || !commands.others.empty()) drainBackChannel();
-    return askAsFilter(*filter, recording.get());
-  }();
-  if (recording != nullptr) {
-    if (const auto whole = recording->isWhole(); !whole) warnOf(whole.error());
-  }
+  if (settings->transport == "usb" || !commands.others.empty()) drainBackChannel();
+  const auto [report, transcript] = askConfined(*filter, recording.get(), times.query);
+  if (!transcript) warnOf(transcript.error());
   const bool hasFailed = report.status != Status::kSuccess;
   if (hasFailed) {
     publishFailure(report.status, markers, commands.reportLevels);

@@ -88,4 +88,9 @@ std::string momentAsText(Moment moment) {
                      fraction);
 }
 
+std::string dayOf(Moment moment) {
+  constexpr std::size_t kDay = 10;  // 2026-11-21
+  return momentAsText(moment).substr(0, kDay);
+}
+
 }  // namespace moxsupply

@@ -20,6 +20,9 @@ constexpr Moment kLastMoment =
 // The moment like that, with as many digits of a fraction as it has.
 [[nodiscard]] std::string momentAsText(Moment moment);
 
+// For people: its day, in UTC.
+[[nodiscard]] std::string dayOf(Moment moment);
+
 // Exact to a microsecond, over all of that time.
 [[nodiscard]] inline std::chrono::microseconds between(Moment from, Moment to) {
   return std::chrono::floor<std::chrono::microseconds>(to) -

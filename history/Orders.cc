@@ -6,9 +6,6 @@
 
 namespace moxsupply {
 
-namespace {
-
-// By when another cartridge is needed, if within the time at all.
 std::optional<Moment> neededBy(const Prospect& supply, Moment at, std::chrono::days within) {
   const Forecast& forecast = supply.forecast;
   switch (supply.attention) {
@@ -25,6 +22,8 @@ std::optional<Moment> neededBy(const Prospect& supply, Moment at, std::chrono::d
   if (!forecast.emptyAt || between(at, forecast.emptyAt->earliest) > within) return std::nullopt;
   return forecast.emptyAt->earliest;
 }
+
+namespace {
 
 // A supply for which another cartridge is needed.
 struct Demand {

@@ -34,6 +34,11 @@ struct Orders {
       0;  // printers that count no more, since nothing was read of them for so long
 };
 
+// By when another cartridge is needed for a supply; nothing where that is later than so many days
+// after `at`.
+[[nodiscard]] std::optional<Moment> neededBy(const Prospect& supply, Moment at,
+                                             std::chrono::days within);
+
 // A printer counts no more when its last reading is so old.
 constexpr std::chrono::days kSilent(90);
 

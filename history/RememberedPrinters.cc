@@ -66,9 +66,4 @@ Moment momentOrNow(const std::optional<Moment>& at) {
             : std::chrono::time_point_cast<Moment::duration>(std::chrono::system_clock::now());
 }
 
-std::string dayOf(Moment moment) {
-  constexpr std::size_t kDay = 10;  // 2026-11-21
-  return momentAsText(moment).substr(0, kDay);
-}
-
 }  // namespace moxsupply

@@ -21,7 +21,4 @@ namespace moxsupply {
 // `at`, or now.
 [[nodiscard]] Moment momentOrNow(const std::optional<Moment>& at);
 
-// For people: a day, in UTC, as printers are read there.
-[[nodiscard]] std::string dayOf(Moment moment);
-
 }  // namespace moxsupply

@@ -38,6 +38,13 @@ constexpr auto kMigrations = std::to_array<const char*>({
     "CREATE TABLE readings(id INTEGER PRIMARY KEY, printer INTEGER NOT NULL, time INTEGER NOT NULL,"
     " base INTEGER, delta BLOB NOT NULL);"
     "CREATE UNIQUE INDEX readings_in_order ON readings(printer, time);",
+    // When a printer answered the same as its last reading.
+    "ALTER TABLE printers ADD COLUMN answered INTEGER;",
+    // What is to be told to somebody: see Notice.
+    "ALTER TABLE printers ADD COLUMN told INTEGER;"
+    "CREATE TABLE silent(printer TEXT PRIMARY KEY);"
+    "CREATE TABLE notices(id INTEGER PRIMARY KEY AUTOINCREMENT, kind INTEGER NOT NULL,"
+    " printer TEXT NOT NULL, time INTEGER NOT NULL, urgent INTEGER NOT NULL, event TEXT NOT NULL);",
 });
 constexpr int kVersion = kMigrations.size();
 
@@ -68,6 +75,18 @@ constexpr const char* kReadingsOfAll =
 constexpr const char* kReadingsOfOne =
     "SELECT id FROM readings WHERE time BETWEEN ? AND ? AND printer = ? ORDER BY time";
 constexpr const char* kPrinters = "SELECT id FROM printers ORDER BY name";
+constexpr const char* kNoteAnswer = "UPDATE printers SET answered = ? WHERE name = ?";
+constexpr const char* kAnswer = "SELECT answered FROM printers WHERE name = ?";
+constexpr const char* kSetTold = "UPDATE printers SET told = ? WHERE name = ?";
+constexpr const char* kTold = "SELECT told FROM printers WHERE name = ?";
+constexpr const char* kSetSilent = "INSERT OR IGNORE INTO silent(printer) VALUES(?)";
+constexpr const char* kSetNotSilent = "DELETE FROM silent WHERE printer = ?";
+constexpr const char* kNotices =
+    "SELECT id, kind, printer, time, urgent, event FROM notices ORDER BY id LIMIT ?";
+constexpr const char* kAddNotice =
+    "INSERT INTO notices(kind, printer, time, urgent, event) VALUES(?, ?, ?, ?, ?)";
+constexpr const char* kTakeOutNotices = "DELETE FROM notices WHERE id <= ?";
+constexpr const char* kTakeOutNoticesOf = "DELETE FROM notices WHERE printer = ? AND kind = ?";
 
 // Thrown where the file is whole and what stands in it makes no sense.
 struct Damage : std::exception {};
@@ -176,6 +195,15 @@ class Store::File {
   Result<> change(const std::function<Result<>()>& changes);
   Result<Added> add(const Reading& reading);
   std::size_t takeOutAfter(const std::string& printer, Moment moment);
+
+  // Runs a statement that gives nothing back. Returns how many rows it has changed.
+  template <typename... Values>
+  int run(const char* text, const Values&... values) {
+    static_cast<void>(query(text, values...).next());
+    return mDatabase.getChanges();
+  }
+  std::optional<Moment> momentOf(const char* text, const std::string& printer);
+  std::vector<Notice> notices();
   std::vector<std::int64_t> readings(const Which& which);
   std::vector<std::int64_t> lastReadings(const std::optional<std::string>& printer);
 
@@ -434,6 +462,28 @@ std::size_t Store::File::takeOutAfter(const std::string& printer, Moment moment)
   return static_cast<std::size_t>(mDatabase.getChanges());
 }
 
+std::optional<Moment> Store::File::momentOf(const char* text, const std::string& printer) {
+  Query found = query(text, printer);
+  if (!found.next() || found.isNull(0)) return std::nullopt;
+  return Moment(std::chrono::nanoseconds(found.number(0)));
+}
+
+std::vector<Notice> Store::File::notices() {
+  std::vector<Notice> notices;
+  Query found = query(kNotices, std::int64_t{kMostNotices});
+  while (found.next()) {
+    const std::int64_t kind = found.number(1);
+    if (kind < 0 || kind > static_cast<std::int64_t>(Notice::Kind::kBack)) throw Damage();
+    notices.push_back({.id = found.number(0),
+                       .kind = static_cast<Notice::Kind>(kind),
+                       .printer = found.bytes(2),
+                       .moment = Moment(std::chrono::nanoseconds(found.number(3))),
+                       .isUrgent = found.number(4) != 0,
+                       .event = found.bytes(5)});
+  }
+  return notices;
+}
+
 std::vector<std::int64_t> Store::File::readings(const Which& which) {
   using Limits = std::numeric_limits<std::int64_t>;
   const std::int64_t since = which.since ? asNumber(*which.since) : Limits::min();
@@ -463,7 +513,8 @@ Result<> Store::File::forEach(const std::vector<std::int64_t>& readings, const T
   for (auto id = readings.begin(); id != readings.end();) {
     some.clear();
     auto read = guarded([&]() -> Result<> {
-      mDatabase.exec("BEGIN");
+      const bool isInChange = ::sqlite3_get_autocommit(mDatabase.getHandle()) == 0;
+      if (!isInChange) mDatabase.exec("BEGIN");
       for (std::size_t bytes = 0;
            id != readings.end() && some.size() < kReadingsAtOnce && bytes < kAtOnce; ++id) {
         auto next = reading(*id);
@@ -471,7 +522,7 @@ Result<> Store::File::forEach(const std::vector<std::int64_t>& readings, const T
         bytes += next->json.size();
         some.push_back(*std::move(next));
       }
-      mDatabase.exec("COMMIT");
+      if (!isInChange) mDatabase.exec("COMMIT");
       return {};
     });
     if (!read) return read;
@@ -532,6 +583,61 @@ Result<Store::Added> Store::add(const Reading& reading) {
 Result<std::size_t> Store::takeOutAfter(const std::string& printer, Moment moment) {
   return mFile->guarded(
       [&]() -> Result<std::size_t> { return mFile->takeOutAfter(printer, moment); });
+}
+
+Result<> Store::noteAnswer(const std::string& printer, Moment moment) {
+  return mFile->guarded([&]() -> Result<> {
+    mFile->run(kNoteAnswer, asNumber(moment), printer);
+    return {};
+  });
+}
+
+Result<std::optional<Moment>> Store::answer(const std::string& printer) {
+  return mFile->guarded(
+      [&]() -> Result<std::optional<Moment>> { return mFile->momentOf(kAnswer, printer); });
+}
+
+Result<> Store::setTold(const std::string& printer, Moment moment) {
+  return mFile->guarded([&]() -> Result<> {
+    mFile->run(kSetTold, asNumber(moment), printer);
+    return {};
+  });
+}
+
+Result<std::optional<Moment>> Store::told(const std::string& printer) {
+  return mFile->guarded(
+      [&]() -> Result<std::optional<Moment>> { return mFile->momentOf(kTold, printer); });
+}
+
+Result<bool> Store::setSilent(const std::string& printer, bool isSilent) {
+  return mFile->guarded([&]() -> Result<bool> {
+    return mFile->run(isSilent ? kSetSilent : kSetNotSilent, printer) > 0;
+  });
+}
+
+Result<std::vector<Notice>> Store::notices() {
+  return mFile->guarded([&]() -> Result<std::vector<Notice>> { return mFile->notices(); });
+}
+
+Result<> Store::addNotice(const Notice& notice) {
+  return mFile->guarded([&]() -> Result<> {
+    mFile->run(kAddNotice, static_cast<std::int64_t>(notice.kind), notice.printer,
+               asNumber(notice.moment), std::int64_t{notice.isUrgent}, notice.event);
+    return {};
+  });
+}
+
+Result<> Store::takeOutNotices(std::int64_t last) {
+  return mFile->guarded([&]() -> Result<> {
+    mFile->run(kTakeOutNotices, last);
+    return {};
+  });
+}
+
+Result<bool> Store::takeOutNotices(const std::string& printer, Notice::Kind kind) {
+  return mFile->guarded([&]() -> Result<bool> {
+    return mFile->run(kTakeOutNoticesOf, printer, static_cast<std::int64_t>(kind)) > 0;
+  });
 }
 
 Result<> Store::forEach(const Which& which, const Take& take) {

@@ -6,12 +6,25 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "history/Moment.h"
 #include "history/Reading.h"
 #include "text/Problem.h"
 
 namespace moxsupply {
+
+// What somebody is to be told of a printer, and has not been yet.
+struct Notice {
+  enum class Kind : std::uint8_t { kEvent, kGone, kBack };  // silent, and no more
+
+  std::int64_t id = 0;  // in the order in which they came; of no use before it is stored
+  Kind kind = Kind::kEvent;
+  std::string printer;
+  Moment moment;  // since when it is to be told
+  bool isUrgent = false;
+  std::string event = {};  // as a line of JSON; of others empty
+};
 
 // The readings of many printers, in one SQLite file that several processes may have open. What is
 // in it is whole whenever a process is killed; what that one left unfinished there is not read.
@@ -49,6 +62,28 @@ class Store {
   // Takes the readings of a printer out that are after a moment. Returns how many there were.
   [[nodiscard]] Result<std::size_t> takeOutAfter(const std::string& printer, Moment moment);
 
+  // Notes when a printer answered the same as its last reading, and tells it. Nothing: it was not
+  // noted, or there is no such printer.
+  [[nodiscard]] Result<> noteAnswer(const std::string& printer, Moment moment);
+  [[nodiscard]] Result<std::optional<Moment>> answer(const std::string& printer);
+
+  // Until when what happened to a printer's cartridges has become notices. Nothing: none ever has.
+  [[nodiscard]] Result<> setTold(const std::string& printer, Moment moment);
+  [[nodiscard]] Result<std::optional<Moment>> told(const std::string& printer);
+
+  // Notes whether a printer is silent. Returns whether that is another thing than before.
+  [[nodiscard]] Result<bool> setSilent(const std::string& printer, bool isSilent);
+
+  // At most kMostNotices, the first ones.
+  static constexpr std::size_t kMostNotices = 10'000;
+  [[nodiscard]] Result<std::vector<Notice>> notices();
+  [[nodiscard]] Result<> addNotice(const Notice& notice);
+
+  // Takes out those up to and with an id; or those of a kind, of one printer, and returns whether
+  // there were any.
+  [[nodiscard]] Result<> takeOutNotices(std::int64_t last);
+  [[nodiscard]] Result<bool> takeOutNotices(const std::string& printer, Notice::Kind kind);
+
   // What is done with each reading; a problem ends it.
   using Take = std::function<Result<>(const Reading& reading)>;
 
@@ -58,7 +93,8 @@ class Store {
     std::optional<Moment> until = {};         // this moment and before
   };
 
-  // Gives readings in the order of time. While `take` runs, nothing is locked.
+  // Gives readings in the order of time. Unless that is part of a change, nothing is locked while
+  // `take` runs.
   [[nodiscard]] Result<> forEach(const Which& which, const Take& take);
 
   // Gives the last reading of each printer, or of one, by the printers' names.

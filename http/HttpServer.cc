@@ -1,5 +1,7 @@
 #include "http/HttpServer.h"
 
+#include <fcntl.h>
+
 #include <algorithm>
 #include <array>
 #include <boost/asio/awaitable.hpp>
@@ -195,6 +197,8 @@ class HttpServer::Connections : public std::enable_shared_from_this<Connections>
   }
 
   void take(const Self& self, tcp::socket socket) {
+    // A program that this one starts would keep it open. (The library has no accept that says so.)
+    ::fcntl(socket.native_handle(), F_SETFD, FD_CLOEXEC);
     mAll.push_back(std::make_shared<Connection>(std::move(socket)));
     asio::co_spawn(mContext, serve(self, mAll.back()), asio::detached);
   }

@@ -10,7 +10,6 @@
 #include <utility>
 
 #include "links/AskAsFilter.h"
-#include "links/TcpLink.h"
 #include "supplies/Words.h"
 #include "system/FilterDescriptors.h"
 #include "system/Substitute.h"
@@ -37,11 +36,11 @@ bool isReadableBy(int descriptor, Clock::time_point end) {
 
 }  // namespace
 
-Result<PrinterLink> PrinterLink::open(const DeviceUri& uri, bool throughBackend,
+Result<PrinterLink> PrinterLink::open(const DeviceUri& uri, const Connect& connect,
                                       QueryWatch& watch) {
-  if (uri.scheme == "socket" && !throughBackend) {
+  if (uri.scheme == "socket" && connect) {
     watch.isConnecting(translated("Connecting to {} port {}", forTerminal(uri.host), uri.port));
-    auto connection = connectToPrinter(uri);
+    auto connection = connect(uri);
     if (!connection) return tl::unexpected(std::move(connection).error());
     watch.isAsking(translated("Asking {}", forTerminal(shownUri(uri.text))));
     return PrinterLink(uri, *std::move(connection));

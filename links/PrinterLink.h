@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <utility>
 #include <variant>
 
@@ -20,9 +21,13 @@ namespace moxsupply {
 // socket://, for every other scheme the printer's CUPS backend, which ends with this object.
 class PrinterLink {
  public:
+  // How a connection for socket:// comes about.
+  using Connect = std::function<Result<FileDescriptor>(const DeviceUri&)>;
+
   // Blocks while it connects; a backend connects later, when it is first written to. The watch
-  // hears of it, and must outlive the link. `throughBackend`: also for socket://.
-  [[nodiscard]] static Result<PrinterLink> open(const DeviceUri& uri, bool throughBackend,
+  // hears of it, and must outlive the link. `connect`: null has the CUPS backend do it for
+  // socket://, too.
+  [[nodiscard]] static Result<PrinterLink> open(const DeviceUri& uri, const Connect& connect,
                                                 QueryWatch& watch);
   ~PrinterLink();
   PrinterLink(PrinterLink&&) = default;

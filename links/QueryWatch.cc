@@ -29,17 +29,14 @@ constexpr std::chrono::seconds kMayBeAsleepAfter(3);
 
 QueryWatch::QueryWatch(std::string waitingFor, const Deadlines& deadlines,
                        std::function<void(const QueryWatch&)> onDeadline)
-    : mDeadlines(deadlines),
-      mOnDeadline(std::move(onDeadline)),
-      mWake(makePipe(Blocking::kNo)),
-      mThread([this] { watch(); }) {
-  const std::lock_guard lock(mMutex);
+    : mDeadlines(deadlines), mOnDeadline(std::move(onDeadline)), mWake(makePipe(Blocking::kNo)) {
   mProgress.waitingFor(std::move(waitingFor));
+  if (mOnDeadline) mThread = std::thread([this] { watch(); });
 }
 
 QueryWatch::~QueryWatch() {
   mWake.writeEnd = FileDescriptor();
-  mThread.join();
+  if (mThread.joinable()) mThread.join();
 }
 
 void QueryWatch::isConnecting(std::string waitingFor) {

@@ -25,7 +25,7 @@ class QueryWatch {
   };
 
   // `waitingFor`: what the progress line says first. `onDeadline` is called once, in the watching
-  // thread.
+  // thread; where it is null there is no such thread, and it is only kept what is known.
   QueryWatch(std::string waitingFor, const Deadlines& deadlines,
              std::function<void(const QueryWatch&)> onDeadline);
 

@@ -82,7 +82,8 @@ class Questions {
 
   Result<> openLink() {
     if (mLink) return {};
-    auto link = PrinterLink::open(mRequest.uri, mRequest.throughBackend, mWatch);
+    auto link = PrinterLink::open(mRequest.uri,
+                                  mRequest.throughBackend ? nullptr : mRequest.connect, mWatch);
     if (!link) return tl::unexpected(std::move(link).error());
     mLink.emplace(*std::move(link));
     return {};
@@ -158,8 +159,12 @@ Supplies suppliesIn(const PrinterAnswer& answer) {
 
 Result<PrinterAnswer> askForSupplies(const SupplyRequest& request, const OnDeadline& onDeadline,
                                      Recording* recording) {
+  std::function<void(const QueryWatch&)> atDeadline;
+  if (onDeadline) {
+    atDeadline = [&](const QueryWatch& at) { onDeadline(deadlinePassed(request, at)); };
+  }
   QueryWatch watch("", {.connection = request.connectionDeadline, .all = request.deadline},
-                   [&](const QueryWatch& at) { onDeadline(deadlinePassed(request, at)); });
+                   std::move(atDeadline));
   Questions questions(request, watch, recording);
   auto report = questions.ask();
   if (!report) return tl::unexpected(std::move(report).error());

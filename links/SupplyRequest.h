@@ -8,9 +8,11 @@
 
 #include "links/DeviceUri.h"
 #include "links/Recording.h"
+#include "links/TcpLink.h"
 #include "supplies/Report.h"
 #include "supplies/Supplies.h"
 #include "supplies/Supply.h"
+#include "system/FileDescriptor.h"
 #include "text/Problem.h"
 #include "transcript/Transcript.h"
 
@@ -24,6 +26,9 @@ struct SupplyRequest {
   std::chrono::steady_clock::time_point deadline;
   bool throughBackend;           // use the CUPS backend for socket:// too
   bool wantsIdentities = false;  // of cartridges, beside their levels; nothing more is asked
+
+  // What makes a connection for socket://, without the backend.
+  std::function<Result<FileDescriptor>(const DeviceUri&)> connect = connectToPrinter;
 
   // When to give up without a connection.
   std::chrono::steady_clock::time_point connectionDeadline =
@@ -49,7 +54,8 @@ using OnDeadline = std::function<void(const Problem&)>;
 
 // Asks the printer, as both kinds when its own is not known. Meanwhile this process's standard
 // output and descriptor 3 are the printer's; afterwards they are what they were, standard output
-// unbuffered. Shows on the terminal what is being waited for. Another thread calls `onDeadline`.
+// unbuffered. Shows on the terminal what is being waited for. Another thread calls `onDeadline`;
+// where that is null, others see to the deadline, and there is none.
 //
 // A question that the printer leaves unanswered is an answer too, with its status; a Problem is
 // that the printer could not be asked.

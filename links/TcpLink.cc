@@ -38,7 +38,7 @@ std::string adviceFor(int error) {
 
 }  // namespace
 
-Result<FileDescriptor> connectToPrinter(const DeviceUri& uri) {
+Result<std::vector<NetworkAddress>> addressesOf(const DeviceUri& uri) {
   addrinfo wanted{};
   wanted.ai_socktype = SOCK_STREAM;
   wanted.ai_flags = AI_NUMERICSERV;
@@ -50,22 +50,46 @@ Result<FileDescriptor> connectToPrinter(const DeviceUri& uri) {
                               ::gai_strerror(lookup)),
                    translated("Is the name right? The printer's numeric address works too."));
   }
-  const std::unique_ptr<addrinfo, FreeAddresses> addresses(list);
-
-  int error = 0;
-  for (const addrinfo* address = list; address != nullptr; address = address->ai_next) {
-    FileDescriptor link(::socket(address->ai_family, address->ai_socktype | SOCK_CLOEXEC, 0));
-    if (link && ::connect(link.get(), address->ai_addr, address->ai_addrlen) == 0) {
-      // Two small requests follow each other; the second must not wait for the first one's receipt.
-      constexpr int kOn = 1;
-      ::setsockopt(link.get(), IPPROTO_TCP, TCP_NODELAY, &kOn, sizeof(kOn));
-      return link;
-    }
-    error = errno;
+  const std::unique_ptr<addrinfo, FreeAddresses> owner(list);
+  std::vector<NetworkAddress> addresses;
+  for (const addrinfo* one = list; one != nullptr; one = one->ai_next) {
+    NetworkAddress& address = addresses.emplace_back();
+    std::memcpy(&address.address, one->ai_addr, one->ai_addrlen);
+    address.size = one->ai_addrlen;
   }
-  return failure(translated("cannot connect to {} port {}: {}", forTerminal(uri.host), uri.port,
-                            std::strerror(error)),
-                 adviceFor(error));
+  return addresses;
+}
+
+FileDescriptor socketFor(const NetworkAddress& address, int kind) {
+  FileDescriptor link(::socket(address.address.ss_family, SOCK_STREAM | SOCK_CLOEXEC | kind, 0));
+  if (!link) return link;
+  // Two small requests follow each other; the second must not wait for the first one's receipt.
+  constexpr int kOn = 1;
+  ::setsockopt(link.get(), IPPROTO_TCP, TCP_NODELAY, &kOn, sizeof(kOn));
+  return link;
+}
+
+int connectTo(const NetworkAddress& address, const FileDescriptor& socket) {
+  const auto* to = reinterpret_cast<const sockaddr*>(&address.address);
+  return ::connect(socket.get(), to, address.size) == 0 ? 0 : errno;
+}
+
+Problem noConnectionTo(const DeviceUri& uri, int error) {
+  return {.what = translated("cannot connect to {} port {}: {}", forTerminal(uri.host), uri.port,
+                             std::strerror(error)),
+          .advice = adviceFor(error)};
+}
+
+Result<FileDescriptor> connectToPrinter(const DeviceUri& uri) {
+  const auto addresses = addressesOf(uri);
+  if (!addresses) return tl::unexpected(addresses.error());
+  int error = 0;
+  for (const NetworkAddress& address : *addresses) {
+    FileDescriptor link = socketFor(address, 0);
+    error = link ? connectTo(address, link) : errno;
+    if (error == 0) return link;
+  }
+  return tl::unexpected(noConnectionTo(uri, error));
 }
 
 }  // namespace moxsupply

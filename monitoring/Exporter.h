@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <memory>
 #include <string>
@@ -7,6 +8,7 @@
 
 #include "monitoring/LevelQueries.h"
 #include "monitoring/ListFile.h"
+#include "monitoring/Notifier.h"
 #include "monitoring/Prober.h"
 #include "system/FileDescriptor.h"
 
@@ -14,9 +16,12 @@ namespace moxsupply {
 
 struct ExporterSettings {
   Prober::Limits limits;
-  LevelQueries::CommandFor queries;  // how a target is asked
-  std::size_t mostConnections = 0;   // of HTTP clients
-  std::vector<std::string> hosts{};  // names by which it is asked, besides its own
+  LevelQueries::Commands queries;      // how a target is asked
+  std::size_t mostConnections = 0;     // of HTTP clients
+  std::vector<std::string> hosts{};    // names by which it is asked, besides its own
+  std::chrono::days deliveryDays{14};  // that it takes until what was ordered is there
+  std::string store{};                 // the file where it remembers readings; empty: it does not
+  Notifier::Settings notify{};         // who is told what happens; only with a store
 };
 
 // Serves the supplies of the printers in a list, until SIGINT or SIGTERM. SIGHUP has it read the

@@ -21,6 +21,11 @@
 #include <cstring>
 #include <utility>
 
+#include "links/DeviceUri.h"
+#include "monitoring/Query.h"
+#include "monitoring/QueryEnvironment.h"
+#include "monitoring/QueryServer.h"
+#include "monitoring/ServedQuery.h"
 #include "system/FileDescriptor.h"
 #include "system/Pipe.h"
 #include "system/Process.h"
@@ -45,37 +50,31 @@ constexpr std::size_t kMostBytes = std::size_t{1} << 20U;
 // What a process gets beyond its deadline to end by itself.
 constexpr std::chrono::seconds kGrace(1);
 
-// The names of supplies do not depend on the language of whoever starts the exporter, or a series
-// would change its name with it.
-std::vector<std::string> environmentFor(const std::string& uri) {
-  std::vector<std::string> variables =
-      environmentWith({"LC_ALL=C.UTF-8", "LANGUAGE=", "DEVICE_URI=" + uri});
-  std::erase_if(variables, [](const std::string& variable) {
-    const bool isOurs = variable == "LC_ALL=C.UTF-8" || variable == "LANGUAGE=";
-    return !isOurs && (variable.starts_with("LC_") || variable.starts_with("LANG"));
-  });
-  return variables;
-}
-
 }  // namespace
 
 // It is over when the process has ended and both streams have, or are longer than anybody wants to
 // read, or when its time is up.
-class LevelQueries::Running {
+class LevelQueries::StartedQuery : public Query {
  public:
-  explicit Running(asio::io_context& context)
-      : mTime(context), mOutput(context), mErrors(context), mEnd(context) {}
+  // `patience`: for all of it.
+  StartedQuery(asio::io_context& context, std::vector<std::string> command, std::string uri,
+               Clock::duration patience)
+      : mCommand(std::move(command)),
+        mUri(std::move(uri)),
+        mPatience(patience),
+        mTime(context),
+        mOutput(context),
+        mErrors(context),
+        mEnd(context) {}
 
-  // How it ended. `patience`: for all of it.
-  awaitable<LevelsEnding> run(std::vector<std::string> command, std::string uri,
-                              Clock::duration patience) {
+  awaitable<LevelsEnding> run() override {
     const auto begun = Clock::now();
-    if (const int error = start(command, uri); error != 0) {
+    if (const int error = start(); error != 0) {
       mEnding.exitStatus = 127;
       mEnding.errors =
           fmt::format("moxsupply levels: cannot be started: {}\n", std::strerror(error));
     } else {
-      mTime.expires_at(begun + patience);
+      mTime.expires_at(begun + mPatience);
       const auto happened = co_await (
           (read(mOutput, mEnding.output) && read(mErrors, mEnding.errors) && awaitEnd()) ||
           awaitTime());
@@ -86,18 +85,15 @@ class LevelQueries::Running {
     co_return std::move(mEnding);
   }
 
-  // Kills it; `run` goes on to its end.
-  void stop() {
+  void stop() override {
     isStopped = true;
     mProcess.reset();
     mTime.cancel();
   }
 
-  bool isStopped = false;
-
  private:
   // Returns the errno of what went wrong.
-  int start(const std::vector<std::string>& command, const std::string& uri) {
+  int start() {
     Pipe output = makePipe(Blocking::kNo);
     Pipe errors = makePipe(Blocking::kNo);
     const FileDescriptor nothing =
@@ -106,9 +102,9 @@ class LevelQueries::Running {
     ::fcntl(output.writeEnd.get(), F_SETFL, 0);  // the program's ends block
     ::fcntl(errors.writeEnd.get(), F_SETFL, 0);
     auto process = Process::start(
-        {.program = command.front(),
-         .arguments = command,
-         .environment = environmentFor(uri),
+        {.program = mCommand.front(),
+         .arguments = mCommand,
+         .environment = queryEnvironment({"DEVICE_URI=" + mUri}),
          .descriptors = {nothing.get(), output.writeEnd.get(), errors.writeEnd.get()},
          .inOwnGroup = true});  // with the CUPS backend that it may start
     if (!process) return process.error();
@@ -150,6 +146,9 @@ class LevelQueries::Running {
     co_await mTime.async_wait(asio::redirect_error(use_awaitable, ignored));
   }
 
+  std::vector<std::string> mCommand;
+  std::string mUri;
+  Clock::duration mPatience;
   asio::steady_timer mTime;  // cancelled, it is over at once
   stream_descriptor mOutput;
   stream_descriptor mErrors;
@@ -158,31 +157,45 @@ class LevelQueries::Running {
   LevelsEnding mEnding;
 };
 
-LevelQueries::LevelQueries(asio::io_context& context, CommandFor commandFor, OnEnd onEnd)
-    : mContext(context), mCommandFor(std::move(commandFor)), mOnEnd(std::move(onEnd)) {}
+LevelQueries::LevelQueries(asio::io_context& context, Commands commands, OnEnd onEnd)
+    : mContext(context), mCommands(std::move(commands)), mOnEnd(std::move(onEnd)) {
+  if (!mCommands.server.empty()) {
+    mServer = std::make_unique<QueryServer>(context, mCommands.server);
+  }
+}
 
 LevelQueries::~LevelQueries() {
   try {
-    for (const auto& [id, running] : mRunning) running->stop();
+    for (const auto& [id, query] : mRunning) query->stop();
   } catch (...) {
     // What could not be stopped ends with this process, as its child.
   }
 }
 
+std::shared_ptr<Query> LevelQueries::queryFor(const Prober::Assignment& assignment) {
+  const auto uri = parseDeviceUri(assignment.uri);
+  if (mServer && uri && uri->scheme == "socket") {
+    const auto deadline = static_cast<std::uint32_t>(assignment.deadline.count());
+    return std::make_shared<ServedQuery>(mContext, *mServer,
+                                         QueryRequest{assignment.uri, assignment.kind, deadline});
+  }
+  return std::make_shared<StartedQuery>(mContext, mCommands.commandFor(assignment), assignment.uri,
+                                        assignment.deadline + kGrace);
+}
+
 void LevelQueries::begin(const Prober::Assignment& assignment) {
   const auto id = assignment.id;
-  const auto running = std::make_shared<Running>(mContext);
-  mRunning[id] = running;
-  const auto ask = [](std::shared_ptr<Running> one, std::vector<std::string> command,
-                      std::string uri, Clock::duration patience) -> awaitable<LevelsEnding> {
+  const auto query = queryFor(assignment);
+  mRunning[id] = query;
+  const auto ask = [](std::shared_ptr<Query> one) -> awaitable<LevelsEnding> {
     co_await asio::post(co_await asio::this_coro::executor, use_awaitable);
-    co_return co_await one->run(std::move(command), std::move(uri), patience);
+    co_return co_await one->run();
   };
   asio::co_spawn(
-      mContext, ask(running, mCommandFor(assignment), assignment.uri, assignment.deadline + kGrace),
-      [this, id, running, deadline = assignment.deadline, isQueue = assignment.isQueue](
+      mContext, ask(query),
+      [this, id, query, deadline = assignment.deadline, isQueue = assignment.isQueue](
           const std::exception_ptr& failed, LevelsEnding ending) {
-        if (running->isStopped) return;
+        if (query->isStopped) return;
         mRunning.erase(id);
         if (failed) ending = {};
         mOnEnd(id, isQueue ? queueResultOf(ending, deadline, std::chrono::system_clock::now())

@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "monitoring/PageMemory.h"
 #include "monitoring/Prober.h"
 
 namespace moxsupply {
@@ -19,13 +20,12 @@ struct PageView {
 
 // The bounds on a page.
 constexpr std::size_t kPrintersOfAPage = 100;
-constexpr std::size_t kMostSuppliesShown = 20;  // of a printer
 
 // All printers for people, as HTML without scripts. `listProblem`: why the list could not be read
 // the last time; empty when it could. `token`: what its form sends, to have a printer asked. All
 // text is escaped. At most 2,000,000 bytes, whatever the printers and the list say.
 std::string page(const std::vector<const Prober::Printer*>& printers, const PageView& view,
-                 std::string_view listProblem, std::string_view token,
+                 std::string_view listProblem, std::string_view token, const PageMemory& memory,
                  Prober::Clock::time_point now);
 
 // The address of a view, relative to that of the page: "?order=worst".
@@ -34,8 +34,5 @@ std::string addressOf(const PageView& view);
 // What goes with it.
 std::string_view pageStyle();
 std::string_view pageIcon();
-
-// "12 s", "3 min", "2 h", "5 days".
-std::string spanInWords(std::chrono::milliseconds span);
 
 }  // namespace moxsupply

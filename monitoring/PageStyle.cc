@@ -11,7 +11,7 @@ std::string_view pageStyle() {
   --needs: #b3261e; --needs-soft: #fdecea; --silent: #6b4aa0; --silent-soft: #f1ecf9;
   --low: #8a5300; --low-soft: #fdf3e1; --new: #566072; --fine: #1f6b3a;
   --cyan: #0098c3; --magenta: #cf1f7a; --yellow: #eab800; --black: #2b2f36; --photo: #7a5cc4;
-  --plain: #7d8797;
+  --plain: #7d8797; --yellow-line: #8f7000;
 }
 @media (prefers-color-scheme: dark) {
   :root {
@@ -20,7 +20,7 @@ std::string_view pageStyle() {
     --needs: #ff9d94; --needs-soft: #3a1f1e; --silent: #c9b3f2; --silent-soft: #2a2338;
     --low: #f5c069; --low-soft: #352a16; --new: #a3adbd; --fine: #86d7a1;
     --cyan: #2ab7de; --magenta: #ee5aa4; --yellow: #f5cf3a; --black: #aab2bf; --photo: #a68cf0;
-    --plain: #8893a5;
+    --plain: #8893a5; --yellow-line: #f5cf3a;
   }
 }
 * { box-sizing: border-box; margin: 0; }
@@ -69,6 +69,7 @@ button { cursor: pointer; }
   border-radius: .5rem; padding: .7rem 1rem; overflow-wrap: anywhere; }
 h2 { font-size: 1.05rem; font-weight: 600; margin: 1.7rem 0 .7rem; }
 .empty { margin-top: 2rem; }
+.hint { max-width: 84rem; margin: 1rem auto 0; color: var(--quiet); font-size: .9rem; }
 
 .printers { columns: 19rem; column-gap: .9rem; }
 .printer { margin-bottom: .9rem; break-inside: avoid; background: var(--card); border: 1px solid var(--line); border-radius: .8rem;
@@ -89,8 +90,11 @@ h2 { font-size: 1.05rem; font-weight: 600; margin: 1.7rem 0 .7rem; }
 .supplies { margin-top: .65rem; display: grid; gap: .5rem; }
 .supplies label, .supplies .none { display: grid; grid-template-columns: 1fr auto;
   gap: .15rem .8rem; font-size: .9rem; line-height: 1.3; }
+.supplies .none { align-content: start; }
 .supplies .level { font-variant-numeric: tabular-nums; font-weight: 600; text-align: right; }
 .supplies .none .level { color: var(--quiet); font-weight: 500; font-style: italic; }
+.printer > .details { grid-column: 2; font-size: .82rem; place-self: end; padding-bottom: .15rem; }
+ .printer:not(.whole) > .age { grid-column: 1; }
 .age { font-size: .82rem; margin-top: .6rem; display: flex; align-items: baseline; gap: .8rem; }
 .age button { margin-left: auto; padding: .1rem .6rem; white-space: nowrap; }
 
@@ -106,6 +110,43 @@ meter::-moz-meter-bar { background: var(--fill); }
 .yellow { --fill: var(--yellow); } .black { --fill: var(--black); }
 .photo { --fill: var(--photo); } .plain { --fill: var(--plain); }
 .three { --fill: linear-gradient(90deg, var(--cyan) 33%, var(--magenta) 33% 66%, var(--yellow) 66%); }
+.curve { --line-of: var(--fill); }
+.curve.yellow { --line-of: var(--yellow-line); } .curve.three { --line-of: var(--plain); }
+.curve { display: block; width: 6.5rem; height: 1.6rem; border-bottom: 1px solid var(--line); }
+.curve path { fill: none; stroke: var(--line-of); stroke-width: 2; stroke-linecap: round;
+  stroke-linejoin: round; vector-effect: non-scaling-stroke; }
+.curve .grid { stroke: var(--line); stroke-width: 1; }
+.curve .fan { fill: var(--line-of); opacity: .15; stroke: none; }
+.curve .ahead { stroke-dasharray: 2 5; }
+.curve.large { width: 100%; height: 9rem; border: 0; }
+.more { grid-column: 1 / -1; display: grid; grid-template-columns: 1fr auto; gap: 0 .8rem;
+  align-items: center; font-size: .85rem; margin-top: .3rem; }
+.more > * { grid-column: 1 / -1; min-width: 0; }
+.more > .curve { grid-column: 2; grid-row: 1; }
+.more > .curve + p { grid-column: 1; grid-row: 1; }
+.axis { display: flex; justify-content: space-between; font-size: .78rem; color: var(--quiet);
+  font-variant-numeric: tabular-nums; }
+
+nav[aria-label=Pages] { margin-bottom: .9rem; }
+h1 + nav, .title + nav { margin-top: .9rem; }
+.whole { display: block; break-inside: auto; margin-top: 1rem; }
+main > p { margin: 1rem 0 .6rem; }
+.whole > .state { font-size: .95rem; }
+.whole .supplies { grid-template-columns: repeat(auto-fill, minmax(min(22rem, 100%), 1fr));
+  gap: 1.4rem 2rem; }
+.whole .more { display: block; }
+.whole .more p { margin-top: .2rem; }
+
+table { border-collapse: collapse; width: 100%; background: var(--card); font-size: .92rem;
+  border: 1px solid var(--line); overflow-wrap: anywhere; }
+th, td { text-align: left; vertical-align: top; padding: .45rem .7rem;
+  border-top: 1px solid var(--line); }
+th { font-weight: 600; white-space: nowrap; }
+td time { font-variant-numeric: tabular-nums; white-space: nowrap; }
+.count { text-align: right; font-variant-numeric: tabular-nums; }
+.buy td:nth-child(-n+5) { white-space: nowrap; }
+.buy td:nth-child(2) { white-space: normal; }
+
 .hatched { background: repeating-linear-gradient(135deg, var(--edge) 0 2px, var(--track) 2px 7px); }
 
 footer { margin-top: 2rem; font-size: .9rem; display: grid; gap: .6rem; }
@@ -114,11 +155,25 @@ footer { margin-top: 2rem; font-size: .9rem; display: grid; gap: .6rem; }
   .counts { display: grid; grid-template-columns: 1fr 1fr; gap: .4rem; }
   .counts li { font-size: .86rem; padding-right: .4rem; }
   nav form { flex: 1 1 100%; }
+  .title { flex-wrap: wrap; gap: 0 .8rem; }
+  .buy thead { position: absolute; left: -100rem; }
+  .buy tr { display: flex; flex-wrap: wrap; gap: .1rem .8rem; padding: .5rem .7rem;
+    border-top: 1px solid var(--line); }
+  .buy td { padding: 0; border: 0; }
+  .buy td:last-child { flex-basis: 100%; }
+  .buy .count::before { content: "× "; }
 }
 @media (forced-colors: active) {
   meter, .hatched, .printer { border: 1px solid CanvasText; forced-color-adjust: none; }
 }
-@media print { body { background: none; } nav, button, .skip { display: none; } }
+@media print {
+  :root { --page: #fff; --card: #fff; --ink: #000; --quiet: #333; --line: #999; --link: #000; }
+  body { background: none; padding: 0; font-size: 10pt; }
+  nav, button, .skip, .hint, .details { display: none; }
+  a { text-decoration: none; }
+  thead { display: table-header-group; }
+  tr { break-inside: avoid; }
+}
 )css";
 }
 

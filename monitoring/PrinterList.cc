@@ -58,6 +58,7 @@ struct Labels {
   std::optional<PrinterKind> kind;
   std::string name;
   std::string place;
+  std::map<std::string, std::string, std::less<>> all;
 };
 
 Labels labelsOf(const JsonPlace& group) {
@@ -78,6 +79,10 @@ Labels labelsOf(const JsonPlace& group) {
   if (const auto name = all->find("name")) labels.name = harmlessLine(name->text(), kLongestWords);
   if (const auto place = all->find("place")) {
     labels.place = harmlessLine(place->text(), kLongestWords);
+  }
+  for (const std::string& key : all->keys()) {
+    const JsonPlace value = all->at(key);
+    if (value.isText()) labels.all.emplace(key, value.text());
   }
   return labels;
 }
@@ -104,7 +109,7 @@ PrinterList listFrom(const JsonPlace& document) {
       }
       list.push_back({target, uri.text, labels.kind,
                       labels.name.empty() ? shownUri(target) : labels.name, labels.place,
-                      parseQueueUri(uri.text).has_value()});
+                      parseQueueUri(uri.text).has_value(), labels.all});
     }
   }
   return list;

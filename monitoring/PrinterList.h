@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -19,6 +21,7 @@ struct ListedPrinter {
   std::string name;                 // for people, harmless; the target when the list gives none
   std::string place;                // the same; empty when the list gives none
   bool isQueue = false;             // a print queue: its print server is asked, and no printer
+  std::map<std::string, std::string, std::less<>> labels = {};  // all, as the list writes them
 
   friend bool operator==(const ListedPrinter&, const ListedPrinter&) = default;
 };

@@ -48,6 +48,24 @@ void Prober::drop(Id id) {
   mHooks.released(target);
 }
 
+void Prober::restore(std::string_view target, Supplies supplies, Clock::time_point time) {
+  const auto found = mIds.find(target);
+  if (found == mIds.end()) return;
+  Entry& entry = mEntries.at(found->second);
+  Printer& printer = entry.printer;
+  if (printer.last || entry.begun) return;
+  printer.kind = supplies.kind;
+  printer.notBefore = time + intervalOf(printer);
+  printer.last = {{Outcome::kSuccess, std::nullopt, {}, {}}, {}, time};
+  printer.reading = {std::move(supplies), time};
+  printer.isRestored = true;
+  if (!entry.place || entry.place->urgency == Urgency::kOnPurpose) return;
+  // Whoever waits has an answer now.
+  dequeue(entry);
+  printer.isPending = false;
+  mHooks.released(printer.listed.target);
+}
+
 std::vector<const Prober::Printer*> Prober::printers() const {
   std::vector<const Printer*> printers;
   printers.reserve(mOrder.size());
@@ -131,6 +149,7 @@ void Prober::ended(Id id, QueryResult result, Clock::time_point now) {
   const auto begun = *entry.begun;
   leaveRunning(id, entry);
   printer.isPending = false;
+  printer.isRestored = false;
   if (entry.isPatient) entry.lastPatient = begun;
 
   const auto duration = std::chrono::round<std::chrono::milliseconds>(now - begun);

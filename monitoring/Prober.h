@@ -79,6 +79,7 @@ class Prober {
     std::uint32_t failures = 0;       // since then
     Clock::time_point notBefore;      // when it may be asked again; the beginning of time at first
     bool isPending = false;           // it is being asked, or waits for that
+    bool isRestored = false;          // `reading` is remembered from before, see restore
     std::optional<PrinterKind> kind;  // once found out, until it does not answer to that
   };
 
@@ -93,6 +94,10 @@ class Prober {
 
   // Takes another list. What is known of printers that stand in both is kept.
   void setList(PrinterList list);
+
+  // What a printer of the list told before this program was started, and when that was, as if it
+  // had been asked then. Nothing where it has been asked since.
+  void restore(std::string_view target, Supplies supplies, Clock::time_point time);
 
   // In the list's order.
   [[nodiscard]] std::vector<const Printer*> printers() const;

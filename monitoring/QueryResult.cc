@@ -37,6 +37,18 @@ QueryResult resultOf(const Report& report) {
   return {row.outcome, suppliesFromReport(report.dictionary), {}, {}};
 }
 
+// What the reading tells besides the report that it was made from.
+void addIdentities(QueryResult& result, const Reading& reading) {
+  auto& list = result.supplies->list;
+  if (reading.supplies.size() != list.size()) return;
+  for (std::size_t i = 0; i < list.size(); ++i) {
+    list[i].part = reading.supplies[i].part;
+    list[i].serial = reading.supplies[i].serial;
+    list[i].pages = reading.supplies[i].pages;
+  }
+  result.moment = reading.moment;
+}
+
 QueryResult resultOf(const Reading& reading, std::string_view device,
                      std::chrono::system_clock::time_point now) {
   using std::chrono::milliseconds;
@@ -45,6 +57,7 @@ QueryResult resultOf(const Reading& reading, std::string_view device,
   // The print server's clock may be ahead of ours.
   const auto age = std::chrono::round<milliseconds>(now - reading.moment);
   result.age = std::max(age, milliseconds(0));
+  result.moment = reading.moment;
   result.device = device.substr(0, device.find('\n'));
   return result;
 }
@@ -67,7 +80,14 @@ QueryResult failureOf(const LevelsEnding& ending, std::chrono::seconds deadline)
 
 QueryResult queryResultOf(const LevelsEnding& ending, std::chrono::seconds deadline) {
   if (!ending.isCut && !ending.wasStopped && !ending.output.empty()) {
-    if (const auto report = reportFromJson(ending.output)) return resultOf(*report);
+    const std::string_view output = ending.output;
+    const std::size_t end = std::min(output.find('\n'), output.size());
+    if (const auto report = reportFromJson(output.substr(0, end))) {
+      QueryResult result = resultOf(*report);
+      const auto reading = readingFrom(output.substr(end));
+      if (result.supplies && reading) addIdentities(result, *reading);
+      return result;
+    }
   }
   return failureOf(ending, deadline);
 }

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 
+#include "history/Moment.h"
 #include "supplies/Outcome.h"
 #include "supplies/Supplies.h"
 
@@ -20,6 +21,8 @@ struct QueryResult {
   // to which it prints.
   std::chrono::milliseconds age{};
   std::string device = {};
+
+  std::optional<Moment> moment = {};  // when the supplies were told, where that was told, too
 
   [[nodiscard]] bool hasSucceeded() const { return outcome == Outcome::kSuccess; }
 };

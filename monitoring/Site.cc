@@ -3,12 +3,19 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <map>
 #include <optional>
 #include <utility>
 
+#include "history/OrdersCsv.h"
+#include "history/PrinterName.h"
+#include "history/RememberedPrinters.h"
 #include "http/Gzip.h"
 #include "links/DeviceUri.h"
+#include "monitoring/OrdersPage.h"
 #include "monitoring/Page.h"
+#include "monitoring/PrinterPage.h"
+#include "monitoring/ShownPrinter.h"
 #include "renderings/SupplyMetrics.h"
 #include "text/Decimal.h"
 #include "text/TerminalText.h"
@@ -19,6 +26,7 @@ namespace {
 
 using std::chrono::milliseconds;
 
+constexpr std::string_view kHtml = "text/html; charset=utf-8";
 constexpr std::string_view kMetrics = "text/plain; version=0.0.4; charset=utf-8";
 
 HttpAnswer answerWith(std::string_view type, std::string body, const HttpRequest& request) {
@@ -39,6 +47,11 @@ HttpAnswer notInTheList(const std::string& target) {
       403, fmt::format("\"{}\" is not in the list of printers.", forTerminal(shownUri(target))));
 }
 
+HttpAnswer wrongDays() {
+  return lineOfText(400,
+                    fmt::format("within is a number of days, 0 to {}.", kMostDaysOfOrders.count()));
+}
+
 // How long Prometheus waits, less what the answer takes to get there.
 std::optional<milliseconds> timeFor(const HttpRequest& request) {
   if (!request.scrapeTimeout) return std::nullopt;
@@ -57,8 +70,14 @@ PageView viewOf(const HttpRequest& request) {
 
 }  // namespace
 
-Site::Site(Prober& prober, ExporterMetrics& metrics, HostNames hosts, std::chrono::seconds deadline)
-    : mProber(prober), mMetrics(metrics), mHosts(std::move(hosts)), mDeadline(deadline) {}
+Site::Site(Prober& prober, ExporterMetrics& metrics, HostNames hosts, std::chrono::seconds deadline,
+           std::chrono::days deliveryDays, const Memory* memory)
+    : mProber(prober),
+      mMetrics(metrics),
+      mHosts(std::move(hosts)),
+      mDeadline(deadline),
+      mDeliveryDays(deliveryDays),
+      mMemory(memory) {}
 
 bool Site::isUrgent(const HttpRequest& request) { return request.path == "/-/healthy"; }
 
@@ -86,7 +105,10 @@ HttpServer::Reply Site::answer(const HttpRequest& request, Clock::time_point arr
   if (isForm) return {ask(request, now), {}};
   const std::string& path = request.path;
   if (path == "/probe") return probe(request, arrived, now, isLast);
-  if (path == "/") return {page(request, now), {}};
+  if (path == "/") return {allPrinters(request, now), {}};
+  if (path == "/printer") return {onePrinter(request, now), {}};
+  if (path == "/orders") return {orders(request, now), {}};
+  if (path == "/orders.csv") return {ordersCsv(request, now), {}};
   if (path == "/metrics") {
     return {answerWith(kMetrics, mMetrics.text(mProber.counts()), request), {}};
   }
@@ -116,7 +138,10 @@ HttpServer::Reply Site::probe(const HttpRequest& request, Clock::time_point arri
   const Prober::Printer* printer = mProber.find(target);
   if (printer == nullptr) return {notInTheList(target), {}};
   const bool mayAsk = !isLast && !isFromElsewhere(request);
-  if (mayAsk && mProber.want(target, Prober::Urgency::kSomebodyWaits, now)) {
+  // After a start many are due at once, and each has an answer from before.
+  const auto urgency =
+      printer->isRestored ? Prober::Urgency::kInTheBackground : Prober::Urgency::kSomebodyWaits;
+  if (mayAsk && mProber.want(target, urgency, now) && !printer->isRestored) {
     // A query is over at its deadline, and takes a moment to say so.
     const milliseconds longest = mDeadline + milliseconds(500);
     const auto until = arrived + std::min(timeFor(request).value_or(longest), longest);
@@ -132,7 +157,11 @@ HttpServer::Reply Site::probe(const HttpRequest& request, Clock::time_point arri
   std::optional<AgedSupplies> aged;
   if (printer->reading) {
     const auto age = std::chrono::round<milliseconds>(now - printer->reading->time);
-    aged = {printer->reading->supplies, age};
+    aged = {printer->reading->supplies, age, {}};
+    if (mMemory != nullptr) {
+      aged->remembered =
+          mMemory->metricsOf(printer->listed, std::chrono::system_clock::now(), mDeliveryDays);
+    }
   }
   return {answerWith(kMetrics, metricsText(supplyMetrics(aged, last)), request), {}};
 }
@@ -148,15 +177,13 @@ HttpAnswer Site::ask(const HttpRequest& request, Clock::time_point now) {
   }
   const std::string target = request.parameter("target");
   if (request.count("target") != 1 || target.empty()) return lineOfText(400, "Which printer?");
-  const auto all = mProber.printers();
-  const auto found = std::ranges::find_if(all, [&target](const Prober::Printer* printer) {
-    return printer->listed.target == target || shownUri(printer->listed.target) == target;
-  });
-  if (found == all.end()) return notInTheList(target);
-  mProber.want((*found)->listed.target, Prober::Urgency::kOnPurpose, now);
+  const Prober::Printer* printer = findShown(target);
+  if (printer == nullptr) return notInTheList(target);
+  mProber.want(printer->listed.target, Prober::Urgency::kOnPurpose, now);
   mPages.clear();
   HttpAnswer answer = lineOfText(303, "The printer is being asked.");
-  answer.location = "./" + addressOf(viewOf(request));
+  const bool isFromItsPage = request.parameter("from") == "printer";
+  answer.location = "./" + (isFromItsPage ? linkTo(printer->listed) : addressOf(viewOf(request)));
   return answer;
 }
 
@@ -169,21 +196,108 @@ void Site::wantAll(Clock::time_point now) {
   }
 }
 
-HttpAnswer Site::page(const HttpRequest& request, Clock::time_point now) {
-  if (!isFromElsewhere(request)) wantAll(now);
-  const PageView view = viewOf(request);
-  std::string parameters =
-      fmt::format("{} {} {} {}", view.isByPlace, view.isRefreshing, view.number, view.find);
+const Prober::Printer* Site::findShown(const std::string& target) const {
+  if (const Prober::Printer* printer = mProber.find(target)) return printer;
+  const auto all = mProber.printers();
+  const auto found = std::ranges::find_if(all, [&target](const Prober::Printer* printer) {
+    return shownUri(printer->listed.target) == target;
+  });
+  return found == all.end() ? nullptr : *found;
+}
+
+PageMemory Site::remembered() const {
+  PageMemory memory = {momentOrNow({}), mMemory != nullptr};
+  if (mMemory == nullptr) return memory;
+  memory.problem = mMemory->problem();
+  memory.find = [this](const ListedPrinter& printer) { return mMemory->find(printer); };
+  return memory;
+}
+
+HttpAnswer Site::page(std::string_view type, std::string parameters, const HttpRequest& request,
+                      Clock::time_point now, const std::function<std::string()>& make) {
   mPages.remove_if([now](const Made& made) { return now - made.time >= kGoodFor; });
   for (const Made& made : mPages) {
     if (made.parameters == parameters && made.isGzip == request.takesGzip) return made.answer;
   }
-  HttpAnswer answer = answerWith(
-      "text/html; charset=utf-8",
-      moxsupply::page(mProber.printers(), view, mListProblem, mToken.text(), now), request);
+  HttpAnswer answer = answerWith(type, make(), request);
   mPages.push_front({std::move(parameters), request.takesGzip, now, answer});
   if (mPages.size() > kMostKept) mPages.pop_back();
   return answer;
+}
+
+HttpAnswer Site::allPrinters(const HttpRequest& request, Clock::time_point now) {
+  if (!isFromElsewhere(request)) wantAll(now);
+  const PageView view = viewOf(request);
+  return page(
+      kHtml,
+      fmt::format("/ {} {} {} {}", view.isByPlace, view.isRefreshing, view.number, view.find),
+      request, now, [&] {
+        return moxsupply::page(mProber.printers(), view, mListProblem, mToken.text(), remembered(),
+                               now);
+      });
+}
+
+HttpAnswer Site::onePrinter(const HttpRequest& request, Clock::time_point now) {
+  const std::string target = request.parameter("target");
+  if (request.count("target") != 1 || target.empty()) {
+    return lineOfText(400, "Which printer? /printer?target=TARGET shows one of the list.");
+  }
+  const Prober::Printer* printer = findShown(target);
+  if (printer == nullptr) {
+    return lineOfText(404, fmt::format("\"{}\" is not in the list of printers; / shows those that "
+                                       "are, with links to a page for each.",
+                                       forTerminal(shownUri(target))));
+  }
+  return page(kHtml, "/printer " + target, request, now,
+              [&] { return printerPage(*printer, mToken.text(), remembered(), now); });
+}
+
+// How far orders look ahead; nothing for what is no such time.
+std::optional<std::chrono::days> Site::daysIn(const HttpRequest& request) const {
+  if (request.count("within") == 0) return mDeliveryDays;
+  const auto days = decimal(request.parameter("within"));
+  if (request.count("within") > 1 || !days || *days > kMostDaysOfOrders.count())
+    return std::nullopt;
+  return std::chrono::days(*days);
+}
+
+HttpAnswer Site::orders(const HttpRequest& request, Clock::time_point now) {
+  const auto within = daysIn(request);
+  if (!within) return wrongDays();
+  return page(kHtml, fmt::format("/orders {}", within->count()), request, now, [&] {
+    const PageMemory memory = remembered();
+    std::map<std::string, const ListedPrinter*, std::less<>> listed;
+    std::size_t unknown = 0;
+    for (const Prober::Printer* printer : mProber.printers()) {
+      if (auto name = printerName(printer->listed.uri)) {
+        listed.emplace(*std::move(name), &printer->listed);
+      }
+      if (memory.find(printer->listed) == nullptr) ++unknown;
+    }
+    const auto find = [&](std::string_view name) {
+      const auto found = listed.find(name);
+      return found == listed.end() ? nullptr : found->second;
+    };
+    const Orders needed = mMemory == nullptr ? Orders{} : mMemory->orders(memory.now, *within);
+    return ordersPage(needed, *within, unknown, find, memory);
+  });
+}
+
+// A file can say neither that nothing is remembered nor that it may not be all.
+HttpAnswer Site::ordersCsv(const HttpRequest& request, Clock::time_point now) {
+  const auto within = daysIn(request);
+  if (!within) return wrongDays();
+  const PageMemory memory = remembered();
+  if (!memory.isKept) {
+    return lineOfText(404, "Nothing is remembered here (--no-store), so nobody knows what to buy.");
+  }
+  if (!memory.problem.empty()) {
+    return lineOfText(
+        503, fmt::format("What printers tell is not remembered at present: {}", memory.problem));
+  }
+  return page("text/csv; charset=utf-8; header=present",
+              fmt::format("/orders.csv {}", within->count()), request, now,
+              [&] { return asCsv(mMemory->orders(memory.now, *within).list); });
 }
 
 }  // namespace moxsupply

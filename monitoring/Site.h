@@ -1,15 +1,19 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <list>
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "http/HostNames.h"
 #include "http/Http.h"
 #include "http/HttpServer.h"
 #include "monitoring/ExporterMetrics.h"
+#include "monitoring/Memory.h"
+#include "monitoring/PageMemory.h"
 #include "monitoring/PageToken.h"
 #include "monitoring/Prober.h"
 
@@ -20,8 +24,10 @@ class Site {
  public:
   using Clock = Prober::Clock;
 
-  // `deadline`: the longest time that a probe waits for its query.
-  Site(Prober& prober, ExporterMetrics& metrics, HostNames hosts, std::chrono::seconds deadline);
+  // `deadline`: the longest time that a probe waits for its query. `deliveryDays`: what is needed
+  // by then has to be ordered. `memory`: null where nothing is remembered.
+  Site(Prober& prober, ExporterMetrics& metrics, HostNames hosts, std::chrono::seconds deadline,
+       std::chrono::days deliveryDays, const Memory* memory);
 
   // As HttpServer::OnRequest.
   [[nodiscard]] HttpServer::Reply answer(const HttpRequest& request, Clock::time_point arrived,
@@ -48,13 +54,29 @@ class Site {
                                         Clock::time_point now, bool isLast);
   [[nodiscard]] HttpAnswer ask(const HttpRequest& request, Clock::time_point now);
   void wantAll(Clock::time_point now);
-  [[nodiscard]] HttpAnswer page(const HttpRequest& request, Clock::time_point now);
+  [[nodiscard]] HttpAnswer allPrinters(const HttpRequest& request, Clock::time_point now);
+  [[nodiscard]] HttpAnswer onePrinter(const HttpRequest& request, Clock::time_point now);
+  [[nodiscard]] HttpAnswer orders(const HttpRequest& request, Clock::time_point now);
+  [[nodiscard]] HttpAnswer ordersCsv(const HttpRequest& request, Clock::time_point now);
+  [[nodiscard]] std::optional<std::chrono::days> daysIn(const HttpRequest& request) const;
+
+  // A page that was made within the last second, or else is made now. `parameters`: all that it
+  // depends on.
+  [[nodiscard]] HttpAnswer page(std::string_view type, std::string parameters,
+                                const HttpRequest& request, Clock::time_point now,
+                                const std::function<std::string()>& make);
+
+  // A printer by its target as the list writes it, or as pages show it.
+  [[nodiscard]] const Prober::Printer* findShown(const std::string& target) const;
+  [[nodiscard]] PageMemory remembered() const;
   [[nodiscard]] bool isFromElsewhere(const HttpRequest& request) const;
 
   Prober& mProber;
   ExporterMetrics& mMetrics;
   HostNames mHosts;
   std::chrono::milliseconds mDeadline;
+  std::chrono::days mDeliveryDays;
+  const Memory* mMemory;
   PageToken mToken;
   std::string mListProblem;
   std::list<Made> mPages;  // the newest first

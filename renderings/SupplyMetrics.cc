@@ -37,18 +37,21 @@ std::string_view labelOf(SupplyStatus status) {
   return std::ranges::find(kStatusLabels, status, &StatusRow::status)->word;
 }
 
-// Gauges of one name.
+// Gauges, or counters, of one name.
 class Family {
  public:
-  Family(std::string name, std::string help, const MetricLabels& labels) : mLabels(labels) {
+  Family(std::string name, std::string help, const MetricLabels& labels,
+         prometheus::MetricType type = prometheus::MetricType::Gauge)
+      : mLabels(labels) {
     mFamily.name = std::move(name);
     mFamily.help = std::move(help);
-    mFamily.type = prometheus::MetricType::Gauge;
+    mFamily.type = type;
   }
 
   void add(double value, const MetricLabels& labels = {}) {
     prometheus::ClientMetric& metric = mFamily.metric.emplace_back();
     metric.gauge.value = value;
+    metric.counter.value = value;
     addLabels(metric, mLabels);
     addLabels(metric, labels);
   }
@@ -68,7 +71,11 @@ class Family {
   prometheus::MetricFamily mFamily;
 };
 
-void addSupplies(std::vector<prometheus::MetricFamily>& families, const Supplies& supplies,
+prometheus::ClientMetric::Label placeOf(std::uint32_t number) {
+  return {"supply", fmt::to_string(number)};
+}
+
+void addSupplies(std::vector<prometheus::MetricFamily>& families, const AgedSupplies& aged,
                  const MetricLabels& labels) {
   Family info("npa_supply_info", "What a supply is, in its labels.", labels);
   Family level("npa_supply_level_ratio",
@@ -76,14 +83,22 @@ void addSupplies(std::vector<prometheus::MetricFamily>& families, const Supplies
   Family unknown("npa_supply_level_unknown", "A supply whose level is not known, and why.", labels);
   Family status("npa_supply_status", "A status that the printer gives a supply, unless correct.",
                 labels);
+  Family printed("npa_supply_pages_printed", "Pages since the supply went in.", labels);
 
-  int number = 0;
-  for (const Supply& supply : supplies.list) {
-    const prometheus::ClientMetric::Label place = {"supply", fmt::to_string(++number)};
-    info.add(1, {place,
-                 {"name", supply.name},
-                 {"type", std::string(wordOf(supply.kind))},
-                 {"color", std::string(wordOf(supply.color))}});
+  std::uint32_t number = 0;
+  for (const Supply& supply : aged.supplies.list) {
+    const auto place = placeOf(++number);
+    MetricLabels what = {place,
+                         {"name", supply.name},
+                         {"type", std::string(wordOf(supply.kind))},
+                         {"color", std::string(wordOf(supply.color))}};
+    const auto remembered = aged.remembered.supplies.find(number);
+    const bool isRemembered = remembered != aged.remembered.supplies.end();
+    const std::string& part =
+        supply.part.empty() && isRemembered ? remembered->second.part : supply.part;
+    if (!part.empty()) what.push_back({"part", part});
+    info.add(1, what);
+    if (supply.pages.printed) printed.add(*supply.pages.printed, {place});
     if (supply.level) {
       level.add(*supply.level / 100.0, {place});
     } else {
@@ -94,7 +109,32 @@ void addSupplies(std::vector<prometheus::MetricFamily>& families, const Supplies
       status.add(1, {place, {"status", std::string(labelOf(supply.status))}});
     }
   }
-  for (Family* family : {&info, &level, &unknown, &status}) family->moveTo(families);
+  for (Family* family : {&info, &level, &unknown, &status, &printed}) family->moveTo(families);
+}
+
+void addRemembered(std::vector<prometheus::MetricFamily>& families,
+                   const RememberedSupplies& remembered, const MetricLabels& labels) {
+  Family emptyAt("npa_supply_empty_timestamp_seconds",
+                 "When a supply will be empty, since 1970: likely, and at the earliest.", labels);
+  Family low("npa_supply_low", "A cartridge that has been low, until another one is there.",
+             labels);
+  Family needed("npa_supply_needed", "A supply of which another one has to be ordered now.",
+                labels);
+  Family events("npa_supply_events_total", "What has happened to the cartridges of a printer.",
+                labels, prometheus::MetricType::Counter);
+  for (const auto& [number, supply] : remembered.supplies) {
+    const auto place = placeOf(number);
+    if (supply.emptyAt) {
+      emptyAt.add(supply.emptyAt->likely, {place, {"estimate", "likely"}});
+      emptyAt.add(supply.emptyAt->earliest, {place, {"estimate", "earliest"}});
+    }
+    if (supply.isLow) low.add(1, {place});
+    if (supply.isNeeded) needed.add(1, {place});
+  }
+  for (const auto& [event, count] : remembered.events) {
+    events.add(static_cast<double>(count), {{"event", std::string(event)}});
+  }
+  for (Family* family : {&emptyAt, &low, &needed, &events}) family->moveTo(families);
 }
 
 void addLastProbe(std::vector<prometheus::MetricFamily>& families, const LastProbe& last,
@@ -127,7 +167,8 @@ std::vector<prometheus::MetricFamily> supplyMetrics(const std::optional<AgedSupp
                                                     const MetricLabels& labels) {
   std::vector<prometheus::MetricFamily> families;
   if (aged) {
-    addSupplies(families, aged->supplies, labels);
+    addSupplies(families, *aged, labels);
+    addRemembered(families, aged->remembered, labels);
     Family age("npa_reading_age_seconds", "How long ago the printer gave the supplies shown.",
                labels);
     age.add(aged->age.count());

@@ -4,8 +4,12 @@
 #include <prometheus/metric_family.h>
 
 #include <chrono>
+#include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "supplies/Outcome.h"
@@ -13,10 +17,27 @@
 
 namespace moxsupply {
 
+// What is known of a printer from more than its last reading.
+struct RememberedSupplies {
+  struct OfSupply {
+    std::string part;  // the last that was told; empty: none was
+    struct EmptyAt {
+      double likely = 0;  // seconds since 1970, as the next
+      double earliest = 0;
+    };
+    std::optional<EmptyAt> emptyAt;
+    bool isLow = false;     // this cartridge has been, at least once
+    bool isNeeded = false;  // another one has to be ordered now
+  };
+  std::map<std::uint32_t, OfSupply> supplies;                      // by number, from 1
+  std::vector<std::pair<std::string_view, std::uint64_t>> events;  // their words, and how many
+};
+
 // What a printer said when it was last read with success.
 struct AgedSupplies {
   Supplies supplies;
   std::chrono::duration<double> age{};
+  RememberedSupplies remembered = {};
 };
 
 // The last attempt to read a printer, which may have failed long after that.

@@ -15,6 +15,12 @@ Pipe outOfTheWay(const std::array<int, 2>& ends) {
           aboveFilterDescriptors(FileDescriptor(ends[1]))};
 }
 
+Pipe makePairOf(int type) {
+  std::array<int, 2> ends{};
+  const int result = ::socketpair(AF_UNIX, type | SOCK_CLOEXEC, 0, ends.data());
+  return result == 0 ? outOfTheWay(ends) : Pipe{};
+}
+
 }  // namespace
 
 Pipe makePipe(Blocking blocking) {
@@ -23,10 +29,8 @@ Pipe makePipe(Blocking blocking) {
   return ::pipe2(ends.data(), flags) == 0 ? outOfTheWay(ends) : Pipe{};
 }
 
-Pipe makeSocketPair() {
-  std::array<int, 2> ends{};
-  const int type = SOCK_STREAM | SOCK_CLOEXEC;
-  return ::socketpair(AF_UNIX, type, 0, ends.data()) == 0 ? outOfTheWay(ends) : Pipe{};
-}
+Pipe makeSocketPair() { return makePairOf(SOCK_STREAM); }
+
+Pipe makePacketPair() { return makePairOf(SOCK_SEQPACKET); }
 
 }  // namespace moxsupply

@@ -20,4 +20,7 @@ Pipe makePipe(Blocking blocking);
 // Two ends of a socket; each can be read and written.
 Pipe makeSocketPair();
 
+// The same for messages, each of which arrives whole.
+Pipe makePacketPair();
+
 }  // namespace moxsupply

@@ -80,6 +80,7 @@ void translateMessages() {
   ::bindtextdomain(kCatalog, catalogsFolder().c_str());
   ::bind_textdomain_codeset(kCatalog, "UTF-8");
   theLocale = localeOf(languages);
+  static_cast<void>(translated("ok"));  // reads the catalog: files may be given up afterwards
 }
 
 std::string translated(std::string_view message) { return catalogText({.one = message}); }

@@ -53,7 +53,7 @@ _moxsupply_value() {
       ;;
     */--timeout | */--deadline | */--listen) COMPREPLY=() ;;
     check/--warning | check/-w | check/--critical | check/-c) COMPREPLY=() ;;
-    exporter/--host | exporter/--min-interval | exporter/--max-backoff | exporter/--queries-at-once) COMPREPLY=() ;;
+    exporter/--host | exporter/--min-interval | exporter/--max-backoff | exporter/--queries-at-once | exporter/--delivery-days | exporter/--notify | exporter/--notify-every) COMPREPLY=() ;;
     *) return 1 ;;
   esac
 }
@@ -63,7 +63,7 @@ _moxsupply_has_argument() {
   local i
   for ((i = 2; i < COMP_CWORD; ++i)); do
     case ${COMP_WORDS[i]} in
-      --help | --all | --backend | --list | --quick | --redact) ;;
+      --help | --all | --backend | --list | --no-store | --quick | --redact) ;;
       -*)
         [[ ${COMP_WORDS[i + 1]} != "=" ]] || ((++i))
         ((++i))
@@ -104,7 +104,8 @@ _moxsupply_offer_options() {
       ;;
     exporter)
       _moxsupply_offer "$current" \
-        --listen --host --min-interval --max-backoff --deadline --queries-at-once --help
+        --listen --host --min-interval --max-backoff --deadline --queries-at-once --store --no-store \
+        --delivery-days --notify --notify-every --help
       ;;
     history) _moxsupply_offer "$current" --store --since --low --format --help ;;
     forecast) _moxsupply_offer "$current" --store --at --format --help ;;

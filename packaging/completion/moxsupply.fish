@@ -66,6 +66,11 @@ __moxsupply_option exporter -l max-backoff -x -d 'Longest pause for a silent pri
 __moxsupply_option exporter -l deadline -x -d 'Longest time for a query, in seconds'
 __moxsupply_option exporter -l host -x -d 'Answer to this name too'
 __moxsupply_option exporter -l queries-at-once -x -d 'Most queries at once'
+__moxsupply_option exporter -l store -r -F -d 'Where readings are remembered'
+__moxsupply_option exporter -l no-store -d 'Remember nothing'
+__moxsupply_option exporter -l notify -x -a '(__fish_complete_command)' -d 'Tell somebody by this command'
+__moxsupply_option exporter -l notify-every -x -d 'At most so often, such as 12h'
+__moxsupply_option exporter -l delivery-days -x -d 'How long a cartridge takes to come'
 
 __moxsupply_option history -a 'add show events'
 __moxsupply_option history -F

@@ -59,7 +59,12 @@ case $words[1] in
       '--max-backoff=[longest pause for a silent printer]:seconds' \
       '--deadline=[longest time for a query]:seconds' \
       '*--host=[answer to this name too]:name:_hosts' \
-      '--queries-at-once=[most queries at once]:number'
+      '--queries-at-once=[most queries at once]:number' \
+      '(--no-store)--store=[where readings are remembered]:file:_files' \
+      '(--store)--no-store[remember nothing]' \
+      '--delivery-days=[how long a cartridge takes to come]:days' \
+      '(--no-store)--notify=[tell somebody by this command]:command' \
+      '--notify-every=[at most so often]:time, such as 12h'
     ;;
   history)
     _arguments $help \

@@ -21,6 +21,7 @@
 
 #include "tests/support/FilterProcess.h"
 #include "tests/support/Hex.h"
+#include "tests/support/PortWithoutConnections.h"
 #include "tests/support/Processes.h"
 #include "tests/support/ReservedPort.h"
 #include "tests/support/Run.h"
@@ -240,6 +241,22 @@ TEST(LevelsWithDetails, ShowWhatIdentifiesCartridges) {
       << shown.output;
 }
 
+TEST(LevelsWithDetails, AreASecondLineOfJson) {
+  const SimulatedPrinter laser("laser-mono-levels-in-record");
+  const Shown shown = show({laser.uri(), "--details", "--format", "json", "--type", "laser"});
+  EXPECT_EQ(shown.exitStatus, 0) << shown.errors;
+  const std::size_t end = shown.output.find('\n');
+  EXPECT_EQ(Json::parse(shown.output.substr(0, end)).at("status"), 0);
+  const Json reading = Json::parse(shown.output.substr(end));
+  EXPECT_EQ(reading.at("supplies").at(0).at("part"), "TONER-BLACK-8K");
+  const ReservedPort nobody;
+  const std::string wrong = "--details: goes with the format table, or with json of one PRINTER";
+  EXPECT_NE(show({laser.uri(), nobody.uri(), "--details", "--format", "json"}).errors.find(wrong),
+            std::string::npos);
+  EXPECT_NE(show({laser.uri(), "--details", "--format", "reading"}).errors.find(wrong),
+            std::string::npos);
+}
+
 TEST(LevelsAsAReading, AreALineThatIsRememberedInEnglish) {
   const TemporaryFolder folder;
   const std::string file = folder.path() / "reading";
@@ -387,31 +404,6 @@ TEST(LevelsOfAPrinterThatSleepsOn, AreGivenUp) {
   EXPECT_GE(typed.time, 28s);
   EXPECT_LT(typed.time, 35s);
 }
-
-// Every place of its queue is taken, so the network takes no further connection.
-class PortWithoutConnections : public ReservedPort {
- public:
-  PortWithoutConnections() {
-    ::listen(mListener.get(), 0);
-    for (FileDescriptor& connection : mConnections) connection = connectWithoutWaiting();
-    std::this_thread::sleep_for(50ms);
-  }
-
- private:
-  [[nodiscard]] FileDescriptor connectWithoutWaiting() const {
-    FileDescriptor connection(::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
-    const sockaddr_in address = {.sin_family = AF_INET,
-                                 .sin_port = htons(static_cast<std::uint16_t>(number())),
-                                 .sin_addr = {htonl(INADDR_LOOPBACK)},
-                                 .sin_zero = {}};
-    static_cast<void>(
-        ::connect(connection.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address));
-    return connection;
-  }
-
-  FileDescriptor mListener = listenOn(*this);
-  std::array<FileDescriptor, 4> mConnections;
-};
 
 TEST(LevelsWithoutAConnection, EndAfter25SecondsWithAWordOnTheDeadline) {
   const PortWithoutConnections port;

@@ -21,10 +21,12 @@
 #include "tests/support/Hex.h"
 #include "tests/support/InkjetReply.h"
 #include "tests/support/LaserRecords.h"
+#include "tests/support/Processes.h"
 #include "tests/support/Requests.h"
 #include "tests/support/ServerQueue.h"
 #include "tests/support/SmallPpd.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/TextFile.h"
 
 namespace moxsupply::testing {
 namespace {
@@ -805,6 +807,24 @@ TEST_F(CommandFilter, ReadsOfAHugeFileNoMoreThanItsBeginning) {
                 Contains(HasSubstr("longer than 64 KiB or has more than 32 commands")));
     EXPECT_THAT(mQueue.numbers("marker-levels"), ElementsAre(37));
   }
+}
+
+// What decodes the printer's bytes has no word with the print server, and no way out.
+TEST_F(CommandFilter, AsksInAProcessThatCanDoNothingElse) {
+  FilterProcess filter = start(kReportLevels);
+  filter.receive(1);
+  const auto queries = childrenOf(filter.pid());
+  ASSERT_EQ(queries.size(), 1U);
+  const std::filesystem::path query = "/proc/" + std::to_string(queries.front());
+  EXPECT_EQ(std::filesystem::read_symlink(query / "fd/2"), "/dev/null");
+  EXPECT_EQ(std::filesystem::read_symlink(query / "fd/4"), "/dev/null");
+  if (!kIsSlowBuild) {  // a sanitizer needs doors
+    EXPECT_THAT(contentOf(query / "status"), HasSubstr("\nSeccomp:\t2\n"));
+  }
+
+  ::kill(queries.front(), SIGKILL);
+  EXPECT_EQ(finish(filter).exitStatus, 0);
+  EXPECT_THAT(mQueue.messages("WARNING"), ElementsAre(kSilence));
 }
 
 TEST_F(CommandFilter, ReportsTheLevelsBesideAnUnknownCommand) {

@@ -174,7 +174,7 @@ TEST_F(StoreInAFile, TakesReadingsOut) {
 
 TEST_F(StoreInAFile, HasTheVersionOfItsSchema) {
   EXPECT_EQ(wrongWith(add({})), "");
-  EXPECT_EQ(SQLite::Database(mPath).execAndGet("PRAGMA user_version").getInt(), 1);
+  EXPECT_EQ(SQLite::Database(mPath).execAndGet("PRAGMA user_version").getInt(), 3);
 }
 
 TEST_F(StoreInAFile, ComesFromEveryEarlierVersion) {
@@ -185,11 +185,127 @@ TEST_F(StoreInAFile, ComesFromEveryEarlierVersion) {
   EXPECT_EQ(stored().size(), 1U);
 }
 
+TEST_F(StoreInAFile, ComesFromTheFirstVersionWithAllItsReadings) {
+  const std::vector<Reading> readings = {readingOf(kOffice, 1), readingOf(kHall, 2),
+                                         readingOf(kOffice, 3, 40)};
+  EXPECT_EQ(wrongWith(add(readings)), "");
+  const std::string first = mFolder.path() / "first.sqlite";
+  SQLite::Database old(first, SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE);
+  old.exec(
+      "CREATE TABLE printers(id INTEGER PRIMARY KEY, name TEXT NOT NULL UNIQUE);"
+      "CREATE TABLE readings(id INTEGER PRIMARY KEY, printer INTEGER NOT NULL, time INTEGER NOT "
+      "NULL, base INTEGER, delta BLOB NOT NULL);"
+      "CREATE UNIQUE INDEX readings_in_order ON readings(printer, time);"
+      "PRAGMA user_version = 1; ATTACH '" +
+      mPath +
+      "' AS new; INSERT INTO printers SELECT id, name FROM new.printers;"
+      "INSERT INTO readings SELECT * FROM new.readings; DETACH new");
+  fs::rename(first, mPath);
+  const std::vector<std::string> lines = {readings[0].json, readings[1].json, readings[2].json};
+  const std::string before = contentOf(mPath);
+  EXPECT_EQ(stored(), lines);
+  EXPECT_EQ(contentOf(mPath), before);  // who reads changes nothing
+  EXPECT_EQ(wrongWith(add({})), "");
+  EXPECT_EQ(SQLite::Database(mPath).execAndGet("PRAGMA user_version").getInt(), 3);
+  EXPECT_EQ(stored(), lines);
+  EXPECT_EQ(read().answer(kOffice), std::nullopt);
+}
+
+TEST_F(StoreInAFile, ComesFromTheSecondVersion) {
+  const Reading reading = readingOf(kOffice, 1);
+  EXPECT_EQ(wrongWith(add({reading})), "");
+  EXPECT_EQ(wrongWith(written().noteAnswer(kOffice, reading.moment)), "");
+  change(
+      "DROP TABLE notices; DROP TABLE silent; ALTER TABLE printers DROP COLUMN told;"
+      "PRAGMA user_version = 2");
+  EXPECT_EQ(read().notices().value().size(), 0U);  // in a copy
+  EXPECT_EQ(SQLite::Database(mPath).execAndGet("PRAGMA user_version").getInt(), 2);
+  EXPECT_EQ(wrongWith(written().addNotice({.printer = kOffice, .moment = reading.moment})), "");
+  EXPECT_EQ(SQLite::Database(mPath).execAndGet("PRAGMA user_version").getInt(), 3);
+  EXPECT_THAT(stored(), ElementsAre(reading.json));
+  EXPECT_EQ(read().answer(kOffice), reading.moment);
+}
+
+TEST_F(StoreInAFile, HasNoticesUntilTheyAreTakenOut) {
+  const Moment moment = readingOf(kOffice, 1).moment;
+  {
+    Store store = written();
+    const Notice event = {.printer = kOffice, .moment = moment, .isUrgent = true, .event = "{}"};
+    EXPECT_EQ(wrongWith(store.addNotice(event)), "");
+    for (const std::string& printer : {kOffice, kHall}) {
+      const Notice silent = {
+          .kind = Notice::Kind::kGone, .printer = printer, .moment = moment + 1s};
+      EXPECT_EQ(wrongWith(store.addNotice(silent)), "");
+    }
+  }
+  Store store = written();
+  const auto notices = store.notices().value();
+  ASSERT_EQ(notices.size(), 3U);
+  EXPECT_EQ(notices[0].kind, Notice::Kind::kEvent);
+  EXPECT_EQ(notices[0].event, "{}");
+  EXPECT_TRUE(notices[0].isUrgent);
+  EXPECT_EQ(notices[2].printer, kHall);
+  EXPECT_EQ(notices[2].moment, moment + 1s);
+  EXPECT_FALSE(notices[2].isUrgent);
+  EXPECT_TRUE(store.takeOutNotices(kHall, Notice::Kind::kGone).value());
+  EXPECT_FALSE(store.takeOutNotices(kHall, Notice::Kind::kGone).value());
+  EXPECT_FALSE(store.takeOutNotices(kOffice, Notice::Kind::kBack).value());
+  EXPECT_EQ(wrongWith(store.takeOutNotices(notices[0].id)), "");
+  ASSERT_EQ(store.notices().value().size(), 1U);
+  EXPECT_EQ(wrongWith(store.takeOutNotices(notices[1].id)), "");
+  EXPECT_EQ(wrongWith(store.addNotice(notices[0])), "");
+  EXPECT_GT(store.notices().value().at(0).id, notices[2].id);  // none is ever given again
+}
+
+TEST_F(StoreInAFile, KnowsWhoIsSilentAndWhatWasTold) {
+  EXPECT_EQ(wrongWith(add({readingOf(kOffice, 1)})), "");
+  Store store = written();
+  EXPECT_TRUE(store.setSilent(kHall, true).value());
+  EXPECT_FALSE(store.setSilent(kHall, true).value());
+  EXPECT_TRUE(store.setSilent(kHall, false).value());
+  EXPECT_FALSE(store.setSilent(kHall, false).value());
+  EXPECT_EQ(store.told(kOffice).value(), std::nullopt);
+  EXPECT_EQ(wrongWith(store.setTold(kOffice, readingOf(kOffice, 1).moment)), "");
+  EXPECT_EQ(read().told(kOffice).value(), readingOf(kOffice, 1).moment);
+}
+
+TEST_F(StoreInAFile, NotesWhenAPrinterAnswered) {
+  EXPECT_EQ(wrongWith(add({readingOf(kOffice, 1)})), "");
+  EXPECT_EQ(written().answer(kOffice), std::nullopt);
+  const Moment moment = readingOf(kOffice, 70).moment;
+  EXPECT_EQ(wrongWith(written().noteAnswer(kOffice, moment)), "");
+  EXPECT_EQ(wrongWith(written().noteAnswer(kHall, moment)), "");
+  EXPECT_EQ(read().answer(kOffice), moment);
+  EXPECT_EQ(read().answer(kHall), std::nullopt);  // of no printer that it knows
+  EXPECT_EQ(stored().size(), 1U);
+}
+
+TEST_F(StoreInAFile, GivesReadingsWithinAChange) {
+  EXPECT_EQ(wrongWith(add({readingOf(kOffice, 1), readingOf(kOffice, 2)})), "");
+  Store store = written();
+  std::vector<int> minutes;
+  const auto last = [&]() -> Result<> {
+    return store.forEachLast(kOffice, [&](const Reading& reading) -> Result<> {
+      minutes.push_back(std::stoi(reading.time.substr(14, 2)));
+      return {};
+    });
+  };
+  const auto changed = store.change([&]() -> Result<> {
+    EXPECT_EQ(wrongWith(last()), "");
+    EXPECT_EQ(store.takeOutAfter(kOffice, readingOf(kOffice, 1).moment), 1U);
+    EXPECT_EQ(wrongWith(last()), "");
+    return {};
+  });
+  EXPECT_EQ(wrongWith(changed), "");
+  EXPECT_THAT(minutes, ElementsAre(2, 1));
+  EXPECT_EQ(stored().size(), 1U);
+}
+
 TEST_F(StoreInAFile, IsNotOfANewerVersion) {
   EXPECT_EQ(wrongWith(add({readingOf(kOffice, 1)})), "");
-  change("PRAGMA user_version = 2");
+  change("PRAGMA user_version = 4");
   const std::string before = contentOf(mPath);
-  const std::string wrong = mPath + " is of version 2, and this program knows none after 1";
+  const std::string wrong = mPath + " is of version 4, and this program knows none after 3";
   EXPECT_EQ(wrongWith(Store::openToRead(mPath)), wrong);
   EXPECT_EQ(wrongWith(Store::openToWrite(mPath)), wrong);
   EXPECT_EQ(contentOf(mPath), before);

@@ -59,7 +59,7 @@ class Attacker {
   }
 
   std::string ordinary() {
-    const std::array<std::string, 8> paths = {
+    const std::array<std::string, 11> paths = {
         "/",
         "/metrics",
         "/-/healthy",
@@ -67,6 +67,9 @@ class Attacker {
         probeOf(mSilentTarget),
         probeOf("192.0.2.77"),
         fmt::format("/?find={}&page={}&order=place", below(100), below(1000)),
+        "/printer?target=" + mSilentTarget,
+        fmt::format("/orders?within={}", below(400)),
+        fmt::format("/orders.csv?within={}", below(400)),
         "/nothing"};
     const std::array<std::string, 7> headers = {
         "",
@@ -189,7 +192,8 @@ TEST(AnAttackFromAllSides, ChangesNothing) {
   const SimulatedPrinter printer("laser-colour-full");
   const SilentPort silent;
   const std::string list = listOf({printer.uri(), silent.uri()}, "laser");
-  ExporterProcess exporter(list, {"--min-interval=1", "--deadline=2"}, 1024);
+  ExporterProcess exporter(list, {"--min-interval=1", "--deadline=2"},
+                           {"prlimit", "--nofile=1024"});
 
   const std::size_t descriptors = descriptorsOf(exporter.pid());
 

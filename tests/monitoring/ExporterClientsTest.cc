@@ -44,7 +44,8 @@ void expectServedSoon(const ExporterProcess& exporter) {
 TEST(AClientThatHangsUp, GivesItsPlaceBack) {
   const SilentPort silent;
   // 400 descriptors: 128 are kept for queries and all else.
-  const ExporterProcess exporter(listOf({silent.uri()}, "laser"), {"--deadline=8"}, 400);
+  const ExporterProcess exporter(listOf({silent.uri()}, "laser"), {"--deadline=8"},
+                                 {"prlimit", "--nofile=400"});
   for (int i = 0; i < 1000; ++i) {
     EXPECT_TRUE(connectAndSend(exporter.port(), getting(probeOf(silent.uri())))) << i;
   }
@@ -54,7 +55,8 @@ TEST(AClientThatHangsUp, GivesItsPlaceBack) {
 // Nobody has hung up here: who has waited longest makes room.
 TEST(ClientsThatWaitInVain, MakeRoomForOthers) {
   const SilentPort silent;
-  const ExporterProcess exporter(listOf({silent.uri()}, "laser"), {"--deadline=60"}, 400);
+  const ExporterProcess exporter(listOf({silent.uri()}, "laser"), {"--deadline=60"},
+                                 {"prlimit", "--nofile=400"});
   const auto waiting = connections(exporter.port(), 600, getting(probeOf(silent.uri())));
   expectServedSoon(exporter);
   EXPECT_EQ(receiveAnswer(waiting.front()).status, 0);

@@ -5,15 +5,19 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <csignal>
 #include <fstream>
+#include <iterator>
 #include <nlohmann/json.hpp>
 #include <thread>
 
 #include "system/MemoryFile.h"
 #include "system/ReadFile.h"
 #include "tests/monitoring/HttpRequest.h"
+#include "tests/support/Processes.h"
+#include "tests/support/TextFile.h"
 
 namespace moxsupply::testing {
 
@@ -40,15 +44,13 @@ std::vector<std::string> exporterWith(const std::string& list) {
 }  // namespace
 
 ExporterProcess::ExporterProcess(const std::string& list, const std::vector<std::string>& options,
-                                 unsigned mostDescriptors)
+                                 const std::vector<std::string>& through)
     : mLog(aboveFilterDescriptors(memoryFile(""))) {
   std::ofstream(this->list()) << list;
   std::vector<std::string> command = exporterWith(this->list());
   command.insert(command.end(), options.begin(), options.end());
-  if (mostDescriptors > 0) {
-    const std::string limit = "--nofile=" + std::to_string(mostDescriptors);
-    command.insert(command.begin(), {"prlimit", limit});
-  }
+  command.insert(command.begin(), through.begin(), through.end());
+  std::filesystem::permissions(mFolder.path(), std::filesystem::perms(0755));  // for any user
   ::fcntl(mLog.get(), F_SETFL, O_APPEND);
   start(command, mLog.get());
   awaitLog("/ for ");
@@ -68,6 +70,8 @@ void ExporterProcess::start(const std::vector<std::string>& command, int log) {
       aboveFilterDescriptors(FileDescriptor(::open("/dev/null", O_RDWR | O_CLOEXEC)));
   mProcess = Process::start({.program = command.front(),
                              .arguments = command,
+                             .environment = environmentWith(
+                                 {"STATE_DIRECTORY=", "XDG_STATE_HOME=" + mFolder.path().string()}),
                              .descriptors = {null.get(), null.get(), log}})
                  .value();
 }
@@ -114,12 +118,23 @@ ExporterProcess::Ending ExporterProcess::terminate() {
   return ending;
 }
 
-std::vector<pid_t> ExporterProcess::children() const {
-  const std::string task = "/proc/" + std::to_string(pid()) + "/task/" + std::to_string(pid());
-  std::ifstream file(task + "/children");
-  std::vector<pid_t> children;
-  for (pid_t child = 0; file >> child;) children.push_back(child);
-  return children;
+pid_t ExporterProcess::queryServer() const {
+  for (const pid_t child : childrenOf(pid())) {
+    const std::string command = contentOf("/proc/" + std::to_string(child) + "/cmdline");
+    if (command.find("query-server") != std::string::npos) return child;
+  }
+  return -1;
+}
+
+std::vector<pid_t> ExporterProcess::queries() const {
+  const pid_t server = queryServer();
+  std::vector<pid_t> queries = childrenOf(server);
+  std::ranges::remove_copy(childrenOf(pid()), std::back_inserter(queries), server);
+  return queries;
+}
+
+bool ExporterProcess::awaitQueries(std::size_t count) const {
+  return await([&] { return queries().size() == count; });
 }
 
 std::string listOf(const std::vector<std::string>& targets, const std::string& type) {

@@ -14,13 +14,14 @@
 
 namespace moxsupply::testing {
 
-// `moxsupply exporter` on a free port, with a list of its own. The build tells where the program is
+// `moxsupply exporter` on a free port, with a list of its own, and a store beside that. The build
+// tells where the program is
 // (MOXSUPPLY_PROGRAM).
 class ExporterProcess {
  public:
-  // `mostDescriptors`: what the system lets it have; 0 is what this process may have.
+  // `through`: a program, with its arguments, that becomes it.
   explicit ExporterProcess(const std::string& list, const std::vector<std::string>& options = {},
-                           unsigned mostDescriptors = 0);
+                           const std::vector<std::string>& through = {});
 
   // The same with its log in a pipe, of which only the first line is read. log() has nothing then.
   ExporterProcess(const std::string& list, const Pipe& log);
@@ -50,8 +51,17 @@ class ExporterProcess {
   };
   Ending terminate();
 
+  // Ends it at once, as a loss of power would.
+  void kill() { mProcess.kill(); }
+
   [[nodiscard]] pid_t pid() const { return mProcess.pid(); }
-  [[nodiscard]] std::vector<pid_t> children() const;
+
+  // The processes that ask printers now, and the one from which most of them are forked.
+  [[nodiscard]] std::vector<pid_t> queries() const;
+  [[nodiscard]] pid_t queryServer() const;
+
+  // Waits until so many ask. Returns whether it came to that.
+  [[nodiscard]] bool awaitQueries(std::size_t count) const;
 
  private:
   void start(const std::vector<std::string>& command, int log);

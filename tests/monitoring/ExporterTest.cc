@@ -9,17 +9,21 @@
 #include <csignal>
 #include <fstream>
 #include <future>
+#include <set>
+#include <sstream>
 #include <thread>
 
 #include "simulator/ModelFile.h"
 #include "tests/monitoring/ExporterProcess.h"
 #include "tests/monitoring/HttpRequest.h"
+#include "tests/support/PortWithoutConnections.h"
 #include "tests/support/Processes.h"
 #include "tests/support/ReservedPort.h"
 #include "tests/support/Run.h"
 #include "tests/support/SilentPort.h"
 #include "tests/support/SimulatedPrinter.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/TextFile.h"
 
 namespace moxsupply::testing {
 namespace {
@@ -27,7 +31,6 @@ namespace {
 using std::chrono::seconds;
 using ::testing::AllOf;
 using ::testing::HasSubstr;
-using ::testing::IsEmpty;
 using ::testing::Not;
 
 std::future<HttpAnswer> getLater(int port, const std::string& path) {
@@ -221,7 +224,7 @@ TEST(TheExporter, LetsSilentPrintersDelayNobody) {
     std::this_thread::sleep_for(std::chrono::milliseconds(1100));
   }
   exporter.awaitMetric("npa_exporter_queries_total{status=\"success\"} 4");
-  EXPECT_LE(exporter.children().size(), 32U);
+  EXPECT_LE(exporter.queries().size(), 32U);
 }
 
 TEST(TheExporter, AnswersBeforeItsClientGivesUp) {
@@ -369,7 +372,7 @@ TEST(TheExporter, EndsQueriesOfPrintersThatLeaveTheList) {
   exporter.awaitMetric("npa_exporter_queries_running 1");
   exporter.replaceList(listOf({}));
   EXPECT_EQ(answer.get().status, 403);
-  EXPECT_THAT(exporter.children(), IsEmpty());
+  EXPECT_TRUE(exporter.awaitQueries(0));
 }
 
 TEST(TheExporter, AsksWhatThePageShows) {
@@ -486,7 +489,7 @@ TEST(TheExporter, KeepsSlowClientsFromDisturbingOthers) {
 TEST(TheExporter, MakesRoomForNewClientsWhenItHasTooMany) {
   const SimulatedPrinter printer("laser-mono-toner");
   // 160 descriptors: 32 and 3 for each of 32 queries are kept, and 32 are left for clients.
-  const ExporterProcess exporter(listOf({printer.uri()}), {}, 160);
+  const ExporterProcess exporter(listOf({printer.uri()}), {}, {"prlimit", "--nofile=160"});
   const auto idle = connections(exporter.port(), 200, "");
   const HttpAnswer answer = get(exporter.port(), probeOf(printer.uri()));
   EXPECT_EQ(answer.status, 200);
@@ -522,14 +525,132 @@ TEST(TheExporter, EndsAtASignalWithItsQueries) {
   const SimulatedPrinter printer("laser-mono-toner", {"silent"});
   ExporterProcess exporter(listOf({printer.uri()}, "laser"));
   auto answer = getLater(exporter.port(), probeOf(printer.uri()));
-  exporter.awaitMetric("npa_exporter_queries_running 1");
-  const std::vector<pid_t> children = exporter.children();
-  ASSERT_EQ(children.size(), 1U);
+  ASSERT_TRUE(exporter.awaitQueries(1));
+  const std::vector<pid_t> queries = exporter.queries();
   const auto ending = exporter.terminate();
   EXPECT_EQ(ending.exitStatus, 0);
   EXPECT_LT(ending.time.count(), 1);
-  EXPECT_EQ(::kill(children.front(), 0), -1);
+  EXPECT_EQ(::kill(queries.front(), 0), -1);
   EXPECT_EQ(answer.get().status, 0);
+}
+
+// A field of /proc/PID/status.
+std::string statusOf(pid_t process, const std::string& field) {
+  std::istringstream lines(contentOf(fmt::format("/proc/{}/status", process)));
+  for (std::string line; std::getline(lines, line);) {
+    if (line.starts_with(field + ":\t")) return line.substr(field.size() + 2);
+  }
+  return {};
+}
+
+// Whether it ends; whose child it is then may leave its place in the process table.
+bool endsSoon(pid_t process) {
+  for (int i = 0; i < 1000; ++i) {
+    const std::string state = statusOf(process, "State");
+    if (state.empty() || state.starts_with('Z')) return true;
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  return false;
+}
+
+std::vector<std::string> descriptorsOf(pid_t process) {
+  std::vector<std::string> descriptors;
+  for (const auto& one : std::filesystem::directory_iterator(fmt::format("/proc/{}/fd", process))) {
+    descriptors.push_back(std::filesystem::read_symlink(one).string());
+  }
+  return descriptors;
+}
+
+// What of these are sockets, each counted once.
+std::size_t socketsAmong(const std::vector<std::string>& descriptors) {
+  std::set<std::string> sockets(descriptors.begin(), descriptors.end());
+  return static_cast<std::size_t>(std::ranges::count_if(
+      sockets, [](const std::string& one) { return one.starts_with("socket:"); }));
+}
+
+TEST(TheExporter, ConfinesAQueryBeforeItHearsOfItsPrinter) {
+  const SilentPort one;
+  const SilentPort other;
+  const ExporterProcess exporter(listOf({one.uri(), other.uri()}, "laser"));
+  get(exporter.port(), "/");
+  const FileDescriptor first = one.accept();
+  const FileDescriptor second = other.accept();
+  ASSERT_TRUE(exporter.awaitQueries(2));
+  for (const pid_t query : exporter.queries()) {
+    if (MOXSUPPLY_SLOW_BUILD == 0) {  // a sanitizer needs doors
+      EXPECT_EQ(statusOf(query, "Seccomp"), "2");
+      EXPECT_EQ(statusOf(query, "NoNewPrivs"), "1");
+    }
+    // Its printer, and whoever connects for it; nothing of the query beside it.
+    EXPECT_LE(socketsAmong(descriptorsOf(query)), 2U);
+  }
+}
+
+TEST(TheExporter, TakesTheDeathOfAQueryForThatQueryOnly) {
+  const SilentPort silent;
+  const SimulatedPrinter printer("laser-mono-toner");
+  const ExporterProcess exporter(listOf({silent.uri(), printer.uri()}, "laser"));
+  auto answer = getLater(exporter.port(), probeOf(silent.uri()));
+  ASSERT_TRUE(exporter.awaitQueries(1));
+  ::kill(exporter.queries().front(), SIGSEGV);
+  EXPECT_THAT(answer.get().body, HasSubstr("npa_probe_status{status=\"internal\"} 1\n"));
+  EXPECT_THAT(get(exporter.port(), probeOf(printer.uri())).body,
+              HasSubstr("npa_probe_success 1\n"));
+}
+
+TEST(TheExporter, StartsAnotherQueryServerWhenItsOwnHasDied) {
+  const SilentPort silent;
+  const SimulatedPrinter printer("laser-mono-toner");
+  const ExporterProcess exporter(listOf({silent.uri(), printer.uri()}, "laser"));
+  const auto idle = connections(exporter.port(), 3, "");
+  auto answer = getLater(exporter.port(), probeOf(silent.uri()));
+  ASSERT_TRUE(exporter.awaitQueries(1));
+  const pid_t query = exporter.queries().front();
+  const pid_t server = exporter.queryServer();
+  ::kill(server, SIGKILL);
+  EXPECT_THAT(answer.get().body, HasSubstr("npa_probe_status{status=\"internal\"} 1\n"));
+  EXPECT_TRUE(endsSoon(query));
+  EXPECT_THAT(get(exporter.port(), probeOf(printer.uri())).body,
+              HasSubstr("npa_probe_success 1\n"));
+  EXPECT_NE(exporter.queryServer(), server);
+  EXPECT_EQ(socketsAmong(descriptorsOf(exporter.queryServer())), 1U) << "a client's, too";
+}
+
+TEST(TheExporter, GivesUpAPrinterThatTakesNoConnection) {
+  const PortWithoutConnections port;
+  const ExporterProcess exporter(listOf({port.uri()}, "laser"), {"--deadline=1"});
+  const HttpAnswer answer = get(exporter.port(), probeOf(port.uri()));
+  EXPECT_NEAR(answer.time.count(), 1.1, 0.4);
+  EXPECT_THAT(answer.body, HasSubstr("npa_probe_status{status=\"deadline\"} 1\n"));
+  EXPECT_TRUE(exporter.awaitQueries(0));
+}
+
+TEST(TheExporter, SaysThatAHostIsNotThere) {
+  const ExporterProcess exporter(listOf({"socket://printer.invalid"}, "laser"));
+  EXPECT_THAT(get(exporter.port(), probeOf("socket://printer.invalid")).body,
+              HasSubstr("npa_probe_status{status=\"unreachable\"} 1\n"));
+  exporter.awaitLog("socket://printer.invalid: cannot find the host \"printer.invalid\": ");
+}
+
+TEST(TheExporter, FindsPrintersThatHaveAName) {
+  const SimulatedPrinter printer("laser-mono-toner");
+  std::string target = printer.uri();
+  target.replace(target.find("127.0.0.1"), 9, "localhost");
+  const ExporterProcess exporter(listOf({target}, "laser"));
+  EXPECT_THAT(get(exporter.port(), probeOf(target)).body, HasSubstr("npa_probe_success 1\n"));
+}
+
+// One that hangs up upon the first question is asked the second over another connection.
+TEST(TheExporter, ConnectsAgainToAPrinterOfUnknownType) {
+  const SilentPort port;
+  const ExporterProcess exporter(listOf({port.uri()}));
+  auto answer = getLater(exporter.port(), probeOf(port.uri()));
+  for (int i = 0; i < 2; ++i) {
+    const FileDescriptor connection = port.accept();
+    char first = 0;
+    EXPECT_EQ(::recv(connection.get(), &first, 1, 0), 1);
+  }
+  EXPECT_THAT(answer.get().body, HasSubstr("npa_probe_success 0\n"));
 }
 
 TEST(TheExporter, SaysWhatIsWrongWithItsList) {

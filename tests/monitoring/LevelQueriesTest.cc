@@ -28,8 +28,8 @@ class LevelQueriesTest : public ::testing::Test {
     return path;
   }
 
-  static LevelQueries::CommandFor commandOf(const std::string& program) {
-    return [program](const Prober::Assignment&) { return std::vector<std::string>{program}; };
+  static LevelQueries::Commands commandOf(const std::string& program) {
+    return {[program](const Prober::Assignment&) { return std::vector<std::string>{program}; }};
   }
 
   // What comes of a query by such a program, whose deadline is a second.

@@ -33,8 +33,16 @@ TEST(AListOfPrinters, HasTheirLabels) {
      "labels": {"printer_type": "laser", "name": "Office", "place": "2nd floor", "team": "blue"}},
     {"targets": ["usb://Example/Printer?serial=1"]}])");
   ASSERT_EQ(list.size(), 2U);
-  EXPECT_EQ(list[0], (ListedPrinter{"socket://192.0.2.7", "socket://192.0.2.7", PrinterKind::kLaser,
-                                    "Office", "2nd floor"}));
+  EXPECT_EQ(list[0], (ListedPrinter{"socket://192.0.2.7",
+                                    "socket://192.0.2.7",
+                                    PrinterKind::kLaser,
+                                    "Office",
+                                    "2nd floor",
+                                    false,
+                                    {{"printer_type", "laser"},
+                                     {"name", "Office"},
+                                     {"place", "2nd floor"},
+                                     {"team", "blue"}}}));
   EXPECT_EQ(list[1],
             (ListedPrinter{"usb://Example/Printer?serial=1", "usb://Example/Printer?serial=1",
                            std::nullopt, "usb://Example/Printer?serial=1", ""}));

@@ -122,6 +122,45 @@ TEST_F(ProberTest, AsksNobodyOfItself) {
   EXPECT_THAT(running, IsEmpty());
 }
 
+TEST_F(ProberTest, AsksAgainWhenItWouldHaveWithoutARestart) {
+  use({"a", "b"});
+  prober.restore("a", *success(PrinterKind::kInkjet).supplies, now - seconds(10));
+  prober.restore("b", *success().supplies, now - seconds(40));
+  prober.restore("c", *success().supplies, now);
+  EXPECT_EQ(prober.find("a")->reading->time, now - seconds(10));
+  EXPECT_TRUE(prober.find("a")->last->result.hasSucceeded());
+  EXPECT_FALSE(want("a"));
+  EXPECT_TRUE(want("b"));
+  EXPECT_TRUE(prober.find("b")->isRestored);
+  pass(seconds(20));
+  EXPECT_TRUE(want("a"));
+  EXPECT_EQ(running.back().query.kind, PrinterKind::kInkjet);
+  EXPECT_EQ(running.back().query.deadline, used.deadline);  // it is known to be there
+  end("a", success());
+  EXPECT_FALSE(prober.find("a")->isRestored);
+}
+
+TEST_F(ProberTest, TellsWhoWaitsWhatIsRestored) {
+  use({"a", "b"});
+  prober.want("a", kSomebodyWaits, now);
+  prober.want("b", kOnPurpose, now);
+  prober.restore("a", *success().supplies, now - seconds(10));
+  prober.restore("b", *success().supplies, now - seconds(10));
+  EXPECT_THAT(released, ElementsAre("a"));
+  EXPECT_FALSE(prober.find("a")->isPending);
+  pass({});
+  EXPECT_THAT(asked(), ElementsAre("b"));
+}
+
+TEST_F(ProberTest, RestoresNothingOfWhomItHasAsked) {
+  use({"a", "b"});
+  ask("a", success(PrinterKind::kLaser, 7));
+  ASSERT_TRUE(want("b"));
+  for (const char* target : {"a", "b"}) prober.restore(target, Supplies(), now);
+  EXPECT_EQ(prober.find("a")->reading->supplies.list.at(0).level, 7);
+  EXPECT_EQ(prober.find("b")->reading, std::nullopt);
+}
+
 TEST_F(ProberTest, AsksNobodyWhoIsNotInTheList) {
   use({"a"});
   EXPECT_FALSE(want("b"));

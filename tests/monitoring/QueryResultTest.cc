@@ -24,12 +24,37 @@ QueryResult resultOf(const LevelsEnding& ending) { return queryResultOf(ending, 
 
 TEST(AQueryThatSucceeded, HasSupplies) {
   const QueryResult result = resultOf(
-      ending(0, R"({"status": 0, "report": {"PrintHeadType": "LaserSupplies", "SupplyCount": 1,
-             "Supply 1": {"SupplyName": "Toner", "SupplyPercentage": 40}}})"));
+      ending(0, R"({"status": 0, "report": {"PrintHeadType": "LaserSupplies", "SupplyCount": 1, )"
+                R"("Supply 1": {"SupplyName": "Toner", "SupplyPercentage": 40}}})"));
   EXPECT_TRUE(result.hasSucceeded());
   EXPECT_EQ(result.outcome, Outcome::kSuccess);
   EXPECT_EQ(result.supplies->list.at(0).level, 40);
   EXPECT_EQ(result.what, "");
+  EXPECT_EQ(result.moment, std::nullopt);
+}
+
+TEST(AQueryThatSucceeded, HasWhatIdentifiesThemInASecondLine) {
+  const std::string report =
+      R"({"status": 0, "report": {"PrintHeadType": "LaserSupplies", "SupplyCount": 1, )"
+      R"("Supply 1": {"SupplyName": "Toner", "SupplyPercentage": 40}}})"
+      "\n";
+  const std::string reading =
+      R"({"time":"2027-01-15T07:00:00Z","printer":"socket://192.0.2.7","supplies":[{"number":1,)"
+      R"("name":"Toner","type":"toner","color":"Black","level":40,"status":"ok","part":"24B6015",)"
+      R"("serial":"CAB0815","pages":{"printed":7,"capacity":20000}}]})"
+      "\n";
+  const QueryResult result = resultOf(ending(0, report + reading));
+  ASSERT_TRUE(result.hasSucceeded());
+  const Supply& supply = result.supplies->list.at(0);
+  EXPECT_EQ(supply.part, "24B6015");
+  EXPECT_EQ(supply.serial, "CAB0815");
+  EXPECT_EQ(supply.pages.printed, 7U);
+  EXPECT_EQ(supply.pages.capacity, 20000U);
+  EXPECT_EQ(result.moment,
+            std::chrono::sys_days(std::chrono::January / 15 / 2027) + std::chrono::hours(7));
+  for (const std::string& other : {std::string("no reading\n"), std::string("{}\n")}) {
+    EXPECT_EQ(resultOf(ending(0, report + other)).supplies->list.at(0).part, "");
+  }
 }
 
 // ---- Of a print queue

@@ -112,9 +112,9 @@ INSTANTIATE_TEST_SUITE_P(
         Published{.name = "ColourLaserWithNamesInManyLanguages",
                   .type = "laser",
                   .model = "laser-colour-other-names",
-                  .names = {"Cartouche de toner jaune / haute capacité",
-                            "Schwarze Tonerkassette für große Aufträge", "青色トナー (Cyan)",
-                            "Magenta and Yellow Twin Pack", "Jednotka zapékače", "Supply 6"},
+                  .names = {"Cartouche de toner jaune / haute", "Schwarze Tonerkassette für große",
+                            "青色トナー (Cyan)", "Magenta and Yellow Twin Pack",
+                            "Jednotka zapékače", "Supply 6"},
                   .types = {"toner", "toner", "toner", "toner", "fuser", "other"},
                   .colors = {"#000000", "#000000", "#00FFFF", "#FFFF00", "none", "none"},
                   .levels = {"31", "62", "93", "24", "55", "86"},
@@ -216,6 +216,20 @@ TEST_F(PublishedLists, AreNoneOfAPrinterThatTellsNoLevels) {
     EXPECT_EQ(attributes()["marker-levels"], Values{level ? "50" : "-2"});
     EXPECT_EQ(attributes()["marker-message"], Values{level ? "" : message});
   }
+}
+
+// Where there are no levels, the time is that of the last attempt.
+TEST_F(PublishedLists, HaveATimeAlsoWhereThereAreNone) {
+  addEnabledQueue("laser");
+  Values times;
+  for (int i = 0; i < 2; ++i) {
+    submit(server(), queue(), "ReportLevels", {"-o", "moxTimeout=0"});
+    EXPECT_TRUE(isIdleWithin(std::chrono::seconds(10)));
+    EXPECT_EQ(attributes()["marker-message"], Values{"The printer did not answer."});
+    times.push_back(attributes()["marker-change-time"].at(0));
+    std::this_thread::sleep_for(std::chrono::milliseconds(1100));
+  }
+  EXPECT_GT(std::stol(times[1]), std::stol(times[0]));
 }
 
 // A printer that does not answer any more makes them no newer.

@@ -99,6 +99,42 @@ TEST(SupplyMetrics, OfTenSuppliesHaveTwentyFiveSeriesAtMost) {
   EXPECT_EQ(seriesOf(), 25U);
 }
 
+TEST(SupplyMetrics, TellWhatIsRemembered) {
+  AgedSupplies read = reading({supply(62), supply(9)});
+  read.supplies.list[0].part = "24B6015";
+  read.supplies.list[0].pages.printed = 7312;
+  read.remembered.supplies[1].emptyAt = {1'800'000'000, 1'799'000'000};
+  read.remembered.supplies[2] = {"24B6016", std::nullopt, true, true};
+  read.remembered.events = {{"replaced", 2}, {"low", 0}};
+  const std::string text = metricsText(supplyMetrics(read, kSuccess));
+  for (
+      const char* line :
+      {R"(npa_supply_info{supply="1",name="Cyan Toner",type="toner",color="Cyan",part="24B6015"} 1)",
+       R"(npa_supply_info{supply="2",name="Cyan Toner",type="toner",color="Cyan",part="24B6016"} 1)",
+       R"(npa_supply_pages_printed{supply="1"} 7312)",
+       R"(npa_supply_empty_timestamp_seconds{supply="1",estimate="likely"} 1800000000)",
+       R"(npa_supply_empty_timestamp_seconds{supply="1",estimate="earliest"} 1799000000)",
+       R"(npa_supply_low{supply="2"} 1)", R"(npa_supply_needed{supply="2"} 1)",
+       R"(# TYPE npa_supply_events_total counter)",
+       R"(npa_supply_events_total{event="replaced"} 2)",
+       R"(npa_supply_events_total{event="low"} 0)"}) {
+    EXPECT_THAT(text, HasSubstr(std::string(line) + '\n'));
+  }
+  EXPECT_EQ(seriesIn(text).size(), 2U + 2 + 3 + 1 + 2 + 1 + 1 + 2);
+}
+
+// Four of them toners, all of which are low and needed: the most that there can be but for a
+// status.
+TEST(SupplyMetrics, OfTenSuppliesHaveFortyFiveSeriesWithWhatIsRemembered) {
+  AgedSupplies read = reading(std::vector<Supply>(10, supply(5)));
+  for (std::uint32_t number = 1; number <= 4; ++number) {
+    read.remembered.supplies[number] = {"24B6015", {{2e9, 1e9}}, true, true};
+  }
+  read.remembered.events = {{"present", 1}, {"replaced", 1}, {"missing", 1},
+                            {"wrong", 1},   {"low", 4},      {"empty", 1}};
+  EXPECT_EQ(seriesIn(metricsText(supplyMetrics(read, kSuccess))).size(), 45U);
+}
+
 TEST(SupplyMetrics, OfAPrinterThatWasNeverReadTellOfTheAttemptOnly) {
   const std::string text =
       metricsText(supplyMetrics(std::nullopt, {Outcome::kNothingReceived, milliseconds(8000)}));

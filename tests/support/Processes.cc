@@ -33,6 +33,12 @@ bool areGoneWithin(std::chrono::milliseconds patience, const std::string& word) 
   return true;
 }
 
+std::vector<pid_t> childrenOf(pid_t process) {
+  const std::string folder = "/proc/" + std::to_string(process);
+  std::istringstream list(contentOf(folder + "/task/" + std::to_string(process) + "/children"));
+  return {std::istream_iterator<pid_t>(list), {}};
+}
+
 std::chrono::duration<double> processorTime(pid_t process) {
   const std::string stat = contentOf("/proc/" + std::to_string(process) + "/stat");
   // Behind the name, which ends with the last bracket, eleven fields come before the times.
@@ -40,13 +46,15 @@ std::chrono::duration<double> processorTime(pid_t process) {
   std::string field;
   for (int i = 0; i < 11; ++i) fields >> field;
   std::int64_t ticks = 0;
-  for (int i = 0; i < 4; ++i) {  // user and system; the same of the children
+  for (int i = 0; i < 4; ++i) {  // user and system; the same of the children that have ended
     std::int64_t time = 0;
     fields >> time;
     ticks += time;
   }
-  return std::chrono::duration<double>(static_cast<double>(ticks) /
-                                       static_cast<double>(::sysconf(_SC_CLK_TCK)));
+  std::chrono::duration<double> time(static_cast<double>(ticks) /
+                                     static_cast<double>(::sysconf(_SC_CLK_TCK)));
+  for (const pid_t child : childrenOf(process)) time += processorTime(child);
+  return time;
 }
 
 std::size_t openDescriptors() {

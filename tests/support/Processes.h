@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <vector>
 
 // What /proc tells of processes.
 namespace moxsupply::testing {
@@ -16,7 +17,10 @@ bool areGoneWithin(std::chrono::milliseconds patience, const std::string& word);
 // A process other than this one that has `word` in its command line.
 std::optional<pid_t> processWithWord(const std::string& word);
 
-// The processor time that a process, and those of its children that have ended, has used so far.
+// The children of a process that run now.
+std::vector<pid_t> childrenOf(pid_t process);
+
+// The processor time that a process has used so far, with all that came from it.
 std::chrono::duration<double> processorTime(pid_t process);
 
 // How many descriptors this process has open.

@@ -1,0 +1,401 @@
+#include "monitoring/Memory.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cmath>
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+#include <optional>
+#include <thread>
+#include <utility>
+
+#include "history/PrinterName.h"
+#include "history/Reading.h"
+
+namespace moxsupply {
+
+namespace {
+
+using Clock = Keeper::Clock;
+
+constexpr std::size_t kRestoredAtOnce = 100;  // readings
+constexpr std::size_t kKeptAtOnce = 1'000;
+constexpr std::chrono::seconds kPatienceAtTheEnd(5);
+
+}  // namespace
+
+class Memory::Work {
+ public:
+  Work(std::string path, Memory& memory)
+      : mMemory(memory),
+        mKeeper(std::move(path),
+                memory.mHooks.notices ? Keeper::Notices::kYes : Keeper::Notices::kNo),
+        mThread([this] { run(); }) {}
+
+  // It has ended.
+  ~Work() { mThread.join(); }
+
+  Work(const Work&) = delete;
+  Work& operator=(const Work&) = delete;
+  Work(Work&&) = delete;
+  Work& operator=(Work&&) = delete;
+
+  void load(std::vector<std::string> printers) {
+    const std::lock_guard lock(mMutex);
+    mLists.push_back(std::move(printers));
+    mNews.notify_one();
+  }
+
+  void keep(Reading reading) {
+    const std::lock_guard lock(mMutex);
+    if (mWaiting.size() == kMostWaiting) mWaiting.pop_front();
+    mWaiting.push_back(std::move(reading));
+    mNews.notify_one();
+  }
+
+  void loadFirst(std::string printer) {
+    const std::lock_guard lock(mMutex);
+    mHurried.push_back(std::move(printer));
+  }
+
+  void noteSilence(std::string printer, bool isSilent) {
+    const std::lock_guard lock(mMutex);
+    if (mSilences.size() == kMostWaiting) mSilences.pop_front();
+    mSilences.emplace_back(std::move(printer), isSilent);
+    mNews.notify_one();
+  }
+
+  void told(std::int64_t last) {
+    const std::lock_guard lock(mMutex);
+    mTold = last;
+    mNews.notify_one();
+  }
+
+  // Returns whether it has ended by then.
+  bool endBy(Clock::time_point end) {
+    std::unique_lock lock(mMutex);
+    mIsOver = true;
+    mNews.notify_one();
+    return mEnd.wait_until(lock, end, [this] { return mHasEnded; });
+  }
+
+ private:
+  // ---- In the second thread.
+
+  void run() {
+    while (awaitWork()) {
+      takeLists();
+      if (Clock::now() >= mNextTry) {
+        const std::string problem = loadLasts();
+        if (isTimeToKeep()) keepWhatWaits();
+        tellOfReading(problem);
+      }
+      recallOne();
+    }
+    keepWhatWaits();
+    const auto noted = mKeeper.note(Clock::now());
+    if (!noted) tell(noted.error().what);
+    const std::lock_guard lock(mMutex);
+    mHasEnded = true;
+    mEnd.notify_one();
+  }
+
+  // Returns whether there is more to do than to end.
+  bool awaitWork() {
+    std::unique_lock lock(mMutex);
+    const auto next = [this] {
+      if (mIsOver || !mLists.empty() || !mToRecall.empty()) return Clock::time_point::min();
+      if (hasSomethingToKeep() || !mToLoad.empty() || !mProblem.empty()) return mNextTry;
+      return std::max(mKeeper.nextNote(), mNextTry);
+    };
+    for (auto time = next(); time > Clock::now(); time = next()) {
+      if (time == Clock::time_point::max()) {
+        mNews.wait(lock);
+      } else {
+        mNews.wait_until(lock, time);
+      }
+    }
+    return !mIsOver;
+  }
+
+  void takeLists() {
+    const std::lock_guard lock(mMutex);
+    for (const auto& list : mLists) {
+      mToLoad.insert(mToLoad.end(), list.begin(), list.end());
+      mIsLoading = true;
+    }
+    mLists.clear();
+  }
+
+  // The levels of all printers come before anything else. Returns why not all could be read.
+  std::string loadLasts() {
+    std::string problem;
+    std::vector<Keeper::Last> some;
+    const auto restore = [&] {
+      post([restored = std::exchange(some, {})](Memory& memory) {
+        memory.mHooks.restored(restored);
+      });
+    };
+    for (; !mToLoad.empty() && !mIsOver; mToLoad.pop_front()) {
+      hurry();
+      auto last = mKeeper.last(mToLoad.front());
+      if (!last) {
+        problem = last.error().what;
+        mNextTry = Clock::now() + kTryAgainAfter;
+        std::ranges::rotate(mToLoad, mToLoad.begin() + 1);  // the others need not wait for this one
+        break;
+      }
+      if (*last) {
+        mToRecall.push_back(mToLoad.front());
+        some.push_back(**std::move(last));
+      }
+      if (some.size() == kRestoredAtOnce || mIsHurried) restore();
+    }
+    restore();
+    if (std::exchange(mIsLoading, false)) post([](Memory& memory) { memory.mHooks.loaded(); });
+    return problem;
+  }
+
+  // Once also where there is nothing to keep, so that it is told early that nothing can be.
+  bool isTimeToKeep() {
+    const bool isFirst = !std::exchange(mHasTried, true);
+    if (isFirst || !mProblem.empty() || Clock::now() >= mKeeper.nextNote()) return true;
+    const std::lock_guard lock(mMutex);
+    return hasSomethingToKeep();
+  }
+
+  // While it is locked.
+  bool hasSomethingToKeep() const { return !mWaiting.empty() || !mSilences.empty() || mTold; }
+
+  void keepWhatWaits() {
+    std::vector<Reading> some;
+    do {
+      some.clear();
+      {
+        const std::lock_guard lock(mMutex);
+        while (!mWaiting.empty() && some.size() < kKeptAtOnce) {
+          some.push_back(std::move(mWaiting.front()));
+          mWaiting.pop_front();
+        }
+      }
+      const auto changed = mKeeper.keep(some, Clock::now());
+      if (!changed) {
+        const std::lock_guard lock(mMutex);
+        mWaiting.insert(mWaiting.begin(), some.begin(), some.end());
+        while (mWaiting.size() > kMostWaiting) mWaiting.pop_front();
+        mNextTry = Clock::now() + kTryAgainAfter;
+        return tell(changed.error().what);
+      }
+      // Who has something new comes before those whose turn it is.
+      mToRecall.insert(mToRecall.begin(), changed->begin(), changed->end());
+    } while (some.size() == kKeptAtOnce);
+    if (Clock::now() >= mKeeper.nextNote()) {
+      if (const auto noted = mKeeper.note(Clock::now()); !noted) return tell(noted.error().what);
+    }
+    tell({});
+    if (const std::string remark = mKeeper.takeRemark(); !remark.empty()) {
+      post([remark](Memory& memory) { memory.mHooks.log(remark); });
+    }
+    if (const auto noted = noteSilences(); !noted) return tell(noted.error().what);
+    tellNotices();
+  }
+
+  // Whom somebody waits for comes first. It may be there already, which does no harm.
+  void hurry() {
+    const std::lock_guard lock(mMutex);
+    mIsHurried = !mHurried.empty();
+    mToLoad.insert(mToLoad.begin(), mHurried.begin(), mHurried.end());
+    mHurried.clear();
+  }
+
+  Result<> noteSilences() {
+    std::deque<std::pair<std::string, bool>> silences;
+    std::optional<std::int64_t> told;
+    {
+      const std::lock_guard lock(mMutex);
+      silences.swap(mSilences);
+      told.swap(mTold);
+    }
+    Result<> noted;
+    if (told) noted = mKeeper.told(*told);
+    while (noted && !silences.empty()) {
+      noted = mKeeper.noteSilence(silences.front().first, silences.front().second, now());
+      if (noted) silences.pop_front();
+    }
+    if (noted) return noted;
+    const std::lock_guard lock(mMutex);
+    mSilences.insert(mSilences.begin(), silences.begin(), silences.end());
+    if (!mTold) mTold = told;  // once more does no harm
+    mNextTry = Clock::now() + kTryAgainAfter;
+    return noted;
+  }
+
+  void tellNotices() {
+    if (!mMemory.mHooks.notices) return;
+    auto notices = mKeeper.notices();
+    if (!notices) return tellOfReading(notices.error().what);
+    const auto mark = notices->empty() ? std::pair<std::size_t, std::int64_t>()
+                                       : std::pair(notices->size(), notices->back().id);
+    if (std::exchange(mNoticesTold, mark) == mark) return;
+    post([shared = std::make_shared<std::vector<Notice>>(*std::move(notices))](Memory& memory) {
+      memory.mHooks.notices(std::move(*shared));
+    });
+  }
+
+  static Moment now() {
+    return std::chrono::floor<std::chrono::milliseconds>(std::chrono::system_clock::now());
+  }
+
+  void recallOne() {
+    if (mToRecall.empty()) return;
+    const std::string printer = std::move(mToRecall.front());
+    mToRecall.pop_front();
+    auto remembered = mKeeper.recall(printer, now(), [this] { return mIsOver.load(); });
+    if (!remembered) return tellOfReading(remembered.error().what);
+    if (!*remembered) return;
+    post([printer, recalled = std::make_shared<RememberedPrinter>(**std::move(remembered))](
+             Memory& memory) { memory.keepInMind(printer, std::move(*recalled)); });
+    tellNotices();
+  }
+
+  void post(std::function<void(Memory&)> what) {
+    mMemory.mHooks.post([memory = &mMemory, what = std::move(what)] { what(*memory); });
+  }
+
+  // Whether something can be kept.
+  void tell(const std::string& problem) {
+    if (std::exchange(mProblem, problem) == problem) return;
+    post([problem](Memory& memory) { memory.setProblem(problem); });
+  }
+
+  // Where nothing can be kept, either, that has been told.
+  void tellOfReading(const std::string& problem) {
+    if (problem.empty() || !mProblem.empty()) return;
+    if (std::exchange(mReadingProblem, problem) == problem) return;
+    post([problem](Memory& memory) { memory.mHooks.log(problem); });
+  }
+
+  Memory& mMemory;
+
+  std::mutex mMutex;  // of these
+  std::condition_variable mNews;
+  std::condition_variable mEnd;
+  std::deque<std::vector<std::string>> mLists;
+  std::deque<Reading> mWaiting;
+  std::deque<std::string> mHurried;
+  std::deque<std::pair<std::string, bool>> mSilences;
+  std::optional<std::int64_t> mTold;
+  std::atomic<bool> mIsOver = false;
+  bool mHasEnded = false;
+
+  Keeper mKeeper;  // these are the second thread's
+  std::deque<std::string> mToLoad;
+  std::deque<std::string> mToRecall;
+  bool mIsLoading = false;
+  bool mHasTried = false;
+  bool mIsHurried = false;
+  std::pair<std::size_t, std::int64_t> mNoticesTold = {};  // how many, and the last one
+  Clock::time_point mNextTry = Clock::time_point::min();
+  std::string mProblem;
+  std::string mReadingProblem;
+
+  std::thread mThread;  // begins when all the rest is there
+};
+
+Memory::Memory(std::string path, Hooks hooks)
+    : mHooks(std::move(hooks)), mWork(std::make_unique<Work>(std::move(path), *this)) {}
+
+Memory::~Memory() {
+  // A thread that waits for a lock cannot be ended, but with its process, which has nothing else to
+  // do any more.
+  if (!mWork->endBy(Clock::now() + kPatienceAtTheEnd)) ::_exit(0);
+}
+
+void Memory::setList(const std::vector<std::string>& uris) {
+  std::set<std::string> names;
+  std::vector<std::string> added;
+  for (const std::string& uri : uris) {
+    auto name = printerName(uri);
+    if (!name || !names.insert(*name).second) continue;
+    if (!mNames.contains(*name)) added.push_back(*std::move(name));
+  }
+  mNames = std::move(names);
+  std::erase_if(mRemembered, [this](const auto& one) { return !mNames.contains(one.first); });
+  mWork->load(std::move(added));
+}
+
+void Memory::take(const ListedPrinter& printer, const Supplies& supplies, Moment moment) {
+  auto reading = readingOf(printer.uri, supplies, moment);
+  if (!reading) return;
+  reading->labels = printer.labels;
+  reading->json = asJson(*reading);
+  mWork->keep(*std::move(reading));
+}
+
+void Memory::restoreFirst(const std::string& uri) {
+  if (auto name = printerName(uri)) mWork->loadFirst(*std::move(name));
+}
+
+void Memory::takeSilence(const ListedPrinter& printer, bool isSilent) {
+  auto name = printerName(printer.uri);
+  if (name && mHooks.notices) mWork->noteSilence(*std::move(name), isSilent);
+}
+
+void Memory::told(std::int64_t last) { mWork->told(last); }
+
+void Memory::keepInMind(const std::string& printer, RememberedPrinter remembered) {
+  if (mNames.contains(printer)) mRemembered.insert_or_assign(printer, std::move(remembered));
+}
+
+void Memory::setProblem(const std::string& problem) {
+  if (problem.empty()) {
+    mHooks.log("readings are kept again");
+  } else if (problem != mProblem) {
+    mHooks.log(fmt::format("{}; it is tried again every minute", problem));
+  }
+  mProblem = problem;
+}
+
+const RememberedPrinter* Memory::find(const ListedPrinter& printer) const {
+  const auto name = printerName(printer.uri);
+  const auto found = name ? mRemembered.find(*name) : mRemembered.end();
+  return found == mRemembered.end() ? nullptr : &found->second;
+}
+
+RememberedSupplies Memory::metricsOf(const ListedPrinter& printer, Moment at,
+                                     std::chrono::days within) const {
+  const auto seconds = [](Moment moment) {
+    return std::floor(std::chrono::duration<double>(moment.time_since_epoch()).count());
+  };
+  RememberedSupplies metrics;
+  const RememberedPrinter* remembered = find(printer);
+  if (remembered == nullptr) return metrics;
+  const bool isSilent = between(remembered->prospects.asOf, at) >= kSilent;
+  for (const Prospect& supply : remembered->prospects.supplies) {
+    RememberedSupplies::OfSupply& told = metrics.supplies[supply.supply];
+    told.part = supply.part;
+    if (const auto& emptyAt = supply.forecast.emptyAt) {
+      told.emptyAt = {seconds(emptyAt->likely), seconds(emptyAt->earliest)};
+    }
+    told.isLow = remembered->low.contains(supply.supply);
+    told.isNeeded = !isSilent && neededBy(supply, at, within);
+  }
+  for (const auto& word : kEventWords) {
+    metrics.events.emplace_back(word.text,
+                                remembered->eventCounts.at(static_cast<std::size_t>(word.meaning)));
+  }
+  return metrics;
+}
+
+Orders Memory::orders(Moment at, std::chrono::days within) const {
+  std::vector<PrinterProspects> all;
+  all.reserve(mRemembered.size());
+  for (const auto& [name, printer] : mRemembered) all.push_back(printer.prospects);
+  return ordersFor(all, at, within);
+}
+
+}  // namespace moxsupply

@@ -1,0 +1,148 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <boost/asio/io_context.hpp>
+#include <chrono>
+#include <csignal>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "monitoring/Digest.h"
+#include "monitoring/Notifier.h"
+#include "tests/support/TemporaryFolder.h"
+#include "tests/support/TextFile.h"
+
+namespace moxsupply::testing {
+namespace {
+
+using namespace std::chrono_literals;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+const Moment kMorning = momentFrom("2026-03-01T08:00:00Z").value();
+
+Notice eventAt(Moment moment, bool isUrgent = false, std::int64_t id = 1) {
+  return {.id = id,
+          .kind = Notice::Kind::kEvent,
+          .printer = "socket://192.0.2.7",
+          .moment = moment,
+          .isUrgent = isUrgent,
+          .event = R"({"printer":"socket://192.0.2.7","supply":1,"event":"low"})"};
+}
+
+TEST(ADigest, IsDueSoLongAfterItsFirstNotice) {
+  EXPECT_EQ(untilDigest({}, 24h, kMorning), std::nullopt);
+  EXPECT_EQ(untilDigest({eventAt(kMorning)}, 24h, kMorning), 24h);
+  EXPECT_EQ(untilDigest({eventAt(kMorning), eventAt(kMorning + 3h)}, 24h, kMorning + 3h), 21h);
+  EXPECT_EQ(untilDigest({eventAt(kMorning)}, 24h, kMorning + 400h), 0h);
+  EXPECT_EQ(untilDigest({eventAt(kMorning)}, 24h, kMorning - 400h), 24h);  // the clock was set
+}
+
+TEST(ADigest, IsDueAtOnceWhereSomethingIsUrgent) {
+  EXPECT_LE(untilDigest({eventAt(kMorning), eventAt(kMorning, true)}, 24h, kMorning), 1s);
+}
+
+TEST(ADigest, IsOneLineOfJson) {
+  const Notice silent = {
+      .id = 2, .kind = Notice::Kind::kGone, .printer = "socket://192.0.2.8/ü", .moment = kMorning};
+  Notice back = silent;
+  back.kind = Notice::Kind::kBack;
+  back.printer = "socket://192.0.2.9";
+  EXPECT_EQ(digestOf({eventAt(kMorning), silent, back}, "server", kMorning),
+            R"({"time":"2026-03-01T08:00:00Z","site":"server","events":[)"
+            R"({"printer":"socket://192.0.2.7","supply":1,"event":"low"}],)"
+            R"("silent":["socket://192.0.2.8/\u00fc"],"back":["socket://192.0.2.9"]})"
+            "\n");
+}
+
+class ANotifier : public ::testing::Test {
+ protected:
+  Notifier notifier(const std::string& command, std::chrono::seconds every = 24h,
+                    std::chrono::seconds patience = 60s) {
+    return {mContext,
+            {.command = command, .every = every, .patience = patience},
+            [this](std::int64_t last) { mTold.push_back(last); },
+            [this](const std::string& line) { mLog.push_back(line); }};
+  }
+  [[nodiscard]] std::string file(const char* name) const { return mFolder.path() / name; }
+
+  static Moment now() { return std::chrono::system_clock::now(); }
+
+  TemporaryFolder mFolder;
+  boost::asio::io_context mContext;
+  std::vector<std::int64_t> mTold;
+  std::vector<std::string> mLog;
+};
+
+TEST_F(ANotifier, GivesTheDigestToItsCommand) {
+  Notifier notifier = this->notifier("cat >" + file("said"));
+  std::vector<Notice> many(30'000, eventAt(now()));  // more than any pipe takes
+  many.push_back(eventAt(now(), true, 7));
+  notifier.setNotices(many);
+  mContext.run_for(3s);
+  EXPECT_THAT(mTold, ElementsAre(7));
+  const std::string said = contentOf(file("said"));
+  EXPECT_GT(said.size(), 30'000U * many.front().event.size());
+  EXPECT_TRUE(said.ends_with("],\"silent\":[],\"back\":[]}\n"));
+  EXPECT_THAT(mLog, IsEmpty());
+}
+
+TEST_F(ANotifier, TellsNobodyTwice) {
+  Notifier notifier = this->notifier("cat >>" + file("said"), 1s);
+  notifier.setNotices({eventAt(now(), true, 1)});
+  mContext.run_for(2s);
+  EXPECT_THAT(mTold, ElementsAre(1));
+  notifier.setNotices({eventAt(now(), true, 1), eventAt(now(), true, 2)});  // not noted yet
+  mContext.restart();
+  mContext.run_for(2s);
+  EXPECT_THAT(mTold, ElementsAre(1, 2));
+  const std::string said = contentOf(file("said"));
+  EXPECT_EQ(std::ranges::count(said, '\n'), 2);
+}
+
+TEST_F(ANotifier, WaitsForWhatIsNotUrgent) {
+  Notifier notifier = this->notifier("cat >>" + file("said"), 2s);
+  notifier.setNotices({eventAt(now(), false, 1)});
+  mContext.run_for(1s);
+  notifier.setNotices({eventAt(now() - 1s, false, 1), eventAt(now(), false, 2)});
+  EXPECT_THAT(mTold, IsEmpty());
+  mContext.run_for(2s);
+  EXPECT_THAT(mTold, ElementsAre(2));
+}
+
+TEST_F(ANotifier, TriesAgainUntilItWorks) {
+  Notifier notifier = this->notifier("test -e " + file("works") + " && cat >" + file("said"), 1s);
+  notifier.setNotices({eventAt(now(), true, 1)});
+  mContext.run_for(4s);
+  EXPECT_THAT(mTold, IsEmpty());
+  EXPECT_THAT(mLog, ElementsAre("the command of --notify ended with 1; it is tried again until it "
+                                "works"));
+  std::ofstream(file("works")) << "";
+  mContext.restart();
+  mContext.run_for(3s);
+  EXPECT_THAT(mTold, ElementsAre(1));
+}
+
+TEST_F(ANotifier, EndsACommandThatTakesTooLong) {
+  Notifier notifier = this->notifier("echo $$ >" + file("process") + "; exec sleep 60", 10s, 1s);
+  notifier.setNotices({eventAt(now(), true, 1)});
+  mContext.run_for(4s);
+  EXPECT_THAT(mTold, IsEmpty());
+  EXPECT_THAT(mLog, ElementsAre(HasSubstr("took too long, and was ended")));
+  EXPECT_NE(::kill(std::stoi(contentOf(file("process"))), 0), 0);
+}
+
+TEST_F(ANotifier, EndsItsCommandWithItself) {
+  {
+    Notifier notifier = this->notifier("echo $$ >" + file("process") + "; exec sleep 60");
+    notifier.setNotices({eventAt(now(), true, 1)});
+    mContext.run_for(2s);
+  }
+  EXPECT_NE(::kill(std::stoi(contentOf(file("process"))), 0), 0);
+}
+
+}  // namespace
+}  // namespace moxsupply::testing
