@@ -8,6 +8,8 @@
 
 #include "commands/Remedies.h"
 #include "system/FileDescriptor.h"
+#include "text/TerminalText.h"
+#include "text/Translated.h"
 
 namespace moxsupply {
 
@@ -29,11 +31,15 @@ bool wantsColor(Coloring when) {
          terminal != nullptr && std::string_view(terminal) != "dumb";
 }
 
+// (A terminal that shows ASCII alone would show few letters of some languages.)
+void speakTheReadersLanguage() {
+  if (localeIsUtf8()) translateMessages();
+}
+
 int print(std::string_view command, std::string_view text, int output) {
   const int error = writeAll(output, text);
   if (error == 0) return 0;
-  return complain(command,
-                  misuse(fmt::format("standard output: {}", std::strerror(error))).value());
+  return complain(command, misuse(translated("standard output: {}", std::strerror(error))).value());
 }
 
 }  // namespace moxsupply

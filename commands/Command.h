@@ -53,6 +53,9 @@ int complain(std::string_view command, const Problem& problem);
 // Whether to colour standard output.
 [[nodiscard]] bool wantsColor(Coloring when);
 
+// What is said from now on is for people. Those who have a program read what comes do not call it.
+void speakTheReadersLanguage();
+
 // Writes to standard output, or to what stood there; says so when that fails. Returns the exit
 // status.
 int print(std::string_view command, std::string_view text, int output = STDOUT_FILENO);

@@ -21,6 +21,7 @@
 #include "system/ManyApart.h"
 #include "text/ProgressLine.h"
 #include "text/TerminalText.h"
+#include "text/Translated.h"
 
 namespace moxsupply {
 
@@ -47,16 +48,21 @@ std::string commandOf(const Finding& finding) {
 }
 
 std::string markOf(const Finding& finding, bool colored) {
-  const std::string_view mark = finding.isGood() ? "ok   " : "FAULT";
+  const std::string good = translated("ok");
+  const std::string bad = translated("FAULT");
+  const std::string& mark = finding.isGood() ? good : bad;
+  const int blanks = std::max(columnsOf(good), columnsOf(bad)) - columnsOf(mark);
   const std::string_view sequence = finding.isGood() ? "\x1B[32m" : "\x1B[31m";
-  return fmt::format("{}{}{}", colored ? sequence : "", mark, colored ? "\x1B[0m" : "");
+  return fmt::format("{}{}{:{}}{}", colored ? sequence : "", mark, "", blanks,
+                     colored ? "\x1B[0m" : "");
 }
 
 std::string paragraphOf(const Finding& finding, bool colored) {
+  const std::string indent(static_cast<std::size_t>(columnsOf(markOf(finding, false)) + 4), ' ');
   std::string text = fmt::format("  {}  {}\n", markOf(finding, colored), finding.what);
   for (const std::string& help : {finding.advice, commandOf(finding)}) {
     std::istringstream lines(help);
-    for (std::string each; std::getline(lines, each);) text += fmt::format("         {}\n", each);
+    for (std::string each; std::getline(lines, each);) text += indent + each + '\n';
   }
   return text;
 }
@@ -67,8 +73,10 @@ std::string allOf(const OpenQueue& open, const std::vector<Finding>& findings, b
   for (const Finding& finding : findings) text += paragraphOf(finding, colored);
   const auto good = std::ranges::count_if(findings, &Finding::isGood);
   const auto faults = std::ssize(findings) - good;
-  if (faults == 0) return text + "Nothing is wrong.\n";
-  return text + fmt::format("{} {}.\n", faults, faults == 1 ? "fault" : "faults");
+  if (faults == 0) return text + translated("Nothing is wrong.") + '\n';
+  return text +
+         translatedCount(static_cast<std::size_t>(faults), "{} fault.", "{} faults.", faults) +
+         '\n';
 }
 
 // The worst of it, in a line; where all is well, what was found out last.
@@ -79,7 +87,7 @@ std::string lineOf(const OpenQueue& open, const std::vector<Finding>& findings,
   std::string help = commandOf(worst);
   if (!help.empty()) {
     std::ranges::replace(help, '\n', ' ');
-    help = "; run: " + help;
+    help = translated("; run: {}", help);
   }
   return fmt::format("{}  {:<{}}  {}{}\n", markOf(worst, colored), forTerminal(open.queue.name),
                      nameWidth, worst.what, help);
@@ -112,10 +120,10 @@ std::string written(const Verdict& verdict) {
 
 Verdict readBack(const std::optional<std::string>& text, const std::string& queue) {
   if (!text || text->size() < 2) {
-    return {kExitFailed, Weight::kNoPrinting,
-            complaint(
-                kCommand,
-                failure(fmt::format("\"{}\" could not be examined", forTerminal(queue))).value())};
+    return {
+        kExitFailed, Weight::kNoPrinting,
+        complaint(kCommand,
+                  failure(translated("\"{}\" could not be examined", forTerminal(queue))).value())};
   }
   return {(*text)[0] - '0', static_cast<Weight>((*text)[1] - '0'), text->substr(2)};
 }
@@ -142,7 +150,7 @@ std::vector<Verdict> examineEach(const std::vector<std::string>& queues,
            .wait =
                [&](std::size_t over) {
                  progress.waitingFor(
-                     fmt::format("{} of {} queues are examined", over, queues.size()));
+                     translated("{} of {} queues are examined", over, queues.size()));
                  progress.refresh();
                }});
   return verdicts;
@@ -210,7 +218,11 @@ Command doctorCommand() {
                   flag("--all", options->all, "all queues of the print server"),
                   coloring(options->coloring)},
       .agree = [options] { return agree(*options); },
-      .run = [options] { return runDoctor(*options); },
+      .run =
+          [options] {
+            speakTheReadersLanguage();
+            return runDoctor(*options);
+          },
   };
 }
 

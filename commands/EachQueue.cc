@@ -9,6 +9,7 @@
 #include "commands/Command.h"
 #include "system/ManyApart.h"
 #include "text/TerminalText.h"
+#include "text/Translated.h"
 
 namespace moxsupply {
 
@@ -20,7 +21,7 @@ constexpr std::string_view kGood = "good ";
 constexpr std::string_view kBad = "bad ";
 
 QueueOutcome outcomeIn(const std::optional<std::string>& result) {
-  if (!result) return {"it did not come to an end", false};
+  if (!result) return {translated("it did not come to an end"), false};
   const bool isGood = result->starts_with(kGood);
   return {result->substr(isGood ? kGood.size() : kBad.size()), isGood};
 }

@@ -21,6 +21,7 @@
 #include "system/ManyApart.h"
 #include "text/ProgressLine.h"
 #include "text/TerminalText.h"
+#include "text/Translated.h"
 #include "text/Written.h"
 #include "values/Status.h"
 
@@ -44,9 +45,9 @@ constexpr std::string_view kCommand = "levels";
 
 std::string title(const Supplies& supplies) {
   const std::string count = countedSupplies(supplies.list.size());
-  if (supplies.kind == PrinterKind::kLaser) return fmt::format("Laser printer, {}\n\n", count);
-  if (supplies.head.empty()) return fmt::format("Inkjet printer, {}\n\n", count);
-  return fmt::format("Inkjet printer, {} print head, {}\n\n", forTerminal(supplies.head), count);
+  if (supplies.kind == PrinterKind::kLaser) return translated("Laser printer, {}", count);
+  if (supplies.head.empty()) return translated("Inkjet printer, {}", count);
+  return translated("Inkjet printer, {} print head, {}", forTerminal(supplies.head), count);
 }
 
 // The answer as it is remembered. What a failed query left is none.
@@ -68,8 +69,8 @@ std::string rendered(const PrinterAnswer& answer, const SupplyRequest& request,
   if (options.format == Format::kReading) return asReading(answer, request);
   const Supplies supplies = suppliesIn(answer);
   if (report.status != Status::kSuccess && supplies.list.empty()) return {};
-  std::string text =
-      title(supplies) + supplyTable(supplies, wantsColor(options.coloring), columnsOfOutput());
+  std::string text = title(supplies) + "\n\n" +
+                     supplyTable(supplies, wantsColor(options.coloring), columnsOfOutput());
   if (options.details) text += '\n' + supplyDetails(supplies, columnsOfOutput());
   return text;
 }
@@ -86,13 +87,12 @@ int show(const PrinterAnswer& answer, const SupplyRequest& request, const Levels
 }
 
 Problem notOfAQueue(const std::string& name) {
-  return {
-      .what = fmt::format("--record: takes a device URI, and \"{}\" is none", forTerminal(name)),
-      .advice =
-          "lpstat -v shows the device URI of a print queue. What goes over a queue's own link "
-          "is\nrecorded by its filter: environment variable MOXSUPPLY_RECORD, see "
-          "commandtomox(8).",
-      .isMisuse = true};
+  return {.what = translated("--record: takes a device URI, and \"{}\" is none", forTerminal(name)),
+          .advice = translated(
+              "lpstat -v shows the device URI of a print queue. What goes over a queue's own link "
+              "is\nrecorded by its filter: environment variable MOXSUPPLY_RECORD, see "
+              "commandtomox(8)."),
+          .isMisuse = true};
 }
 
 // Makes the transcript that was asked for; null when none was.
@@ -159,8 +159,8 @@ Written askOneOfSeveral(const LevelsOptions& options, const OnDeadline& onDeadli
 
 Written partOf(const LevelsOptions& options, const std::optional<std::string>& result) {
   if (auto part = unpacked(result.value_or(""))) return *std::move(part);
-  const auto died = failure(fmt::format("{} could not be asked: its process has died",
-                                        forTerminal(shownUri(options.printer.printer))));
+  const auto died = failure(translated("{} could not be asked: its process has died",
+                                       forTerminal(shownUri(options.printer.printer))));
   return {kExitFailed, nothingFrom(options), complaint(kCommand, died.value())};
 }
 
@@ -202,7 +202,7 @@ int runSeveral(const LevelsOptions& given) {
                    const auto& result) { return show(partOf(optionsFor(place), result)); },
        .wait =
            [&](std::size_t over) {
-             progress.waitingFor(fmt::format("{} of {} printers are asked", over, printers.size()));
+             progress.waitingFor(translated("{} of {} printers are asked", over, printers.size()));
              progress.refresh();
            }});
   return exitStatus;
@@ -311,6 +311,7 @@ Command levelsCommand(LevelsAsMetrics asMetrics) {
           [options, asMetrics = std::move(asMetrics)] {
             // What is remembered is compared, in whatever language a user reads.
             if (options->format == Format::kReading) std::setlocale(LC_MESSAGES, "C");
+            if (options->format == Format::kTable) speakTheReadersLanguage();
             if (options->printers.size() > 1) return runSeveral(*options);
             options->printer.printer = options->printers.front();
             if (options->format == Format::kOpenMetrics) return asMetrics(options->printer);

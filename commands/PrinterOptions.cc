@@ -12,6 +12,7 @@
 #include "queue/QueueSettings.h"
 #include "supplies/Outcome.h"
 #include "text/TerminalText.h"
+#include "text/Translated.h"
 
 namespace moxsupply {
 
@@ -21,12 +22,15 @@ using Clock = std::chrono::steady_clock;
 
 Result<> followQueue(PrinterOptions& options, Clock::time_point deadline,
                      const OnDeadline& onDeadline) {
-  const QueryWatch watch("Asking the print server", {.all = deadline}, [&](const QueryWatch&) {
-    onDeadline({.what = fmt::format("no answer from the print server, which was asked for \"{}\", "
-                                    "by the deadline",
-                                    forTerminal(options.printer)),
-                .advice = "Does it run? With the printer's device URI it is not needed."});
-  });
+  const QueryWatch watch(
+      translated("Asking the print server"), {.all = deadline}, [&](const QueryWatch&) {
+        onDeadline(
+            {.what = translated("no answer from the print server, which was asked for \"{}\", "
+                                "by the deadline",
+                                forTerminal(options.printer)),
+             .advice = translated("Does it run? With the printer's device URI it is not "
+                                  "needed.")});
+      });
   const auto open = openQueue(options.printer);
   if (!open) return tl::unexpected(open.error());
   options.printer = open->queue.deviceUri;
@@ -112,9 +116,9 @@ Result<SupplyRequest> supplyRequest(const PrinterOptions& options, const OnDeadl
   auto uri = parseDeviceUri(followed.printer);
   if (!uri) return tl::unexpected(std::move(uri).error());
   if (!bringsAnswersBack(uri->text)) {
-    return misuse(fmt::format("\"{}\" brings no answers back; nothing was sent",
-                              forTerminal(shownUri(uri->text))),
-                  std::string(kOtherLinks));
+    return misuse(translated("\"{}\" brings no answers back; nothing was sent",
+                             forTerminal(shownUri(uri->text))),
+                  translated(kOtherLinks));
   }
   return SupplyRequest{.uri = *std::move(uri),
                        .kind = followed.kind,
@@ -127,20 +131,20 @@ Result<SupplyRequest> supplyRequest(const PrinterOptions& options, const OnDeadl
 
 Problem whyNoSupplies(const PrinterAnswer& answer, const SupplyRequest& request) {
   const OutcomeRow& row = rowOf(outcomeOf(answer.report.status));
-  Problem problem = {
-      .what = fmt::format("{} {}", forTerminal(shownUri(request.uri.text)), row.what),
-      .advice = std::string(row.advice)};
+  const std::string printer = forTerminal(shownUri(request.uri.text));
+  Problem problem = {.what = translated("{} {}", printer, translated(row.what)),
+                     .advice = translated(row.advice)};
   if (row.outcome == Outcome::kNothingReceived) {
-    const std::string_view kind = request.kind == PrinterKind::kLaser    ? "a laser"
-                                  : request.kind == PrinterKind::kInkjet ? "an inkjet"
-                                                                         : "a laser or inkjet";
-    problem.what += fmt::format(" as {} printer", kind);
-    if (request.kind) problem.advice += " Without --type both kinds are tried.";
-    problem.advice += " --timeout SECONDS waits longer for each reply.";
+    problem.what =
+        request.kind
+            ? translated("{} did not answer as {} printer", printer, withArticle(*request.kind))
+            : translated("{} did not answer as a laser or inkjet printer", printer);
+    if (request.kind) problem.advice += ' ' + translated("Without --type both kinds are tried.");
+    problem.advice += ' ' + translated("--timeout SECONDS waits longer for each reply.");
   }
   if (!answer.backendMessage.empty()) {
-    problem.advice =
-        fmt::format("The CUPS backend says: {}\n{}", answer.backendMessage, problem.advice);
+    problem.advice = fmt::format(
+        "{}\n{}", translated("The CUPS backend says: {}", answer.backendMessage), problem.advice);
   }
   return problem;
 }

@@ -7,6 +7,7 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <ranges>
 #include <set>
 #include <string>
 #include <vector>
@@ -23,6 +24,7 @@
 #include "supplies/Attention.h"
 #include "text/Columns.h"
 #include "text/TerminalText.h"
+#include "text/Translated.h"
 
 namespace moxsupply {
 
@@ -67,24 +69,25 @@ KnownQueue known(PrintServer& server, PrintQueue queue, const EnabledQueues& ena
 
 std::string ageInWords(std::optional<seconds> age) {
   if (!age) return "-";
-  struct Unit {
-    seconds size;
-    std::string_view word;
-  };
-  constexpr std::array<Unit, 3> kUnits = {{{std::chrono::days(1), "day"},
-                                           {std::chrono::hours(1), "hour"},
-                                           {std::chrono::minutes(1), "minute"}}};
-  for (const Unit& unit : kUnits) {
-    const auto count = *age / unit.size;
-    if (count > 0) return fmt::format("{} {}{}", count, unit.word, count == 1 ? "" : "s");
+  const auto wholes = [&](seconds unit) { return static_cast<std::size_t>(*age / unit); };
+  if (const auto count = wholes(std::chrono::days(1)); count > 0) {
+    return translatedCount(count, "{} day", "{} days", count);
   }
-  return "now";
+  if (const auto count = wholes(std::chrono::hours(1)); count > 0) {
+    return translatedCount(count, "{} hour", "{} hours", count);
+  }
+  if (const auto count = wholes(std::chrono::minutes(1)); count > 0) {
+    return translatedCount(count, "{} minute", "{} minutes", count);
+  }
+  // Translators: the age of levels, in the place of "5 minutes".
+  return translated("now");
 }
 
 // What needs somebody, or else that nothing does.
 std::string inWords(const KnownQueue& known) {
   if (known.supplies.list.empty()) {
-    return known.isEnabled && !known.queue.markersChanged ? "no report yet" : "no levels";
+    return known.isEnabled && !known.queue.markersChanged ? translated("no report yet")
+                                                          : translated("no levels");
   }
   if (auto needs = needsInWords(known.supplies, known.measure); !needs.empty()) return needs;
   return okInWords(known.supplies);
@@ -92,19 +95,21 @@ std::string inWords(const KnownQueue& known) {
 
 std::string table(const std::vector<KnownQueue>& queues) {
   constexpr int kMostNameColumns = 30;
-  constexpr int kAgeColumns = 14;  // "59 minutes", and the gaps
-  if (queues.empty()) return "The print server has no queues.\n";
-  int nameColumns = 0;
+  constexpr int kGap = 2;
+  constexpr int kFewestColumns = 20;  // of what is said of the supplies
+  if (queues.empty()) return translated("The print server has no queues.") + '\n';
+  std::vector<std::vector<std::string>> rows = {
+      {translated("QUEUE"), translated("AGE"), translated("SUPPLIES")}};
   for (const KnownQueue& known : queues) {
-    nameColumns = std::max(nameColumns, columnsOf(forTerminal(known.queue.name)));
+    rows.push_back({cutToColumns(forTerminal(known.queue.name), kMostNameColumns),
+                    ageInWords(known.age), inWords(known)});
   }
-  nameColumns = std::min(nameColumns, kMostNameColumns);
-  const int rest = std::max(columnsOfOutput() - nameColumns - kAgeColumns, 20);
-  std::vector<std::vector<std::string>> rows = {{"QUEUE", "AGE", "SUPPLIES"}};
-  for (const KnownQueue& known : queues) {
-    rows.push_back({cutToColumns(forTerminal(known.queue.name), nameColumns), ageInWords(known.age),
-                    cutToColumns(inWords(known), rest)});
-  }
+  const auto widthOf = [&rows](std::size_t column) {
+    const auto width = [column](const auto& row) { return columnsOf(row[column]); };
+    return std::ranges::max(rows | std::views::transform(width));
+  };
+  const int rest = columnsOfOutput() - widthOf(0) - widthOf(1) - 2 * kGap;
+  for (auto& row : rows) row[2] = cutToColumns(row[2], std::max(rest, kFewestColumns));
   return inColumns(rows);
 }
 
@@ -201,7 +206,11 @@ Command queuesCommand() {
           "--format", *format,
           {{"table", Format::kTable}, {"json", Format::kJson}, {"list", Format::kList}}, "FORMAT",
           "table; json; list, for the exporter (table)")},
-      .run = [format] { return runQueues(*format); },
+      .run =
+          [format] {
+            if (*format == Format::kTable) speakTheReadersLanguage();
+            return runQueues(*format);
+          },
   };
 }
 

@@ -24,6 +24,7 @@
 #include "text/ProgressLine.h"
 #include "text/ShellWord.h"
 #include "text/TerminalText.h"
+#include "text/Translated.h"
 #include "text/Written.h"
 
 namespace moxsupply {
@@ -56,12 +57,15 @@ struct Attempt {
 };
 
 Problem didNotAnswer(const PrintQueue& queue) {
-  return {.what = fmt::format(
-              "the printer of \"{}\" gave no levels; {}", forTerminal(queue.name),
-              queue.markerNames.empty() ? "it never has" : "those shown are its last ones"),
-          .advice = fmt::format(
-              "Is it switched on and awake? `moxsupply doctor {}` looks for the reason.",
-              shellWord(queue.name))};
+  const std::string name = forTerminal(queue.name);
+  return {.what = queue.markerNames.empty()
+                      ? translated("the printer of \"{}\" gave no levels; it never has", name)
+                      : translated("the printer of \"{}\" gave no levels; those shown are its last "
+                                   "ones",
+                                   name),
+          .advice =
+              translated("Is it switched on and awake? `moxsupply doctor {}` looks for the reason.",
+                         shellWord(queue.name))};
 }
 
 Attempt attempt(OpenQueue& open, std::uint32_t deadline) {
@@ -117,7 +121,7 @@ std::string asJson(const Attempt& attempt) {
 
 std::string inALine(const Attempt& attempt) {
   const auto words = [&]() -> std::string {
-    if (attempt.isSilent) return "no answer";
+    if (attempt.isSilent) return translated("no answer");
     if (attempt.problem) return attempt.problem->what;
     const Supplies supplies = suppliesOf(*attempt.queue);
     const std::string needs = needsInWords(supplies, measureFor(attempt.name));
@@ -166,7 +170,7 @@ int refreshEach(const std::vector<std::string>& names, const RefreshOptions& opt
     return printed == 0;
   };
   const auto died = [&](const std::string& name) {
-    const Attempt none = {name, {}, failure("it did not come to an end").value()};
+    const Attempt none = {name, {}, failure(translated("it did not come to an end")).value()};
     Written part = partOf(none, options);
     if (options.all && options.format == Format::kTable) part = {kExitFailed, inALine(none), {}};
     return part;
@@ -187,7 +191,7 @@ int refreshEach(const std::vector<std::string>& names, const RefreshOptions& opt
            },
        .wait =
            [&](std::size_t over) {
-             progress.waitingFor(fmt::format("{} of {} queues have reported", over, names.size()));
+             progress.waitingFor(translated("{} of {} queues have reported", over, names.size()));
              progress.refresh();
            }});
   return exitStatus;
@@ -249,7 +253,11 @@ Command refreshCommand() {
                           "longest wait for each queue (60)"),
                   coloring(options->coloring)},
       .agree = [options] { return agree(*options); },
-      .run = [options] { return runRefresh(*options); },
+      .run =
+          [options] {
+            if (options->format == Format::kTable) speakTheReadersLanguage();
+            return runRefresh(*options);
+          },
   };
 }
 

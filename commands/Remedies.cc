@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include "text/ShellWord.h"
+#include "text/Translated.h"
 
 namespace moxsupply {
 
@@ -31,8 +32,9 @@ std::string commandFor(const Remedy& remedy) {
   switch (remedy.kind) {
     case Remedy::Kind::kEnableQueue:
       if (!remedy.type.empty()) return enableCommand(remedy, remedy.type);
-      return fmt::format("{}\nor, for an inkjet printer: {}", enableCommand(remedy, "laser"),
-                         enableCommand(remedy, "inkjet"));
+      return fmt::format(
+          "{}\n{}", enableCommand(remedy, "laser"),
+          translated("or, for an inkjet printer: {}", enableCommand(remedy, "inkjet")));
     case Remedy::Kind::kExamineQueue:
       return fmt::format("moxsupply doctor {}", shellWord(remedy.subject));
     case Remedy::Kind::kAskPatiently:
@@ -53,10 +55,10 @@ std::string helpFor(const Problem& problem) {
     help += sentence;
   };
   if (problem.remedy.kind == Remedy::Kind::kLongerDeadline) {
-    add("--deadline SECONDS gives it longer.");
+    add(translated("--deadline SECONDS gives it longer."));
   }
   for (const std::string& command : {problem.command, commandFor(problem.remedy)}) {
-    if (!command.empty()) add(fmt::format("Run: {}", command));
+    if (!command.empty()) add(translated("Run: {}", command));
   }
   return help;
 }

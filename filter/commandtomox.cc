@@ -46,6 +46,7 @@
 #include "system/FilterDescriptors.h"
 #include "text/Decimal.h"
 #include "text/HarmlessText.h"
+#include "text/Translated.h"
 
 namespace moxsupply {
 namespace {
@@ -130,7 +131,7 @@ void endReport() { sendToScheduler("ATTR: job-media-progress=100\n"); }
 // The levels stay as they were last reported: old ones are better than none, and the message says
 // that they are old, where there are any.
 void publishFailure(Status status, PublishedMarkers& markers, bool withLevels) {
-  const std::string why = fmt::format("The printer {}.", rowOf(outcomeOf(status)).what);
+  const std::string why = translated("The printer {}.", translated(rowOf(outcomeOf(status)).what));
   tellScheduler("WARNING", why);
   sendToScheduler(stateLineAdding(kDoesNotAnswer));
   if (withLevels) {
@@ -150,7 +151,7 @@ void publish(const Supplies& supplies, const Measure& measure, PublishedMarkers&
   if (withLevels) {
     const MarkerAttributes attributes = markerAttributes(supplies, measure);
     if (attributes.names.empty()) {
-      tellScheduler("WARNING", "The printer reports no supplies.");
+      tellScheduler("WARNING", translated("The printer reports no supplies."));
     } else if (tellsLevels(supplies) || markers.hasLevels()) {
       markers.publishLists(markerLines(attributes));
     }
@@ -255,6 +256,7 @@ int answer(const Commands& commands, const std::optional<ServedJob>& job,
          .advice = std::string(kOtherLinks)});
   }
 
+  translateMessages();  // into the language of the job
   endAtTheLatestAfter(settings->deadline);
   const Timetable times{std::chrono::seconds(settings->deadline)};
   PublishedMarkers markers(environment("CUPS_CACHEDIR"), environment("PRINTER"), ppdPath);

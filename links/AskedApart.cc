@@ -9,6 +9,7 @@
 #include "supplies/Supplies.h"
 #include "system/Apart.h"
 #include "text/Decimal.h"
+#include "text/Translated.h"
 
 namespace moxsupply {
 
@@ -43,10 +44,10 @@ Asked askedOf(const PrinterAnswer& answer, bool wasHeard) {
   if (row.outcome == Outcome::kSuccess) {
     asked.kind = suppliesFromReport(answer.report.dictionary).kind;
   }
-  asked.what = fmt::format("the printer {}", row.what);
+  asked.what = translated("the printer {}", translated(row.what));
   asked.advice = answer.backendMessage.empty()
-                     ? std::string(row.advice)
-                     : fmt::format("The CUPS backend says: {}", answer.backendMessage);
+                     ? translated(row.advice)
+                     : translated("The CUPS backend says: {}", answer.backendMessage);
   return asked;
 }
 
@@ -92,11 +93,12 @@ Asked askApart(const SupplyRequest& request) {
   });
   Asked asked;
   if (!apart) {
-    asked.what = fmt::format("the printer could not be asked: {}", std::strerror(apart.error()));
+    asked.what = translated("the printer could not be asked: {}", std::strerror(apart.error()));
   } else if (const auto result = apart->resultBy(request.deadline + kGrace)) {
     asked = readBack(*result);
   } else {
-    asked.what = "the printer could not be asked: the process that was to do so is gone";
+    asked.what =
+        translated("the printer could not be asked: the process that was to do so is gone");
   }
   asked.time = std::chrono::round<std::chrono::milliseconds>(Clock::now() - begun);
   return asked;

@@ -13,6 +13,7 @@
 #include "system/Pipe.h"
 #include "system/Process.h"
 #include "text/TerminalText.h"
+#include "text/Translated.h"
 
 namespace moxsupply {
 
@@ -26,7 +27,8 @@ std::string installedBackends() {
   for (const auto& entry : std::filesystem::directory_iterator(backendFolder(), ignored)) {
     names.insert(entry.path().filename());
   }
-  return names.empty() ? "none is: is CUPS installed?" : fmt::format("{}", fmt::join(names, ", "));
+  return names.empty() ? translated("none is: is CUPS installed?")
+                       : forTerminal(fmt::format("{}", fmt::join(names, ", ")));
 }
 
 // As the print server calls a backend: URI, job, user, title, copies, options; the data on standard
@@ -43,13 +45,13 @@ Result<std::string> findBackend(const DeviceUri& uri) {
   const auto path = backendFolder() / uri.scheme;
   const bool isPlainName = uri.scheme.find('/') == std::string::npos && uri.scheme[0] != '.';
   if (!isPlainName || ::access(path.c_str(), F_OK) != 0) {
-    return misuse(fmt::format("no CUPS backend carries \"{}\"", forTerminal(uri.scheme)),
-                  fmt::format("Installed in {}: {}.", backendFolder().string(),
-                              forTerminal(installedBackends())));
+    return misuse(
+        translated("no CUPS backend carries \"{}\"", forTerminal(uri.scheme)),
+        translated("Installed in {}: {}.", backendFolder().string(), installedBackends()));
   }
   if (::access(path.c_str(), X_OK) != 0) {
-    return misuse(fmt::format("only root may run the CUPS backend \"{}\"", uri.scheme),
-                  "Run this command again with sudo.");
+    return misuse(translated("only root may run the CUPS backend \"{}\"", uri.scheme),
+                  translated("Run this command again with sudo."));
   }
   return path.string();
 }
@@ -63,7 +65,7 @@ Result<BackendLink> startBackend(const std::string& path, const DeviceUri& uri) 
   const FileDescriptor null =
       aboveFilterDescriptors(FileDescriptor(::open("/dev/null", O_WRONLY | O_CLOEXEC)));
   if (!toPrinter || !backChannel || !messages || !sideChannel || !null) {
-    return failure(fmt::format("cannot make a pipe: {}", std::strerror(errno)));
+    return failure(translated("cannot make a pipe: {}", std::strerror(errno)));
   }
 
   ProgramStart start = backendFor(uri, path);

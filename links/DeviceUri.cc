@@ -116,13 +116,13 @@ Result<DeviceUri> parseDeviceUri(const std::string& text) {
                       host.data(), kSize, &port, resource.data(), kSize);
   // A positive status is a remark only: an unknown scheme, or none.
   if (status < HTTP_URI_STATUS_OK || status == HTTP_URI_STATUS_MISSING_SCHEME) {
-    return misuse(fmt::format("\"{}\" is no device URI ({})", forTerminal(shownUri(text)),
-                              httpURIStatusString(status)),
-                  "Write socket://HOST, or a URI that `lpstat -v` shows.");
+    return misuse(translated("\"{}\" is no device URI ({})", forTerminal(shownUri(text)),
+                             httpURIStatusString(status)),
+                  translated("Write socket://HOST, or a URI that `lpstat -v` shows."));
   }
   if (std::string_view(scheme.data()) == "socket" && host[0] == '\0') {
-    return misuse(fmt::format("\"{}\" names no host", forTerminal(shownUri(text))),
-                  "Write socket://HOST or socket://HOST:PORT.");
+    return misuse(translated("\"{}\" names no host", forTerminal(shownUri(text))),
+                  translated("Write socket://HOST or socket://HOST:PORT."));
   }
   return DeviceUri{text, scheme.data(), host.data(), port};
 }

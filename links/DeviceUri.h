@@ -5,6 +5,7 @@
 
 #include "text/Problem.h"
 #include "text/ShownUri.h"
+#include "text/Translated.h"
 
 namespace moxsupply {
 
@@ -35,9 +36,9 @@ bool printsOverIpp(std::string_view uri);
 std::string linkOf(std::string_view uri);
 
 // What to try instead where no answers come back.
-constexpr std::string_view kOtherLinks =
+constexpr std::string_view kOtherLinks = translatable(
     "Supplies can be asked over usb://, socket:// and dnssd://..._pdl-datastream._tcp; "
-    "`sudo /usr/sbin/lpinfo -v` shows how printers can be reached.";
+    "`sudo /usr/sbin/lpinfo -v` shows how printers can be reached.");
 
 // Whether `text` is meant as a device URI, and not as the name of a print queue.
 bool looksLikeDeviceUri(std::string_view text);

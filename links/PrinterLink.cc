@@ -1,6 +1,5 @@
 #include "links/PrinterLink.h"
 
-#include <fmt/format.h>
 #include <poll.h>
 #include <unistd.h>
 
@@ -15,6 +14,7 @@
 #include "system/FilterDescriptors.h"
 #include "system/Substitute.h"
 #include "text/TerminalText.h"
+#include "text/Translated.h"
 
 namespace moxsupply {
 
@@ -39,18 +39,18 @@ bool isReadableBy(int descriptor, Clock::time_point end) {
 Result<PrinterLink> PrinterLink::open(const DeviceUri& uri, const Connect& connect,
                                       QueryWatch& watch) {
   if (uri.scheme == "socket" && connect) {
-    watch.isConnecting(fmt::format("Connecting to {} port {}", forTerminal(uri.host), uri.port));
+    watch.isConnecting(translated("Connecting to {} port {}", forTerminal(uri.host), uri.port));
     auto connection = connect(uri);
     if (!connection) return tl::unexpected(std::move(connection).error());
-    watch.isAsking(fmt::format("Asking {}", forTerminal(shownUri(uri.text))));
+    watch.isAsking(translated("Asking {}", forTerminal(shownUri(uri.text))));
     return PrinterLink(uri, *std::move(connection));
   }
-  watch.isConnecting("Starting the CUPS backend");
+  watch.isConnecting(translated("Starting the CUPS backend"));
   auto backend =
       findBackend(uri).and_then([&](const std::string& path) { return startBackend(path, uri); });
   if (!backend) return tl::unexpected(std::move(backend).error());
   // Where there is nothing to connect to, the backend does not say so.
-  if (uri.transport() == "usb") watch.isAsking("Asking the CUPS backend");
+  if (uri.transport() == "usb") watch.isAsking(translated("Asking the CUPS backend"));
   watch.listenTo(std::move(backend->messages));
   return PrinterLink(uri, *std::move(backend));
 }

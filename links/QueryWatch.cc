@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "text/TerminalText.h"
+#include "text/Translated.h"
 
 namespace moxsupply {
 
@@ -99,7 +100,7 @@ QueryWatch::Clock::time_point QueryWatch::deadline() const {
 
 void QueryWatch::showProgress() {
   if (!mConnectingTo.empty() && Clock::now() - mStart >= kMayBeAsleepAfter) {
-    mProgress.waitingFor(mConnectingTo + "; the printer may be asleep");
+    mProgress.waitingFor(translated("{}; the printer may be asleep", mConnectingTo));
   }
   mProgress.refresh();
 }

@@ -1,7 +1,6 @@
 #include "links/Recording.h"
 
 #include <fcntl.h>
-#include <fmt/format.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -13,6 +12,7 @@
 #include <utility>
 
 #include "text/TerminalText.h"
+#include "text/Translated.h"
 #include "transcript/TranscriptWriter.h"
 
 namespace moxsupply {
@@ -35,11 +35,12 @@ bool mayBeReplaced(int file) {
 std::string whyNot(int file) {
   struct stat status {};
   if (::fstat(file, &status) != 0) return std::strerror(errno);
-  if (!S_ISREG(status.st_mode)) return "it is no regular file";
-  if (status.st_uid != ::geteuid()) return "it belongs to somebody else";
-  if (status.st_nlink != 1) return "it has another name, too";
-  if (::flock(file, LOCK_EX | LOCK_NB) != 0) return "another query is being recorded there";
-  if (!mayBeReplaced(file)) return "it is there already and is no transcript";
+  if (!S_ISREG(status.st_mode)) return translated("it is no regular file");
+  if (status.st_uid != ::geteuid()) return translated("it belongs to somebody else");
+  if (status.st_nlink != 1) return translated("it has another name, too");
+  if (::flock(file, LOCK_EX | LOCK_NB) != 0)
+    return translated("another query is being recorded there");
+  if (!mayBeReplaced(file)) return translated("it is there already and is no transcript");
   return {};
 }
 
@@ -55,10 +56,12 @@ FileDescriptor openForRecording(const std::string& path) {
 
 Result<std::unique_ptr<Recording>> Recording::create(const std::string& path, Redact redact) {
   const auto refusal = [&](std::string_view why) {
-    return misuse(fmt::format("cannot record into \"{}\": {}", forTerminal(path), why));
+    return misuse(translated("cannot record into \"{}\": {}", forTerminal(path), why));
   };
   FileDescriptor file = openForRecording(path);
-  if (!file) return refusal(errno == ELOOP ? "it is a symbolic link" : std::strerror(errno));
+  if (!file) {
+    return refusal(errno == ELOOP ? translated("it is a symbolic link") : std::strerror(errno));
+  }
   if (const std::string why = whyNot(file.get()); !why.empty()) return refusal(why);
   if (::fchmod(file.get(), kForOwnerAlone) != 0 || ::ftruncate(file.get(), 0) != 0) {
     return refusal(std::strerror(errno));
@@ -100,7 +103,9 @@ void Recording::add(transcript::Event event, std::span<const std::uint8_t> bytes
   mHasEnded = mHasEnded || event == transcript::Event::kEnded;
   mBytes += bytes.size();
   if (++mOperations > transcript::kMostOperations || mBytes > transcript::kMostBytes) {
-    if (mTrouble.empty()) mTrouble = "more went over the link than a transcript can hold";
+    if (mTrouble.empty()) {
+      mTrouble = translated("more went over the link than a transcript can hold");
+    }
     return;
   }
   const auto now = Clock::now();
@@ -147,8 +152,7 @@ transcript::Session Recording::answers() const {
 Result<> Recording::isWhole() const {
   const std::lock_guard lock(mMutex);
   if (mTrouble.empty()) return {};
-  return misuse(
-      fmt::format("the transcript \"{}\" is not whole: {}", forTerminal(mPath), mTrouble));
+  return misuse(translated("the transcript \"{}\" is not whole: {}", forTerminal(mPath), mTrouble));
 }
 
 }  // namespace moxsupply

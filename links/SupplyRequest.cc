@@ -1,7 +1,5 @@
 #include "links/SupplyRequest.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <memory>
 #include <optional>
@@ -12,6 +10,7 @@
 #include "links/PrinterLink.h"
 #include "links/QueryWatch.h"
 #include "text/TerminalText.h"
+#include "text/Translated.h"
 #include "values/Status.h"
 
 namespace moxsupply {
@@ -137,14 +136,14 @@ Problem deadlinePassed(const SupplyRequest& request, const QueryWatch& watch) {
   const std::string printer = forTerminal(shownUri(request.uri.text));
   Problem problem;
   if (watch.connectedAt()) {
-    problem.what = fmt::format("no answer from {} by the deadline", printer);
-    problem.advice = "The printer took the connection but has not finished its answer.";
+    problem.what = translated("no answer from {} by the deadline", printer);
+    problem.advice = translated("The printer took the connection but has not finished its answer.");
   } else {
-    problem.what = fmt::format("no connection to {} came about", printer);
-    problem.advice = "Is the printer switched on and connected? It may be asleep.";
+    problem.what = translated("no connection to {} came about", printer);
+    problem.advice = translated("Is the printer switched on and connected? It may be asleep.");
   }
   if (const std::string message = watch.backendMessage(); !message.empty()) {
-    problem.advice = fmt::format("The CUPS backend says: {}", message);
+    problem.advice = translated("The CUPS backend says: {}", message);
   }
   problem.remedy = {Remedy::Kind::kLongerDeadline, {}};
   return problem;

@@ -1,6 +1,5 @@
 #include "links/TcpLink.h"
 
-#include <fmt/format.h>
 #include <netdb.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -11,6 +10,7 @@
 #include <memory>
 
 #include "text/TerminalText.h"
+#include "text/Translated.h"
 
 namespace moxsupply {
 
@@ -23,13 +23,14 @@ struct FreeAddresses {
 std::string adviceFor(int error) {
   switch (error) {
     case ECONNREFUSED:
-      return "The host is there, but takes no print data on this port: is it the printer's "
-             "address, and is raw printing (port 9100) switched on?";
+      return translated(
+          "The host is there, but takes no print data on this port: is it the printer's "
+          "address, and is raw printing (port 9100) switched on?");
     case ETIMEDOUT:
     case EHOSTUNREACH:
-      return "Is the printer switched on and connected, and is this its address?";
+      return translated("Is the printer switched on and connected, and is this its address?");
     case ENETUNREACH:
-      return "Is this machine connected to the printer's network?";
+      return translated("Is this machine connected to the printer's network?");
     default:
       return {};
   }
@@ -45,9 +46,9 @@ Result<std::vector<NetworkAddress>> addressesOf(const DeviceUri& uri) {
   const int lookup =
       ::getaddrinfo(uri.host.c_str(), std::to_string(uri.port).c_str(), &wanted, &list);
   if (lookup != 0) {
-    return failure(fmt::format("cannot find the host \"{}\": {}", forTerminal(uri.host),
-                               ::gai_strerror(lookup)),
-                   "Is the name right? The printer's numeric address works too.");
+    return failure(translated("cannot find the host \"{}\": {}", forTerminal(uri.host),
+                              ::gai_strerror(lookup)),
+                   translated("Is the name right? The printer's numeric address works too."));
   }
   const std::unique_ptr<addrinfo, FreeAddresses> owner(list);
   std::vector<NetworkAddress> addresses;
@@ -74,8 +75,8 @@ int connectTo(const NetworkAddress& address, const FileDescriptor& socket) {
 }
 
 Problem noConnectionTo(const DeviceUri& uri, int error) {
-  return {.what = fmt::format("cannot connect to {} port {}: {}", forTerminal(uri.host), uri.port,
-                              std::strerror(error)),
+  return {.what = translated("cannot connect to {} port {}: {}", forTerminal(uri.host), uri.port,
+                             std::strerror(error)),
           .advice = adviceFor(error)};
 }
 

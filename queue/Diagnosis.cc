@@ -18,6 +18,7 @@
 #include "text/HarmlessText.h"
 #include "text/ShellWord.h"
 #include "text/TerminalText.h"
+#include "text/Translated.h"
 
 namespace moxsupply {
 
@@ -52,10 +53,6 @@ Finding good(std::string what) { return {.what = std::move(what)}; }
 
 bool areGood(const std::vector<Finding>& findings) {
   return std::ranges::all_of(findings, &Finding::isGood);
-}
-
-std::string_view withArticle(PrinterKind kind) {
-  return kind == PrinterKind::kLaser ? "a laser" : "an inkjet";
 }
 
 // Setting the queue up anew; what was set otherwise than usual stays, unless it is changed.
@@ -122,14 +119,14 @@ std::optional<PrintJob> jobOnPrinter(OpenQueue& open) {
 
 Finding isPrinting(const PrintJob& job) {
   constexpr std::size_t kLongest = 60;
-  std::string name = fmt::format("job {}", job.id);
+  std::string name = translated("job {}", job.id);
   if (!job.title.empty()) {
-    name += fmt::format(", \"{}\"", forTerminal(harmlessLine(job.title, kLongest)));
+    name += translated(", \"{}\"", forTerminal(harmlessLine(job.title, kLongest)));
   }
   if (!job.user.empty()) {
-    name += fmt::format(", of {}", forTerminal(harmlessLine(job.user, kLongest)));
+    name += translated(", of {}", forTerminal(harmlessLine(job.user, kLongest)));
   }
-  return good(fmt::format("the printer is at work on {}; it was not asked now", name));
+  return good(translated("the printer is at work on {}; it was not asked now", name));
 }
 
 Finding slowPrinter(const PrintQueue& queue, const Known& known, PrinterKind kind,
@@ -139,11 +136,16 @@ Finding slowPrinter(const PrintQueue& queue, const Known& known, PrinterKind kin
   Finding finding;
   finding.weight = Weight::kNoLevels;
   finding.remedy = enabling(queue, known, kind);
+  const auto patience = std::chrono::round<seconds>(known.queryTime()).count();
   finding.what =
-      time ? fmt::format("the printer sends its answer slowly: it takes {} seconds", taken)
-           : std::string("the printer sends its answer slowly: it was not done after 100 seconds");
-  finding.what += fmt::format(", and the queue gives up after {:.0f}",
-                              std::chrono::duration<double>(known.queryTime()).count());
+      time ? translated(
+                 "the printer sends its answer slowly: it takes {} seconds, and the queue "
+                 "gives up after {}",
+                 taken, patience)
+           : translated(
+                 "the printer sends its answer slowly: it was not done after 100 seconds, "
+                 "and the queue gives up after {}",
+                 patience);
   // With as much time again, rounded up.
   const auto wanted = time ? static_cast<std::uint32_t>((2 * taken + 14) / 10 * 10) : kForVerySlow;
   finding.remedy.deadline = wanted <= PpdSettings().deadline ? 0 : wanted;
@@ -161,10 +163,10 @@ std::optional<Finding> whyNoAnswer(const PrintQueue& queue, const DeviceUri& uri
     case Outcome::kUnreachable:
       finding.weight = Weight::kNoPrinting;
       if (uri.scheme == "usb") {
-        finding.what = fmt::format("no device is there as {}", forTerminal(shownUri(uri.text)));
-        finding.advice += " Is the printer switched on, and its cable plugged in?";
+        finding.what = translated("no device is there as {}", forTerminal(shownUri(uri.text)));
+        finding.advice += ' ' + translated("Is the printer switched on, and its cable plugged in?");
       }
-      finding.advice += "\nThese printers are there:";
+      finding.advice += '\n' + translated("These printers are there:");
       finding.command = "sudo /usr/sbin/lpinfo -v";
       break;
     case Outcome::kDeadline:
@@ -173,18 +175,20 @@ std::optional<Finding> whyNoAnswer(const PrintQueue& queue, const DeviceUri& uri
     case Outcome::kNothingReceived:
     case Outcome::kWriteError:
       if (asked.wasHeard) {
-        finding.what = "the printer answers, but with nothing that its supplies can be read from";
-        finding.advice = rowOf(Outcome::kUndecodable).advice;
+        finding.what =
+            translated("the printer answers, but with nothing that its supplies can be read from");
+        finding.advice = translated(rowOf(Outcome::kUndecodable).advice);
         finding.remedy = aboutPrinter;
         finding.remedy.kind = Remedy::Kind::kRecordPrinter;
       } else if (asked.time < kAtOnce || asked.outcome == Outcome::kWriteError) {
-        finding.what = "the printer takes the connection, and ends it without an answer";
-        finding.advice = rowOf(Outcome::kWriteError).advice;
+        finding.what =
+            translated("the printer takes the connection, and ends it without an answer");
+        finding.advice = translated(rowOf(Outcome::kWriteError).advice);
         finding.remedy = {.kind = Remedy::Kind::kExamineQueue, .subject = queue.name};
       } else {
-        finding.what =
+        finding.what = translated(
             "the printer takes the connection, and says nothing when it is asked as a laser or an "
-            "inkjet printer";
+            "inkjet printer");
         finding.remedy = aboutPrinter;
         finding.remedy.kind = Remedy::Kind::kAskPatiently;
       }
@@ -211,13 +215,13 @@ std::optional<Finding> whyNoAnswer(const PrintQueue& queue, const DeviceUri& uri
 Finding ofAnswer(const PrintQueue& queue, const Known& known, PrinterKind kind, milliseconds time) {
   if (known.kind && kind != *known.kind) {
     return {.weight = Weight::kNoLevels,
-            .what = fmt::format("the queue asks it as {} printer, and it is {} printer",
-                                withArticle(*known.kind), withArticle(kind)),
+            .what = translated("the queue asks it as {} printer, and it is {} printer",
+                               withArticle(*known.kind), withArticle(kind)),
             .remedy = enabling(queue, known, kind)};
   }
   // (A type that was found out took longer than one that is asked for.)
   if (known.kind && time >= known.queryTime()) return slowPrinter(queue, known, kind, time);
-  return good(fmt::format("asked directly, it answers as {} printer", withArticle(kind)));
+  return good(translated("asked directly, it answers as {} printer", withArticle(kind)));
 }
 
 // Whoever sets the queue up needs the printer's kind, which is known now.
@@ -260,9 +264,9 @@ void checkOtherWay(const OpenQueue& open, std::vector<Finding>& findings) {
   if (!other) return;
   const Asked asked = ask(*other, knownOf(open));
   if (!asked.kind) return;
-  const auto link = std::ranges::find(findings, kOtherLinks, &Finding::advice);
+  const auto link = std::ranges::find(findings, translated(kOtherLinks), &Finding::advice);
   if (link == findings.end()) return;
-  link->advice = fmt::format("Over {} it does.", forTerminal(other->text));
+  link->advice = translated("Over {} it does.", forTerminal(other->text));
   link->command = fmt::format("{} -v {}", asAdministrator("lpadmin -p {}", open.queue.name),
                               shellWord(other->text));
   nameKind(findings, open.queue, *asked.kind);
@@ -283,7 +287,7 @@ Finding checkThroughQueue(OpenQueue& open, const std::optional<Asked>& asked) {
   const bool hasAnswered = asked && asked->kind;
   if (hasAnswered && asked->time > silenceOf(known)) {
     const auto taken = std::chrono::ceil<seconds>(asked->time).count();
-    finding.what = fmt::format(
+    finding.what = translated(
         "the printer takes {} seconds until it has answered, and the queue waits {} for its first "
         "word",
         taken, silenceOf(known).count());
@@ -294,15 +298,16 @@ Finding checkThroughQueue(OpenQueue& open, const std::optional<Asked>& asked) {
                       .subject = shownUri(open.queue.deviceUri),
                       .type = known.kind ? typedKind(*known.kind) : std::string_view()};
   } else if (known.kind && (known.timeout < usual.timeout || known.deadline < usual.deadline)) {
-    finding.what =
-        "the printer answers when it is asked directly, but not in the time that the "
-        "queue gives it";
+    finding.what = translated(
+        "the printer answers when it is asked directly, but not in the time that the queue gives "
+        "it");
     finding.remedy =
         enabling(open.queue, {.kind = known.kind, .lowLevel = known.lowLevel}, *known.kind);
   } else {
-    finding.what = "the printer answers when it is asked directly, but not when the queue asks it";
+    finding.what =
+        translated("the printer answers when it is asked directly, but not when the queue asks it");
     finding.advice += finding.advice.empty() ? "" : " ";
-    finding.advice += "Another job may have held it just then.";
+    finding.advice += translated("Another job may have held it just then.");
     finding.remedy = {.kind = Remedy::Kind::kExamineQueue, .subject = open.queue.name};
   }
   return finding;
@@ -315,9 +320,9 @@ std::optional<Finding> checkAfterJobs(OpenQueue& open) {
   const auto found = subscription(open.server);
   if (!found || *found != Subscription::kMissing) return std::nullopt;
   return Finding{.weight = Weight::kCostly,
-                 .what =
-                     "the printer is not asked after print jobs: the print server does not "
-                     "tell of their ends",
+                 .what = translated(
+                     "the printer is not asked after print jobs: the print server does not tell of "
+                     "their ends"),
                  .remedy = enabling(open.queue, known, *known.kind)};
 }
 
@@ -325,22 +330,24 @@ Finding ofClass(const PrintQueue& queue) {
   std::vector<std::string> members;
   for (const std::string& member : queue.members) members.push_back(forTerminal(member));
   return good(
-      fmt::format("it is a class of queues, and shows no levels; each of these shows its "
-                  "own: {}",
-                  fmt::join(members, ", ")));
+      translated("it is a class of queues, and shows no levels; each of these shows its own: {}",
+                 fmt::format("{}", fmt::join(members, ", "))));
 }
 
 Finding ofIppQueue(const PrintQueue& queue) {
   const std::size_t count = queue.markerNames.size();
   if (count == 0) {
-    return good(
+    return good(translated(
         "it prints over IPP: the print server itself fetches the levels with each job, if the "
-        "printer tells them; it shows none yet");
+        "printer tells them; it shows none yet"));
   }
-  return good(
-      fmt::format("it prints over IPP: the print server itself fetches the levels with each job, "
-                  "and shows those of {} {}",
-                  count, count == 1 ? "supply" : "supplies"));
+  return good(translatedCount(
+      count,
+      "it prints over IPP: the print server itself fetches the levels with each job, and shows "
+      "those of {} supply",
+      "it prints over IPP: the print server itself fetches the levels with each job, and shows "
+      "those of {} supplies",
+      count));
 }
 
 }  // namespace

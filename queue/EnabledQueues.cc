@@ -19,6 +19,7 @@
 #include "system/ReadFile.h"
 #include "system/ReplaceFile.h"
 #include "text/TerminalText.h"
+#include "text/Translated.h"
 
 namespace moxsupply {
 
@@ -129,7 +130,8 @@ Result<EnabledQueues> enabledQueues() {
   auto queues = readJson(*json, forTerminal(path), queuesFrom);
   if (queues) return queues;
   return failure(std::move(queues).error().what,
-                 "It is left as it is. Mend it, or take it away and enable the queues again.");
+                 translated("It is left as it is. Mend it, or take it away and enable the queues "
+                            "again."));
 }
 
 Result<> changeEnabledQueues(const std::function<void(EnabledQueues&)>& change) {

@@ -7,6 +7,7 @@
 #include "queue/PpdFile.h"
 #include "text/ShellWord.h"
 #include "text/TerminalText.h"
+#include "text/Translated.h"
 
 namespace moxsupply {
 
@@ -26,15 +27,14 @@ std::string asAdministrator(std::string_view command, const std::string& queue) 
 }
 
 Problem foundOnTheNetwork(const std::string& name, const std::string& uri) {
-  return {
-      .what = fmt::format("\"{0}\" is a printer that was found on the network, no queue of this "
-                          "print server; programs print to it without one, over IPP, and fetch "
-                          "its levels themselves",
-                          forTerminal(name)),
-      .advice = "A queue for it is made with this command.",
-      .isMisuse = true,
-      .command = fmt::format("{} -E -v {} -m everywhere", asAdministrator("lpadmin -p {}", name),
-                             shellWord(uri))};
+  return {.what = translated("\"{}\" is a printer that was found on the network, no queue of this "
+                             "print server; programs print to it without one, over IPP, and fetch "
+                             "its levels themselves",
+                             forTerminal(name)),
+          .advice = translated("A queue for it is made with this command."),
+          .isMisuse = true,
+          .command = fmt::format("{} -E -v {} -m everywhere",
+                                 asAdministrator("lpadmin -p {}", name), shellWord(uri))};
 }
 
 Result<OpenQueue> openQueue(const std::string& name) {
@@ -56,11 +56,11 @@ Result<> hasDriver(const OpenQueue& open) {
   if (!open.ppd.empty()) return {};
   const std::string queue = forTerminal(open.queue.name);
   auto problem =
-      misuse(fmt::format("\"{}\" is a raw queue: it has no driver (PPD file), so a command for its "
-                         "printer would come out as paper",
-                         queue),
-             "Give it a driver that passes its data on unchanged; an inkjet printer takes "
-             "inkjet-passthrough.ppd.");
+      misuse(translated("\"{}\" is a raw queue: it has no driver (PPD file), so a command for its "
+                        "printer would come out as paper",
+                        queue),
+             translated("Give it a driver that passes its data on unchanged; an inkjet printer "
+                        "takes inkjet-passthrough.ppd."));
   problem.value().command = passThroughCommand(open.queue.name, "laser");
   return problem;
 }
@@ -70,18 +70,17 @@ Result<> takesReportLevels(const OpenQueue& open) {
   if (auto driver = hasDriver(open); !driver) return driver;
   const auto ppd = PpdFile::fromText(open.ppd);
   if (!open.queue.takesCommands || !ppd || ppd->commandFilter() != kCommandFilter) {
-    auto problem =
-        misuse(fmt::format("nothing on \"{}\" asks its printer for its supplies", queue));
+    auto problem = misuse(translated("nothing on \"{}\" asks its printer for its supplies", queue));
     problem.value().remedy = {.kind = Remedy::Kind::kEnableQueue, .subject = open.queue.name};
     return problem;
   }
   if (open.queue.isStopped) {
-    auto problem = failure(fmt::format("\"{}\" is stopped", queue));
+    auto problem = failure(translated("\"{}\" is stopped", queue));
     problem.value().command = asAdministrator("cupsenable {}", open.queue.name);
     return problem;
   }
   if (!open.queue.acceptsJobs) {
-    auto problem = failure(fmt::format("\"{}\" takes no jobs", queue));
+    auto problem = failure(translated("\"{}\" takes no jobs", queue));
     problem.value().command = asAdministrator("cupsaccept {}", open.queue.name);
     return problem;
   }

@@ -13,6 +13,7 @@
 #include "system/MemoryFile.h"
 #include "system/ReadFile.h"
 #include "text/TerminalText.h"
+#include "text/Translated.h"
 
 namespace moxsupply {
 
@@ -77,12 +78,12 @@ void askFor(ipp_t* request, const std::array<const char*, Count>& attributes) {
 std::string adviceFor(ipp_status_t refusal) {
   switch (refusal) {
     case IPP_STATUS_ERROR_NOT_FOUND:
-      return "`lpstat -e` names the queues.";
+      return translated("`lpstat -e` names the queues.");
     case IPP_STATUS_ERROR_FORBIDDEN:
     case IPP_STATUS_ERROR_NOT_AUTHENTICATED:
     case IPP_STATUS_ERROR_NOT_AUTHORIZED:
     case IPP_STATUS_ERROR_CUPS_AUTHENTICATION_CANCELED:
-      return "Only an administrator may do this. Run this command again with sudo.";
+      return translated("Only an administrator may do this. Run this command again with sudo.");
     default:
       return {};
   }
@@ -93,7 +94,7 @@ tl::unexpected<Problem> refusal(const std::string& attempt) {
   std::string said = cupsLastErrorString();
   // libcups's word where it has none of the server's, which would be no reason.
   if (said == std::strerror(0)) said = ippErrorString(cupsLastError());
-  return failure(fmt::format("{}: the print server says: {}", attempt, forTerminal(said)),
+  return failure(translated("{}: the print server says: {}", attempt, forTerminal(said)),
                  adviceFor(cupsLastError()));
 }
 
@@ -217,9 +218,8 @@ Result<PrintServer> PrintServer::connect() {
   http_t* http = httpConnect2(cupsServer(), ippPort(), nullptr, AF_UNSPEC, cupsEncryption(), 1,
                               kPatienceInSeconds * 1000, nullptr);
   if (http == nullptr) {
-    return failure(
-        fmt::format("no connection to the print server at {}", forTerminal(cupsServer())),
-        "Does it run? Try: systemctl status cups");
+    return failure(translated("no connection to the print server at {}", forTerminal(cupsServer())),
+                   translated("Does it run? Try: systemctl status cups"));
   }
   httpSetTimeout(http, kPatienceInSeconds, giveUp, nullptr);
   return PrintServer(http);
@@ -230,7 +230,7 @@ Result<PrintQueue> PrintServer::queue(const std::string& name) {
   askFor(request.get(), kAttributesOfAQueue);
   const Ipp answer(cupsDoRequest(mHttp.get(), request.release(), "/"));
   if (!succeeded()) {
-    auto problem = refusal(fmt::format("no queue \"{}\"", forTerminal(name)));
+    auto problem = refusal(translated("no queue \"{}\"", forTerminal(name)));
     problem.value().isMisuse = cupsLastError() == IPP_STATUS_ERROR_NOT_FOUND;
     return problem;
   }
@@ -254,7 +254,7 @@ Result<std::vector<PrintQueue>> PrintServer::allQueues() {
   const Ipp answer(cupsDoRequest(mHttp.get(), request.release(), "/"));
   std::vector<PrintQueue> queues;
   if (cupsLastError() == IPP_STATUS_ERROR_NOT_FOUND) return queues;  // there are none at all
-  if (!succeeded()) return refusal("cannot list the queues");
+  if (!succeeded()) return refusal(translated("cannot list the queues"));
 
   forEachOfGroup(answer.get(), IPP_TAG_PRINTER, [&](bool isFirst, ipp_attribute_t* attribute) {
     if (isFirst) queues.emplace_back();
@@ -294,7 +294,7 @@ Result<std::vector<std::string>> PrintServer::queuesOf(int type, int mask) {
   const Ipp answer(cupsDoRequest(mHttp.get(), request.release(), "/"));
   std::vector<std::string> names;
   if (cupsLastError() == IPP_STATUS_ERROR_NOT_FOUND) return names;  // there are no queues at all
-  if (!succeeded()) return refusal("cannot list the queues");
+  if (!succeeded()) return refusal(translated("cannot list the queues"));
 
   for (ipp_attribute_t* name = ippFindAttribute(answer.get(), "printer-name", IPP_TAG_NAME);
        name != nullptr; name = ippFindNextAttribute(answer.get(), "printer-name", IPP_TAG_NAME)) {
@@ -309,13 +309,13 @@ Result<std::string> PrintServer::ppd(const std::string& queue) {
       cupsGetFd(mHttp.get(), resourceOf(queue, ".ppd").c_str(), file.get());
   if (status == HTTP_STATUS_NOT_FOUND) return std::string();
   if (status != HTTP_STATUS_OK) {
-    return failure(fmt::format("cannot read the PPD file of \"{}\": {}", forTerminal(queue),
-                               httpStatus(status)));
+    return failure(translated("cannot read the PPD file of \"{}\": {}", forTerminal(queue),
+                              httpStatus(status)));
   }
   auto ppd = readFile(file.get(), kLongestPpd);
   if (!ppd) {
-    return failure(fmt::format("cannot read the PPD file of \"{}\": {}", forTerminal(queue),
-                               std::strerror(ppd.error())));
+    return failure(translated("cannot read the PPD file of \"{}\": {}", forTerminal(queue),
+                              std::strerror(ppd.error())));
   }
   return *std::move(ppd);
 }
@@ -341,7 +341,7 @@ Result<int> PrintServer::submitCommand(const std::string& queue, const std::stri
   const Ipp answer(cupsDoIORequest(mHttp.get(), request.release(), resourceOf(queue, "").c_str(),
                                    file.get(), -1));
   if (succeeded()) return numberOf(answer.get(), "job-id");
-  return refusal(fmt::format("cannot send {} to \"{}\"", command, forTerminal(queue)));
+  return refusal(translated("cannot send {} to \"{}\"", command, forTerminal(queue)));
 }
 
 Result<std::vector<PrintJob>> PrintServer::unfinishedJobs(const std::string& queue) {
@@ -360,7 +360,7 @@ Result<std::vector<PrintJob>> PrintServer::jobs(const std::string& queue, const 
   askFor(request.get(), kAttributes);
   const Ipp answer(cupsDoRequest(mHttp.get(), request.release(), "/"));
   if (!succeeded())
-    return refusal(fmt::format("cannot list the jobs of \"{}\"", forTerminal(queue)));
+    return refusal(translated("cannot list the jobs of \"{}\"", forTerminal(queue)));
 
   // The title of somebody else's job may be kept from us.
   std::vector<PrintJob> jobs;
@@ -388,7 +388,7 @@ Result<PrintJob> PrintServer::job(const std::string& queue, int id) {
   askFor(request.get(), kAttributes);
   const Ipp answer(cupsDoRequest(mHttp.get(), request.release(), "/"));
   if (!succeeded()) {
-    auto problem = refusal(fmt::format("cannot look at job {}", id));
+    auto problem = refusal(translated("cannot look at job {}", id));
     problem.value().isMisuse = cupsLastError() == IPP_STATUS_ERROR_NOT_FOUND;
     return problem;
   }

@@ -22,6 +22,7 @@
 #include "supplies/Words.h"
 #include "text/ShellWord.h"
 #include "text/TerminalText.h"
+#include "text/Translated.h"
 
 namespace moxsupply {
 
@@ -43,7 +44,7 @@ Finding notEnabled(const PrintQueue& queue, std::string what) {
 
 Finding checkDriver(const OpenQueue& open) {
   const auto driver = hasDriver(open);
-  if (driver) return good("the queue has a driver (PPD file)");
+  if (driver) return good(translated("the queue has a driver (PPD file)"));
   return {.weight = Weight::kNoLevels,
           .what = driver.error().what,
           .advice = driver.error().advice,
@@ -57,11 +58,11 @@ std::string_view schemeOf(const std::string& uri) {
 Finding checkTransport(const PrintQueue& queue) {
   const std::string link = forTerminal(linkOf(queue.deviceUri));
   if (bringsAnswersBack(queue.deviceUri)) {
-    return good(fmt::format("{} brings the printer's answers back", link));
+    return good(translated("{} brings the printer's answers back", link));
   }
   return {.weight = Weight::kNoLevels,
-          .what = fmt::format("{} brings no answers back from the printer", link),
-          .advice = std::string(kOtherLinks)};
+          .what = translated("{} brings no answers back from the printer", link),
+          .advice = translated(kOtherLinks)};
 }
 
 // What `moxsupply enable` did is remembered; a driver update may have undone it. Nothing when that
@@ -76,9 +77,10 @@ std::optional<Finding> checkMemory(const OpenQueue& open) {
   }
   const auto remembered = enabled->find(queue.name);
   if (remembered == enabled->end()) return std::nullopt;
-  Finding finding = notEnabled(queue,
-                               "the queue was set up for its levels, and another driver, or an "
-                               "update of its driver, has taken that away");
+  Finding finding =
+      notEnabled(queue, translated("the queue was set up for its levels, and another "
+                                   "driver, or an update of its driver, has taken that "
+                                   "away"));
   finding.remedy.type = typedKind(remembered->second.kind);
   if (remembered->second.low != kLowLevel) finding.remedy.lowLevel = remembered->second.low;
   return finding;
@@ -88,57 +90,60 @@ Finding checkCommandFilter(const OpenQueue& open, const PpdFile& ppd) {
   const PrintQueue& queue = open.queue;
   const std::string program = ppd.commandFilter();
   if (program == kCommandFilter && ppd.value("moxForget")) {
-    return notEnabled(queue,
-                      "the queue forgets its levels when it is to report them: a `moxsupply "
-                      "disable` of it was interrupted");
+    return notEnabled(queue, translated("the queue forgets its levels when it is to report them: a "
+                                        "`moxsupply disable` of it was interrupted"));
   }
-  if (program == kCommandFilter) return good("the command filter commandtomox is on the queue");
+  if (program == kCommandFilter) {
+    return good(translated("the command filter commandtomox is on the queue"));
+  }
   if (auto gone = checkMemory(open)) return *std::move(gone);
   if (ppd.hidesCommandFilter(std::string(kCommandFilter))) {
     return notEnabled(queue,
-                      "the command filter is on a cupsFilter line of the driver, which its "
-                      "cupsFilter2 lines hide");
+                      translated("the command filter is on a cupsFilter line of the driver, which "
+                                 "its cupsFilter2 lines hide"));
   }
   if (!program.empty()) {
     return notEnabled(queue,
-                      fmt::format("the queue's command filter is {}, which cannot ask this printer",
-                                  forTerminal(program)));
+                      translated("the queue's command filter is {}, which cannot ask this printer",
+                                 forTerminal(program)));
   }
-  return notEnabled(queue, "no command filter is on the queue");
+  return notEnabled(queue, translated("no command filter is on the queue"));
 }
 
 Finding checkCommands(const PrintQueue& queue, const PpdFile& ppd) {
   const std::string commands = ppd.value("cupsCommands").value_or("");
   if (commands.find("ReportLevels") != std::string::npos) {
-    return good("the queue takes the command ReportLevels");
+    return good(translated("the queue takes the command ReportLevels"));
   }
-  return notEnabled(queue,
-                    "the driver does not say that the queue takes ReportLevels (cupsCommands)");
+  return notEnabled(
+      queue,
+      translated("the driver does not say that the queue takes ReportLevels (cupsCommands)"));
 }
 
 Finding checkSettings(const PrintQueue& queue, const PpdFile& ppd) {
   const auto settings = queueSettings(ppd, "", queue.deviceUri);
   if (!settings) return notEnabled(queue, forTerminal(settings.error().what));
-  return good(fmt::format("it is asked as a printer of the type {}", wordOf(settings->kind)));
+  return good(translated("it is asked as a printer of the type {}", wordOf(settings->kind)));
 }
 
 Finding checkSnmp(const PrintQueue& queue, const PpdFile& ppd) {
   const bool isOff = ppd.value("cupsSNMPSupplies") == "False" ||
                      queue.deviceUri.find("snmp=false") != std::string::npos ||
                      schemeOf(queue.deviceUri) == "usb";
-  if (isOff) return good("the print server does not ask over SNMP");
+  if (isOff) return good(translated("the print server does not ask over SNMP"));
   return mendedBy(
       asAdministrator("lpadmin -p {} -o cupsSNMPSupplies=false", queue.name), Weight::kNoLevels,
-      "the print server asks the printer over SNMP, too: that overwrites the levels, or costs "
-      "every job four seconds");
+      translated("the print server asks the printer over SNMP, too: that overwrites the levels, or "
+                 "costs every job four seconds"));
 }
 
 // Why the print server would not trust a file, as an end of a sentence.
 std::optional<std::string> whyNotTrusted(const struct stat& status) {
-  if (status.st_uid != 0) return "does not belong to root";
-  if ((status.st_mode & S_IWGRP) != 0) return "can be written by its group";
-  if ((status.st_mode & S_IWOTH) != 0) return "can be written by everyone";
-  if ((status.st_mode & S_ISUID) != 0) return "has the set-user-ID bit";
+  // Translators: these four stand in "{} {}; the print server does not run it".
+  if (status.st_uid != 0) return translated("does not belong to root");
+  if ((status.st_mode & S_IWGRP) != 0) return translated("can be written by its group");
+  if ((status.st_mode & S_IWOTH) != 0) return translated("can be written by everyone");
+  if ((status.st_mode & S_ISUID) != 0) return translated("has the set-user-ID bit");
   return std::nullopt;
 }
 
@@ -154,13 +159,13 @@ std::string withoutWaiting(const std::string& uri) {
 Finding checkService(const PrintQueue& queue) {
   if (queue.isStopped) {
     return mendedBy(asAdministrator("cupsenable {}", queue.name), Weight::kNoPrinting,
-                    "the queue is stopped");
+                    translated("the queue is stopped"));
   }
   if (!queue.acceptsJobs) {
     return mendedBy(asAdministrator("cupsaccept {}", queue.name), Weight::kNoPrinting,
-                    "the queue takes no jobs");
+                    translated("the queue takes no jobs"));
   }
-  return good("the queue is in service");
+  return good(translated("the queue is in service"));
 }
 
 std::vector<Finding> checkQueue(const OpenQueue& open) {
@@ -170,7 +175,7 @@ std::vector<Finding> checkQueue(const OpenQueue& open) {
   if (findings.front().isGood() && !parsed) {
     findings.front() = mendedBy(
         fmt::format("sudo cupstestppd {}", shellWord("/etc/cups/ppd/" + queue.name + ".ppd")),
-        Weight::kNoLevels, "the queue's driver (PPD file) cannot be read");
+        Weight::kNoLevels, translated("the queue's driver (PPD file) cannot be read"));
   }
   if (parsed) findings.push_back(checkCommandFilter(open, *parsed));
   // What puts the filter on the queue sees to these as well.
@@ -190,27 +195,27 @@ Finding checkFilterProgram(const std::string& folder) {
     if (::stat(path.c_str(), &status) != 0) {
       return {.weight = Weight::kNoLevels,
               .what = fmt::format("{}: {}", forTerminal(path), std::strerror(errno)),
-              .advice = "Install moxsupply's package again."};
+              .advice = translated("Install moxsupply's package again.")};
     }
     if (const auto why = whyNotTrusted(status)) {
       return mendedBy(
           fmt::format("sudo chown root:root {0} && sudo chmod 755 {0}", shellWord(path)),
           Weight::kNoLevels,
-          fmt::format("{} {}; the print server does not run it", forTerminal(path), *why));
+          translated("{} {}; the print server does not run it", forTerminal(path), *why));
     }
     if ((status.st_mode & S_IXOTH) == 0) {
-      return mendedBy(
-          fmt::format("sudo chmod 755 {}", shellWord(path)), Weight::kNoLevels,
-          fmt::format("{} cannot be run by the print server's user", forTerminal(path)));
+      return mendedBy(fmt::format("sudo chmod 755 {}", shellWord(path)), Weight::kNoLevels,
+                      translated("{} cannot be run by the print server's user", forTerminal(path)));
     }
   }
-  return good(fmt::format("the print server may run {}", forTerminal(program)));
+  return good(translated("the print server may run {}", forTerminal(program)));
 }
 
 std::string remarkOnOldLevels(const PrintQueue& queue) {
   const bool showsAny =
       std::ranges::any_of(queue.markerLevels, [](int level) { return level != kNoCartridge; });
-  return showsAny ? "The levels that the queue shows are those of its last report." : "";
+  return showsAny ? translated("The levels that the queue shows are those of its last report.")
+                  : "";
 }
 
 std::optional<Finding> checkKernel(const ConfinementMeans& means) {
@@ -235,7 +240,7 @@ Finding checkReport(const Result<Refreshed>& report) {
   const auto& [queue, wasHeld] = *report;
   if (queue.hasReason(kDoesNotAnswer)) {
     return {.weight = Weight::kNoLevels,
-            .what = "the printer gave no levels when the queue asked it",
+            .what = translated("the printer gave no levels when the queue asked it"),
             .advice = remarkOnOldLevels(queue)};
   }
   if (wasHeld) {
@@ -243,19 +248,24 @@ Finding checkReport(const Result<Refreshed>& report) {
         fmt::format("{} -v {}", asAdministrator("lpadmin -p {}", queue.name),
                     shellWord(withoutWaiting(shownUri(queue.deviceUri)))),
         Weight::kCostly,
-        "the printer answers, but does not hang up, and holds every job for up to 90 seconds");
+        translated("the printer answers, but does not hang up, and holds every job for up to 90 "
+                   "seconds"));
   }
-  if (queue.markerNames.empty() && queue.markerMessage == kTellsNoLevels) {
-    return {.weight = Weight::kNoLevels, .what = "the printer answers, but tells no levels"};
+  if (queue.markerNames.empty() && saysThatNoLevelsAreTold(queue.markerMessage)) {
+    return {.weight = Weight::kNoLevels,
+            .what = translated("the printer answers, but tells no levels")};
   }
   if (queue.markerNames.empty()) {
-    return {.weight = Weight::kNoLevels, .what = "the printer answers, but reports no supplies"};
+    return {.weight = Weight::kNoLevels,
+            .what = translated("the printer answers, but reports no supplies")};
   }
   const Supplies supplies = suppliesOf(queue);
   const Measure measure = measureOf(enabledQueues().value_or(EnabledQueues()), queue.name);
+  const std::size_t count = supplies.list.size();
+  std::string what = translatedCount(count, "the printer reports {} supply",
+                                     "the printer reports {} supplies", count);
   const std::string needs = needsInWords(supplies, measure);
-  return good(fmt::format("the printer reports {}{}{}", countedSupplies(supplies.list.size()),
-                          needs.empty() ? "" : ": ", needs));
+  return good(needs.empty() ? what : fmt::format("{}: {}", what, needs));
 }
 
 }  // namespace moxsupply

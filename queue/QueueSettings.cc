@@ -12,6 +12,7 @@
 #include "supplies/Words.h"
 #include "text/Decimal.h"
 #include "text/HarmlessText.h"
+#include "text/Translated.h"
 
 namespace moxsupply {
 
@@ -53,11 +54,10 @@ Result<std::uint32_t> ofTheQueue(const Seconds& seconds, const PpdFile& ppd) {
   const auto value = decimal(*text);
   if (!value) {
     return misuse(
-        fmt::format("{} is \"{}\"; it must be a whole number of seconds", seconds.name, *text));
+        translated("{} is \"{}\"; it must be a whole number of seconds", seconds.name, *text));
   }
   if (*value < seconds.least) {
-    return misuse(
-        fmt::format("{} is 0; it must leave the printer at least a second", seconds.name));
+    return misuse(translated("{} is 0; it must leave the printer at least a second", seconds.name));
   }
   return *value;
 }
@@ -67,8 +67,8 @@ Result<int> lowLevelIn(const PpdFile& ppd) {
   if (!text) return kLowLevel;
   const auto level = decimal(*text);
   if (level && *level >= kLeastLowLevel && *level <= kMostLowLevel) return static_cast<int>(*level);
-  return misuse(fmt::format("moxLowLevel is \"{}\"; it must be a whole number from {} to {}", *text,
-                            kLeastLowLevel, kMostLowLevel));
+  return misuse(translated("moxLowLevel is \"{}\"; it must be a whole number from {} to {}", *text,
+                           kLeastLowLevel, kMostLowLevel));
 }
 
 // What a job wants is whatever its sender wrote.
@@ -97,6 +97,11 @@ void shorten(QueueSettings& settings, const Seconds& seconds, const std::string&
 
 }  // namespace
 
+// Translators: before the word "printer", as in "it answers as {} printer".
+std::string withArticle(PrinterKind kind) {
+  return kind == PrinterKind::kLaser ? translated("a laser") : translated("an inkjet");
+}
+
 std::optional<PrinterKind> printerKindOf(std::string_view word) {
   if (word == "laser") return PrinterKind::kLaser;
   if (word == "inkjet") return PrinterKind::kInkjet;
@@ -106,7 +111,7 @@ std::optional<PrinterKind> printerKindOf(std::string_view word) {
 Result<QueueSettings> queueSettings(const std::string& ppdPath, const std::string& jobOptions,
                                     const std::string& deviceUri) {
   const auto ppd = PpdFile::fromFile(ppdPath);
-  if (!ppd) return misuse(fmt::format("cannot read the queue's PPD file \"{}\"", ppdPath));
+  if (!ppd) return misuse(translated("cannot read the queue's PPD file \"{}\"", ppdPath));
   return queueSettings(*ppd, jobOptions, deviceUri);
 }
 
@@ -115,12 +120,13 @@ Result<QueueSettings> queueSettings(const PpdFile& ppd, const std::string& jobOp
   QueueSettings settings;
   const auto type = ppd.value("moxPrinterType");
   if (!type) {
-    return misuse("the queue's PPD file does not say what kind of printer it is (moxPrinterType)",
-                  "`moxsupply enable` writes it there.");
+    return misuse(
+        translated("the queue's PPD file does not say what kind of printer it is (moxPrinterType)"),
+        translated("`moxsupply enable` writes it there."));
   }
   const auto kind = printerKindOf(*type);
   if (!kind) {
-    return misuse(fmt::format("moxPrinterType is \"{}\"; it must be Laser or Inkjet", *type));
+    return misuse(translated("moxPrinterType is \"{}\"; it must be Laser or Inkjet", *type));
   }
   settings.kind = *kind;
 

@@ -32,6 +32,9 @@ struct QueueSettings {
   return kind == PrinterKind::kLaser ? "laser" : "inkjet";
 }
 
+// The same in a message, before the word "printer".
+[[nodiscard]] std::string withArticle(PrinterKind kind);
+
 // Gathers the settings for a job of the print server: from the queue's PPD file (*moxPrinterType,
 // *moxTimeout, *moxDeadline, *moxLowLevel); the transport is that of the device URI. Of the job's
 // own options, which anybody gives who may print, moxTimeout and moxDeadline can shorten the times.

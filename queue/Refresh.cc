@@ -1,7 +1,5 @@
 #include "queue/Refresh.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <optional>
 #include <string_view>
@@ -13,6 +11,7 @@
 #include "text/ProgressLine.h"
 #include "text/ShellWord.h"
 #include "text/TerminalText.h"
+#include "text/Translated.h"
 
 namespace moxsupply {
 
@@ -25,7 +24,7 @@ using std::chrono::milliseconds;
 Result<PrintJob> endOf(PrintServer& server, const std::string& queue, const SubmittedReport& report,
                        Clock::time_point end) {
   ProgressLine progress;
-  progress.waitingFor(fmt::format("Waiting for {} to report", forTerminal(queue)));
+  progress.waitingFor(translated("Waiting for {} to report", forTerminal(queue)));
   for (milliseconds pause(5); Clock::now() < end; pause = std::min(pause * 2, milliseconds(200))) {
     auto job = server.job(queue, report.id);
     // Whoever submitted it has taken it out of the list, as below.
@@ -33,16 +32,16 @@ Result<PrintJob> endOf(PrintServer& server, const std::string& queue, const Subm
     if (isPurged) return PrintJob{.state = IPP_JSTATE_COMPLETED, .hasReported = true};
     if (!job || job->isOver()) return job;
     if (job->isStuck()) {
-      return failure(fmt::format("the job was stopped: the command filter of \"{}\" failed",
-                                 forTerminal(queue)),
-                     "The print server's error_log has its reason.");
+      return failure(translated("the job was stopped: the command filter of \"{}\" failed",
+                                forTerminal(queue)),
+                     translated("The print server's error_log has its reason."));
     }
     std::this_thread::sleep_for(pause);
     progress.refresh();
   }
   static_cast<void>(server.cancelJob(queue, report.id, cupsUser()));
-  return failure(fmt::format("\"{}\" did not come to it by the deadline", forTerminal(queue)),
-                 fmt::format("`lpstat -o {}` shows what it is doing.", shellWord(queue)));
+  return failure(translated("\"{}\" did not come to it by the deadline", forTerminal(queue)),
+                 translated("`lpstat -o {}` shows what it is doing.", shellWord(queue)));
 }
 
 // A job that was cancelled is over before its backend is, and until then it stays listed.
@@ -101,8 +100,9 @@ Result<Refreshed> refresh(PrintServer& server, const std::string& queue,
   // The filter cancels a job that the printer holds; but then it has reported.
   const bool wasCancelled = job->state == IPP_JSTATE_CANCELED;
   if (wasCancelled && !job->hasReported) {
-    return failure(fmt::format("the report of \"{}\" was cancelled", forTerminal(queue)),
-                   "Somebody did so, or the print server, which was given a time for it.");
+    return failure(
+        translated("the report of \"{}\" was cancelled", forTerminal(queue)),
+        translated("Somebody did so, or the print server, which was given a time for it."));
   }
   Refreshed refreshed{*std::move(after)};
   refreshed.wasHeld = wasCancelled && !refreshed.queue.hasReason(kDoesNotAnswer);

@@ -11,9 +11,11 @@
 #include <map>
 #include <string_view>
 
+#include "renderings/PublishedMessages.h"
 #include "supplies/Attention.h"
 #include "supplies/Words.h"
 #include "text/HarmlessText.h"
+#include "text/Translated.h"
 
 namespace moxsupply {
 
@@ -124,25 +126,30 @@ std::vector<std::string> markerNames(const std::vector<Supply>& supplies) {
   return names;
 }
 
-// What goes behind the name of a supply in the message.
-struct StatusWords {
+// What a message may say of a supply's status.
+struct StatusMessage {
   SupplyStatus status;
-  std::string_view words;
+  std::string_view text;  // with {} for the name
 };
-constexpr std::array<StatusWords, 4> kStatusWords = {{
-    {SupplyStatus::kMissing, "is missing"},
-    {SupplyStatus::kInvalid, "is not valid in this printer"},
-    {SupplyStatus::kIncorrect, "is the wrong cartridge"},
-    {SupplyStatus::kEmpty, "is empty"},
+constexpr std::array<StatusMessage, 4> kStatusMessages = {{
+    {SupplyStatus::kMissing, translatable("{} is missing")},
+    {SupplyStatus::kInvalid, translatable("{} is not valid in this printer")},
+    {SupplyStatus::kIncorrect, translatable("{} is the wrong cartridge")},
+    {SupplyStatus::kEmpty, translatable("{} is empty")},
 }};
+
+// What is between two clauses of the message, in every language.
 constexpr std::string_view kBetween = "; ";
 
-// As strftime and strptime take it.
-constexpr const char* kOldLevels =
-    "The levels shown are those of its last report (%Y-%m-%d %H:%M UTC).";
+// When the levels were told, as it stands in a message, in every language.
+constexpr const char* kReportTime = "(%Y-%m-%d %H:%M UTC)";
 
-std::string_view wordsFor(SupplyStatus status) {
-  return std::ranges::find(kStatusWords, status, &StatusWords::status)->words;
+// What a message with {} for a supply's name is published as.
+std::string withName(std::string_view text, std::string_view name) {
+  constexpr std::string_view kName = "{}";
+  const std::size_t at = std::min(text.find(kName), text.size());
+  const std::string_view rest = text.substr(std::min(at + kName.size(), text.size()));
+  return publishable(fmt::format("{}{}{}", text.substr(0, at), name, rest), std::string::npos);
 }
 
 // Empty where nothing is needed.
@@ -151,14 +158,18 @@ std::string neededBy(const Supply& supply, const std::string& name, const Measur
     case Attention::kNone:
       return {};
     case Attention::kLow:
-      return fmt::format("{} is low ({} %)", name, *supply.level);
+      return translated("{} is low ({} %)", name, *supply.level);
     case Attention::kEmpty:
-      return fmt::format("{} {}", name, wordsFor(SupplyStatus::kEmpty));
+      return translated("{} is empty", name);
     case Attention::kMissing:
+      return translated("{} is missing", name);
     case Attention::kWrong:
       break;
   }
-  return fmt::format("{} {}", name, wordsFor(supply.status));
+  if (supply.status == SupplyStatus::kIncorrect) {
+    return translated("{} is the wrong cartridge", name);
+  }
+  return translated("{} is not valid in this printer", name);
 }
 
 void append(std::string& list, std::string_view clause) {
@@ -174,14 +185,14 @@ bool looksEmpty(const Supply& supply, const Measure& measure) {
 
 std::string messageOf(const Supplies& supplies, const std::vector<std::string>& names,
                       const Measure& measure) {
-  if (!supplies.list.empty() && !tellsLevels(supplies)) return std::string(kTellsNoLevels);
+  if (!supplies.list.empty() && !tellsLevels(supplies)) return translated(kTellsNoLevels);
   std::string message;
   std::string unknown;
   for (std::size_t i = 0; i < names.size(); ++i) {
     append(message, neededBy(supplies.list[i], names[i], measure));
     if (looksEmpty(supplies.list[i], measure)) append(unknown, names[i]);
   }
-  if (!unknown.empty()) append(message, fmt::format("{}: {}", kUnknownLevels, unknown));
+  if (!unknown.empty()) append(message, fmt::format("{}: {}", translated(kUnknownLevels), unknown));
   return message;
 }
 
@@ -242,6 +253,12 @@ bool tellsLevels(const Supplies& supplies) {
   });
 }
 
+bool saysThatNoLevelsAreTold(std::string_view message) {
+  return std::ranges::any_of(kPublishedMessages, [message](const PublishedMessage& published) {
+    return published.original == kTellsNoLevels && withName(published.text, "") == message;
+  });
+}
+
 Color colorPublishedAs(std::string_view published) {
   const auto* row = std::ranges::find(kPublishedColors, published, &ColorRow::published);
   return row == kPublishedColors.end() ? Color::kNone : row->color;
@@ -249,29 +266,31 @@ Color colorPublishedAs(std::string_view published) {
 
 SupplyStatus statusToldBy(std::string_view message, std::string_view markerName) {
   const std::string clauses = fmt::format("{0}{1}{0}", kBetween, message);
-  for (const auto& [status, words] : kStatusWords) {
-    const std::string clause = fmt::format("{0}{1} {2}{0}", kBetween, markerName, words);
-    if (clauses.find(clause) != std::string::npos) return status;
+  for (const auto& [original, text] : kPublishedMessages) {
+    const auto* status = std::ranges::find(kStatusMessages, original, &StatusMessage::text);
+    if (status == kStatusMessages.end()) continue;
+    const std::string clause = fmt::format("{0}{1}{0}", kBetween, withName(text, markerName));
+    if (clauses.find(clause) != std::string::npos) return status->status;
   }
   return SupplyStatus::kCorrect;
 }
 
 std::string remarkOnLevelsOf(std::optional<std::chrono::sys_seconds> reported) {
-  if (!reported) return "The levels shown are those of its last report.";
+  if (!reported) return translated("The levels shown are those of its last report.");
   const std::time_t seconds = reported->time_since_epoch().count();
   std::tm time{};
   ::gmtime_r(&seconds, &time);
-  std::array<char, 128> text{};
-  std::strftime(text.data(), text.size(), kOldLevels, &time);
-  return text.data();
+  std::array<char, 64> text{};
+  std::strftime(text.data(), text.size(), kReportTime, &time);
+  // Translators: the placeholder is a time, as in "(2026-11-22 13:05 UTC)".
+  return translated("The levels shown are those of its last report {}.", text.data());
 }
 
 std::optional<std::chrono::sys_seconds> reportTimeToldBy(const std::string& message) {
-  const std::string_view whole = kOldLevels;
-  const std::size_t at = message.find(whole.substr(0, whole.find('%')));
+  const std::size_t at = message.rfind('(');
   std::tm time{};
   const bool isTold =
-      at != std::string::npos && ::strptime(message.c_str() + at, kOldLevels, &time) != nullptr;
+      at != std::string::npos && ::strptime(message.c_str() + at, kReportTime, &time) != nullptr;
   if (!isTold) return std::nullopt;
   return std::chrono::sys_seconds(std::chrono::seconds(::timegm(&time)));
 }

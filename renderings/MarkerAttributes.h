@@ -8,6 +8,7 @@
 
 #include "supplies/Attention.h"
 #include "supplies/Supplies.h"
+#include "text/Translated.h"
 
 namespace moxsupply {
 
@@ -36,8 +37,9 @@ MarkerAttributes markerAttributes(const Supplies& supplies, const Measure& measu
 // The colour that is published so; none for one that is not ours.
 Color colorPublishedAs(std::string_view published);
 
-// The status that a published message tells of the supply with this marker name. A status has no
-// list of its own at the print server, and a level does not say that a cartridge is the wrong one.
+// The status that a published message tells of the supply with this marker name, in whatever
+// language it was published. A status has no list of its own at the print server, and a level does
+// not say that a cartridge is the wrong one.
 SupplyStatus statusToldBy(std::string_view message, std::string_view markerName);
 
 // Whether a printer tells anything of how full its supplies are. The lists of one that does not are
@@ -46,17 +48,21 @@ SupplyStatus statusToldBy(std::string_view message, std::string_view markerName)
 bool tellsLevels(const Supplies& supplies);
 
 // The message of such a printer.
-constexpr std::string_view kTellsNoLevels = "The printer tells no levels (see: man commandtomox)";
+constexpr std::string_view kTellsNoLevels =
+    translatable("The printer tells no levels (see: man commandtomox)");
+
+// Whether a published message is that one, in whatever language.
+bool saysThatNoLevelsAreTold(std::string_view message);
 
 // What stands in a message before the names of supplies without a level, which are drawn as empty.
 constexpr std::string_view kUnknownLevels =
-    "Level unknown even where drawn as empty (see: man commandtomox)";
+    translatable("Level unknown even where drawn as empty (see: man commandtomox)");
 
 // What is said, while a printer gives no levels, of those that its queue still shows. `reported`:
 // when the printer told them, where that is known.
 std::string remarkOnLevelsOf(std::optional<std::chrono::sys_seconds> reported);
 
-// When the printer told the levels, by such a remark in a message.
+// When the printer told the levels, by such a remark in a message, in whatever language.
 std::optional<std::chrono::sys_seconds> reportTimeToldBy(const std::string& message);
 
 // A supply's name as it can be published: one line of harmless UTF-8 without blanks at its ends, of

@@ -11,6 +11,7 @@
 
 #include "text/Columns.h"
 #include "text/TerminalText.h"
+#include "text/Translated.h"
 
 namespace moxsupply {
 
@@ -37,17 +38,19 @@ struct ColorRow {
 };
 constexpr std::array<ColorRow, 7> kColorRows = {{
     {Color::kNone, "-", ""},
-    {Color::kCyan, "cyan", "\x1B[36m"},
-    {Color::kMagenta, "magenta", "\x1B[35m"},
-    {Color::kYellow, "yellow", "\x1B[33m"},
-    {Color::kBlack, "black", "\x1B[90m"},
-    {Color::kThreeColors, "three-colour", "\x1B[34m"},
-    {Color::kPhoto, "photo", "\x1B[94m"},
+    {Color::kCyan, translatable("cyan"), "\x1B[36m"},
+    {Color::kMagenta, translatable("magenta"), "\x1B[35m"},
+    {Color::kYellow, translatable("yellow"), "\x1B[33m"},
+    {Color::kBlack, translatable("black"), "\x1B[90m"},
+    {Color::kThreeColors, translatable("three-colour"), "\x1B[34m"},
+    {Color::kPhoto, translatable("photo"), "\x1B[94m"},
 }};
 
 const ColorRow& rowFor(Color color) {
   return *std::ranges::find(kColorRows, color, &ColorRow::color);
 }
+
+std::string wordFor(Color color) { return translated(rowFor(color).word); }
 
 // Rounded up: only a level of 0 has no bar at all.
 std::string bar(int percentage, int columns) {
@@ -72,24 +75,25 @@ struct Cell {
 Cell statusOf(const Supply& supply, const Measure& measure) {
   switch (attentionOf(supply, measure)) {
     case Attention::kNone:
-      return {"ok"};
+      return {translated("ok")};
     case Attention::kLow:
-      return {"low", kWarning};
+      return {translated("low"), kWarning};
     case Attention::kEmpty:
-      return {"empty", kAlarm};
+      return {translated("empty"), kAlarm};
     case Attention::kMissing:
-      return {"missing", kAlarm};
+      return {translated("missing"), kAlarm};
     case Attention::kWrong:
       break;
   }
   const bool isInvalid = supply.status == SupplyStatus::kInvalid;
-  return {isInvalid ? "not valid here" : "wrong cartridge", kAlarm};
+  return {isInvalid ? translated("not valid here") : translated("wrong cartridge"), kAlarm};
 }
 
 // Why there is no level; empty where there is one.
-std::string_view noLevelOf(const Supply& supply) {
+std::string noLevelOf(const Supply& supply) {
   if (supply.level) return {};
-  return supply.level.error() == NoLevel::kMissing ? "no cartridge" : "level not known";
+  return supply.level.error() == NoLevel::kMissing ? translated("no cartridge")
+                                                   : translated("level not known");
 }
 
 struct Row {
@@ -104,11 +108,11 @@ class Table {
  public:
   Table(const Supplies& supplies, bool colored, int columns, const Measure& measure)
       : mSupplies(supplies), mColored(colored), mMeasure(measure) {
-    int statusColumns = columnsOf("STATUS");
-    int wordColumns = columnsOf("LEVEL");  // of a word in the place of bar and percent
+    int statusColumns = columnsOf(mHeading.status.text);
+    int wordColumns = columnsOf(mHeading.level.text);  // of a word in the place of bar and percent
     for (const Supply& supply : supplies.list) {
       mNameColumns = std::max(mNameColumns, columnsOf(forTerminal(supply.name)));
-      mColorColumns = std::max(mColorColumns, columnsOf(rowFor(supply.color).word));
+      mColorColumns = std::max(mColorColumns, columnsOf(wordFor(supply.color)));
       statusColumns = std::max(statusColumns, columnsOf(statusOf(supply, mMeasure).text));
       wordColumns = std::max(wordColumns, columnsOf(noLevelOf(supply)));
     }
@@ -121,25 +125,21 @@ class Table {
   }
 
   [[nodiscard]] std::string text() const {
-    std::string text = line({.name = {"SUPPLY", kBold},
-                             .color = {"COLOUR", kBold},
-                             .level = {"LEVEL", kBold},
-                             .status = {"STATUS", kBold}});
+    std::string text = line(mHeading);
     for (const Supply& supply : mSupplies.list) text += line(rowOf(supply));
     return text;
   }
 
  private:
   [[nodiscard]] Row rowOf(const Supply& supply) const {
-    const ColorRow& color = rowFor(supply.color);
     Row row;
     row.name = {cutToColumns(forTerminal(supply.name), mNameColumns)};
-    row.color = {std::string(color.word)};
+    row.color = {wordFor(supply.color)};
     if (supply.level) {
-      row.level = {bar(*supply.level, mBarColumns), color.sequence};
+      row.level = {bar(*supply.level, mBarColumns), rowFor(supply.color).sequence};
       row.percent = fmt::format("{:>{}}", fmt::format("{} %", *supply.level), kPercentColumns);
     } else {
-      row.level = {std::string(noLevelOf(supply)), kDim};
+      row.level = {noLevelOf(supply), kDim};
     }
     row.status = statusOf(supply, mMeasure);
     return row;
@@ -165,8 +165,12 @@ class Table {
   const Supplies& mSupplies;
   bool mColored;
   Measure mMeasure;
-  int mNameColumns = columnsOf("SUPPLY");
-  int mColorColumns = columnsOf("COLOUR");
+  Row mHeading = {.name = {translated("SUPPLY"), kBold},
+                  .color = {translated("COLOUR"), kBold},
+                  .level = {translated("LEVEL"), kBold},
+                  .status = {translated("STATUS"), kBold}};
+  int mNameColumns = columnsOf(mHeading.name.text);
+  int mColorColumns = columnsOf(mHeading.color.text);
   int mBarColumns = kMostBarColumns;
 };
 
@@ -180,9 +184,11 @@ std::string supplyTable(const Supplies& supplies, bool colored, int columns,
 namespace {
 
 std::string wordsFor(const Pages& pages) {
-  std::string capacity = pages.capacity ? fmt::format("of {}", *pages.capacity) : "";
-  if (!pages.printed) return capacity;
-  return fmt::format("{}{}{}", *pages.printed, capacity.empty() ? "" : " ", capacity);
+  if (pages.printed && pages.capacity) {
+    return translated("{} of {}", *pages.printed, *pages.capacity);
+  }
+  if (pages.printed) return std::to_string(*pages.printed);
+  return pages.capacity ? translated("of {}", *pages.capacity) : "";
 }
 
 }  // namespace
@@ -191,25 +197,48 @@ std::string supplyDetails(const Supplies& supplies, int columns) {
   constexpr int kMostOtherColumns = 50;  // what an ordinary part, serial number and count take
   const int nameColumns =
       std::clamp(columns - kMostOtherColumns, kFewestNameColumns, kMostNameColumns);
-  std::vector<std::vector<std::string>> rows = {{"SUPPLY", "PART", "SERIAL", "PAGES"}};
+  std::vector<std::vector<std::string>> rows = {
+      {translated("SUPPLY"), translated("PART"), translated("SERIAL"), translated("PAGES")}};
   for (const Supply& supply : supplies.list) {
     const std::string pages = wordsFor(supply.pages);
     if (supply.part.empty() && supply.serial.empty() && pages.empty()) continue;
     rows.push_back({cutToColumns(forTerminal(supply.name), nameColumns), forTerminal(supply.part),
                     forTerminal(supply.serial), pages});
   }
-  if (rows.size() == 1) return "The printer tells no part numbers, serial numbers or pages.\n";
+  if (rows.size() == 1) {
+    return translated("The printer tells no part numbers, serial numbers or pages.") + '\n';
+  }
   return inColumns(rows);
 }
+
+namespace {
+
+// Empty where nothing is needed.
+std::string neededBy(const Supply& supply, const Measure& measure) {
+  const std::string name = forTerminal(supply.name);
+  switch (attentionOf(supply, measure)) {
+    case Attention::kNone:
+      return {};
+    case Attention::kLow:
+      return translated("{} low ({} %)", name, *supply.level);
+    case Attention::kEmpty:
+      return translated("{} empty", name);
+    case Attention::kMissing:
+      return translated("{} missing", name);
+    case Attention::kWrong:
+      break;
+  }
+  return translated("{} wrong cartridge", name);
+}
+
+}  // namespace
 
 std::string needsInWords(const Supplies& supplies, const Measure& measure) {
   std::string needs;
   for (const Supply& supply : supplies.list) {
-    const Attention attention = attentionOf(supply, measure);
-    if (attention == Attention::kNone) continue;
-    needs += fmt::format("{}{} {}", needs.empty() ? "" : ", ", forTerminal(supply.name),
-                         attention == Attention::kWrong ? "wrong cartridge" : wordOf(attention));
-    if (attention == Attention::kLow) needs += fmt::format(" ({} %)", *supply.level);
+    const std::string needed = neededBy(supply, measure);
+    if (!needed.empty() && !needs.empty()) needs += translated(", ");
+    needs += needed;
   }
   return needs;
 }
@@ -221,12 +250,12 @@ std::string okInWords(const Supplies& supplies) {
     if (counts && (lowest == nullptr || *supply.level < *lowest->level)) lowest = &supply;
   }
   const std::string count = countedSupplies(supplies.list.size());
-  if (lowest == nullptr) return count + ", ok";
-  return fmt::format("{}, ok; lowest: {} {} %", count, forTerminal(lowest->name), *lowest->level);
+  if (lowest == nullptr) return translated("{}, ok", count);
+  return translated("{}, ok; lowest: {} {} %", count, forTerminal(lowest->name), *lowest->level);
 }
 
 std::string countedSupplies(std::size_t count) {
-  return fmt::format("{} {}", count, count == 1 ? "supply" : "supplies");
+  return translatedCount(count, "{} supply", "{} supplies", count);
 }
 
 }  // namespace moxsupply

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <string_view>
 
+#include "text/Translated.h"
 #include "values/Status.h"
 
 namespace moxsupply {
@@ -23,8 +24,8 @@ enum class Outcome : std::uint8_t {
   kInternal,         // something failed on our side
 };
 
-// The words for an outcome, everywhere. There are no commas in them: the print server keeps none in
-// a message.
+// The words for an outcome, everywhere. There are no commas in them, in any language: the print
+// server keeps none in a message.
 struct OutcomeRow {
   Outcome outcome;
   std::string_view word;    // in a label of metrics, and so in people's queries: never rename one
@@ -32,21 +33,22 @@ struct OutcomeRow {
   std::string_view advice;  // what can be tried; empty where there is nothing
 };
 constexpr std::array<OutcomeRow, 9> kOutcomes = {{
-    {Outcome::kSuccess, "success", "answered", ""},
-    {Outcome::kReadError, "read_error", "began to answer and broke off",
-     "Try again. If it stays so, look at the network between here and the printer."},
-    {Outcome::kWriteError, "write_error", "hung up before it was asked",
-     "Is another job printing? Many printers take one connection at a time."},
-    {Outcome::kUndecodable, "undecodable", "answered but its supplies cannot be read",
-     "What it sent is not what printers of this protocol send. A transcript of it can be sent in."},
-    {Outcome::kNothingReceived, "nothing_received", "did not answer",
-     "Is it awake, and does it speak NPA?"},
-    {Outcome::kUnreachable, "unreachable", "could not be reached",
-     "Is it switched on and connected, and is this its address?"},
-    {Outcome::kDeadline, "deadline", "was not done by the deadline",
-     "Is it switched on and connected, and is this its address?"},
-    {Outcome::kNotAsked, "not_asked", "has not been asked yet", ""},
-    {Outcome::kInternal, "internal", "could not be asked", ""},
+    {Outcome::kSuccess, "success", translatable("answered"), ""},
+    {Outcome::kReadError, "read_error", translatable("began to answer and broke off"),
+     translatable("Try again. If it stays so, look at the network between here and the printer.")},
+    {Outcome::kWriteError, "write_error", translatable("hung up before it was asked"),
+     translatable("Is another job printing? Many printers take one connection at a time.")},
+    {Outcome::kUndecodable, "undecodable", translatable("answered but its supplies cannot be read"),
+     translatable("What it sent is not what printers of this protocol send. A transcript of it can "
+                  "be sent in.")},
+    {Outcome::kNothingReceived, "nothing_received", translatable("did not answer"),
+     translatable("Is it awake, and does it speak NPA?")},
+    {Outcome::kUnreachable, "unreachable", translatable("could not be reached"),
+     translatable("Is it switched on and connected, and is this its address?")},
+    {Outcome::kDeadline, "deadline", translatable("was not done by the deadline"),
+     translatable("Is it switched on and connected, and is this its address?")},
+    {Outcome::kNotAsked, "not_asked", translatable("has not been asked yet"), ""},
+    {Outcome::kInternal, "internal", translatable("could not be asked"), ""},
 }};
 
 static_assert(std::ranges::is_sorted(kOutcomes, {}, &OutcomeRow::outcome));  // rowOf counts on it

@@ -503,6 +503,39 @@ TEST_F(CommandFilter, SaysThatAPrinterIsSilentAndLeavesItsLevels) {
   EXPECT_THAT(mQueue.reasons(), ElementsAre("media-empty-error", "toner-low-report"));
 }
 
+// The print server has the job's language in LANG, also one whose locale the machine does not have.
+TEST_F(CommandFilter, GivesItsMessageInTheLanguageOfTheJob) {
+  setPpd(kInkjet);
+  setUri("usb://Example/Small");
+  const auto reported = [&](const std::string& language) {
+    FilterProcess filter = startAfter(
+        fmt::format("unset LC_ALL LANGUAGE; export LANG={}; exec \"$@\"", language), kReportLevels);
+    EXPECT_EQ(finishWithReply(filter, cartridges(0x20, 70)).exitStatus, 0);
+    return mQueue.message();
+  };
+  EXPECT_EQ(reported("de_DE.UTF-8"), "Black Cartridge fehlt");
+  const auto names = mQueue.values("marker-names");
+  const auto colors = mQueue.values("marker-colors");
+  EXPECT_EQ(reported("fr.UTF-8"), "Black Cartridge manque");
+  EXPECT_EQ(reported("es_ES.UTF-8"), "Black Cartridge falta");
+  EXPECT_EQ(reported("ja_JP.UTF-8"), "Black Cartridgeが装着されていません");
+  EXPECT_EQ(reported("is_IS.UTF-8"), "Black Cartridge is missing");
+  EXPECT_EQ(reported("C"), "Black Cartridge is missing");
+  EXPECT_EQ(mQueue.values("marker-names"), names);
+  EXPECT_EQ(mQueue.values("marker-colors"), colors);
+  EXPECT_THAT(mQueue.reasons(), ElementsAre("marker-supply-missing-warning"));
+}
+
+TEST_F(CommandFilter, SaysThatAPrinterIsSilentInTheLanguageOfTheJob) {
+  runWithReply(tonerAt(5));
+  FilterProcess filter =
+      startAfter("unset LC_ALL; export LANG=de_DE.UTF-8; exec \"$@\"", kReportLevels);
+  EXPECT_EQ(finishWithReply(filter, {}).exitStatus, 0);
+  EXPECT_EQ(mQueue.message(),
+            "Der Drucker hat nicht geantwortet. Die gezeigten Füllstände sind die seines letzten "
+            "Berichts.");
+}
+
 TEST_F(CommandFilter, SaysThatAPrinterIsSilentByAReasonAloneWhenAskedForTheStatus) {
   runInSilence(kReportStatus);
   EXPECT_THAT(published(), IsEmpty());

@@ -174,7 +174,7 @@ void PrivatePrintServer::writeSettings(Policy policy, std::chrono::seconds pause
       folder().string(), enabledQueues().parent_path().string(), pause.count());
 }
 
-// As they are installed: our programs find the module from where they are.
+// As they are installed: our programs find the module and the catalogs from where they are.
 void PrivatePrintServer::layOutPrograms() const {
   const fs::path cups = folder() / "lib/cups";
   for (const char* name : {"cgi-bin", "daemon", "monitor"}) {
@@ -189,6 +189,8 @@ void PrivatePrintServer::layOutPrograms() const {
   fs::rename(cups / "notifier" / fs::path(MOXSUPPLY_NOTIFIER).filename(),
              cups / "notifier/moxsupply");
   fs::copy(MOXSUPPLY_MODULE, folder() / "lib");
+  fs::create_directory(folder() / "share");
+  fs::copy(MOXSUPPLY_CATALOGS, folder() / "share/locale", fs::copy_options::recursive);
   // AppArmor allows cupsd itself nothing but the system's folders; it knows it by its path.
   copyProgram("/usr/sbin/cupsd", folder() / "bin");
 }

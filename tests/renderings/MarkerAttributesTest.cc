@@ -314,6 +314,17 @@ TEST(MarkerMessage, TellsTheStatusOfEachSupply) {
   }
 }
 
+// As each catalog has it, and as it is published.
+TEST(MarkerMessage, TellsTheStatusInWhateverLanguageItWasPublished) {
+  EXPECT_EQ(statusToldBy("Gelb ist fast leer (5 %); Cyan fehlt", "Cyan"), SupplyStatus::kMissing);
+  EXPECT_EQ(statusToldBy("Cyan ist die falsche Patrone", "Cyan"), SupplyStatus::kIncorrect);
+  EXPECT_EQ(statusToldBy("Cyan n\u2019est pas valide dans cette imprimante", "Cyan"),
+            SupplyStatus::kInvalid);
+  EXPECT_EQ(statusToldBy("Cyan está vacío", "Cyan"), SupplyStatus::kEmpty);
+  EXPECT_EQ(statusToldBy("シアンが装着されていません", "シアン"), SupplyStatus::kMissing);
+  EXPECT_EQ(statusToldBy("Gelb fehlt", "Cyan"), SupplyStatus::kCorrect);
+}
+
 TEST(MarkerMessage, TellsNothingOfASupplyThatItDoesNotName) {
   EXPECT_EQ(statusToldBy("", "Cyan"), SupplyStatus::kCorrect);
   EXPECT_EQ(statusToldBy("Light Cyan is missing", "Cyan"), SupplyStatus::kCorrect);

@@ -1,4 +1,4 @@
-# Real locales for the tests of the localized names, so that the machine need not have them: those
+# Real locales for the tests of the localized names and messages, so that the machine need not have them: those
 # of countries with and without a catalog of their own, of a language without one, and of charsets
 # that are not UTF-8.
 find_program(LOCALEDEF_EXECUTABLE localedef REQUIRED)
@@ -6,8 +6,8 @@ find_program(LOCALEDEF_EXECUTABLE localedef REQUIRED)
 set(test_locales_folder "${CMAKE_CURRENT_BINARY_DIR}/locales")
 set(made)
 foreach(locale
-    C.UTF-8 de_AT.UTF-8 de_DE.UTF-8 de_DE.ISO-8859-1 en_GB.UTF-8 is_IS.UTF-8 pt_BR.UTF-8
-    pt_PT.UTF-8 ru_RU.UTF-8 ru_RU.ISO-8859-5 ru_RU.KOI8-R sv_SE.ISO-8859-1 zh_CN.UTF-8
+    C.UTF-8 de_AT.UTF-8 de_DE.UTF-8 de_DE.ISO-8859-1 en_GB.UTF-8 es_ES.UTF-8 fr_FR.UTF-8
+    is_IS.UTF-8 ja_JP.UTF-8 pt_BR.UTF-8 pt_PT.UTF-8 ru_RU.UTF-8 ru_RU.ISO-8859-5 ru_RU.KOI8-R sv_SE.ISO-8859-1 zh_CN.UTF-8
     zh_TW.UTF-8 zh_TW.BIG5)
   string(REGEX MATCH "^([^.]+)[.](.+)$" parts "${locale}")
   set(language "${CMAKE_MATCH_1}")
