@@ -18,7 +18,6 @@ namespace {
 
 using namespace std::chrono_literals;
 using ::testing::ElementsAre;
-using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
 constexpr auto kNobodyWaits = [] { return false; };
@@ -38,7 +37,7 @@ class AKeeper : public ::testing::Test {
   }
 
   // The readings of the store, as "time level".
-  std::vector<std::string> kept() const {
+  [[nodiscard]] std::vector<std::string> kept() const {
     std::vector<std::string> lines;
     auto store = Store::openToRead(mPath).value();
     const auto given = store.forEach({}, [&](const Reading& reading) -> Result<> {

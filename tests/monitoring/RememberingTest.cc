@@ -31,7 +31,6 @@ namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 using ::testing::AllOf;
 using ::testing::HasSubstr;
-using ::testing::IsEmpty;
 using ::testing::Not;
 using ::testing::SizeIs;
 
@@ -59,7 +58,7 @@ class TheExporterRemembers : public ::testing::Test {
     ASSERT_TRUE(added) << added.error().what;
   }
 
-  std::vector<Reading> stored() const {
+  [[nodiscard]] std::vector<Reading> stored() const {
     std::vector<Reading> readings;
     auto store = Store::openToRead(mStore);
     if (!store) return {};
@@ -72,9 +71,19 @@ class TheExporterRemembers : public ::testing::Test {
   }
 
   // Waits until the store has so many.
-  std::vector<Reading> awaitStored(std::size_t count) const {
+  [[nodiscard]] std::vector<Reading> awaitStored(std::size_t count) const {
     for (int i = 0; i < 500 && stored().size() < count; ++i) std::this_thread::sleep_for(20ms);
     return stored();
+  }
+
+  // Waits until a file has them all; the machine may be busy.
+  static void awaitTexts(const std::string& file, const std::vector<std::string>& texts) {
+    const auto isThere = [&](const std::string& text) {
+      return fs::exists(file) && contentOf(file).find(text) != std::string::npos;
+    };
+    for (int i = 0; i < 1200 && !std::ranges::all_of(texts, isThere); ++i) {
+      std::this_thread::sleep_for(50ms);
+    }
   }
 
   static std::size_t linesWith(const std::string& text, const ExporterProcess& exporter) {
@@ -160,7 +169,7 @@ TEST_F(TheExporterRemembers, AfterItWasKilled) {
   const SimulatedPrinter printer("laser-colour-full");
   const auto first = this->exporter({printer.uri()});
   get(first->port(), probeOf(printer.uri()));
-  awaitStored(1);
+  ASSERT_THAT(awaitStored(1), SizeIs(1));
   first->kill();
   const auto second = this->exporter({printer.uri()});
   EXPECT_THAT(get(second->port(), probeOf(printer.uri())).body,
@@ -255,11 +264,8 @@ TEST_F(TheExporterRemembers, ToTellSomebodyWhatHappened) {
   for (const std::string& target : targets) get(exporter->port(), probeOf(target));
   const auto all = [&] { return fs::exists(said) ? contentOf(said) : std::string(); };
   const std::string silent = R"("silent":[")" + off.uri();
-  for (int i = 0; i < 200; ++i) {
-    const std::string text = all();
-    if (text.find(silent) != text.npos && text.find("replaced") != text.npos) break;
-    std::this_thread::sleep_for(50ms);
-  }
+  awaitTexts(said, {silent, R"("event":"replaced")"});
+  std::this_thread::sleep_for(1s);  // it notes that its command has ended
   EXPECT_THAT(all(), AllOf(HasSubstr(silent), HasSubstr(R"("event":"replaced")")));
   EXPECT_EQ(exporter->terminate().exitStatus, 0);
   const auto lines = std::ranges::count(all(), '\n');
@@ -277,12 +283,11 @@ TEST_F(TheExporterRemembers, WhatNobodyCouldBeToldYet) {
   const auto first = this->exporter({printer.uri()}, {"--notify=exit 3", "--notify-every=1"});
   get(first->port(), probeOf(printer.uri()));
   first->awaitLog("the command of --notify ended with 3; it is tried again until it works");
+  ASSERT_THAT(awaitStored(2), SizeIs(2));
   first->kill();
   const auto second =
-      this->exporter({printer.uri()}, {"--notify=cat >" + said, "--notify-every=1"});
-  for (int i = 0; i < 200 && !(fs::exists(said) && fs::file_size(said) > 0); ++i) {
-    std::this_thread::sleep_for(50ms);
-  }
+      this->exporter({printer.uri()}, {"--notify=cat >>" + said, "--notify-every=1"});
+  awaitTexts(said, {R"("event":"replaced")"});
   EXPECT_THAT(contentOf(said), HasSubstr(R"("event":"replaced")"));
 }
 
