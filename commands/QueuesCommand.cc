@@ -7,7 +7,6 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
-#include <ranges>
 #include <set>
 #include <string>
 #include <vector>
@@ -105,8 +104,9 @@ std::string table(const std::vector<KnownQueue>& queues) {
                     ageInWords(known.age), inWords(known)});
   }
   const auto widthOf = [&rows](std::size_t column) {
-    const auto width = [column](const auto& row) { return columnsOf(row[column]); };
-    return std::ranges::max(rows | std::views::transform(width));
+    int width = 0;
+    for (const auto& row : rows) width = std::max(width, columnsOf(row[column]));
+    return width;
   };
   const int rest = columnsOfOutput() - widthOf(0) - widthOf(1) - 2 * kGap;
   for (auto& row : rows) row[2] = cutToColumns(row[2], std::max(rest, kFewestColumns));
