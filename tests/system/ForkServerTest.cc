@@ -39,7 +39,7 @@ void serve(const std::string& request, const FileDescriptor& socket) {
 class ForkServerTest : public ::testing::Test {
  protected:
   // The other end of the socket of a piece of work.
-  FileDescriptor begin(const std::string& request) {
+  [[nodiscard]] FileDescriptor begin(const std::string& request) const {
     Pipe ends = makePacketPair();
     EXPECT_EQ(handOver(requests.writeEnd.get(), request, ends.writeEnd.get()), 0);
     return std::move(ends.readEnd);
@@ -49,7 +49,7 @@ class ForkServerTest : public ::testing::Test {
     return takeOver(socket.get(), 100).value_or(HandedDescriptor{"the end", {}}).text;
   }
 
-  bool hasChildrenSoon(std::size_t count) const {
+  [[nodiscard]] bool hasChildrenSoon(std::size_t count) const {
     for (const auto end = Clock::now() + std::chrono::seconds(10); Clock::now() < end;) {
       if (childrenOf(server.pid()).size() == count) return true;
       std::this_thread::sleep_for(milliseconds(5));
