@@ -20,12 +20,8 @@ bool isPlain(char c) { return c >= ' ' && c <= '~'; }
 std::string written(const PrinterList& list) {
   auto groups = nlohmann::json::array();
   for (const ListedPrinter& printer : list) {
-    auto labels = nlohmann::json::object();
-    if (printer.kind == PrinterKind::kLaser) labels["printer_type"] = "laser";
-    if (printer.kind == PrinterKind::kInkjet) labels["printer_type"] = "inkjet";
-    if (printer.name != printer.target) labels["name"] = printer.name;
-    if (!printer.place.empty()) labels["place"] = printer.place;
-    groups.push_back({{"targets", nlohmann::json::array({printer.target})}, {"labels", labels}});
+    groups.push_back(
+        {{"targets", nlohmann::json::array({printer.target})}, {"labels", printer.labels}});
   }
   return asciiJson(groups);
 }

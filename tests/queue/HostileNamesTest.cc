@@ -231,7 +231,8 @@ TEST_F(NamesThatAreNoText, LeaveTheLastReport) {
   }
   for (const std::string name : {"\xFF\xFE", "\xC3", "Cut \xE2\x82", "\xED\xA0\x80", "\xC0\xAF"}) {
     const SimulatedPrinter printer(port(), laserPrinter({{name, 40}}));
-    report();
+    const int job = submit(server(), queue(), "ReportLevels");
+    EXPECT_EQ(endOf(server(), queue(), job), "canceled");
     EXPECT_EQ(attributes()["marker-names"], Values{"Black"});
     EXPECT_EQ(attributes()["marker-levels"], Values{"50"});
     EXPECT_EQ(attributes()["marker-message"].at(0).find(

@@ -26,7 +26,13 @@ class DebianPolicy : public QueueTest {
   [[nodiscard]] static Ran asNobody(const std::vector<std::string>& arguments) {
     // Nobody may look into the folder of the build.
     const fs::path program = server().folder() / "bin/moxsupply";
-    if (!fs::exists(program)) fs::copy(MOXSUPPLY_PROGRAM, program);
+    if (!fs::exists(program)) {
+      fs::copy(MOXSUPPLY_PROGRAM, program);
+      const fs::path others = server().folder() / "libexec/moxsupply";
+      fs::create_directories(others);
+      fs::copy(fs::path(MOXSUPPLY_PROGRAM).parent_path() / "../libexec/moxsupply/moxsupply-cups",
+               others);
+    }
     std::vector<std::string> command = {"setsid",        "--wait",        "setpriv",
                                         "--reuid=65534", "--regid=65534", "--clear-groups",
                                         program.string()};
