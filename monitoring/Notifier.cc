@@ -71,7 +71,7 @@ class Notifier::Parts {
     if (!wait) return;
     mNextTime.expires_at(std::max(std::chrono::steady_clock::now() + *wait, mNotBefore));
     mNextTime.async_wait([this](const error_code& error) {
-      if (!error && !mProcess) begin();
+      if (!error && !mProcess && !mNotices.empty()) begin();
     });
   }
 
