@@ -149,7 +149,7 @@ class Exporter::Parts {
       auto supplies = suppliesIn(last.reading);
       if (target == mTargets.end() || !supplies) continue;
       const auto age = std::max(between(last.answered, today), std::chrono::microseconds(0));
-      mProber.restore(target->second, *std::move(supplies), now - age);
+      mProber.restore(target->second, *std::move(supplies), now - age, now);
     }
   }
 

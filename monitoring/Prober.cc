@@ -48,7 +48,8 @@ void Prober::drop(Id id) {
   mHooks.released(target);
 }
 
-void Prober::restore(std::string_view target, Supplies supplies, Clock::time_point time) {
+void Prober::restore(std::string_view target, Supplies supplies, Clock::time_point time,
+                     Clock::time_point now) {
   const auto found = mIds.find(target);
   if (found == mIds.end()) return;
   Entry& entry = mEntries.at(found->second);
@@ -60,9 +61,9 @@ void Prober::restore(std::string_view target, Supplies supplies, Clock::time_poi
   printer.reading = {std::move(supplies), time};
   printer.isRestored = true;
   if (!entry.place || entry.place->urgency == Urgency::kOnPurpose) return;
-  // Whoever waits has an answer now.
   dequeue(entry);
   printer.isPending = false;
+  if (now >= printer.notBefore) enqueue(found->second, entry, Urgency::kInTheBackground);
   mHooks.released(printer.listed.target);
 }
 

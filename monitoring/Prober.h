@@ -96,8 +96,10 @@ class Prober {
   void setList(PrinterList list);
 
   // What a printer of the list told before this program was started, and when that was, as if it
-  // had been asked then. Nothing where it has been asked since.
-  void restore(std::string_view target, Supplies supplies, Clock::time_point time);
+  // had been asked then. Nothing where it has been asked since. Whoever waits for it has an answer
+  // now; where it is due all the same, it is asked when nobody waits for others.
+  void restore(std::string_view target, Supplies supplies, Clock::time_point time,
+               Clock::time_point now);
 
   // In the list's order.
   [[nodiscard]] std::vector<const Printer*> printers() const;

@@ -124,9 +124,9 @@ TEST_F(ProberTest, AsksNobodyOfItself) {
 
 TEST_F(ProberTest, AsksAgainWhenItWouldHaveWithoutARestart) {
   use({"a", "b"});
-  prober.restore("a", *success(PrinterKind::kInkjet).supplies, now - seconds(10));
-  prober.restore("b", *success().supplies, now - seconds(40));
-  prober.restore("c", *success().supplies, now);
+  prober.restore("a", *success(PrinterKind::kInkjet).supplies, now - seconds(10), now);
+  prober.restore("b", *success().supplies, now - seconds(40), now);
+  prober.restore("c", *success().supplies, now, now);
   EXPECT_EQ(prober.find("a")->reading->time, now - seconds(10));
   EXPECT_TRUE(prober.find("a")->last->result.hasSucceeded());
   EXPECT_FALSE(want("a"));
@@ -144,19 +144,28 @@ TEST_F(ProberTest, TellsWhoWaitsWhatIsRestored) {
   use({"a", "b"});
   prober.want("a", kSomebodyWaits, now);
   prober.want("b", kOnPurpose, now);
-  prober.restore("a", *success().supplies, now - seconds(10));
-  prober.restore("b", *success().supplies, now - seconds(10));
+  prober.restore("a", *success().supplies, now - seconds(10), now);
+  prober.restore("b", *success().supplies, now - seconds(10), now);
   EXPECT_THAT(released, ElementsAre("a"));
   EXPECT_FALSE(prober.find("a")->isPending);
   pass({});
   EXPECT_THAT(asked(), ElementsAre("b"));
 }
 
+TEST_F(ProberTest, AsksWhomSomebodyWaitedForAlsoWhenAnOldReadingIsRestored) {
+  use({"a"});
+  prober.want("a", kSomebodyWaits, now);
+  prober.restore("a", *success().supplies, now - seconds(40), now);
+  EXPECT_THAT(released, ElementsAre("a"));
+  pass({});
+  EXPECT_THAT(asked(), ElementsAre("a"));
+}
+
 TEST_F(ProberTest, RestoresNothingOfWhomItHasAsked) {
   use({"a", "b"});
   ask("a", success(PrinterKind::kLaser, 7));
   ASSERT_TRUE(want("b"));
-  for (const char* target : {"a", "b"}) prober.restore(target, Supplies(), now);
+  for (const char* target : {"a", "b"}) prober.restore(target, Supplies(), now, now);
   EXPECT_EQ(prober.find("a")->reading->supplies.list.at(0).level, 7);
   EXPECT_EQ(prober.find("b")->reading, std::nullopt);
 }
