@@ -11,6 +11,12 @@ namespace {
 
 // The variables that a print server gives to its filters, for as long as this lives.
 class ServedFilter : public ::testing::Test {
+ public:
+  ServedFilter(const ServedFilter&) = delete;
+  ServedFilter& operator=(const ServedFilter&) = delete;
+  ServedFilter(ServedFilter&&) = delete;
+  ServedFilter& operator=(ServedFilter&&) = delete;
+
  protected:
   ServedFilter() {
     for (const auto& [name, value] : kVariables) ::setenv(name, value, 1);
@@ -18,10 +24,6 @@ class ServedFilter : public ::testing::Test {
   ~ServedFilter() override {
     for (const auto& [name, value] : kVariables) ::unsetenv(name);
   }
-  ServedFilter(const ServedFilter&) = delete;
-  ServedFilter& operator=(const ServedFilter&) = delete;
-  ServedFilter(ServedFilter&&) = delete;
-  ServedFilter& operator=(ServedFilter&&) = delete;
 
   static constexpr std::array<std::pair<const char*, const char*>, 3> kVariables = {
       {{"SOFTWARE", "CUPS/2.4.2"}, {"CUPS_SERVER", "/run/cups/cups.sock"}, {"PRINTER", "office"}}};

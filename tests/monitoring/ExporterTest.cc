@@ -73,7 +73,7 @@ TEST(TheExporter, AnswersAProbeWithThePrintersSupplies) {
   EXPECT_THAT(answer.head, HasSubstr("Content-Type: text/plain; version=0.0.4"));
   EXPECT_THAT(answer.body,
               AllOf(HasSubstr("npa_supply_level_ratio{supply=\"1\"} 0.62\n"),
-                    HasSubstr("npa_probe_success 1\n"), HasSubstr("npa_reading_age_seconds 0\n")));
+                    HasSubstr("npa_probe_success 1\n"), HasSubstr("npa_reading_age_seconds 0")));
   EXPECT_EQ(seriesIn(answer.body), 23U);  // ten supplies
   expectGoodMetrics(answer.body);
   const std::string metrics = get(exporter.port(), "/metrics").body;
