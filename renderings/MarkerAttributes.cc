@@ -106,13 +106,19 @@ std::string cutToCharacters(const std::string& text, std::size_t most, std::size
   return cut;
 }
 
+// A supply's name before it is cut, of which there is something to be seen.
+std::string wholeMarkerName(const std::string& name) {
+  std::string whole = publishable(name, std::string::npos);
+  return whole.empty() ? "?" : whole;
+}
+
 // The names of a printer's supplies. Names of which the cut leaves the same are numbered; those
 // that the printer itself gave twice stay the same.
 std::vector<std::string> markerNames(const std::vector<Supply>& supplies) {
   std::map<std::string, std::vector<std::string>> whole;  // by what the cut leaves of them
   std::vector<std::string> names;
   for (const Supply& supply : supplies) {
-    const std::string name = publishable(supply.name, std::string::npos);
+    const std::string name = wholeMarkerName(supply.name);
     std::string cut = markerName(supply.name);
     std::vector<std::string>& same = whole[cut];
     const auto number = std::ranges::find(same, name) - same.begin() + 1;
@@ -242,9 +248,7 @@ std::string lineOf(std::string_view key, const Values& values) {
 }  // namespace
 
 std::string markerName(const std::string& name) {
-  const std::string marker =
-      cutToCharacters(publishable(name, std::string::npos), kMostCharacters, kLongestName);
-  return marker.empty() ? "?" : marker;
+  return cutToCharacters(wholeMarkerName(name), kMostCharacters, kLongestName);
 }
 
 bool tellsLevels(const Supplies& supplies) {

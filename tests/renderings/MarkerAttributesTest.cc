@@ -185,6 +185,7 @@ TEST(MarkerNames, StayApartThatTheCutWouldMakeEqual) {
 TEST(MarkerNames, ThatThePrinterGaveTwiceStayTheSame) {
   EXPECT_THAT(attributesOf({toner("Drum"), toner("Drum"), toner("")}).names,
               ElementsAre("Drum", "Drum", "?"));
+  EXPECT_THAT(attributesOf({toner("?"), toner("")}).names, ElementsAre("?", "?"));
 }
 
 TEST(MarkerAttributes, HoldEachSupplyInItsOrder) {
