@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
+#include <utility>
 
 #include "json/AsciiJson.h"
 
@@ -31,7 +32,10 @@ std::string digestOf(const std::vector<Notice>& notices, const std::string& site
   for (const Notice& notice : notices) {
     switch (notice.kind) {
       case Notice::Kind::kEvent:
-        digest["events"].push_back(Json::parse(notice.event, nullptr, /*allow_exceptions=*/false));
+        if (auto event = Json::parse(notice.event, nullptr, /*allow_exceptions=*/false);
+            !event.is_discarded()) {
+          digest["events"].push_back(std::move(event));
+        }
         break;
       case Notice::Kind::kGone:
         digest["silent"].push_back(notice.printer);

@@ -3,10 +3,13 @@
 
 #include <algorithm>
 #include <boost/asio/io_context.hpp>
+#include <boost/asio/steady_timer.hpp>
 #include <chrono>
 #include <csignal>
+#include <filesystem>
 #include <fstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "monitoring/Digest.h"
@@ -58,6 +61,15 @@ TEST(ADigest, IsOneLineOfJson) {
             "\n");
 }
 
+// Whoever reads it wants JSON, whatever has become of the store.
+TEST(ADigest, LeavesOutWhatIsNoEvent) {
+  Notice damaged = eventAt(kMorning);
+  damaged.event = "{\"printer\":";
+  EXPECT_EQ(digestOf({damaged}, "server", kMorning),
+            R"({"time":"2026-03-01T08:00:00Z","site":"server","events":[],"silent":[],"back":[]})"
+            "\n");
+}
+
 class ANotifier : public ::testing::Test {
  protected:
   Notifier notifier(const std::string& command, std::chrono::seconds every = 24h,
@@ -88,6 +100,18 @@ TEST_F(ANotifier, GivesTheDigestToItsCommand) {
   EXPECT_GT(said.size(), 30'000U * many.front().event.size());
   EXPECT_TRUE(said.ends_with("],\"silent\":[],\"back\":[]}\n"));
   EXPECT_THAT(mLog, IsEmpty());
+}
+
+// The notices may go while the timer that was set for them is being heard.
+TEST_F(ANotifier, BeginsNoDigestOfNothing) {
+  Notifier notifier = this->notifier("touch " + file("said"), 1s);
+  boost::asio::steady_timer before(mContext, std::chrono::steady_clock::now());
+  before.async_wait([&](const auto& /*error*/) { notifier.setNotices({}); });
+  notifier.setNotices({eventAt(now() - 1h, false, 1)});
+  std::this_thread::sleep_for(10ms);
+  mContext.run_for(500ms);
+  EXPECT_THAT(mTold, IsEmpty());
+  EXPECT_FALSE(std::filesystem::exists(file("said")));
 }
 
 TEST_F(ANotifier, TellsNobodyTwice) {
