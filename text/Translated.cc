@@ -76,7 +76,8 @@ void translateMessages() {
   if (hasNoLanguage(locale)) return;
   const std::string language = environment("LANGUAGE");
   const std::string& languages = language.empty() ? locale : language;
-  if (languages.starts_with("en")) return;
+  // A print user may say in which language a job is: that names no file elsewhere.
+  if (languages.starts_with("en") || languages.find('/') != std::string::npos) return;
   ::bindtextdomain(kCatalog, catalogsFolder().c_str());
   ::bind_textdomain_codeset(kCatalog, "UTF-8");
   theLocale = localeOf(languages);

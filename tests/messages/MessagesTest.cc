@@ -253,6 +253,11 @@ TEST(Messages, FollowTheListOfLanguages) {
   EXPECT_THAT(levels(in("de_DE.UTF-8", "is:fr:de")).output, HasSubstr("mauvaise cartouche"));
 }
 
+// A print user says in which language a job is, and a catalog is a file that is read.
+TEST(Messages, AreInEnglishWhereALanguageIsAPath) {
+  EXPECT_THAT(levels(in("de_DE.UTF-8", "../locale/de")).output, HasSubstr("wrong cartridge"));
+}
+
 TEST(Messages, LeaveWhatProgramsReadInEnglish) {
   const std::string& printer = faultyCartridges().uri();
   const ReservedPort closed;
