@@ -291,19 +291,25 @@ class HttpServer::Connections : public std::enable_shared_from_this<Connections>
   awaitable<std::optional<HttpAnswer>> answerTo(Connection& connection, const HttpRequest& request,
                                                 Clock::time_point arrived) {
     for (bool isLast = false;;) {
-      Reply reply = co_await replyInTurn(request, arrived, isLast);
-      if (!reply.wait) co_return std::move(reply.answer);
+      auto reply = co_await replyInTurn(connection, request, arrived, isLast);
+      if (!reply) co_return std::nullopt;
+      if (!reply->wait) co_return std::move(reply->answer);
       connection.enter(State::kWaiting);
-      connection.topic = reply.wait->topic;
-      if (!co_await awaitNews(connection, reply.wait->until)) co_return std::nullopt;
+      connection.topic = reply->wait->topic;
+      if (!co_await awaitNews(connection, reply->wait->until)) co_return std::nullopt;
       isLast = true;
     }
   }
 
-  awaitable<Reply> replyInTurn(const HttpRequest& request, Clock::time_point arrived, bool isLast) {
+  // Nothing when the client was let go while it waited for its turn: to make an answer for nobody
+  // would keep others waiting until they are let go, too.
+  awaitable<std::optional<Reply>> replyInTurn(const Connection& connection,
+                                              const HttpRequest& request, Clock::time_point arrived,
+                                              bool isLast) {
     if (mIsUrgent(request)) co_return reply(request, arrived, isLast);
     co_await mTurns.await();
     const Turns::Turn turn(mTurns);
+    if (!connection.socket.is_open()) co_return std::nullopt;
     co_return reply(request, arrived, isLast);
   }
 
