@@ -1,6 +1,8 @@
 #include "http/HttpServer.h"
 
 #include <fcntl.h>
+#include <poll.h>
+#include <sys/socket.h>
 
 #include <algorithm>
 #include <array>
@@ -203,15 +205,47 @@ class HttpServer::Connections : public std::enable_shared_from_this<Connections>
     asio::co_spawn(mContext, serve(self, mAll.back()), asio::detached);
   }
 
-  // Whoever wants nothing now goes, otherwise who has been at it for longest.
+  // Who has hung up goes first, though it may still listen; otherwise who wants nothing now,
+  // otherwise who has been at it for longest.
   void makeRoom() {
-    const auto last = std::ranges::min_element(mAll, {}, [](const auto& connection) {
+    using Rank = std::tuple<bool, bool, Clock::time_point>;
+    Connection* last = nullptr;
+    Rank lowest;
+    for (const auto& connection : mAll) {
       // One that has been let go already is only waiting for its turn to notice.
-      const bool isGone = !connection->socket.is_open();
+      if (!connection->socket.is_open()) continue;
       const bool wants = connection->state != State::kIdle && connection->state != State::kEnding;
-      return std::tuple(isGone, wants, connection->since);
-    });
-    if (last != mAll.end()) end(**last);
+      const Rank rank(lookAt(*connection) == 0, wants, connection->since);
+      if (last != nullptr && rank >= lowest) continue;
+      last = connection.get();
+      lowest = rank;
+    }
+    if (last != nullptr) end(*last);
+  }
+
+  // What can be seen of the client's end: POLLRDHUP when it will not send more, POLLERR or POLLHUP
+  // when nobody is there.
+  static short lookAt(Connection& connection) {
+    pollfd end = {.fd = connection.socket.native_handle(), .events = POLLRDHUP, .revents = 0};
+    ::poll(&end, 1, 0);
+    return end.revents;
+  }
+
+  // Whether nobody would take an answer; from far away that may be seen too late.
+  static bool hasGone(Connection& connection) {
+    if (!connection.socket.is_open()) return true;
+    if ((lookAt(connection) & POLLRDHUP) != 0) beginAnswer(connection);
+    return (lookAt(connection) & (POLLERR | POLLHUP)) != 0;
+  }
+
+  // Of a client that has gone there is no other sign than the end of what it sends, which one that
+  // only has finished asking shows, too. So the first bytes of its answer, which are the same
+  // whatever it will be, are sent: only where nobody is left does the network refuse them.
+  static void beginAnswer(Connection& connection) {
+    if (connection.hasBegunAnswer) return;
+    // So few go as a whole or not at all.
+    connection.hasBegunAnswer = ::send(connection.socket.native_handle(), kAnswerBegins.data(),
+                                       kAnswerBegins.size(), MSG_NOSIGNAL | MSG_DONTWAIT) > 0;
   }
 
   // One connection, from its first byte to its last.
@@ -301,15 +335,14 @@ class HttpServer::Connections : public std::enable_shared_from_this<Connections>
     }
   }
 
-  // Nothing when the client was let go while it waited for its turn: to make an answer for nobody
-  // would keep others waiting until they are let go, too.
-  awaitable<std::optional<Reply>> replyInTurn(const Connection& connection,
-                                              const HttpRequest& request, Clock::time_point arrived,
-                                              bool isLast) {
+  // Nothing when the client has gone, or was let go while it waited for its turn: to make an answer
+  // for nobody would keep others waiting until they are let go, too.
+  awaitable<std::optional<Reply>> replyInTurn(Connection& connection, const HttpRequest& request,
+                                              Clock::time_point arrived, bool isLast) {
     if (mIsUrgent(request)) co_return reply(request, arrived, isLast);
     co_await mTurns.await();
     const Turns::Turn turn(mTurns);
-    if (!connection.socket.is_open()) co_return std::nullopt;
+    if (hasGone(connection)) co_return std::nullopt;
     co_return reply(request, arrived, isLast);
   }
 
@@ -326,10 +359,8 @@ class HttpServer::Connections : public std::enable_shared_from_this<Connections>
     return reply;
   }
 
-  // Waits for news or for the time. Returns whether the client is still there. One that has gone
-  // gives its place back at once: there is no other sign of that than the end of what it sends,
-  // which one that only has finished asking shows, too. So the first bytes of its answer, which are
-  // the same whatever it will be, are sent: only where nobody is left does the network refuse them.
+  // Waits for news or for the time. Returns whether the client is still there: one that has gone
+  // gives its place back at once.
   static awaitable<bool> awaitNews(Connection& connection, Clock::time_point until) {
     connection.news.expires_at(Timer::time_point::max());
     Timer time(connection.socket.get_executor(), until);
@@ -354,12 +385,7 @@ class HttpServer::Connections : public std::enable_shared_from_this<Connections>
       connection.isHalfClosed = error == asio::error::eof;
       if (error && !connection.isHalfClosed) co_return;
     }
-    if (connection.isHalfClosed && !connection.hasBegunAnswer) {
-      co_await asio::async_write(connection.socket, asio::buffer(kAnswerBegins),
-                                 asio::redirect_error(use_awaitable, error));
-      if (error) co_return;
-      connection.hasBegunAnswer = true;
-    }
+    if (connection.isHalfClosed) beginAnswer(connection);
     co_await connection.socket.async_wait(tcp::socket::wait_error,
                                           asio::redirect_error(use_awaitable, error));
   }
