@@ -27,9 +27,11 @@ int write(const std::string& path, std::string_view content, mode_t mode) {
 
 int replaceFile(const std::string& path, std::string_view content, mode_t mode) {
   const std::string unfinished = fmt::format("{}.{}", path, ::getpid());
+  // One that was killed may have left it, of which this process has the number.
+  ::unlink(unfinished.c_str());
   int error = write(unfinished, content, mode);
   if (error == 0 && std::rename(unfinished.c_str(), path.c_str()) != 0) error = errno;
-  if (error != 0 && error != EEXIST) ::unlink(unfinished.c_str());
+  if (error != 0) ::unlink(unfinished.c_str());
   return error;
 }
 
