@@ -1,7 +1,11 @@
-// Runs a program that may make certain system calls and gets EPERM for all others, as a service
-// manager does it.
+// Runs a program that may make certain system calls and gets EPERM for all others, may have no
+// memory that it both writes and executes, and no sockets but local ones and those of the internet,
+// as a service manager does it.
 //   behind-call-filter FILE PROGRAM [ARGUMENT...]      FILE: the names of the calls, one a line
 #include <seccomp.h>
+#include <sys/mman.h>
+#include <sys/shm.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -9,13 +13,31 @@
 #include <fstream>
 #include <string>
 
-int main(int argc, char** argv) {
-  if (argc < 3) {
-    std::fputs("usage: behind-call-filter FILE PROGRAM [ARGUMENT...]\n", stderr);
-    return 2;
+namespace {
+
+// What goes by a call's arguments.
+bool keepFromArguments() {
+  scmp_filter_ctx filter = seccomp_init(SCMP_ACT_ALLOW);
+  const auto refuse = [filter](unsigned error, int call, scmp_arg_cmp argument) {
+    return seccomp_rule_add_exact_array(filter, SCMP_ACT_ERRNO(error), call, 1, &argument) == 0;
+  };
+  constexpr unsigned kBoth = PROT_WRITE | PROT_EXEC;
+  bool isDone =
+      refuse(EPERM, SCMP_SYS(mmap), SCMP_A2(SCMP_CMP_MASKED_EQ, kBoth, kBoth)) &&
+      refuse(EPERM, SCMP_SYS(mprotect), SCMP_A2(SCMP_CMP_MASKED_EQ, PROT_EXEC, PROT_EXEC)) &&
+      refuse(EPERM, SCMP_SYS(pkey_mprotect), SCMP_A2(SCMP_CMP_MASKED_EQ, PROT_EXEC, PROT_EXEC)) &&
+      refuse(EPERM, SCMP_SYS(shmat), SCMP_A2(SCMP_CMP_MASKED_EQ, SHM_EXEC, SHM_EXEC)) &&
+      refuse(EAFNOSUPPORT, SCMP_SYS(socket), SCMP_A0(SCMP_CMP_GE, AF_MAX));
+  for (unsigned family = 0; family < AF_MAX; ++family) {
+    if (family == AF_UNIX || family == AF_INET || family == AF_INET6) continue;
+    isDone = isDone && refuse(EAFNOSUPPORT, SCMP_SYS(socket), SCMP_A0(SCMP_CMP_EQ, family));
   }
+  return isDone && seccomp_load(filter) == 0;
+}
+
+bool keepToCalls(const char* file) {
   scmp_filter_ctx filter = seccomp_init(SCMP_ACT_ERRNO(EPERM));
-  std::ifstream names(argv[1]);
+  std::ifstream names(file);
   int count = 0;
   for (std::string name; std::getline(names, name);) {
     const int call = seccomp_syscall_resolve_name(name.c_str());
@@ -23,7 +45,17 @@ int main(int argc, char** argv) {
     seccomp_rule_add_array(filter, SCMP_ACT_ALLOW, call, 0, nullptr);
     ++count;
   }
-  if (count == 0 || seccomp_load(filter) != 0) {
+  return count > 0 && seccomp_load(filter) == 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc < 3) {
+    std::fputs("usage: behind-call-filter FILE PROGRAM [ARGUMENT...]\n", stderr);
+    return 2;
+  }
+  if (!keepFromArguments() || !keepToCalls(argv[1])) {
     std::perror("behind-call-filter");
     return 2;
   }
