@@ -19,6 +19,8 @@ string(REGEX MATCH "^[^-]+" processor "${compiler}")
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR "${processor}")
 set(CMAKE_CXX_COMPILER "${compiler}-g++")
+# No notes on armhf of how gcc 6 passed some arguments.
+set(CMAKE_CXX_FLAGS_INIT -Wno-psabi)
 
 cmake_path(SET CMAKE_SYSROOT NORMALIZE
   "${CMAKE_CURRENT_LIST_DIR}/../build-sysroot/${MOXSUPPLY_ARCHITECTURE}")
