@@ -9,6 +9,7 @@
 #include <csignal>
 #include <cstddef>
 #include <cstdio>
+#include <ctime>
 #include <limits>
 
 using moxsupply::Status;
@@ -56,7 +57,10 @@ class SigpipeShield {
 // Whether the back channel has bytes, or its end or an error, to report within `seconds`.
 bool isReadableWithin(std::uint32_t seconds) noexcept {
   pollfd backChannel = {.fd = kBackChannel, .events = POLLIN, .revents = 0};
-  const timespec timeout = {.tv_sec = seconds, .tv_nsec = 0};
+  // Where time_t has 32 bits, what it cannot hold is 68 years all the same.
+  constexpr std::uint64_t kLongest = std::numeric_limits<std::time_t>::max();
+  const auto wait = static_cast<std::time_t>(std::min<std::uint64_t>(seconds, kLongest));
+  const timespec timeout = {.tv_sec = wait, .tv_nsec = 0};
   return ppoll(&backChannel, 1, &timeout, nullptr) > 0;
 }
 

@@ -70,7 +70,7 @@ ExporterSettings settingsFrom(const ExporterOptions& options) {
 }
 
 // As many descriptors as the system allows, within reason. Returns how many there are now.
-std::size_t raiseDescriptorLimit() {
+rlim_t raiseDescriptorLimit() {
   constexpr rlim_t kEnough = 16384;
   constexpr rlim_t kUsual = 1024;
   rlimit limit{};
@@ -82,11 +82,12 @@ std::size_t raiseDescriptorLimit() {
 }
 
 // What is left for clients: a query has three descriptors, five while it is started.
-std::size_t connectionsWithin(std::size_t descriptors, std::size_t queries) {
+std::size_t connectionsWithin(rlim_t descriptors, std::size_t queries) {
   constexpr std::size_t kOthers = 32;
   constexpr std::size_t kMost = 4096;
   const std::size_t taken = kOthers + 3 * queries;
-  return std::clamp<std::size_t>(descriptors > taken ? descriptors - taken : 0, 16, kMost);
+  const rlim_t left = descriptors > taken ? descriptors - taken : 0;
+  return static_cast<std::size_t>(std::clamp<rlim_t>(left, 16, kMost));
 }
 
 // The file where readings are remembered. Without one, levels are served all the same.

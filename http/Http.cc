@@ -162,7 +162,7 @@ void HttpHead::awaitForm() {
   } else if (length > kLongestForm) {
     mMistake = kLongForm;
   } else {
-    mParser->formBytes = length;
+    mParser->formBytes = static_cast<std::size_t>(length);
   }
 }
 

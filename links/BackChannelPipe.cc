@@ -53,7 +53,8 @@ bool BackChannelPipe::waitFor(int descriptor, short events,
   timespec timeout{};
   if (time) {
     const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(*time);
-    timeout = {.tv_sec = seconds.count(), .tv_nsec = (*time - seconds).count()};
+    timeout = {.tv_sec = static_cast<std::time_t>(seconds.count()),
+               .tv_nsec = static_cast<long>((*time - seconds).count())};
   }
   ::ppoll(polled.data(), polled.size(), time ? &timeout : nullptr, nullptr);
   return polled[0].revents == 0;

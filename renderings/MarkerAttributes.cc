@@ -148,7 +148,9 @@ constexpr std::array<StatusMessage, 4> kStatusMessages = {{
 constexpr std::string_view kBetween = "; ";
 
 // When the levels were told, as it stands in a message, in every language.
+// Its day is counted without time_t, which may have 32 bits and end with 2038.
 constexpr const char* kReportTime = "(%Y-%m-%d %H:%M UTC)";
+constexpr int kTmYear = 1900;  // from which std::tm counts
 
 // What a message with {} for a supply's name is published as.
 std::string withName(std::string_view text, std::string_view name) {
@@ -281,9 +283,15 @@ SupplyStatus statusToldBy(std::string_view message, std::string_view markerName)
 
 std::string remarkOnLevelsOf(std::optional<std::chrono::sys_seconds> reported) {
   if (!reported) return translated("The levels shown are those of its last report.");
-  const std::time_t seconds = reported->time_since_epoch().count();
+  const auto days = std::chrono::floor<std::chrono::days>(*reported);
+  const std::chrono::year_month_day date(days);
+  const std::chrono::hh_mm_ss clock(*reported - days);
   std::tm time{};
-  ::gmtime_r(&seconds, &time);
+  time.tm_year = static_cast<int>(date.year()) - kTmYear;
+  time.tm_mon = static_cast<int>(static_cast<unsigned>(date.month())) - 1;
+  time.tm_mday = static_cast<int>(static_cast<unsigned>(date.day()));
+  time.tm_hour = static_cast<int>(clock.hours().count());
+  time.tm_min = static_cast<int>(clock.minutes().count());
   std::array<char, 64> text{};
   std::strftime(text.data(), text.size(), kReportTime, &time);
   // Translators: the placeholder is a time, as in "(2026-11-22 13:05 UTC)".
@@ -296,7 +304,10 @@ std::optional<std::chrono::sys_seconds> reportTimeToldBy(const std::string& mess
   const bool isTold =
       at != std::string::npos && ::strptime(message.c_str() + at, kReportTime, &time) != nullptr;
   if (!isTold) return std::nullopt;
-  return std::chrono::sys_seconds(std::chrono::seconds(::timegm(&time)));
+  const std::chrono::sys_days day = std::chrono::year(time.tm_year + kTmYear) /
+                                    std::chrono::month(static_cast<unsigned>(time.tm_mon + 1)) /
+                                    std::chrono::day(static_cast<unsigned>(time.tm_mday));
+  return day + std::chrono::hours(time.tm_hour) + std::chrono::minutes(time.tm_min);
 }
 
 MarkerAttributes markerAttributes(const Supplies& supplies, const Measure& measure) {

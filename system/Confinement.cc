@@ -63,8 +63,11 @@ void allowWhere(const Filter& filter, int call, unsigned argument, std::uint64_t
   ::seccomp_rule_add_array(filter.get(), SCMP_ACT_ALLOW, call, 1, &condition);
 }
 
+void allowWithoutCode(const Filter& filter, int call) { allowWhere(filter, call, 2, PROT_EXEC, 0); }
+
 // (A call that this machine's kind has not is left out.)
 void allowAll(const Filter& filter) {
+  const std::uint32_t machine = ::seccomp_arch_native();
   for (const int call : kCalls) {
     ::seccomp_rule_add_array(filter.get(), SCMP_ACT_ALLOW, call, 0, nullptr);
   }
@@ -74,12 +77,18 @@ void allowAll(const Filter& filter) {
     }
   }
   allowWhere(filter, SCMP_SYS(ioctl), 1, kAllBits, FIONREAD);
-  for (const int call : {SCMP_SYS(mmap), SCMP_SYS(mmap2), SCMP_SYS(mprotect)}) {
-    allowWhere(filter, call, 2, PROT_EXEC, 0);  // no new code
+  for (const int call : {SCMP_SYS(mmap2), SCMP_SYS(mprotect)}) allowWithoutCode(filter, call);
+  // What the mmap of i386 and of s390x is to do stands in memory, where no filter can look. i386
+  // has the other one; s390x cannot do without.
+  if (machine == SCMP_ARCH_S390X) {
+    ::seccomp_rule_add_array(filter.get(), SCMP_ACT_ALLOW, SCMP_SYS(mmap), 0, nullptr);
+  } else if (machine != SCMP_ARCH_X86) {
+    allowWithoutCode(filter, SCMP_SYS(mmap));
   }
-  // A thread, and no process. What clone3 is to make stands in memory, where no filter can look;
-  // the C library takes clone where there is none.
-  allowWhere(filter, SCMP_SYS(clone), 0, CLONE_THREAD, CLONE_THREAD);
+  // A thread, and no process. What clone3 is to make stands in memory, too; the C library takes
+  // clone where there is none. On s390x the stack stands before the flags.
+  const unsigned flags = machine == SCMP_ARCH_S390X ? 1 : 0;
+  allowWhere(filter, SCMP_SYS(clone), flags, CLONE_THREAD, CLONE_THREAD);
   ::seccomp_rule_add_array(filter.get(), SCMP_ACT_ERRNO(ENOSYS), SCMP_SYS(clone3), 0, nullptr);
 }
 

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <utility>
 
 #include "system/FileDescriptor.h"
 
@@ -33,9 +34,9 @@ tl::expected<std::string, int> readFile(int file, std::size_t mostBytes) {
   if (S_ISDIR(status.st_mode)) return tl::unexpected(EISDIR);
   if (!S_ISREG(status.st_mode)) return tl::unexpected(EINVAL);
 
-  const auto expected = static_cast<std::size_t>(std::max<off_t>(status.st_size, 0));
-  if (expected > mostBytes) return tl::unexpected(EFBIG);
+  if (std::cmp_greater(status.st_size, mostBytes)) return tl::unexpected(EFBIG);
 
+  const auto expected = static_cast<std::size_t>(std::max<off_t>(status.st_size, 0));
   std::string content;
   std::size_t size = 0;
   while (size <= mostBytes) {

@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <array>
+#include <map>
 #include <random>
+#include <string>
 
 #include "renderings/MarkerAttributes.h"
 #include "tests/support/MadeSupply.h"
@@ -277,6 +279,15 @@ TEST(RemarkOnLevels, TellsWhenTheyWereReported) {
   const std::string message = "The printer did not answer. " + remark;
   EXPECT_EQ(reportTimeToldBy(message), std::chrono::floor<std::chrono::minutes>(time));
   EXPECT_EQ(queueAfter({markerMessageLine(message)}).message(), message);
+}
+
+TEST(RemarkOnLevels, TellsAnyYear) {
+  for (const auto& [time, text] : std::map<std::int64_t, std::string>{
+           {4'102'488'120, "(2100-01-01 12:02 UTC)"}, {-2'208'988'800, "(1900-01-01 00:00 UTC)"}}) {
+    const std::chrono::sys_seconds reported{std::chrono::seconds(time)};
+    EXPECT_THAT(remarkOnLevelsOf(reported), EndsWith(text + "."));
+    EXPECT_EQ(reportTimeToldBy(text), reported) << text;
+  }
 }
 
 TEST(RemarkOnLevels, TellsNoTimeThatIsNotKnown) {

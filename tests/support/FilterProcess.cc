@@ -14,6 +14,7 @@
 #include <array>
 #include <csignal>
 #include <cstring>
+#include <limits>
 #include <thread>
 
 #include "system/Pipe.h"
@@ -103,7 +104,7 @@ std::string_view textOf(std::span<const std::uint8_t> bytes) {
   return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
 
-constexpr std::size_t kUntilTheEnd = std::size_t{1} << 40;
+constexpr std::size_t kUntilTheEnd = std::numeric_limits<std::size_t>::max();
 
 }  // namespace
 

@@ -12,6 +12,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -111,6 +112,10 @@ TEST_F(ARoomWithoutDoors, BringsInNoNewCode) {
   EXPECT_EQ(inside([&] { return pageWith(PROT_READ | PROT_EXEC) != MAP_FAILED; }), kRefused);
   EXPECT_EQ(inside([&] { return ::mprotect(pageWith(PROT_WRITE), 4096, PROT_EXEC) == 0; }),
             kRefused);
+#if defined(SYS_mmap) && defined(SYS_mmap2)  // the older one's arguments stand in memory
+  std::array<unsigned long, 6> page = {0, 4096, PROT_EXEC, MAP_PRIVATE | MAP_ANONYMOUS, ~0UL, 0};
+  EXPECT_EQ(inside([&] { return ::syscall(SYS_mmap, page.data(), 0, 0) != -1; }), kRefused);
+#endif
 }
 
 // Without it the filter of calls would have to name every one that takes a path.
