@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <sstream>
 
 #include "simulator/ModelFile.h"
@@ -93,6 +94,30 @@ TEST_F(AnExporterOfQueues, ReadsSeveralOverFewConnections) {
   const auto made = connectionsSoFar() - before;
   EXPECT_GE(made, 1) << "the log tells of no connections";
   EXPECT_LE(made, 4);
+}
+
+TEST_F(AnExporterOfQueues, ReadsTheOthersBesideOneThatIsClosedToIt) {
+  report("laser", "laser-colour-full");
+  std::ofstream(server().folder() / "cupsd.conf", std::ios::app)
+      << "<Policy closed>\n<Limit All>\nAuthType Basic\nRequire user nobody\nOrder deny,allow\n"
+         "</Limit>\n</Policy>\n";
+  server().restart();
+  const std::string closed = queue() + "closed";
+  const Ran added = server().run(
+      {"lpadmin", "-p", closed, "-E", "-v", port().uri(), "-o", "printer-op-policy=closed"});
+  ASSERT_EQ(added.exitStatus, 0) << added.errors;
+  const std::vector<std::string> targets = {target() + "none", server().printerUri(closed),
+                                            target()};
+  const ExporterProcess exporter(listOf(targets));
+  std::vector<FileDescriptor> clients;
+  for (const std::string& one : targets) {
+    clients.push_back(
+        connectAndSend(exporter.port(), getting(probeOf(one), "Connection: close\r\n")));
+  }
+  EXPECT_THAT(receiveAnswer(clients[1]).body,
+              HasSubstr("npa_probe_status{status=\"unreachable\"} 1\n"));
+  EXPECT_THAT(receiveAnswer(clients[2]).body, HasSubstr("npa_probe_success 1\n"));
+  exporter.awaitLog(closed + ": no queue \"" + closed + "\": the print server says: ");
 }
 
 TEST_F(AnExporterOfQueues, NamesAPrinterThatStandsInTheListBesideItsQueue) {
