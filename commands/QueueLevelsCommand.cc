@@ -2,15 +2,20 @@
 
 #include <cups/cups.h>
 
+#include <algorithm>
 #include <cstdlib>
+#include <optional>
+#include <sstream>
 #include <string>
 #include <utility>
 
 #include "history/Reading.h"
+#include "links/ConnectedQuery.h"
 #include "queue/PrintServer.h"
 #include "queue/QueueSupplies.h"
 #include "queue/QueueUri.h"
 #include "text/ShownUri.h"
+#include "text/Written.h"
 
 namespace moxsupply {
 
@@ -38,25 +43,40 @@ Reading readingOf(const PrintQueue& queue, std::chrono::sys_seconds time, const 
   return reading;
 }
 
+// What is read of a queue.
+Written levelsOf(PrintServer& server, const QueueUri& place, const std::string& uri) {
+  auto queue = server.queue(place.queue);
+  if (!queue) return {kExitFailed, {}, complaint(kCommand, queue.error())};
+  const auto time = reportTimeOf(*queue);
+  return {0, (time ? asJson(readingOf(*queue, *time, uri)) : "") + '\n' +
+                 shownUri(queue->deviceUri) + '\n'};
+}
+
 int runQueueLevels() {
   const char* variable = std::getenv("DEVICE_URI");
-  const std::string uri = variable == nullptr ? "" : variable;
-  const auto place = parseQueueUri(uri);
-  if (!place) {
-    return complain(kCommand, misuse("DEVICE_URI: expected ipp://HOST/printers/NAME").value());
+  std::istringstream uris(variable == nullptr ? "" : variable);
+  std::optional<PrintServer> server;
+  std::string connectedTo;
+  for (std::string uri; uris >> uri;) {
+    const auto place = parseQueueUri(uri);
+    if (!place || (server && place->server != connectedTo)) {
+      return complain(kCommand,
+                      misuse("DEVICE_URI: expected ipp://HOST/printers/NAME of one HOST").value());
+    }
+    if (!server) {
+      connectedTo = place->server;
+      cupsSetServer(connectedTo.c_str());
+      cupsSetPasswordCB2(noPassword, nullptr);
+      auto connected = PrintServer::connect();
+      if (!connected) return complain(kCommand, connected.error());
+      server = *std::move(connected);
+    }
+    Written levels = levelsOf(*server, *place, uri);
+    // Of a queue that tells more the others are heard all the same.
+    levels.output.resize(std::min(levels.output.size(), kMostBytesOfQuery + 1));
+    if (const int error = print(kCommand, packedOfSeveral(levels)); error != 0) return error;
   }
-  cupsSetServer(place->server.c_str());
-  cupsSetPasswordCB2(noPassword, nullptr);
-  auto server = PrintServer::connect();
-  if (!server) return complain(kCommand, server.error());
-  auto queue = server->queue(place->queue);
-  if (!queue) {
-    queue.error().isMisuse = false;  // of the list, and not of this command
-    return complain(kCommand, queue.error());
-  }
-  const auto time = reportTimeOf(*queue);
-  return print(kCommand, (time ? asJson(readingOf(*queue, *time, uri)) : "") + '\n' +
-                             shownUri(queue->deviceUri) + '\n');
+  return 0;
 }
 
 }  // namespace
@@ -65,7 +85,7 @@ Command queueLevelsCommand() {
   return {
       .name = kCommand,
       .usage = "moxsupply queue-levels",
-      .about = "Read what a print server knows of a queue's supplies.",
+      .about = "Read what a print server knows of the supplies of queues.",
       .run = runQueueLevels,
   };
 }

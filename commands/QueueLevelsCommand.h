@@ -4,10 +4,12 @@
 
 namespace moxsupply {
 
-// What the exporter starts to read a print queue: a command of moxsupply-monitoring that people do
-// not see. The queue's ipp:// URI is that of environment variable DEVICE_URI. It asks the print
-// server, and no printer. It writes two lines: the reading, empty when the print server knows no
-// supplies; and the device URI of the queue.
+// What the exporter starts to read queues of one print server, over one connection: a command of
+// moxsupply-monitoring that people do not see. The queues' ipp:// URIs are in environment variable
+// DEVICE_URI, with blanks between them. It asks the print server, and no printer. For each, in that
+// order, it writes what came out as packedOfSeveral, as soon as that is known. Of a success there
+// are two lines: the reading, empty when the print server knows no supplies; and the device URI of
+// the queue.
 [[nodiscard]] Command queueLevelsCommand();
 
 // How it is started. `program`: moxsupply-monitoring.

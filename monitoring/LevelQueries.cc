@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <boost/asio/awaitable.hpp>
 #include <boost/asio/buffer.hpp>
@@ -21,14 +22,17 @@
 #include <cstring>
 #include <utility>
 
+#include "links/ConnectedQuery.h"
 #include "links/DeviceUri.h"
 #include "monitoring/Query.h"
 #include "monitoring/QueryEnvironment.h"
 #include "monitoring/QueryServer.h"
 #include "monitoring/ServedQuery.h"
+#include "queue/QueueUri.h"
 #include "system/FileDescriptor.h"
 #include "system/Pipe.h"
 #include "system/Process.h"
+#include "text/Written.h"
 
 namespace moxsupply {
 
@@ -43,9 +47,8 @@ using namespace asio::experimental::awaitable_operators;
 
 using Clock = std::chrono::steady_clock;
 
-// What a process writes at most: its line of JSON, with every supply and the longest names, has
-// well below 100,000 bytes.
-constexpr std::size_t kMostBytes = std::size_t{1} << 20U;
+// What is said of one queue that cannot be read.
+constexpr std::size_t kMostBytesOfErrors = std::size_t{64} << 10U;
 
 // What a process gets beyond its deadline to end by itself.
 constexpr std::chrono::seconds kGrace(1);
@@ -56,12 +59,13 @@ constexpr std::chrono::seconds kGrace(1);
 // read, or when its time is up.
 class LevelQueries::StartedQuery : public Query {
  public:
-  // `patience`: for all of it.
-  StartedQuery(asio::io_context& context, std::vector<std::string> command, std::string uri,
-               Clock::duration patience)
+  // `uris`: with blanks between them. `patience`, `mostBytes`: for all of it.
+  StartedQuery(asio::io_context& context, std::vector<std::string> command, std::string uris,
+               Clock::duration patience, std::size_t mostBytes = kMostBytesOfQuery)
       : mCommand(std::move(command)),
-        mUri(std::move(uri)),
+        mUris(std::move(uris)),
         mPatience(patience),
+        mMostBytes(mostBytes),
         mTime(context),
         mOutput(context),
         mErrors(context),
@@ -104,7 +108,7 @@ class LevelQueries::StartedQuery : public Query {
     auto process = Process::start(
         {.program = mCommand.front(),
          .arguments = mCommand,
-         .environment = queryEnvironment({"DEVICE_URI=" + mUri}),
+         .environment = queryEnvironment({"DEVICE_URI=" + mUris}),
          .descriptors = {nothing.get(), output.writeEnd.get(), errors.writeEnd.get()},
          .inOwnGroup = true});  // with the CUPS backend that it may start
     if (!process) return process.error();
@@ -121,7 +125,7 @@ class LevelQueries::StartedQuery : public Query {
       const std::size_t count = co_await stream.async_read_some(
           asio::buffer(buffer), asio::redirect_error(use_awaitable, error));
       text.append(buffer.data(), count);
-      if (text.size() > kMostBytes) {
+      if (text.size() > mMostBytes) {
         mEnding.isCut = true;
         mTime.cancel();
         co_return;
@@ -147,8 +151,9 @@ class LevelQueries::StartedQuery : public Query {
   }
 
   std::vector<std::string> mCommand;
-  std::string mUri;
+  std::string mUris;
   Clock::duration mPatience;
+  std::size_t mMostBytes;
   asio::steady_timer mTime;  // cancelled, it is over at once
   stream_descriptor mOutput;
   stream_descriptor mErrors;
@@ -167,6 +172,9 @@ LevelQueries::LevelQueries(asio::io_context& context, Commands commands, OnEnd o
 LevelQueries::~LevelQueries() {
   try {
     for (const auto& [id, query] : mRunning) query->stop();
+    for (const auto& [name, server] : mPrintServers) {
+      if (server.query) server.query->stop();
+    }
   } catch (...) {
     // What could not be stopped ends with this process, as its child.
   }
@@ -184,30 +192,120 @@ std::shared_ptr<Query> LevelQueries::queryFor(const Prober::Assignment& assignme
 }
 
 void LevelQueries::begin(const Prober::Assignment& assignment) {
-  const auto id = assignment.id;
+  if (const auto queue = parseQueueUri(assignment.uri); queue && assignment.isQueue) {
+    mPrintServers[queue->server].waiting.push_back(assignment);
+    return readQueuesSoon(queue->server);
+  }
   const auto query = queryFor(assignment);
-  mRunning[id] = query;
+  mRunning[assignment.id] = query;
+  run(query, [this, id = assignment.id, deadline = assignment.deadline](const auto& ending) {
+    mRunning.erase(id);
+    mOnEnd(id, queryResultOf(ending, deadline));
+  });
+}
+
+// Begins it. Its end is told later, and not when it is stopped.
+void LevelQueries::run(const std::shared_ptr<Query>& query,
+                       std::function<void(const LevelsEnding&)> onEnd) {
   const auto ask = [](std::shared_ptr<Query> one) -> awaitable<LevelsEnding> {
     co_await asio::post(co_await asio::this_coro::executor, use_awaitable);
     co_return co_await one->run();
   };
-  asio::co_spawn(
-      mContext, ask(query),
-      [this, id, query, deadline = assignment.deadline, isQueue = assignment.isQueue](
-          const std::exception_ptr& failed, LevelsEnding ending) {
-        if (query->isStopped) return;
-        mRunning.erase(id);
-        if (failed) ending = {};
-        mOnEnd(id, isQueue ? queueResultOf(ending, deadline, std::chrono::system_clock::now())
-                           : queryResultOf(ending, deadline));
-      });
+  asio::co_spawn(mContext, ask(query),
+                 [query, onEnd = std::move(onEnd)](const std::exception_ptr& failed,
+                                                   const LevelsEnding& ending) {
+                   if (!query->isStopped) onEnd(failed ? LevelsEnding{} : ending);
+                 });
+}
+
+// Once all that begin at this moment are known.
+void LevelQueries::readQueuesSoon(const std::string& server) {
+  asio::post(mContext, [this, server, isThere = std::weak_ptr(mIsThere)] {
+    if (!isThere.expired()) readQueues(server);
+  });
+}
+
+// Reads those that wait for this print server, unless it is being read.
+void LevelQueries::readQueues(const std::string& server) {
+  const auto found = mPrintServers.find(server);
+  if (found == mPrintServers.end() || found->second.query) return;
+  Server& one = found->second;
+  if (one.waiting.empty()) {
+    mPrintServers.erase(found);
+    return;
+  }
+  const Prober::Assignment first = one.waiting.front();
+  std::string uris;
+  one.asked.clear();
+  std::erase_if(one.waiting, [&](const Prober::Assignment& queue) {
+    if (queue.deadline != first.deadline || one.asked.size() == kMostQueuesAtOnce) return false;
+    uris += (uris.empty() ? "" : " ") + queue.uri;
+    one.asked.emplace_back(queue);
+    return true;
+  });
+  const std::size_t mostBytes = one.asked.size() * (kMostBytesOfQuery + kMostBytesOfErrors);
+  one.query = std::make_shared<StartedQuery>(mContext, mCommands.commandFor(first), std::move(uris),
+                                             first.deadline + kGrace, mostBytes);
+  run(one.query, [this, server](const LevelsEnding& ending) { takeQueues(server, ending); });
+}
+
+// Tells what came of each. Those without an answer share the end of the process, unless they were
+// not to blame.
+void LevelQueries::takeQueues(const std::string& server, const LevelsEnding& ending) {
+  auto& [waiting, asked, query] = mPrintServers.at(server);
+  const bool hasDied = !ending.exitStatus && !ending.wasStopped && !ending.isCut;
+  std::string_view rest = ending.output;
+  bool isOver = false;
+  // Who hears of one may stop others.
+  for (auto& place : asked) {
+    auto answer = takePacked(rest);
+    LevelsEnding own = ending;
+    own.output.clear();
+    if (answer) {
+      own = {.exitStatus = answer->exitStatus,
+             .isCut = answer->output.size() > kMostBytesOfQuery,
+             .output = std::move(answer->output),
+             .errors = std::move(answer->errors)};
+    }
+    const auto one = std::exchange(place, std::nullopt);
+    if (!answer && hasDied && std::exchange(isOver, true)) {
+      if (one) waiting.push_back(*one);  // it died of the one before
+    } else if (one) {
+      mOnEnd(one->id, queueResultOf(own, one->deadline, std::chrono::system_clock::now()));
+    }
+  }
+  asked.clear();
+  query.reset();
+  readQueues(server);
 }
 
 void LevelQueries::stop(Prober::Id id) {
+  if (stopQueue(id)) return;
   const auto found = mRunning.find(id);
   if (found == mRunning.end()) return;
   found->second->stop();
   mRunning.erase(found);
+}
+
+// Returns whether it was one. A process that reads others as well goes on.
+bool LevelQueries::stopQueue(Prober::Id id) {
+  for (auto& [name, server] : mPrintServers) {
+    if (std::erase_if(server.waiting, [id](const auto& one) { return one.id == id; }) > 0)
+      return true;
+    const auto asked =
+        std::ranges::find_if(server.asked, [id](const auto& one) { return one && one->id == id; });
+    if (asked == server.asked.end()) continue;
+    asked->reset();
+    const bool isForNobody =
+        std::ranges::none_of(server.asked, [](const auto& one) { return one.has_value(); });
+    if (isForNobody && server.query) {
+      server.query->stop();
+      server.query.reset();
+      readQueuesSoon(name);
+    }
+    return true;
+  }
+  return false;
 }
 
 }  // namespace moxsupply

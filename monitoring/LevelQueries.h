@@ -1,9 +1,11 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -27,7 +29,7 @@ class LevelQueries {
 
   struct Commands {
     // The command that asks one printer and writes its report as JSON, by the deadline, or that
-    // reads a print queue (QueueLevelsCommand). It has the URI in its environment, as DEVICE_URI:
+    // reads print queues (QueueLevelsCommand). It has the URIs in its environment, as DEVICE_URI:
     // others see arguments, and passwords in them.
     std::function<std::vector<std::string>(const Prober::Assignment&)> commandFor;
 
@@ -35,6 +37,9 @@ class LevelQueries {
     // starts a program for them, too.
     std::vector<std::string> server = {};
   };
+
+  // Of one print server, in one process and over one connection.
+  static constexpr std::size_t kMostQueuesAtOnce = 64;
 
   // A program that has not ended a second after its deadline is killed, and what was forked at its
   // deadline.
@@ -49,6 +54,8 @@ class LevelQueries {
   LevelQueries& operator=(LevelQueries&&) = delete;
 
   // Its end is told later, also when the process cannot be started.
+  // Of the queues of one print server so many are read together; those that come while it is read
+  // wait for the next turn, which is when their deadline begins.
   void begin(const Prober::Assignment& assignment);
 
   // Kills it. Its end is not told.
@@ -57,13 +64,27 @@ class LevelQueries {
  private:
   class StartedQuery;  // a program, from its start to its end
 
+  // The queues of a print server that are to be read.
+  struct Server {
+    std::vector<Prober::Assignment> waiting = {};
+    std::vector<std::optional<Prober::Assignment>> asked = {};  // none: it was stopped
+    std::shared_ptr<Query> query = {};
+  };
+
   [[nodiscard]] std::shared_ptr<Query> queryFor(const Prober::Assignment& assignment);
+  void run(const std::shared_ptr<Query>& query, std::function<void(const LevelsEnding&)> onEnd);
+  void readQueuesSoon(const std::string& server);
+  void readQueues(const std::string& server);
+  void takeQueues(const std::string& server, const LevelsEnding& ending);
+  bool stopQueue(Prober::Id id);
 
   boost::asio::io_context& mContext;
   Commands mCommands;
   OnEnd mOnEnd;
   std::unique_ptr<QueryServer> mServer;
   std::map<Prober::Id, std::shared_ptr<Query>> mRunning;
+  std::map<std::string, Server> mPrintServers;  // by HOST:PORT
+  std::shared_ptr<void> mIsThere = std::make_shared<char>();
 };
 
 }  // namespace moxsupply

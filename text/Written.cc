@@ -13,4 +13,15 @@ std::optional<Written> unpacked(std::string_view text) {
                  std::string(text.substr(end + 1))};
 }
 
+std::string packedOfSeveral(const Written& written) { return packed(written) + '\0'; }
+
+std::optional<Written> takePacked(std::string_view& text) {
+  std::size_t end = text.find('\0');
+  if (end != std::string_view::npos) end = text.find('\0', end + 1);
+  if (end == std::string_view::npos) return std::nullopt;
+  const std::string_view first = text.substr(0, end);
+  text.remove_prefix(end + 1);
+  return unpacked(first);
+}
+
 }  // namespace moxsupply

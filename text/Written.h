@@ -18,4 +18,9 @@ struct Written {
 [[nodiscard]] std::string packed(const Written& written);
 [[nodiscard]] std::optional<Written> unpacked(std::string_view text);
 
+// The same of several, one behind the other, of texts without a byte 0. `takePacked` takes the
+// first off `text`, where it is whole.
+[[nodiscard]] std::string packedOfSeveral(const Written& written);
+[[nodiscard]] std::optional<Written> takePacked(std::string_view& text);
+
 }  // namespace moxsupply

@@ -3,10 +3,12 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <boost/asio/io_context.hpp>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <optional>
 
 #include "monitoring/LevelQueries.h"
@@ -129,6 +131,131 @@ TEST_F(LevelQueriesTest, EndWithTheirOwner) {
     context.run_for(std::chrono::milliseconds(300));
   }
   EXPECT_NE(::kill(std::stoi(content("said")), 0), 0);
+}
+
+// ---- Print queues, of which one process reads those of a server.
+
+class QueuesOfAServer : public LevelQueriesTest {
+ protected:
+  // A program that notes what it is asked and answers for each queue: "gone" is not there, of "bad"
+  // it dies, "hung" has it wait for ever, and of any other nothing is known. `first`: what it does
+  // before.
+  std::string reader(const std::string& first = ":") {
+    return program(first + "; echo \"$DEVICE_URI\" >>" + (folder.path() / "said").string() + R"(
+      for uri in $DEVICE_URI; do
+        case $uri in
+          */gone) printf '1\000moxsupply queue-levels: not there\n\000' ;;
+          */bad) kill -9 $$ ;;
+          */hung) exec sleep 60 ;;
+          *) printf '0\nsocket://192.0.2.7\n\000\000' ;;
+        esac
+      done)");
+  }
+
+  static Prober::Assignment queue(Prober::Id id, const std::string& uri) {
+    return {id, "ipp://" + uri, {}, seconds(1), true};
+  }
+
+  LevelQueries::OnEnd onEnd() {
+    return [this](Prober::Id id, const QueryResult& result) {
+      EXPECT_TRUE(results.emplace(id, result).second) << id << " was told twice";
+    };
+  }
+
+  std::map<Prober::Id, QueryResult> results;
+  boost::asio::io_context context;
+};
+
+TEST_F(QueuesOfAServer, AreReadTogether) {
+  LevelQueries queries(context, commandOf(reader()), onEnd());
+  queries.begin(queue(1, "Server/printers/a"));
+  queries.begin(queue(2, "server/printers/gone"));
+  queries.begin(queue(3, "server:631/printers/c"));
+  context.run_for(seconds(10));
+  EXPECT_EQ(content("said"),
+            "ipp://Server/printers/a ipp://server/printers/gone ipp://server:631/printers/c\n");
+  queries.begin(queue(4, "server/printers/a"));
+  queries.begin(queue(5, "other/printers/a"));
+  context.restart();
+  context.run_for(seconds(10));
+  ASSERT_EQ(results.size(), 5U);
+  for (const Prober::Id id : {1U, 3U, 4U, 5U}) {
+    EXPECT_EQ(results[id].outcome, Outcome::kNothingReceived) << results[id].what;
+  }
+  EXPECT_EQ(results[2].outcome, Outcome::kUnreachable);
+  EXPECT_EQ(results[2].what, "not there");
+  const std::string said = content("said");
+  EXPECT_EQ(std::ranges::count(said, '\n'), 3) << said;
+}
+
+TEST_F(QueuesOfAServer, WaitWhileOthersAreRead) {
+  LevelQueries queries(context, commandOf(reader("sleep 0.5")), onEnd());
+  queries.begin(queue(1, "server/printers/a"));
+  context.run_for(std::chrono::milliseconds(100));
+  queries.begin(queue(2, "server/printers/b"));
+  context.run_for(std::chrono::milliseconds(50));
+  queries.begin(queue(3, "server/printers/c"));
+  context.run_for(seconds(10));
+  EXPECT_EQ(results.size(), 3U);
+  EXPECT_EQ(content("said"),
+            "ipp://server/printers/a\nipp://server/printers/b ipp://server/printers/c\n");
+}
+
+TEST_F(QueuesOfAServer, AreNotLostWithOne) {
+  LevelQueries queries(context, commandOf(reader()), onEnd());
+  queries.begin(queue(1, "server/printers/a"));
+  queries.begin(queue(2, "server/printers/bad"));
+  queries.begin(queue(3, "server/printers/c"));
+  context.run_for(seconds(10));
+  ASSERT_EQ(results.size(), 3U);
+  EXPECT_EQ(results[1].outcome, Outcome::kNothingReceived);
+  EXPECT_EQ(results[2].outcome, Outcome::kInternal);
+  EXPECT_EQ(results[3].outcome, Outcome::kNothingReceived);
+}
+
+TEST_F(QueuesOfAServer, HaveOneDeadline) {
+  LevelQueries queries(context, commandOf(reader()), onEnd());
+  queries.begin(queue(1, "server/printers/a"));
+  queries.begin(queue(2, "server/printers/hung"));
+  queries.begin(queue(3, "server/printers/c"));
+  context.run_for(seconds(10));
+  ASSERT_EQ(results.size(), 3U);
+  EXPECT_EQ(results[1].outcome, Outcome::kNothingReceived);
+  EXPECT_EQ(results[2].outcome, Outcome::kDeadline);
+  EXPECT_EQ(results[3].outcome, Outcome::kDeadline);
+}
+
+TEST_F(QueuesOfAServer, AreStoppedOneByOne) {
+  LevelQueries queries(context, commandOf(reader("sleep 0.5")), onEnd());
+  for (const Prober::Id id : {1U, 2U}) queries.begin(queue(id, "server/printers/a"));
+  context.run_for(std::chrono::milliseconds(100));
+  for (const Prober::Id id : {3U, 4U}) queries.begin(queue(id, "server/printers/b"));
+  queries.stop(1);
+  queries.stop(3);
+  context.run_for(seconds(10));
+  EXPECT_EQ(results.size(), 2U);
+  EXPECT_TRUE(results.contains(2) && results.contains(4));
+
+  // Where nobody is left, those that wait are next.
+  queries.begin(queue(5, "server/printers/hung"));
+  context.restart();
+  context.run_for(std::chrono::milliseconds(100));
+  queries.begin(queue(6, "server/printers/c"));
+  queries.stop(5);
+  context.run_for(std::chrono::milliseconds(1500));
+  EXPECT_EQ(results.size(), 3U);
+  EXPECT_TRUE(results.contains(6));
+}
+
+TEST_F(QueuesOfAServer, AreNotReadWithoutEnd) {
+  LevelQueries queries(context, commandOf(reader()), onEnd());
+  for (Prober::Id id = 1; id <= LevelQueries::kMostQueuesAtOnce + 1; ++id) {
+    queries.begin(queue(id, "server/printers/a"));
+  }
+  context.run_for(seconds(10));
+  EXPECT_EQ(results.size(), LevelQueries::kMostQueuesAtOnce + 1);
+  const std::string said = content("said");
+  EXPECT_EQ(std::ranges::count(said, '\n'), 2);
 }
 
 }  // namespace

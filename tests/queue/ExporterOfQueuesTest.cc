@@ -2,6 +2,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <sstream>
+
 #include "simulator/ModelFile.h"
 #include "tests/monitoring/ExporterProcess.h"
 #include "tests/monitoring/HttpRequest.h"
@@ -60,6 +63,61 @@ TEST_F(AnExporterOfQueues, SaysWhenAQueueHasNoLevelsAndWhenThereIsNone) {
               HasSubstr("npa_probe_status{status=\"unreachable\"} 1\n"));
   exporter.awaitLog(target() + ": has told its print server no supplies; it is asked less");
   exporter.awaitLog(target() + "x: no queue \"" + queue() + "x\"");
+}
+
+TEST_F(AnExporterOfQueues, ReadsSeveralOverFewConnections) {
+  report("laser", "laser-colour-full");
+  constexpr int kMany = 12;
+  std::vector<std::string> targets;
+  for (int i = 0; i < kMany; ++i) targets.push_back(target() + "none" + std::to_string(i));
+  targets.push_back(target());
+  const auto connectionsSoFar = [] {
+    std::istringstream log(server().log());
+    int count = 0;
+    for (std::string line; std::getline(log, line);) count += line.ends_with("(IPv4)") ? 1 : 0;
+    return count;
+  };
+  const auto before = connectionsSoFar();
+  const ExporterProcess exporter(listOf(targets));
+  std::vector<FileDescriptor> clients;
+  for (const std::string& one : targets) {
+    clients.push_back(
+        connectAndSend(exporter.port(), getting(probeOf(one), "Connection: close\r\n")));
+  }
+  for (int i = 0; i < kMany; ++i) {
+    EXPECT_THAT(receiveAnswer(clients[static_cast<std::size_t>(i)]).body,
+                HasSubstr("npa_probe_status{status=\"unreachable\"} 1\n"));
+  }
+  EXPECT_THAT(receiveAnswer(clients.back()).body,
+              AllOf(HasSubstr("npa_probe_success 1\n"),
+                    HasSubstr("npa_supply_level_ratio{supply=\"1\"} 0.62\n")));
+  const auto made = connectionsSoFar() - before;
+  EXPECT_GE(made, 1) << "the log tells of no connections";
+  EXPECT_LE(made, 4);
+}
+
+TEST_F(AnExporterOfQueues, ReadsTheOthersBesideOneThatIsClosedToIt) {
+  report("laser", "laser-colour-full");
+  std::ofstream(server().folder() / "cupsd.conf", std::ios::app)
+      << "<Policy closed>\n<Limit All>\nAuthType Basic\nRequire user nobody\nOrder deny,allow\n"
+         "</Limit>\n</Policy>\n";
+  server().restart();
+  const std::string closed = queue() + "closed";
+  const Ran added = server().run(
+      {"lpadmin", "-p", closed, "-E", "-v", port().uri(), "-o", "printer-op-policy=closed"});
+  ASSERT_EQ(added.exitStatus, 0) << added.errors;
+  const std::vector<std::string> targets = {target() + "none", server().printerUri(closed),
+                                            target()};
+  const ExporterProcess exporter(listOf(targets));
+  std::vector<FileDescriptor> clients;
+  for (const std::string& one : targets) {
+    clients.push_back(
+        connectAndSend(exporter.port(), getting(probeOf(one), "Connection: close\r\n")));
+  }
+  EXPECT_THAT(receiveAnswer(clients[1]).body,
+              HasSubstr("npa_probe_status{status=\"unreachable\"} 1\n"));
+  EXPECT_THAT(receiveAnswer(clients[2]).body, HasSubstr("npa_probe_success 1\n"));
+  exporter.awaitLog(closed + ": no queue \"" + closed + "\": the print server says: ");
 }
 
 TEST_F(AnExporterOfQueues, NamesAPrinterThatStandsInTheListBesideItsQueue) {
