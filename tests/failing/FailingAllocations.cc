@@ -1,17 +1,18 @@
-// To be loaded before the C library (LD_PRELOAD): counts the allocations of a run, all its
-// processes together, and lets one fail.
+// To be loaded before the C library (LD_PRELOAD): says when main begins; then it counts the
+// allocations of a run, all its processes together, and lets one fail.
 #include <dlfcn.h>
+#include <execinfo.h>
 #include <fcntl.h>
 #include <sys/mman.h>
-#include <ucontext.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
+#include <array>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstddef>
 #include <cstdlib>
-#include <cstring>
 
 #include "tests/failing/FailurePoint.h"
 
@@ -32,40 +33,40 @@ FailurePoint* mapped() noexcept {
   const char* path = std::getenv(moxsupply::testing::kFailurePointVariable);
   const int file = path == nullptr ? -1 : ::open(path, O_RDWR | O_CLOEXEC);
   if (file < 0) return nullptr;
-  void* memory =
-      ::mmap(nullptr, sizeof(FailurePoint), PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
+  void* memory = ::mmap(nullptr, sizeof(FailurePoint), PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
   ::close(file);
   return memory == MAP_FAILED ? nullptr : static_cast<FailurePoint*>(memory);
 }
 
 FailurePoint* thePoint = nullptr;
 
-// The file of the code at an address.
-const char* fileWith(const void* address) noexcept {
-  Dl_info found{};
-  return ::dladdr(address, &found) == 0 || found.dli_fname == nullptr ? "?" : found.dli_fname;
+// A library that dies without memory is no mistake of ours: shows whose code it was.
+void tellWhereItDied(int /*signal*/) noexcept {
+  constexpr int kMost = 16;
+  std::array<void*, kMost> places{};
+  const int count = ::backtrace(places.data(), kMost);
+  ::backtrace_symbols_fd(places.data(), count, STDERR_FILENO);
 }
 
-// A library that dies without memory is no mistake of ours: says whose code it was. The C library's
-// functions for strings are told apart from who gave them a null pointer: he is on top of the stack.
-void tellWhereItDied(int /*signal*/, siginfo_t* /*info*/, void* context) noexcept {
-  const auto* registers = &static_cast<const ucontext_t*>(context)->uc_mcontext.gregs[0];
-  const char* file = fileWith(reinterpret_cast<const void*>(registers[REG_RIP]));
-  if (std::strstr(file, "/libc.so") != nullptr) {
-    file = fileWith(*reinterpret_cast<void* const*>(registers[REG_RSP]));
-  }
-  for (const char* text : {"with-failure: died in ", file, "\n"}) {
-    static_cast<void>(::write(STDERR_FILENO, text, std::strlen(text)) > 0);
-  }
-}
-
-// Allocations begin before constructors do.
-__attribute__((constructor)) void begin() noexcept {
+// From here on: without memory for the static objects of a library, nobody gets as far as main.
+void begin() noexcept {
+  void* place = nullptr;
+  ::backtrace(&place, 1);  // loads what it needs
   thePoint = mapped();
   struct sigaction action {};
-  action.sa_sigaction = &tellWhereItDied;
-  action.sa_flags = SA_SIGINFO | static_cast<int>(SA_RESETHAND);
+  action.sa_handler = &tellWhereItDied;
+  action.sa_flags = static_cast<int>(SA_RESETHAND);
   ::sigaction(SIGSEGV, &action, nullptr);
+  ::sigaction(SIGABRT, &action, nullptr);
+}
+
+using Main = int(int, char**, char**);
+Main* theMain = nullptr;
+
+int beginThenMain(int count, char** arguments, char** environment) {
+  ::syscall(SYS_prctl, moxsupply::testing::kMainBegins, 0, 0, 0, 0);
+  begin();
+  return theMain(count, arguments, environment);
 }
 
 }  // namespace
@@ -84,6 +85,17 @@ bool fails() noexcept {
 }  // namespace
 
 extern "C" {
+
+// The C library's, with a main around main.
+__attribute__((visibility("default"))) int
+__libc_start_main(  // NOLINT(*-reserved-identifier,cert-*)
+    Main* main, int count, char** arguments, void (*init)(), void (*fini)(), void (*loaderFini)(),
+    void* stackEnd) {
+  using Start = int(Main*, int, char**, void (*)(), void (*)(), void (*)(), void*);
+  theMain = main;
+  auto* start = reinterpret_cast<Start*>(::dlsym(RTLD_NEXT, "__libc_start_main"));
+  return start(&beginThenMain, count, arguments, init, fini, loaderFini, stackEnd);
+}
 
 __attribute__((visibility("default"))) void* malloc(std::size_t size) noexcept {
   return fails() ? nullptr : __libc_malloc(size);

@@ -18,4 +18,8 @@ struct FailurePoint {
 // The environment variable with the path of the file that holds it.
 constexpr const char* kFailurePointVariable = "MOXSUPPLY_FAILURE_POINT";
 
+// What a program says to who watches its system calls when its main begins: an operation of prctl
+// that there is not.
+constexpr int kMainBegins = 0x4d41494e;
+
 }  // namespace moxsupply::testing

@@ -89,7 +89,6 @@ struct Outcome {
 };
 
 Outcome runWithAllocation(FailurePoint& point, int file, char** command) {
-  ::setenv("LD_PRELOAD", FAILING_ALLOCATIONS, 1);
   ::setenv(kFailurePointVariable, fmt::format("/proc/{}/fd/{}", ::getpid(), file).c_str(), 1);
   const pid_t process = ::fork();
   if (process < 0) giveUp("fork");
@@ -113,6 +112,7 @@ struct Listener {
 // The kernel has the other process decide about each of these calls.
 void askAbout(std::span<const FailingCall> calls, Listener& listener) {
   scmp_filter_ctx filter = seccomp_init(SCMP_ACT_ALLOW);
+  seccomp_rule_add_array(filter, SCMP_ACT_NOTIFY, SCMP_SYS(prctl), 0, nullptr);
   for (const FailingCall& call : calls) {
     seccomp_rule_add_array(filter, SCMP_ACT_NOTIFY, call.number, 0, nullptr);
   }
@@ -139,11 +139,11 @@ std::string nameOf(int call) {
   return name;
 }
 
-// Answers the kernel until no process is left. The first call is how the program comes to be.
-std::string decide(int listener, FailurePoint& point, std::span<const FailingCall> calls,
-                   bool countsBeginning) {
+// Answers the kernel until no process is left. What is called before the program's main is the
+// loader's.
+std::string decide(int listener, FailurePoint& point, std::span<const FailingCall> calls) {
   std::string failed;
-  bool hasBegun = countsBeginning;
+  bool hasBegun = false;
   for (pollfd question = {.fd = listener, .events = POLLIN, .revents = 0};;) {
     if (::poll(&question, 1, -1) < 0) continue;
     if ((question.revents & POLLIN) == 0) break;
@@ -151,13 +151,14 @@ std::string decide(int listener, FailurePoint& point, std::span<const FailingCal
     if (::ioctl(listener, SECCOMP_IOCTL_NOTIF_RECV, &asked) != 0) continue;  // who asked is gone
     seccomp_notif_resp answer{
         .id = asked.id, .val = 0, .error = 0, .flags = SECCOMP_USER_NOTIF_FLAG_CONTINUE};
-    if (hasBegun && point.isReached()) {
+    const auto call = std::ranges::find(calls, asked.data.nr, &FailingCall::number);
+    if (asked.data.nr == SCMP_SYS(prctl) && asked.data.args[0] == kMainBegins) {
+      hasBegun = true;
+    } else if (hasBegun && call != calls.end() && point.isReached()) {
       failed = nameOf(asked.data.nr);
-      const auto row = std::ranges::find(calls, asked.data.nr, &FailingCall::number);
       answer.flags = 0;
-      answer.error = -row->error;
+      answer.error = -call->error;
     }
-    hasBegun = true;
     ::ioctl(listener, SECCOMP_IOCTL_NOTIF_SEND, &answer);
   }
   return failed;
@@ -176,10 +177,8 @@ Outcome runWithCall(FailurePoint& point, std::span<const FailingCall> calls, cha
   letGoOfProgramsDescriptors();
   const int listener = takenFrom(process, handed);
   if (listener < 0) giveUp("pidfd_getfd");
-  const bool hasExec = std::ranges::find(calls, SCMP_SYS(execve), &FailingCall::number) !=
-                       calls.end();
   Outcome outcome;
-  outcome.failed = decide(listener, point, calls, !hasExec);
+  outcome.failed = decide(listener, point, calls);
   outcome.status = shellStatusOf(process);
   return outcome;
 }
@@ -190,11 +189,11 @@ int run(std::string_view what, const char* number, const char* file, char** comm
   auto& point = *new (sharedMemory(sizeof(FailurePoint), shared)) FailurePoint;
   point.failing = std::strtoull(number, nullptr, 10);
 
+  ::setenv("LD_PRELOAD", FAILING_ALLOCATIONS, 1);
   const Outcome outcome =
-      what == "allocation" ? runWithAllocation(point, shared, command)
-                           : runWithCall(point, what == "refusal" ? refusedCalls()
-                                                                  : interruptedCalls(),
-                                         command);
+      what == "allocation"
+          ? runWithAllocation(point, shared, command)
+          : runWithCall(point, what == "refusal" ? refusedCalls() : interruptedCalls(), command);
   std::ofstream(file) << point.counted << ' ' << outcome.failed << '\n';
   return outcome.status;
 }
