@@ -129,6 +129,15 @@ void drainBackChannel() {
 // afterwards: the print server keeps how far a job has come, and not why it was cancelled.
 void endReport() { sendToScheduler("ATTR: job-media-progress=100\n"); }
 
+// What is said elsewhere behind a program's name.
+std::string asSentence(std::string text) {
+  constexpr char kSmallToCapital = 'a' - 'A';
+  if (!text.empty() && text.front() >= 'a' && text.front() <= 'z') {
+    text.front() = static_cast<char>(text.front() - kSmallToCapital);
+  }
+  return text + '.';
+}
+
 // The levels stay as they were last reported: old ones are better than none, and the message says
 // that they are old, where there are any.
 void publishFailure(const std::string& why, PublishedMarkers& markers, bool withLevels) {
@@ -269,7 +278,8 @@ int answer(const Commands& commands, const std::optional<ServedJob>& job,
     const auto ofPrinter = [&] {
       return translated("The printer {}.", translated(rowOf(outcomeOf(report.status)).what));
     };
-    publishFailure(notAsked.empty() ? ofPrinter() : notAsked, markers, commands.reportLevels);
+    publishFailure(notAsked.empty() ? ofPrinter() : asSentence(notAsked), markers,
+                   commands.reportLevels);
   } else {
     publish(suppliesFromReport(report.dictionary), {.lowLevel = settings->lowLevel}, markers,
             commands.reportLevels);

@@ -73,6 +73,7 @@ class EveryFailure : public ::testing::TestWithParam<const char*> {
   void forEach(RunOnce runOnce, Judge judge) {
     const FailedRun undisturbed = runOnce(0);
     ASSERT_GT(undisturbed.counted, 0U);
+    ASSERT_EQ(undisturbed.exitStatus, 0) << undisturbed.errors;
     std::map<std::string, int> endings;
     for (std::uint64_t number = 1; number <= undisturbed.counted; number += failEvery()) {
       const FailedRun run = runOnce(number);
@@ -147,11 +148,22 @@ bool diedInLibcups(const FailedRun& run) {
   return false;
 }
 
-// The lines that give the queue levels.
-std::set<std::string> publishedLevels(const FailedRun& run) {
-  std::set<std::string> lines = linesOfText(run.errors);
-  std::erase_if(lines, [](const auto& line) { return !line.starts_with("ATTR: marker-levels="); });
-  return lines;
+// A JSON value ends in a destructor that allocates, and lets no exception out.
+bool diedInADestructor(const FailedRun& run) {
+  return run.exitStatus == 128 + SIGABRT && run.errors.find("std::bad_alloc") != std::string::npos;
+}
+
+// The line that gives the queue levels; empty where there is none.
+std::string publishedLevels(const FailedRun& run) {
+  for (const std::string& line : linesOfText(run.errors)) {
+    if (line.starts_with("ATTR: marker-levels=")) return line;
+  }
+  return {};
+}
+
+// The same without the level of the second supply, for which the printer is asked once more.
+std::string withoutTheSecond(std::string levels) {
+  return levels.replace(levels.find(',') + 1, std::string::npos, "-2'");
 }
 
 TEST_P(EveryFailure, LeavesTheLevelsOfAQueueTrue) {
@@ -183,20 +195,25 @@ TEST_P(EveryFailure, LeavesTheLevelsOfAQueueTrue) {
   };
   int diedThere = 0;
   forEach(runOnce, [&](const FailedRun& run, const FailedRun& undisturbed) {
-    if (diedInLibcups(run)) {
+    if (diedInLibcups(run) || diedInADestructor(run)) {
       ++diedThere;
       return;
     }
     EXPECT_LE(run.exitStatus, 1);
+    // To libcups a command file that cannot be read is one that has ended: nothing was asked for.
+    if (run.call == "read" && run.exitStatus == 0 && run.errors.empty()) return;
     const auto levels = publishedLevels(run);
     if (run.call != "write" || !levels.empty()) {
       const bool saysWhy = run.errors.find("ERROR: ") != std::string::npos ||
                            run.errors.find("WARNING: ") != std::string::npos;
-      EXPECT_TRUE(levels == publishedLevels(undisturbed) || (levels.empty() && saysWhy));
+      const std::string all = publishedLevels(undisturbed);
+      const bool areTrue = levels == all || levels == withoutTheSecond(all);
+      EXPECT_TRUE(areTrue || (levels.empty() && saysWhy)) << levels;
     }
     EXPECT_EQ(run.errors.find("std::"), std::string::npos);
   });
-  std::printf("of these %d ended in libcups\n", diedThere);
+  std::printf("of these %d ended in a library\n", diedThere);
+  EXPECT_LT(diedThere, 10);
 }
 
 }  // namespace

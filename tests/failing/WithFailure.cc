@@ -26,6 +26,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <new>
 #include <span>
@@ -139,6 +140,15 @@ std::string nameOf(int call) {
   return name;
 }
 
+// What is in memory can be read as long as there is memory.
+bool readsMemoryFile(const seccomp_notif& asked) {
+  if (asked.data.nr != SCMP_SYS(read)) return false;
+  std::error_code ignored;
+  const std::string file = std::filesystem::read_symlink(
+      fmt::format("/proc/{}/fd/{}", asked.pid, asked.data.args[0]), ignored);
+  return file.starts_with("/memfd:");
+}
+
 // Answers the kernel until no process is left. What is called before the program's main is the
 // loader's.
 std::string decide(int listener, FailurePoint& point, std::span<const FailingCall> calls) {
@@ -154,7 +164,7 @@ std::string decide(int listener, FailurePoint& point, std::span<const FailingCal
     const auto call = std::ranges::find(calls, asked.data.nr, &FailingCall::number);
     if (asked.data.nr == SCMP_SYS(prctl) && asked.data.args[0] == kMainBegins) {
       hasBegun = true;
-    } else if (hasBegun && call != calls.end() && point.isReached()) {
+    } else if (hasBegun && call != calls.end() && !readsMemoryFile(asked) && point.isReached()) {
       failed = nameOf(asked.data.nr);
       answer.flags = 0;
       answer.error = -call->error;
