@@ -57,7 +57,7 @@ class EveryFailure : public ::testing::TestWithParam<const char*> {
 
   [[nodiscard]] std::string pathOf(const char* name) const { return mFolder.path() / name; }
 
-  Texts withFailure(std::uint64_t number, const Texts& command) const {
+  [[nodiscard]] Texts withFailure(std::uint64_t number, const Texts& command) const {
     Texts all = {MOXSUPPLY_WITH_FAILURE, GetParam(), std::to_string(number), pathOf("result")};
     all.insert(all.end(), command.begin(), command.end());
     return all;

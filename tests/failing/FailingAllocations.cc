@@ -101,12 +101,12 @@ __attribute__((visibility("default"))) void* malloc(std::size_t size) noexcept {
   return fails() ? nullptr : __libc_malloc(size);
 }
 
-__attribute__((visibility("default"))) void* calloc(std::size_t count, std::size_t size) noexcept {
-  return fails() ? nullptr : __libc_calloc(count, size);
+__attribute__((visibility("default"))) void* calloc(std::size_t nmemb, std::size_t size) noexcept {
+  return fails() ? nullptr : __libc_calloc(nmemb, size);
 }
 
-__attribute__((visibility("default"))) void* realloc(void* block, std::size_t size) noexcept {
-  return fails() ? nullptr : __libc_realloc(block, size);
+__attribute__((visibility("default"))) void* realloc(void* ptr, std::size_t size) noexcept {
+  return fails() ? nullptr : __libc_realloc(ptr, size);
 }
 
 __attribute__((visibility("default"))) void* memalign(std::size_t alignment,
@@ -119,11 +119,11 @@ __attribute__((visibility("default"))) void* aligned_alloc(std::size_t alignment
   return fails() ? nullptr : __libc_memalign(alignment, size);
 }
 
-__attribute__((visibility("default"))) int posix_memalign(void** block, std::size_t alignment,
+__attribute__((visibility("default"))) int posix_memalign(void** memptr, std::size_t alignment,
                                                           std::size_t size) noexcept {
   void* memory = fails() ? nullptr : __libc_memalign(alignment, size);
   if (memory == nullptr) return ENOMEM;
-  *block = memory;
+  *memptr = memory;
   return 0;
 }
 
