@@ -5,6 +5,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <new>
+#include <system_error>
 
 #include "commands/Remedies.h"
 #include "system/FileDescriptor.h"
@@ -22,6 +25,14 @@ std::string complaint(std::string_view command, const Problem& problem) {
 int complain(std::string_view command, const Problem& problem) {
   fmt::print(stderr, "{}", complaint(command, problem));
   return problem.isMisuse ? kExitMisuse : kExitFailed;
+}
+
+int complainOfEnd(const std::exception& error) noexcept {
+  const bool isOutOfMemory = dynamic_cast<const std::bad_alloc*>(&error) != nullptr;
+  const auto* refused = dynamic_cast<const std::system_error*>(&error);
+  const bool isOfFiles = dynamic_cast<const std::filesystem::filesystem_error*>(&error) != nullptr;
+  std::fprintf(stderr, "moxsupply: %s\n", isOutOfMemory ? "out of memory" : error.what());
+  return isOutOfMemory || (refused != nullptr && !isOfFiles) ? kExitFailed : kExitMisuse;
 }
 
 bool wantsColor(Coloring when) {

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <exception>
 #include <functional>
 #include <optional>
 #include <string>
@@ -49,6 +50,10 @@ struct Command {
 
 // Says on standard error what `command` ran into, and what to try. Returns the exit status.
 int complain(std::string_view command, const Problem& problem);
+
+// The same of what nobody else has caught: that memory has run out, say, or that the machine
+// refuses a thread. Allocates nothing.
+int complainOfEnd(const std::exception& error) noexcept;
 
 // Whether to colour standard output.
 [[nodiscard]] bool wantsColor(Coloring when);

@@ -1,9 +1,9 @@
 #include <array>
 #include <clocale>
-#include <cstdio>
 #include <exception>
 #include <span>
 
+#include "commands/Command.h"
 #include "commands/CommandLine.h"
 #include "commands/DisableCommand.h"
 #include "commands/DoctorCommand.h"
@@ -28,6 +28,5 @@ int main(int argc, char** argv) try {
   return runCommandLine({"Let print queues show their printers' supplies.", "", commands},
                         {argv, static_cast<std::size_t>(argc)});
 } catch (const std::exception& error) {
-  std::fprintf(stderr, "moxsupply: %s\n", error.what());
-  return moxsupply::kExitMisuse;
+  return moxsupply::complainOfEnd(error);
 }

@@ -1,9 +1,9 @@
 #include <array>
 #include <clocale>
-#include <cstdio>
 #include <exception>
 #include <span>
 
+#include "commands/Command.h"
 #include "commands/CommandLine.h"
 #include "commands/ForecastCommand.h"
 #include "commands/HistoryCommand.h"
@@ -23,6 +23,5 @@ int main(int argc, char** argv) try {
   return runCommandLine({"Remember what printers answered.", "", commands},
                         {argv, static_cast<std::size_t>(argc)});
 } catch (const std::exception& error) {
-  std::fprintf(stderr, "moxsupply: %s\n", error.what());
-  return moxsupply::kExitMisuse;
+  return moxsupply::complainOfEnd(error);
 }

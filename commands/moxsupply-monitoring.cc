@@ -1,9 +1,9 @@
 #include <array>
 #include <clocale>
-#include <cstdio>
 #include <exception>
 #include <span>
 
+#include "commands/Command.h"
 #include "commands/CommandLine.h"
 #include "commands/ExporterCommand.h"
 #include "commands/LevelsAsMetrics.h"
@@ -27,6 +27,5 @@ int main(int argc, char** argv) try {
   return runCommandLine({"Ask NPA printers for their supplies, for monitoring.", "", commands},
                         {argv, static_cast<std::size_t>(argc)});
 } catch (const std::exception& error) {
-  std::fprintf(stderr, "moxsupply: %s\n", error.what());
-  return moxsupply::kExitMisuse;
+  return moxsupply::complainOfEnd(error);
 }

@@ -1,11 +1,11 @@
 #include <array>
 #include <clocale>
-#include <cstdio>
 #include <exception>
 #include <span>
 #include <string_view>
 
 #include "commands/CheckCommand.h"
+#include "commands/Command.h"
 #include "commands/CommandLine.h"
 #include "commands/DecodeCommand.h"
 #include "commands/LevelsCommand.h"
@@ -71,6 +71,5 @@ int main(int argc, char** argv) try {
                          "moxsupply COMMAND --help tells more about each.\n", commands},
                         {argv, static_cast<std::size_t>(argc)});
 } catch (const std::exception& error) {
-  std::fprintf(stderr, "moxsupply: %s\n", error.what());
-  return moxsupply::kExitMisuse;
+  return moxsupply::complainOfEnd(error);
 }

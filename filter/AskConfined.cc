@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cstring>
 #include <utility>
 
 #include "links/AskAsFilter.h"
@@ -10,6 +11,7 @@
 #include "system/Confinement.h"
 #include "system/FileDescriptor.h"
 #include "system/FilterDescriptors.h"
+#include "text/Translated.h"
 #include "text/Written.h"
 
 namespace moxsupply {
@@ -36,15 +38,22 @@ Written ask(MoxFilter& filter, Recording* recording) {
 }  // namespace
 
 ConfinedAnswer askConfined(MoxFilter& filter, Recording* recording, Apart::Clock::time_point end) {
-  const Confinement confinement;
   auto apart = Apart::begin([&](const Apart::Finish& finish) {
     leaveThePrintServer();
-    confinement.enter();
+    // Made there: where memory runs out, libseccomp frees twice, or goes round for ever.
+    Confinement().enter();
     finish(packed(ask(filter, recording)));
   });
-  if (!apart) return {};
+  if (!apart) {
+    return {.notAsked =
+                translated("the printer could not be asked: {}", std::strerror(apart.error()))};
+  }
   const auto written = unpacked(apart->resultBy(end).value_or(""));
-  if (!written) return {};
+  if (!written && Apart::Clock::now() >= end) return {};
+  if (!written) {
+    return {.notAsked = translated(
+                "the printer could not be asked: the process that was to do so is gone")};
+  }
   auto report = reportFromJson(written->output);
   if (!report) return {};
   return {*std::move(report), written->errors.empty() ? Result<>() : failure(written->errors)};

@@ -85,8 +85,9 @@ PublishedMarkers::PublishedMarkers(const std::string& cacheFolder, const std::st
 void PublishedMarkers::publishLists(const std::vector<std::string>& lines) {
   std::string lists = fmt::format("{}", fmt::join(lines, ""));
   if (lists == mLists) return;
-  sendToScheduler(withoutLevels(lists) == withoutLevels(mLists) ? levelsIn(lists) : lists);
-  mLists = std::move(lists);
+  const bool isNew = withoutLevels(lists) != withoutLevels(mLists);
+  // What the print server may not have heard is sent again.
+  mLists = sendToScheduler(isNew ? lists : levelsIn(lists)) ? std::move(lists) : kUnknownLists;
   save();
 }
 

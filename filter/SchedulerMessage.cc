@@ -15,12 +15,14 @@ void tellScheduler(std::string_view kind, std::string_view text) {
   sendToScheduler(fmt::format("{}: {}\n", kind, harmlessLine(text, kLongestText)));
 }
 
-void sendToScheduler(std::string_view lines) {
+bool sendToScheduler(std::string_view lines) {
+  bool areOut = true;
   while (!lines.empty()) {
     const std::size_t end = std::min(lines.find('\n'), lines.size() - 1) + 1;
-    static_cast<void>(writeAll(STDERR_FILENO, lines.substr(0, end)));
+    areOut = writeAll(STDERR_FILENO, lines.substr(0, end)) == 0 && areOut;
     lines.remove_prefix(end);
   }
+  return areOut;
 }
 
 }  // namespace moxsupply

@@ -12,7 +12,7 @@ namespace moxsupply {
 // harmless.
 void tellScheduler(std::string_view kind, std::string_view text);
 
-// Lines that are complete with their newline, each in a write of its own.
-void sendToScheduler(std::string_view lines);
+// Lines that are complete with their newline, each in a write of its own. Whether all went out.
+bool sendToScheduler(std::string_view lines);
 
 }  // namespace moxsupply

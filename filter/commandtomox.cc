@@ -21,6 +21,7 @@
 #include <cstdlib>
 #include <exception>
 #include <memory>
+#include <new>
 #include <optional>
 #include <string>
 #include <vector>
@@ -128,10 +129,18 @@ void drainBackChannel() {
 // afterwards: the print server keeps how far a job has come, and not why it was cancelled.
 void endReport() { sendToScheduler("ATTR: job-media-progress=100\n"); }
 
+// What is said elsewhere behind a program's name.
+std::string asSentence(std::string text) {
+  constexpr char kSmallToCapital = 'a' - 'A';
+  if (!text.empty() && text.front() >= 'a' && text.front() <= 'z') {
+    text.front() = static_cast<char>(text.front() - kSmallToCapital);
+  }
+  return text + '.';
+}
+
 // The levels stay as they were last reported: old ones are better than none, and the message says
 // that they are old, where there are any.
-void publishFailure(Status status, PublishedMarkers& markers, bool withLevels) {
-  const std::string why = translated("The printer {}.", translated(rowOf(outcomeOf(status)).what));
+void publishFailure(const std::string& why, PublishedMarkers& markers, bool withLevels) {
   tellScheduler("WARNING", why);
   sendToScheduler(stateLineAdding(kDoesNotAnswer));
   if (withLevels) {
@@ -262,11 +271,15 @@ int answer(const Commands& commands, const std::optional<ServedJob>& job,
   PublishedMarkers markers(environment("CUPS_CACHEDIR"), environment("PRINTER"), ppdPath);
   const auto recording = startRecording(*settings);
   if (settings->transport == "usb" || !commands.others.empty()) drainBackChannel();
-  const auto [report, transcript] = askConfined(*filter, recording.get(), times.query);
+  const auto [report, transcript, notAsked] = askConfined(*filter, recording.get(), times.query);
   if (!transcript) warnOf(transcript.error());
   const bool hasFailed = report.status != Status::kSuccess;
   if (hasFailed) {
-    publishFailure(report.status, markers, commands.reportLevels);
+    const auto ofPrinter = [&] {
+      return translated("The printer {}.", translated(rowOf(outcomeOf(report.status)).what));
+    };
+    publishFailure(notAsked.empty() ? ofPrinter() : asSentence(notAsked), markers,
+                   commands.reportLevels);
   } else {
     publish(suppliesFromReport(report.dictionary), {.lowLevel = settings->lowLevel}, markers,
             commands.reportLevels);
@@ -326,6 +339,7 @@ int run(int argc, char** argv) {
 int main(int argc, char** argv) try {
   return moxsupply::run(argc, argv);
 } catch (const std::exception& error) {
-  moxsupply::tellScheduler("ERROR", error.what());
+  const bool isOutOfMemory = dynamic_cast<const std::bad_alloc*>(&error) != nullptr;
+  moxsupply::tellScheduler("ERROR", isOutOfMemory ? "out of memory" : error.what());
   return moxsupply::kStopsTheJob;
 }

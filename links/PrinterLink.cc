@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <new>
 #include <string>
 #include <utility>
 
@@ -69,6 +70,7 @@ Report PrinterLink::ask(PrinterKind kind, std::uint32_t timeout, Recording* reco
   const std::string printerType(wordOf(kind));
   const std::string transport = mUri.transport();
   const auto filter = MoxFilter::initWithPrinterType(printerType, transport, timeout);
+  if (!filter) throw std::bad_alloc();  // its words are the module's own
   std::fflush(stdout);
   const Substitute output(STDOUT_FILENO, toPrinter());
   const Substitute input(kBackChannel, backChannel());

@@ -5,7 +5,10 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
+#include <new>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 #include "text/TerminalText.h"
@@ -30,6 +33,7 @@ constexpr std::chrono::seconds kMayBeAsleepAfter(3);
 QueryWatch::QueryWatch(std::string waitingFor, const Deadlines& deadlines,
                        std::function<void(const QueryWatch&)> onDeadline)
     : mDeadlines(deadlines), mOnDeadline(std::move(onDeadline)), mWake(makePipe(Blocking::kNo)) {
+  if (!mWake) throw std::system_error(errno, std::generic_category(), "cannot make a pipe");
   mProgress.waitingFor(std::move(waitingFor));
   if (mOnDeadline) mThread = std::thread([this] { watch(); });
 }
@@ -82,10 +86,14 @@ void QueryWatch::watch() {
            static_cast<int>(std::clamp(left, milliseconds(0), kBetweenLooks).count()));
 
     const std::lock_guard lock(mMutex);
-    hear();
     char wake = 0;
-    if (sources[0].revents != 0 && ::read(mWake.readEnd.get(), &wake, 1) == 0) return;
-    showProgress();
+    const bool isOver = sources[0].revents != 0 && ::read(mWake.readEnd.get(), &wake, 1) == 0;
+    try {
+      hear();
+      if (!isOver) showProgress();
+    } catch (const std::bad_alloc&) {  // what is said of the wait is not worth its end
+    }
+    if (isOver) return;
   }
   {
     const std::lock_guard lock(mMutex);

@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <new>
 #include <vector>
 
 #include "transcript/Transcript.h"
@@ -14,7 +15,14 @@ RecordedLink::RecordedLink(Recording& recording)
     : mRecording(recording),
       mRequests([this](std::span<const std::uint8_t> request) { return passOn(request); }) {
   if (mAnswers) {
-    mThread = std::thread([this] { relayAnswers(); });
+    mThread = std::thread([this] {
+      try {
+        relayAnswers();
+      } catch (const std::bad_alloc&) {
+        mRecording.giveUp(std::strerror(ENOMEM));
+        mAnswers.hangUp();
+      }
+    });
   } else {
     mRecording.giveUp(std::strerror(errno));
   }

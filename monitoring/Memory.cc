@@ -9,6 +9,7 @@
 #include <condition_variable>
 #include <deque>
 #include <mutex>
+#include <new>
 #include <optional>
 #include <thread>
 #include <utility>
@@ -88,20 +89,38 @@ class Memory::Work {
 
   void run() {
     while (awaitWork()) {
-      takeLists();
-      if (Clock::now() >= mNextTry) {
-        const std::string problem = loadLasts();
-        if (isTimeToKeep()) keepWhatWaits();
-        tellOfReading(problem);
-      }
-      recallOne();
+      asFarAsMemoryGoes([this] {
+        takeLists();
+        if (Clock::now() >= mNextTry) {
+          const std::string problem = loadLasts();
+          if (isTimeToKeep()) keepWhatWaits();
+          tellOfReading(problem);
+        }
+        recallOne();
+      });
     }
-    keepWhatWaits();
-    const auto noted = mKeeper.note(Clock::now());
-    if (!noted) tell(noted.error().what);
+    asFarAsMemoryGoes([this] {
+      keepWhatWaits();
+      const auto noted = mKeeper.note(Clock::now());
+      if (!noted) tell(noted.error().what);
+    });
     const std::lock_guard lock(mMutex);
     mHasEnded = true;
     mEnd.notify_one();
+  }
+
+  // An exception that leaves a thread ends its process, and what the exporter remembers is not
+  // worth that. Where memory has run out, it may be there again a little later.
+  template <typename Action>
+  void asFarAsMemoryGoes(Action action) {
+    try {
+      action();
+    } catch (const std::bad_alloc&) {
+      constexpr std::chrono::milliseconds kPause(100);
+      std::unique_lock lock(mMutex);
+      mNextTry = Clock::now() + kTryAgainAfter;
+      mNews.wait_for(lock, kPause, [this] { return mIsOver.load(); });
+    }
   }
 
   // Returns whether there is more to do than to end.

@@ -13,12 +13,9 @@ class Substitute {
       : mPlace(place), mFormer(aboveFilterDescriptors(FileDescriptor(::dup(place)))) {
     ::dup2(substitute, place);
   }
+  // Rather nothing than the substitute: what is written afterwards is not for it.
   ~Substitute() {
-    if (mFormer) {
-      ::dup2(mFormer.get(), mPlace);
-    } else {
-      ::close(mPlace);
-    }
+    if (!mFormer || ::dup2(mFormer.get(), mPlace) < 0) ::close(mPlace);
   }
   Substitute(const Substitute&) = delete;
   Substitute& operator=(const Substitute&) = delete;

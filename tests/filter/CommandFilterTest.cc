@@ -824,7 +824,9 @@ TEST_F(CommandFilter, AsksInAProcessThatCanDoNothingElse) {
 
   ::kill(queries.front(), SIGKILL);
   EXPECT_EQ(finish(filter).exitStatus, 0);
-  EXPECT_THAT(mQueue.messages("WARNING"), ElementsAre(kSilence));
+  EXPECT_THAT(
+      mQueue.messages("WARNING"),
+      ElementsAre("The printer could not be asked: the process that was to do so is gone."));
 }
 
 TEST_F(CommandFilter, ReportsTheLevelsBesideAnUnknownCommand) {

@@ -18,6 +18,8 @@ std::size_t cutEvery() { return isFull() ? 1 : 8; }
 
 std::uint64_t randomPrinters() { return isFull() ? 50'000 : 5'000; }
 
+std::uint64_t failEvery() { return isFull() ? 1 : 41; }
+
 int killedWriters() {
   if (const char* many = std::getenv("MOXSUPPLY_KILLS")) return std::atoi(many);
   return isFull() ? 1000 : 200;

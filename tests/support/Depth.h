@@ -21,4 +21,8 @@ std::uint64_t randomPrinters();
 // MOXSUPPLY_KILLS in the environment has any run kill so many.
 int killedWriters();
 
+// Of the allocations and the system calls of a program every one fails; in an ordinary run, and in
+// a slow build, every 41st.
+std::uint64_t failEvery();
+
 }  // namespace moxsupply::testing

@@ -1,0 +1,220 @@
+// Programs in which each allocation and each system call fails once, one a run: each run ends in
+// time and by itself, says what is wrong where something is, and makes nothing up.
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <csignal>
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "tests/support/Depth.h"
+#include "tests/support/FilterProcess.h"
+#include "tests/support/LaserRecords.h"
+#include "tests/support/Run.h"
+#include "tests/support/SimulatedPrinter.h"
+#include "tests/support/SmallPpd.h"
+#include "tests/support/TemporaryFolder.h"
+#include "tests/support/TextFile.h"
+
+namespace moxsupply::testing {
+namespace {
+
+using Texts = std::vector<std::string>;
+
+struct FailedRun {
+  int exitStatus = -1;  // 128 and more: a signal
+  std::string output = {};
+  std::string errors = {};
+  std::uint64_t counted = 0;
+  std::string call = {};  // that has failed
+
+  [[nodiscard]] bool looksLike(const FailedRun& other) const {
+    return exitStatus == other.exitStatus && output == other.output && errors == other.errors;
+  }
+};
+
+std::set<std::string> linesOfText(const std::string& text) {
+  std::set<std::string> lines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) lines.insert(line);
+  return lines;
+}
+
+// A program of ours, run with one failure.
+class EveryFailure : public ::testing::TestWithParam<const char*> {
+ protected:
+  void SetUp() override {
+    if (kIsSlowBuild) GTEST_SKIP() << "a sanitizer has memory of its own";
+  }
+
+  [[nodiscard]] std::string pathOf(const char* name) const { return mFolder.path() / name; }
+
+  [[nodiscard]] Texts withFailure(std::uint64_t number, const Texts& command) const {
+    Texts all = {MOXSUPPLY_WITH_FAILURE, GetParam(), std::to_string(number), pathOf("result")};
+    all.insert(all.end(), command.begin(), command.end());
+    return all;
+  }
+
+  void addResult(FailedRun& run) const {
+    std::ifstream(pathOf("result")) >> run.counted >> run.call;
+  }
+
+  // Tries each, or a sample; the last failures are beyond the end, and change nothing. Says how the
+  // runs ended.
+  template <typename RunOnce, typename Judge>
+  void forEach(RunOnce runOnce, Judge judge) {
+    const FailedRun undisturbed = runOnce(0);
+    ASSERT_GT(undisturbed.counted, 0U);
+    ASSERT_EQ(undisturbed.exitStatus, 0) << undisturbed.errors;
+    std::map<std::string, int> endings;
+    for (std::uint64_t number = 1; number <= undisturbed.counted; number += failEvery()) {
+      const FailedRun run = runOnce(number);
+      SCOPED_TRACE(fmt::format("{} {} ({}): {} {}", GetParam(), number, run.call, run.exitStatus,
+                               run.errors));
+      const bool isUnchanged = run.looksLike(undisturbed);
+      if (!isUnchanged) judge(run, undisturbed);
+      ++endings[isUnchanged ? "unchanged" : fmt::format("exit {}", run.exitStatus)];
+    }
+    std::string text = fmt::format("{}: {} in all", GetParam(), undisturbed.counted);
+    for (const auto& [ending, count] : endings) text += fmt::format("; {} {}", ending, count);
+    std::printf("%s\n", text.c_str());
+  }
+
+ private:
+  TemporaryFolder mFolder;
+};
+
+INSTANTIATE_TEST_SUITE_P(Of, EveryFailure,
+                         ::testing::Values("allocation", "refusal", "interruption"),
+                         [](const auto& row) { return std::string(row.param); });
+
+// The rows with a level, without their bars: these may be of other characters.
+std::set<std::string> levelsIn(const std::string& table) {
+  std::set<std::string> levels;
+  for (const std::string& line : linesOfText(table)) {
+    if (line.find(" %") == std::string::npos) continue;
+    std::string row = line;
+    std::erase_if(row, [](char c) { return (c & 0x80) != 0 || c == '#' || c == '.' || c == ' '; });
+    levels.insert(row);
+  }
+  return levels;
+}
+
+TEST_P(EveryFailure, LeavesLevelsTrue) {
+  for (const char* model : {"laser-colour-full", "laser-mono-toner"}) {
+    const SimulatedPrinter printer(model);
+    const auto runOnce = [&](std::uint64_t number) {
+      const Ran ran = run(withFailure(number, {MOXSUPPLY_PROGRAM, "levels", printer.uri(), "--type",
+                                               "laser", "--deadline", "5"}));
+      FailedRun result{.exitStatus = ran.exitStatus, .output = ran.output, .errors = ran.errors};
+      addResult(result);
+      return result;
+    };
+    forEach(runOnce, [&](const FailedRun& run, const FailedRun& undisturbed) {
+      EXPECT_LE(run.exitStatus, 2);
+      const auto levels = levelsIn(run.output);
+      const auto trueLevels = levelsIn(undisturbed.output);
+      EXPECT_TRUE(std::ranges::includes(trueLevels, levels)) << run.output;
+      if (run.exitStatus == 0) {
+        EXPECT_EQ(levels, trueLevels) << run.output;
+      } else {
+        EXPECT_TRUE(run.errors.starts_with("moxsupply")) << run.errors;
+        EXPECT_EQ(run.errors.find("std::"), std::string::npos);
+      }
+    });
+    EXPECT_EQ(printer.paper(), "");
+  }
+}
+
+// Whether it died in libcups, which reads PPD files without looking whether it got memory: that
+// comes first where the stack at its end leaves the C library.
+bool diedInLibcups(const FailedRun& run) {
+  if (run.exitStatus < 128) return false;
+  std::istringstream stack(run.errors);
+  for (std::string place; std::getline(stack, place);) {
+    const bool isPlace = place.ends_with(']') && place.starts_with('/');
+    const bool isPassedBy = place.find("/libfailing-allocations.so") != std::string::npos ||
+                            place.find("/libc.so") != std::string::npos;
+    if (isPlace && !isPassedBy) return place.find("/libcups.so") != std::string::npos;
+  }
+  return false;
+}
+
+// A JSON value ends in a destructor that allocates, and lets no exception out.
+bool diedInADestructor(const FailedRun& run) {
+  return run.exitStatus == 128 + SIGABRT && run.errors.find("std::bad_alloc") != std::string::npos;
+}
+
+// The line that gives the queue levels; empty where there is none.
+std::string publishedLevels(const FailedRun& run) {
+  for (const std::string& line : linesOfText(run.errors)) {
+    if (line.starts_with("ATTR: marker-levels=")) return line;
+  }
+  return {};
+}
+
+// The same without the level of the second supply, for which the printer is asked once more.
+std::string withoutTheSecond(std::string levels) {
+  return levels.replace(levels.find(',') + 1, std::string::npos, "-2'");
+}
+
+TEST_P(EveryFailure, LeavesTheLevelsOfAQueueTrue) {
+  std::ofstream(pathOf("queue.ppd"))
+      << smallPpd("*moxPrinterType: \"Laser\"\n*moxTimeout: \"1\"\n*moxDeadline: \"8\"\n");
+  std::ofstream(pathOf("commands")) << "#CUPS-COMMAND\nReportLevels\n";
+  // The levels of the second supply come from the second answer.
+  const Bytes table = deviceReply(suppliesRecord(
+      {supply(1, {description("Cyan Toner"), field(7, hex("01")), maxLevel(100), currentLevel(37)}),
+       supply(2, {description("Fuser"), field(7, hex("05"))})}));
+  const Bytes record = queryReply(dotCountRecord({{1, 100, 37}, {2, 100, 64}}));
+  const auto runOnce = [&](std::uint64_t number) {
+    std::filesystem::remove_all(pathOf("cache"));
+    std::filesystem::create_directory(pathOf("cache"));
+    Texts command = {"env", "-u", "SOFTWARE", "-u", "CUPS_SERVER"};
+    const Texts rest = withFailure(
+        number, {MOXSUPPLY_COMMAND_FILTER, "17", "user", "title", "1", "", pathOf("commands")});
+    command.insert(command.end(), rest.begin(), rest.end());
+    FilterProcess filter(BackChannel::kNonBlockingPipe, command,
+                         {"LC_ALL=C", "PRINTER=lobby", "DEVICE_URI=socket://printer/",
+                          "PPD=" + pathOf("queue.ppd"), "CUPS_CACHEDIR=" + pathOf("cache")});
+    if (!filter.receive(30).empty()) filter.send(table);
+    if (!filter.receive(27).empty()) filter.send(record);
+    filter.endBackChannel();
+    const auto ending = filter.wait();
+    FailedRun run{.exitStatus = ending.exitStatus, .errors = ending.result};
+    addResult(run);
+    return run;
+  };
+  int diedThere = 0;
+  forEach(runOnce, [&](const FailedRun& run, const FailedRun& undisturbed) {
+    if (diedInLibcups(run) || diedInADestructor(run)) {
+      ++diedThere;
+      return;
+    }
+    EXPECT_LE(run.exitStatus, 1);
+    // To libcups a command file that cannot be read is one that has ended: nothing was asked for.
+    if (run.call == "read" && run.exitStatus == 0 && run.errors.empty()) return;
+    const auto levels = publishedLevels(run);
+    if (run.call != "write" || !levels.empty()) {
+      const bool saysWhy = run.errors.find("ERROR: ") != std::string::npos ||
+                           run.errors.find("WARNING: ") != std::string::npos;
+      const std::string all = publishedLevels(undisturbed);
+      const bool areTrue = levels == all || levels == withoutTheSecond(all);
+      EXPECT_TRUE(areTrue || (levels.empty() && saysWhy)) << levels;
+    }
+    EXPECT_EQ(run.errors.find("std::"), std::string::npos);
+  });
+  std::printf("of these %d ended in a library\n", diedThere);
+  EXPECT_LT(diedThere, 10);
+}
+
+}  // namespace
+}  // namespace moxsupply::testing
