@@ -65,7 +65,7 @@ constexpr double kLikely = 0.57;
 constexpr std::size_t kParts = 200;
 constexpr std::size_t kLeastWithin = 110;
 constexpr std::size_t kMostWithin = 170;
-constexpr double kWorth = 2.1;
+constexpr double kWorth = 2.2;
 
 constexpr std::chrono::days kLeastHistory(7);
 
