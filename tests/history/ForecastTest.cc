@@ -263,7 +263,14 @@ TEST(Forecast, IsTheSurerTheMoreEvenlyASupplyWasUsed) {
   const auto even = [](int count) {
     return DailyReadings().daily(count, [=](int day) { return 40 + count - day; }).forecast();
   };
-  EXPECT_LT(widthOf(even(60)), 0.8 * widthOf(even(15)));
+  EXPECT_LT(widthOf(even(60)), 0.65 * widthOf(even(15)));
+}
+
+TEST(Forecast, IsSurerWhereThatCostsLittle) {
+  const Forecast known = DailyReadings().daily(61, [](int day) { return 100 - day; }).forecast();
+  const Forecast unknown =
+      DailyReadings().daily(25, [](int day) { return day < 9 ? 50 : 25; }).forecast();
+  EXPECT_LT(widthOf(unknown), 2 * widthOf(known));
 }
 
 TEST(Forecast, IsNotMovedByJitterBehindRounding) {
