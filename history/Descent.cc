@@ -9,42 +9,60 @@ namespace moxsupply {
 
 namespace {
 
-// A rise by more was no jitter, which is up to 3 points either way: the cartridge was shaken, or
-// filled. Where levels are rounded, jitter can also be a whole step.
-constexpr int kMostJitter = 6;
+// Readings jitter by so many points either way.
+constexpr int kJitter = 3;
 
-// What was shown before a rise counts as so much higher, so that only what was used is left.
+// What was shown before a rise counts as so much higher, so that only what was used is left. A rise
+// that jitter can make, which is a whole step where levels are rounded, is none.
 std::vector<Descent::Passage> withoutRises(const std::vector<LevelAt>& levels, int step,
                                            Moment zero) {
   std::vector<Descent::Passage> readings(levels.size());
-  const int mostJitter = std::max(kMostJitter, step);
+  const int mostJitter = std::max(2 * kJitter, step);
+  const auto onStep = [&](int level) { return (level + step / 2) / step * step; };
   int risen = 0;
   for (std::size_t i = levels.size(); i-- > 0;) {
-    readings[i] = {daysBetween(zero, levels[i].moment),
-                   static_cast<double>(levels[i].level + risen)};
-    const int rise = i > 0 ? levels[i].level - levels[i - 1].level : 0;
+    const int level = onStep(levels[i].level);
+    readings[i] = {daysBetween(zero, levels[i].moment), static_cast<double>(level + risen)};
+    const int rise = i > 0 ? level - onStep(levels[i - 1].level) : 0;
     if (rise > mostJitter) risen += rise;
   }
   return readings;
 }
 
-// The descending steps that are nearest to the readings, by least squares: neighbours that are out
-// of order are as high as their mean.
+// The lowest level so far counts, from its first reading on: a printer that jitters shows 0 as much
+// too early as it showed every other level.
 std::vector<Descent::Plateau> plateausOf(const std::vector<Descent::Passage>& readings) {
   std::vector<Descent::Plateau> plateaus;
   for (const auto& [at, level] : readings) {
-    Descent::Plateau next = {at, at, level, 1};
-    while (!plateaus.empty() && plateaus.back().level <= next.level) {
-      const Descent::Plateau& before = plateaus.back();
-      const int together = before.readings + next.readings;
-      next.level = (before.level * before.readings + next.level * next.readings) / together;
-      next.from = before.from;
-      next.readings = together;
-      plateaus.pop_back();
-    }
-    plateaus.push_back(next);
+    if (plateaus.empty() || level < plateaus.back().level) plateaus.push_back({at, at, level});
+    plateaus.back().to = at;
   }
   return plateaus;
+}
+
+// A printer that jitters after it has rounded shows levels beside those of its steps, and none
+// between: by enough readings of a fall of more than a step.
+int stepBehindJitter(const std::vector<CartridgeLife>& lives) {
+  constexpr std::size_t kEnough = 10;
+  std::size_t readings = 0;
+  int fallen = 0;
+  for (const CartridgeLife& life : lives) {
+    if (life.levels.empty()) continue;
+    readings += life.levels.size();
+    fallen += life.levels.front().level - life.levels.back().level;
+  }
+  for (const int step : kLevelSteps) {
+    // Steps of 5 with jitter are all levels.
+    if (step <= 2 * kJitter || readings < kEnough || fallen <= step) continue;
+    const auto isNear = [&](const LevelAt& level) {
+      return (level.level + kJitter) % step <= 2 * kJitter;
+    };
+    const auto areNear = [&](const CartridgeLife& life) {
+      return std::ranges::all_of(life.levels, isNear);
+    };
+    if (std::ranges::all_of(lives, areNear)) return step;
+  }
+  return 1;
 }
 
 }  // namespace
@@ -54,18 +72,13 @@ int stepOf(const std::vector<CartridgeLife>& lives) {
   for (const CartridgeLife& life : lives) {
     for (const LevelAt& level : life.levels) divisor = std::gcd(divisor, level.level);
   }
-  return levelStep(divisor);
+  const int step = levelStep(divisor);
+  return step > 1 ? step : stepBehindJitter(lives);
 }
 
 Descent descentOf(const CartridgeLife& life, int step, Moment zero) {
   Descent descent;
-  descent.readings = withoutRises(life.levels, step, zero);
-  descent.plateaus = plateausOf(descent.readings);
-  auto plateau = descent.plateaus.begin();
-  for (const auto& [at, level] : descent.readings) {
-    while (at > plateau->to) ++plateau;
-    descent.squaredJitter += (level - plateau->level) * (level - plateau->level);
-  }
+  descent.plateaus = plateausOf(withoutRises(life.levels, step, zero));
   for (std::size_t i = 1; i < descent.plateaus.size(); ++i) {
     const Descent::Plateau& upper = descent.plateaus[i - 1];
     const Descent::Plateau& lower = descent.plateaus[i];

@@ -6,7 +6,9 @@
 #include <array>
 #include <chrono>
 #include <cmath>
+#include <limits>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "history/Descent.h"
@@ -27,27 +29,22 @@ constexpr double kFading = 1.5;
 // Where nothing was used for a week longer than usual, the rest was a holiday, and tells nothing.
 constexpr double kLongestPause = 7;
 
-// How far the time that so many points took in the past is off the usual, before that has been
-// seen: by the unevenness of days, as the variance of one, and by all that changes slowly, as a
-// standard deviation. Both of the logarithm, and as if seen so often.
-constexpr double kUnevenness = 0.4;
-constexpr double kSlowChange = 0.31;
+// How far the time that so many points take is off the usual, on printers in general: by the
+// unevenness of days, as the variance of one, and by all that changes slowly, as a standard
+// deviation. Both of the logarithm.
+constexpr double kUnevenness = 0.2;
+constexpr double kSlowChange = 0.35;
+// How much more or less uneven than those one supply is used, is taken from its own past, as if
+// so many times like those in general had been seen before.
 constexpr double kTimesAtFirst = 7;
-// One pause or burst says no more than this of those to come.
-constexpr double kMostOff = 0.55;
+// One pause or burst counts at most as a square of so many times the usual one.
+constexpr double kMostOff = 5;
+// Over fewer usual days the hours at which printers are read matter more than their use.
+constexpr double kShortTime = 5;
+// Times so much longer than the short ones tell something else than these.
+constexpr double kLonger = 1.5;
 // A rate from few days is as uncertain as the time itself, or up to so many times as much.
 constexpr double kMostForRate = 2;
-
-// Jitter, as a standard deviation, in points: 3 either way, each as often, make 2.
-constexpr double kMostJitter = 2;
-constexpr double kLeastJitter = 0.5;
-// The lowest of many readings is so many standard deviations below the level.
-constexpr double kLowestReading = 2;
-// With jitter, the level is the mean of the last readings: within so many points, and at least so
-// many readings.
-constexpr double kPointsOfMean = 2.5;
-constexpr int kLeastOfMean = 3;
-constexpr int kMostOfMean = 40;
 
 // A time left that is twice as long, and longer than some days, is so much less likely before
 // anything is seen: 2 to the power of this. It makes intervals right for short times and for long
@@ -55,11 +52,20 @@ constexpr int kMostOfMean = 40;
 constexpr double kShortIsLikelier = 0.5;
 constexpr double kShort = 3;  // days
 
-// Parts of the probability before these. With what lies before and after the interval, four fifths
-// are within, on simulated printers.
-constexpr double kEarliest = 0.12;
+// The part of the probability before the likely moment, which is a little later than the middle:
+// the times that are far too short weigh least in it.
 constexpr double kLikely = 0.57;
-constexpr double kLatest = 0.91;
+
+// The interval has at least and at most so much of the probability, in parts of which there are so
+// many in all. Between these it grows for as long as a day more brings enough. All of the
+// probability would be worth an interval from now to the square of so many times the middle time
+// left; a day that is farther away costs less, as the square root. So it is neither wide for the
+// sake of a few cases where little is known, nor narrow where more costs little. On simulated
+// printers four fifths are within.
+constexpr std::size_t kParts = 200;
+constexpr std::size_t kLeastWithin = 110;
+constexpr std::size_t kMostWithin = 170;
+constexpr double kWorth = 2.2;
 
 constexpr std::chrono::days kLeastHistory(7);
 
@@ -93,35 +99,18 @@ class Estimate {
         mShownEmptyAt(shownEmptyAt),
         mDescents(descentsOf(supply.lives)),
         mWeek(mDescents, mZero),
-        mRate(rate()),
-        mJitter(jitter()) {}
+        mRate(rate()) {}
 
   [[nodiscard]] EmptyAt emptyAt() const;
   [[nodiscard]] double pointsADay() const { return mRate.points; }
 
  private:
-  // How the logarithm of the time that it takes is spread below and above its middle.
-  struct Spread {
-    double below = 0;
-    double above = 0;
-  };
-
-  // A sum of squares of what was off, for both sides, and how often that was seen.
-  struct Seen {
-    Spread squares;
-    double times = 0;
-  };
-
   [[nodiscard]] std::vector<Descent> descentsOf(const std::vector<CartridgeLife>& lives) const;
   [[nodiscard]] std::vector<Use> uses() const;
   [[nodiscard]] Rate rate() const;
-  [[nodiscard]] double jitter() const;
-  [[nodiscard]] double lowestReading() const;
   [[nodiscard]] Position position() const;
-  [[nodiscard]] Position meanOfLast() const;
-  [[nodiscard]] Position lastPassage() const;
-  [[nodiscard]] Spread spread(const Position& position, double days) const;
-  void seeTimesFor(double points, const Descent& descent, Seen& seen) const;
+  [[nodiscard]] double spread(const Position& position, double days) const;
+  [[nodiscard]] double unevenness(double points) const;
   [[nodiscard]] double started() const;
 
   [[nodiscard]] const Descent& current() const { return mDescents.back(); }
@@ -132,7 +121,6 @@ class Estimate {
   std::vector<Descent> mDescents;  // of the lives that have levels, the last one is now
   Week mWeek;
   Rate mRate;
-  double mJitter;  // points, a standard deviation
 };
 
 std::vector<Descent> Estimate::descentsOf(const std::vector<CartridgeLife>& lives) const {
@@ -205,44 +193,10 @@ Rate Estimate::rate() const {
   return {rate.points, square(rate.days) / squares};
 }
 
-double Estimate::jitter() const {
-  double squares = 0;
-  double readings = 0;
-  for (const Descent& descent : mDescents) {
-    squares += descent.squaredJitter;
-    readings += static_cast<double>(descent.readings.size());
-  }
-  return std::min(kMostJitter, std::sqrt(squares / readings));
-}
-
-// So far above 0 jitter has it shown already: the farther, the more readings there are until then.
-double Estimate::lowestReading() const {
-  const auto& readings = current().readings;
-  const double days = readings.back().at - readings.front().at;
-  if (days <= 0) return 0;
-  const double aPoint = static_cast<double>(readings.size() - 1) / days / mRate.points;
-  return kLowestReading * mJitter * (1 - 1 / std::sqrt(std::max(1.0, aPoint)));
-}
-
-Position Estimate::meanOfLast() const {
-  double sum = 0;
-  int count = 0;
-  const auto& readings = current().readings;
-  for (auto reading = readings.rbegin(); reading != readings.rend() && count < kMostOfMean;
-       ++reading) {
-    const double used = mWeek.usualDays(reading->at, 0) * mRate.points;
-    if (count >= kLeastOfMean && used > kPointsOfMean) break;
-    sum += reading->level - used;
-    ++count;
-  }
-  constexpr double kLeast = 0.5;
-  const double end = mShownEmptyAt + mStep / 2.0 + lowestReading();
-  return {std::max(kLeast, sum / count - end), 0, square(mJitter) / count};
-}
-
-Position Estimate::lastPassage() const {
+// Where levels are rounded or jitter, when a new one came tells more than which one it is.
+Position Estimate::position() const {
   const auto& plateaus = current().plateaus;
-  Position position = {current().readings.back().level, started(), square(mStep) / 12.0};
+  Position position = {plateaus.back().level, started(), square(mStep) / 12.0};
   if (plateaus.size() > 1) {
     const Descent::Plateau& before = plateaus[plateaus.size() - 2];
     position.points = current().passages.back().level;
@@ -251,59 +205,47 @@ Position Estimate::lastPassage() const {
     const double most = before.level - plateaus.back().level + mStep;
     position.variance = square(std::min(passing, most)) / 12;
   }
-  const double end = mShownEmptyAt + mStep / 2.0 + lowestReading();
+  const double end = mShownEmptyAt + mStep / 2.0;
   position.points = std::max(mStep / 4.0, position.points - end);
   return position;
 }
 
-// Where levels are rounded, when one changed tells more than which one it is.
-Position Estimate::position() const {
-  return mStep == 1 && mJitter > kLeastJitter ? meanOfLast() : lastPassage();
-}
+// A variance of the logarithm of the time, of printers in general.
+double usualVariance(double days) { return kUnevenness / days + square(kSlowChange); }
 
-// How long so many points took from each time in the past, beside what is usual.
-void Estimate::seeTimesFor(double points, const Descent& descent, Seen& seen) const {
-  const auto& passages = descent.passages;
-  if (passages.size() < 2 || passages.front().level - passages.back().level < points) return;
-  constexpr std::size_t kMostTimes = 64;
-  const std::size_t stride = 1 + passages.size() / kMostTimes;
-  Spread squares;
-  double times = 0;
-  std::size_t end = 0;
-  for (std::size_t begin = 0; begin < passages.size(); begin += stride) {
-    const double level = passages[begin].level - points;
-    end = std::max(end, begin + 1);
-    while (end < passages.size() && passages[end].level > level) ++end;
-    if (end >= passages.size()) break;
-    const Descent::Passage& above = passages[end - 1];
-    const Descent::Passage& below = passages[end];
-    const double part = (above.level - level) / (above.level - below.level);
-    const double at = above.at + part * (below.at - above.at);
-    const double days = mWeek.usualDays(passages[begin].at, at);
-    const double off =
-        std::clamp(std::log(std::max(1e-3, days * mRate.points / points)), -kMostOff, kMostOff);
-    (off < 0 ? squares.below : squares.above) += 2 * square(off);
-    ++times;
-  }
-  if (times == 0) return;
-  // The times overlap: so many of them are after one another.
-  const double apart = (passages.front().level - passages.back().level) / points;
-  seen.squares.below += squares.below / times * apart;
-  seen.squares.above += squares.above / times * apart;
-  seen.times += apart;
-}
-
-// `days`: usual days that the points of the position take.
-Estimate::Spread Estimate::spread(const Position& position, double days) const {
-  Seen seen;
-  for (const Descent& descent : mDescents) seeTimesFor(position.points, descent, seen);
-  const double atFirst = kUnevenness / days + square(kSlowChange);
-  const auto side = [&](double squares) {
-    const double uneven = (squares + kTimesAtFirst * atFirst) / (seen.times + kTimesAtFirst);
-    const double rateToo = uneven * (1 + std::min(kMostForRate, days / mRate.days));
-    return std::sqrt(rateToo + position.variance / square(position.points));
+// How uneven this supply is used beside printers in general, as a factor of the variance: by the
+// times that it took to use a few days' points, and to use so many.
+double Estimate::unevenness(double points) const {
+  double squares = kTimesAtFirst;
+  double times = kTimesAtFirst;
+  const auto seeTimesFor = [&](double least, const std::vector<Descent::Passage>& passages) {
+    std::size_t begin = 0;
+    for (std::size_t end = 1; end < passages.size(); ++end) {
+      constexpr double kNothing = 1e-6;
+      const double used = passages[begin].level - passages[end].level;
+      if (used < least - kNothing) continue;
+      const double usual = used / mRate.points;
+      const double days = mWeek.usualDays(passages[begin].at, passages[end].at);
+      const double off = std::log(std::max(1e-3, days) / usual);
+      squares += std::min(kMostOff, square(off) / usualVariance(usual));
+      ++times;
+      begin = end;
+    }
   };
-  return {side(seen.squares.below), side(seen.squares.above)};
+  const double few = kShortTime * mRate.points;
+  for (const Descent& descent : mDescents) {
+    seeTimesFor(few, descent.passages);
+    if (points > kLonger * std::max<double>(mStep, few)) seeTimesFor(points, descent.passages);
+  }
+  return squares / times;
+}
+
+// The standard deviation of the logarithm of the time. `days`: usual days that the points of the
+// position take.
+double Estimate::spread(const Position& position, double days) const {
+  const double uneven = unevenness(position.points) * usualVariance(days);
+  const double rateToo = uneven * (1 + std::min(kMostForRate, days / mRate.days));
+  return std::sqrt(rateToo + position.variance / square(position.points));
 }
 
 // Times from a quarter of a day to 57 years, each an eighth longer.
@@ -322,18 +264,38 @@ struct TimesLeft {
   }
 };
 
+// The first and the last of the days that are worth to be within the interval. `days`: before which
+// lies each part of the probability.
+std::pair<double, double> worthwhile(const std::array<double, kParts + 1>& days) {
+  std::array<double, kParts + 1> roots{};
+  std::ranges::transform(days, roots.begin(), [](double time) { return std::sqrt(time); });
+  const double scale = kWorth * roots[kParts / 2];
+  double most = -std::numeric_limits<double>::infinity();
+  std::pair<double, double> best;
+  for (std::size_t within = kLeastWithin; within <= kMostWithin; ++within) {
+    for (std::size_t before = 0; before + within <= kParts; ++before) {
+      const std::size_t last = before + within;
+      const double worth =
+          static_cast<double>(within) / kParts - (roots[last] - roots[before]) / scale;
+      if (worth <= most) continue;
+      most = worth;
+      best = {days[before], days[last]};
+    }
+  }
+  return best;
+}
+
 EmptyAt Estimate::emptyAt() const {
   static const TimesLeft kLeft;
   const Position from = position();
   const double middle = from.points / mRate.points;
-  const Spread spread = this->spread(from, middle);
+  const double spread = this->spread(from, middle);
   const double gone = mWeek.usualDays(from.at, 0);
 
   // The probability that it takes longer than so many usual days from the position.
   const auto takesLonger = [&](double days) {
     if (days <= 0) return 1.0;
-    const double off = std::log(days / middle);
-    return std::erfc(off / (off < 0 ? spread.below : spread.above) / std::sqrt(2.0)) / 2;
+    return std::erfc(std::log(days / middle) / spread / std::sqrt(2.0)) / 2;
   };
   std::array<double, kTimes> probability{};
   double all = 0;
@@ -349,12 +311,20 @@ EmptyAt Estimate::emptyAt() const {
     std::size_t i = 0;
     while (i + 1 < kTimes && rest > probability[i]) rest -= probability[i++];
     const double within = probability[i] > 0 ? std::min(1.0, rest / probability[i]) : 0;
-    const double days = kLeft.days[i] + within * (kLeft.days[i + 1] - kLeft.days[i]);
+    return kLeft.days[i] + within * (kLeft.days[i + 1] - kLeft.days[i]);
+  };
+  const auto moment = [&](double days) {
     const auto left = std::chrono::round<std::chrono::seconds>(
         std::chrono::duration<double, std::chrono::days::period>(days));
     return mZero < kLastMoment - left ? mZero + left : std::max(mZero, kLastMoment);
   };
-  return {quantile(kLikely), quantile(kEarliest), quantile(kLatest)};
+  const double likely = quantile(kLikely);
+  std::array<double, kParts + 1> days{};
+  for (std::size_t part = 0; part <= kParts; ++part) {
+    days[part] = quantile(static_cast<double>(part) / kParts);
+  }
+  const auto [earliest, latest] = worthwhile(days);
+  return {moment(likely), moment(std::min(earliest, likely)), moment(std::max(latest, likely))};
 }
 
 // Whether a life tells how fast this supply is used.

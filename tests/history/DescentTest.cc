@@ -38,33 +38,46 @@ std::vector<std::pair<double, double>> passagesOf(const Descent& descent) {
 TEST(Descent, PassesHalfWayBetweenTwoReadingsAndLevels) {
   const Descent descent = descentFrom({50, 50, 48, 48, 47});
   EXPECT_THAT(passagesOf(descent), ElementsAre(Pair(-2.5, 49), Pair(-0.5, 47.5)));
-  EXPECT_EQ(descent.squaredJitter, 0);
 }
 
-TEST(Descent, TakesNeighboursThatRoseTogether) {
+TEST(Descent, GoesByTheLowestLevelSoFar) {
   const Descent descent = descentFrom({50, 46, 48, 44});
-  ASSERT_EQ(descent.plateaus.size(), 3U);
-  EXPECT_EQ(descent.plateaus[1].level, 47);
-  EXPECT_EQ(descent.plateaus[1].readings, 2);
-  EXPECT_EQ(descent.squaredJitter, 2);
+  EXPECT_THAT(passagesOf(descent), ElementsAre(Pair(-2.5, 48), Pair(-0.5, 45)));
+  EXPECT_EQ(descent.plateaus[1].from, -2);
+  EXPECT_EQ(descent.plateaus[1].to, -1);
 }
 
-TEST(Descent, OfARoundedLevelPassesInTheMiddleOfItsFlicker) {
-  EXPECT_THAT(passagesOf(descentFrom({60, 60, 50, 60, 50, 50}, 10)),
-              ElementsAre(Pair(-4 + 0.5, 57.5), Pair(-1.5, 52.5)));
+TEST(Descent, OfARoundedLevelPassesWhereItWasFirstSeen) {
+  EXPECT_THAT(passagesOf(descentFrom({60, 60, 50, 60, 50, 50}, 10)), ElementsAre(Pair(-3.5, 55)));
 }
 
 TEST(Descent, CountsWhatWasBeforeARiseAsHigherByIt) {
   const Descent descent = descentFrom({20, 18, 30, 28});
   EXPECT_THAT(passagesOf(descent), ElementsAre(Pair(-2.5, 31), Pair(-0.5, 29)));
-  EXPECT_EQ(descent.readings.front().level, 32);
-  EXPECT_EQ(descent.readings.back().level, 28);
+  EXPECT_EQ(descent.plateaus.front().level, 32);
+  EXPECT_EQ(descent.plateaus.back().level, 28);
 }
 
 TEST(Descent, OfARiseUpToJitterIsAPlateau) {
   EXPECT_TRUE(descentFrom({20, 26}).passages.empty());
   EXPECT_TRUE(descentFrom({50, 75}, 25).passages.empty());
-  EXPECT_EQ(descentFrom({20, 27}).readings.front().level, 27);
+  EXPECT_EQ(descentFrom({20, 27}).plateaus.front().level, 27);
+}
+
+TEST(Descent, TakesJitterBehindRoundingAway) {
+  EXPECT_THAT(passagesOf(descentFrom({60, 63, 58, 47, 53, 50}, 10)), ElementsAre(Pair(-2.5, 55)));
+}
+
+TEST(Descent, FindsAStepBehindJitter) {
+  const std::vector<int> jittered = {80, 77, 83, 79, 68, 72, 73, 67, 61, 57};
+  EXPECT_EQ(stepOf({lifeOf(jittered)}), 10);
+  // One between the steps, too few readings, and no fall of more than a step, tell nothing.
+  std::vector<int> between = jittered;
+  between[4] = 75;
+  EXPECT_EQ(stepOf({lifeOf(between)}), 1);
+  EXPECT_EQ(stepOf({lifeOf(jittered), lifeOf(between)}), 1);
+  EXPECT_EQ(stepOf({lifeOf({80, 77, 83, 68, 72, 61, 57})}), 1);
+  EXPECT_EQ(stepOf({lifeOf({83, 82, 81, 80, 79, 79, 78, 78, 77, 77, 77})}), 1);
 }
 
 TEST(Descent, StepIsTheLargestThatDividesAllLevels) {

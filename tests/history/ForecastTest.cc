@@ -254,6 +254,38 @@ TEST(Forecast, IsWiderWhereUseIsUneven) {
   EXPECT_LT(width(even), width(uneven));
 }
 
+double widthOf(const Forecast& forecast) {
+  return daysBetween(forecast.emptyAt->earliest, forecast.emptyAt->latest) / daysLeft(forecast);
+}
+
+TEST(Forecast, IsTheSurerTheMoreEvenlyASupplyWasUsed) {
+  // The longer it was as even as this, the narrower.
+  const auto even = [](int count) {
+    return DailyReadings().daily(count, [=](int day) { return 40 + count - day; }).forecast();
+  };
+  EXPECT_LT(widthOf(even(60)), 0.65 * widthOf(even(15)));
+}
+
+TEST(Forecast, IsSurerWhereThatCostsLittle) {
+  const Forecast known = DailyReadings().daily(61, [](int day) { return 100 - day; }).forecast();
+  const Forecast unknown =
+      DailyReadings().daily(25, [](int day) { return day < 9 ? 50 : 25; }).forecast();
+  EXPECT_LT(widthOf(unknown), 2 * widthOf(known));
+}
+
+TEST(Forecast, IsNotMovedByJitterBehindRounding) {
+  const std::vector<int> jitter = {0, 3, -3, 1, -2, 2, -1, 3, -3, 0};
+  const auto tens = [](int day) { return 10 * ((205 - 2 * day) / 20); };
+  const auto jittered = [&](int day) {
+    return std::min(100, tens(day) + jitter[static_cast<std::size_t>(day % 10)]);
+  };
+  for (int count = 41; count <= 80; count += 3) {
+    const double without = daysLeft(DailyReadings().daily(count, tens).forecast());
+    const double with = daysLeft(DailyReadings().daily(count, jittered).forecast());
+    EXPECT_NEAR(with, without, 0.01);
+  }
+}
+
 TEST(Forecast, StaysWithinTheTimesThatCanBeWritten) {
   for (const char* const last : {"2261-12-31T23:59:59Z", "2200-06-01T00:00:00.123456789Z"}) {
     DailyReadings readings;
