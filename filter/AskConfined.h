@@ -17,9 +17,8 @@ struct ConfinedAnswer {
 
 // Asks the printer that is on this process's standard output and back channel, as askAsFilter does,
 // but in a process of its own, which cannot speak to the print server, and do nothing else either
-// (Confinement). One that is not done by `end` has received
-// nothing; one that cannot begin, or dies, has not asked. This process must
-// have one thread only.
+// (Confinement). One that is not done by `end` has received nothing; one that cannot begin, or
+// dies, has not asked. This process must have one thread only.
 [[nodiscard]] ConfinedAnswer askConfined(MoxFilter& filter, Recording* recording,
                                          Apart::Clock::time_point end);
 

@@ -275,11 +275,11 @@ int answer(const Commands& commands, const std::optional<ServedJob>& job,
   if (!transcript) warnOf(transcript.error());
   const bool hasFailed = report.status != Status::kSuccess;
   if (hasFailed) {
-    const auto ofPrinter = [&] {
-      return translated("The printer {}.", translated(rowOf(outcomeOf(report.status)).what));
-    };
-    publishFailure(notAsked.empty() ? ofPrinter() : asSentence(notAsked), markers,
-                   commands.reportLevels);
+    const std::string why =
+        notAsked.empty()
+            ? translated("The printer {}.", translated(rowOf(outcomeOf(report.status)).what))
+            : asSentence(notAsked);
+    publishFailure(why, markers, commands.reportLevels);
   } else {
     publish(suppliesFromReport(report.dictionary), {.lowLevel = settings->lowLevel}, markers,
             commands.reportLevels);

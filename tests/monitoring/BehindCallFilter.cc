@@ -18,19 +18,26 @@ namespace {
 // What goes by a call's arguments.
 bool keepFromArguments() {
   scmp_filter_ctx filter = seccomp_init(SCMP_ACT_ALLOW);
-  const auto refuse = [filter](unsigned error, int call, scmp_arg_cmp argument) {
+  const auto refuse = [filter](unsigned error, int call, const scmp_arg_cmp& argument) {
     return seccomp_rule_add_exact_array(filter, SCMP_ACT_ERRNO(error), call, 1, &argument) == 0;
   };
-  constexpr unsigned kBoth = PROT_WRITE | PROT_EXEC;
-  bool isDone =
-      refuse(EPERM, SCMP_SYS(mmap), SCMP_A2(SCMP_CMP_MASKED_EQ, kBoth, kBoth)) &&
-      refuse(EPERM, SCMP_SYS(mprotect), SCMP_A2(SCMP_CMP_MASKED_EQ, PROT_EXEC, PROT_EXEC)) &&
-      refuse(EPERM, SCMP_SYS(pkey_mprotect), SCMP_A2(SCMP_CMP_MASKED_EQ, PROT_EXEC, PROT_EXEC)) &&
-      refuse(EPERM, SCMP_SYS(shmat), SCMP_A2(SCMP_CMP_MASKED_EQ, SHM_EXEC, SHM_EXEC)) &&
-      refuse(EAFNOSUPPORT, SCMP_SYS(socket), SCMP_A0(SCMP_CMP_GE, AF_MAX));
-  for (unsigned family = 0; family < AF_MAX; ++family) {
+  // Where an argument has all of these bits.
+  const auto refuseWith = [&refuse](int call, unsigned argument, scmp_datum_t bits) {
+    return refuse(EPERM, call,
+                  {.arg = argument, .op = SCMP_CMP_MASKED_EQ, .datum_a = bits, .datum_b = bits});
+  };
+  const auto refuseFamily = [&refuse](scmp_compare how, int family) {
+    return refuse(
+        EAFNOSUPPORT, SCMP_SYS(socket),
+        {.arg = 0, .op = how, .datum_a = static_cast<scmp_datum_t>(family), .datum_b = 0});
+  };
+  bool isDone = refuseWith(SCMP_SYS(mmap), 2, PROT_WRITE | PROT_EXEC) &&
+                refuseWith(SCMP_SYS(mprotect), 2, PROT_EXEC) &&
+                refuseWith(SCMP_SYS(pkey_mprotect), 2, PROT_EXEC) &&
+                refuseWith(SCMP_SYS(shmat), 2, SHM_EXEC) && refuseFamily(SCMP_CMP_GE, AF_MAX);
+  for (int family = 0; family < AF_MAX; ++family) {
     if (family == AF_UNIX || family == AF_INET || family == AF_INET6) continue;
-    isDone = isDone && refuse(EAFNOSUPPORT, SCMP_SYS(socket), SCMP_A0(SCMP_CMP_EQ, family));
+    isDone = isDone && refuseFamily(SCMP_CMP_EQ, family);
   }
   return isDone && seccomp_load(filter) == 0;
 }
