@@ -2,8 +2,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <fstream>
+#include <iterator>
 #include <sstream>
+#include <string>
+#include <vector>
 
 #include "simulator/ModelFile.h"
 #include "tests/monitoring/ExporterProcess.h"
@@ -65,12 +69,21 @@ TEST_F(AnExporterOfQueues, SaysWhenAQueueHasNoLevelsAndWhenThereIsNone) {
   exporter.awaitLog(target() + "x: no queue \"" + queue() + "x\"");
 }
 
+// All of them at once.
+std::vector<FileDescriptor> clientsThatProbe(const ExporterProcess& exporter,
+                                             const std::vector<std::string>& targets) {
+  std::vector<FileDescriptor> clients;
+  std::ranges::transform(targets, std::back_inserter(clients), [&](const std::string& target) {
+    return connectAndSend(exporter.port(), getting(probeOf(target), "Connection: close\r\n"));
+  });
+  return clients;
+}
+
 TEST_F(AnExporterOfQueues, ReadsSeveralOverFewConnections) {
   report("laser", "laser-colour-full");
-  constexpr int kMany = 12;
-  std::vector<std::string> targets;
-  for (int i = 0; i < kMany; ++i) targets.push_back(target() + "none" + std::to_string(i));
-  targets.push_back(target());
+  constexpr std::size_t kMany = 12;
+  std::vector<std::string> targets(kMany + 1, target());
+  for (std::size_t i = 0; i < kMany; ++i) targets[i] += "none" + std::to_string(i);
   const auto connectionsSoFar = [] {
     std::istringstream log(server().log());
     int count = 0;
@@ -79,13 +92,9 @@ TEST_F(AnExporterOfQueues, ReadsSeveralOverFewConnections) {
   };
   const auto before = connectionsSoFar();
   const ExporterProcess exporter(listOf(targets));
-  std::vector<FileDescriptor> clients;
-  for (const std::string& one : targets) {
-    clients.push_back(
-        connectAndSend(exporter.port(), getting(probeOf(one), "Connection: close\r\n")));
-  }
-  for (int i = 0; i < kMany; ++i) {
-    EXPECT_THAT(receiveAnswer(clients[static_cast<std::size_t>(i)]).body,
+  const auto clients = clientsThatProbe(exporter, targets);
+  for (std::size_t i = 0; i < kMany; ++i) {
+    EXPECT_THAT(receiveAnswer(clients[i]).body,
                 HasSubstr("npa_probe_status{status=\"unreachable\"} 1\n"));
   }
   EXPECT_THAT(receiveAnswer(clients.back()).body,
@@ -109,11 +118,7 @@ TEST_F(AnExporterOfQueues, ReadsTheOthersBesideOneThatIsClosedToIt) {
   const std::vector<std::string> targets = {target() + "none", server().printerUri(closed),
                                             target()};
   const ExporterProcess exporter(listOf(targets));
-  std::vector<FileDescriptor> clients;
-  for (const std::string& one : targets) {
-    clients.push_back(
-        connectAndSend(exporter.port(), getting(probeOf(one), "Connection: close\r\n")));
-  }
+  const auto clients = clientsThatProbe(exporter, targets);
   EXPECT_THAT(receiveAnswer(clients[1]).body,
               HasSubstr("npa_probe_status{status=\"unreachable\"} 1\n"));
   EXPECT_THAT(receiveAnswer(clients[2]).body, HasSubstr("npa_probe_success 1\n"));
