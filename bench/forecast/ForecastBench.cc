@@ -14,12 +14,14 @@
 #include <optional>
 #include <random>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
 #include "bench/forecast/Houses.h"
 #include "history/Forecast.h"
 #include "history/Lives.h"
+#include "supplies/Attention.h"
 
 namespace moxsupply {
 
@@ -98,8 +100,19 @@ std::optional<Told> told(const Forecast& forecast) {
               daysBetween(forecast.asOf, forecast.emptyAt->latest)};
 }
 
+// How often an event was told of a cartridge that showed a level of which it tells.
+struct ToldOfCartridges {
+  std::size_t never = 0;
+  std::size_t once = 0;
+  std::size_t moreOften = 0;
+
+  void count(std::ptrdiff_t times) { ++(times == 0 ? never : times == 1 ? once : moreOften); }
+};
+
 struct Results {
   std::vector<Case> cases;
+  ToldOfCartridges low;
+  ToldOfCartridges empty;
   std::size_t replaced = 0;         // cartridges
   std::size_t missed = 0;           // of them, that the lives did not show
   std::size_t falselyReplaced = 0;  // that the lives showed where there was none
@@ -135,10 +148,12 @@ void tryHouse(const House& house, std::mt19937_64& lots, Results& results) {
   for (const SimulatedCartridge& cartridge : house.cartridges) {
     const auto tried = drawn(cartridge, lots);
     bool isNew = !lives.supplies().empty();
+    std::vector<SupplyEvent> ofCartridge;
     for (std::size_t i = 0; i < cartridge.shown.size(); ++i) {
       reading.moment = cartridge.shown[i].time;
       supply.level = cartridge.shown[i].level;
       const auto events = lives.take(reading);
+      ofCartridge.insert(ofCartridge.end(), events.begin(), events.end());
       const bool isReplaced = std::ranges::count(events, Event::kReplaced, &SupplyEvent::event) > 0;
       // A new one may be seen as such at its second reading.
       if (isReplaced && !isNew) ++results.falselyReplaced;
@@ -164,6 +179,15 @@ void tryHouse(const House& house, std::mt19937_64& lots, Results& results) {
       }
     }
     isFirst = false;
+    const auto showed = [&](int level) {
+      return std::ranges::any_of(cartridge.shown,
+                                 [=](const ShownLevel& one) { return one.level <= level; });
+    };
+    const auto times = [&](Event event) {
+      return std::ranges::count(ofCartridge, event, &SupplyEvent::event);
+    };
+    if (showed(kLowLevel)) results.low.count(times(Event::kLow));
+    if (showed(0)) results.empty.count(times(Event::kEmpty));
   }
 }
 
@@ -247,10 +271,16 @@ void printTables(const Results& results) {
   row("the first cartridge", [](const Case& one) { return one.isFirst; });
   row("a later one", [](const Case& one) { return !one.isFirst; });
 
+  const auto line = [](const ToldOfCartridges& told, std::string_view what) {
+    return fmt::format("{} told once of {}, never of {}, more often of {}.", what, told.once, told.never,
+                       told.moreOften);
+  };
   fmt::print(
       "\nReplacements: {} cartridges, {} not seen as new by the level alone, {} falsely seen.\n"
-      "A forecast takes {:.0f} µs of the processor.\n",
+      "{}\n{}\nA forecast takes {:.0f} µs of the processor.\n",
       results.replaced, results.missed, results.falselyReplaced,
+      line(results.low, "Cartridges that showed 10 % or less: low was"),
+      line(results.empty, "Cartridges that showed 0: empty was"),
       1e6 * results.seconds / static_cast<double>(results.forecasts));
 }
 
