@@ -82,6 +82,7 @@ TEST(KilledWriter, LeavesAStoreThatAnybodyCanRead) {
   fs::permissions(folder.path(), fs::perms::all);
   const std::string path = folder.path() / "history.sqlite";
   std::mt19937 random(7);  // NOLINT(cert-msc32-c,cert-msc51-cpp): the same in every run
+  const unsigned longestLife = isEmulated() ? 100'000 : 6'000;  // microseconds
   int changes = 0;
   int interrupted = 0;
   for (int i = 0; i < killedWriters(); ++i) {
@@ -90,7 +91,7 @@ TEST(KilledWriter, LeavesAStoreThatAnybodyCanRead) {
     const pid_t writer = ::fork();
     if (writer == 0) writeUntilKilled(path, changes, done[1]);
     ::close(done[1]);
-    std::this_thread::sleep_for(std::chrono::microseconds(random() % 6000));
+    std::this_thread::sleep_for(std::chrono::microseconds(random() % longestLife));
     ::kill(writer, SIGKILL);
     int status = 0;
     ::waitpid(writer, &status, 0);

@@ -5,6 +5,8 @@ find_program(LOCALEDEF_EXECUTABLE localedef REQUIRED)
 
 set(test_locales_folder "${CMAKE_CURRENT_BINARY_DIR}/locales")
 set(made)
+string(TOLOWER "--${CMAKE_CXX_BYTE_ORDER}" byte_order)
+string(REPLACE "_" "-" byte_order "${byte_order}")  # --little-endian or --big-endian
 foreach(locale
     C.UTF-8 de_AT.UTF-8 de_DE.UTF-8 de_DE.ISO-8859-1 en_GB.UTF-8 es_ES.UTF-8 fr_FR.UTF-8
     is_IS.UTF-8 ja_JP.UTF-8 pt_BR.UTF-8 pt_PT.UTF-8 ru_RU.UTF-8 ru_RU.ISO-8859-5 ru_RU.KOI8-R sv_SE.ISO-8859-1 zh_CN.UTF-8
@@ -22,7 +24,7 @@ foreach(locale
   add_custom_command(
     OUTPUT "${file}"
     COMMAND "${CMAKE_COMMAND}" -E make_directory "${test_locales_folder}"
-    COMMAND "${LOCALEDEF_EXECUTABLE}" -i "${source}" -f "${charset}"
+    COMMAND "${LOCALEDEF_EXECUTABLE}" ${byte_order} -i "${source}" -f "${charset}"
             "${test_locales_folder}/${locale}"
     DEPENDS "${source}" VERBATIM)
   list(APPEND made "${file}")

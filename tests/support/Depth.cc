@@ -14,6 +14,8 @@ bool isFull() {
 
 }  // namespace
 
+bool isEmulated() { return MOXSUPPLY_EMULATED != 0; }
+
 std::size_t cutEvery() { return isFull() ? 1 : 8; }
 
 std::uint64_t randomPrinters() { return isFull() ? 50'000 : 5'000; }

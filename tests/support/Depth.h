@@ -10,6 +10,10 @@ namespace moxsupply::testing {
 // In a build with sanitizers or counters a process takes long.
 constexpr bool kIsSlowBuild = MOXSUPPLY_SLOW_BUILD != 0;
 
+// Whether it runs under qemu, built for another architecture: slowly, and with some calls that are
+// not quite the kernel's.
+bool isEmulated();
+
 // An exchange is broken off, or cut, at every byte; in an ordinary run, and in a slow build, at
 // every eighth.
 std::size_t cutEvery();
