@@ -34,7 +34,7 @@ LevelQueries::Commands queries() {
   const fs::path self = fs::read_symlink("/proc/self/exe");
   const fs::path moxsupply = self.parent_path() / PROGRAMS_FROM_MONITORING / "moxsupply";
   const auto commandFor = [self = self.string(), moxsupply = moxsupply.lexically_normal().string()](
-                              const Prober::Assignment& one) {
+                              const Assignment& one) {
     if (one.isQueue) return queueLevelsForPrograms(self);
     return levelsForPrograms(moxsupply, one.kind, static_cast<std::uint32_t>(one.deadline.count()));
   };

@@ -79,7 +79,7 @@ class Exporter::Parts {
                    moveOn();
                  }),
         mProber(settings.limits,
-                {.begin = [this](const Prober::Assignment& one) { mQueries.begin(one); },
+                {.begin = [this](const Assignment& one) { mQueries.begin(one); },
                  .stop = [this](Prober::Id id) { mQueries.stop(id); },
                  .answered = [this](const Prober::Printer& printer) { noteEnd(printer); },
                  .released = [this](const std::string& target) { mServer.wake(target); }}),

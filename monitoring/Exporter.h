@@ -6,10 +6,10 @@
 #include <string>
 #include <vector>
 
-#include "monitoring/LevelQueries.h"
 #include "monitoring/ListFile.h"
 #include "monitoring/Notifier.h"
 #include "monitoring/Prober.h"
+#include "queries/LevelQueries.h"
 #include "system/FileDescriptor.h"
 
 namespace moxsupply {

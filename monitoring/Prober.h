@@ -14,7 +14,8 @@
 #include <vector>
 
 #include "monitoring/PrinterList.h"
-#include "monitoring/QueryResult.h"
+#include "queries/Assignment.h"
+#include "queries/QueryResult.h"
 
 namespace moxsupply {
 
@@ -29,7 +30,7 @@ namespace moxsupply {
 class Prober {
  public:
   using Clock = std::chrono::steady_clock;
-  using Id = std::uint64_t;  // of a printer, for as long as it is in the list
+  using Id = Assignment::Id;
 
   struct Limits {
     std::chrono::milliseconds minInterval = std::chrono::hours(6);  // from query to query
@@ -49,15 +50,6 @@ class Prober {
   // From reading to reading of a print queue, where that is sooner than `minInterval`: its print
   // server is asked, and no printer.
   static constexpr std::chrono::minutes kQueueInterval{15};
-
-  // A query to begin.
-  struct Assignment {
-    Id id;
-    std::string uri;
-    std::optional<PrinterKind> kind;  // none: it is to be found out
-    std::chrono::seconds deadline;
-    bool isQueue = false;  // its print server is to be asked
-  };
 
   // What was the last attempt to read a printer.
   struct Attempt {

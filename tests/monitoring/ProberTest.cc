@@ -37,7 +37,7 @@ class ProberTest : public ::testing::Test {
       : used(limits) {}
 
   struct Running {
-    Prober::Assignment query;
+    Assignment query;
     Prober::Clock::time_point begun;
   };
 
@@ -105,7 +105,7 @@ class ProberTest : public ::testing::Test {
   std::vector<std::string> released;
   Prober prober{used,
                 {.begin =
-                     [this](const Prober::Assignment& query) {
+                     [this](const Assignment& query) {
                        running.push_back({query, now});
                      },
                  .stop =
@@ -456,7 +456,7 @@ TEST_F(ProberTest, HasPatienceAlsoWithThoseThatAreMovedBetweenTheLanes) {
 
 TEST_F(ProberTest, HasNoMorePatienceThanItIsTold) {
   Prober hasty({.deadline = seconds(5)}, {.begin =
-                                              [this](const Prober::Assignment& query) {
+                                              [this](const Assignment& query) {
                                                 running.push_back({query, now});
                                               },
                                           .stop = [](Prober::Id) {},

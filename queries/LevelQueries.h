@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "monitoring/Prober.h"
-#include "monitoring/QueryResult.h"
+#include "queries/Assignment.h"
+#include "queries/QueryResult.h"
 
 namespace boost::asio {
 class io_context;
@@ -25,13 +25,13 @@ class QueryServer;
 // which there is one pair only, and what a printer or a print server sends is decoded apart.
 class LevelQueries {
  public:
-  using OnEnd = std::function<void(Prober::Id, QueryResult)>;
+  using OnEnd = std::function<void(Assignment::Id, QueryResult)>;
 
   struct Commands {
     // The command that asks one printer and writes its report as JSON, by the deadline, or that
     // reads print queues (QueueLevelsCommand). It has the URIs in its environment, as DEVICE_URI:
     // others see arguments, and passwords in them.
-    std::function<std::vector<std::string>(const Prober::Assignment&)> commandFor;
+    std::function<std::vector<std::string>(const Assignment&)> commandFor;
 
     // The one from which queries of printers on the network are forked instead (QueryServer); empty
     // starts a program for them, too.
@@ -56,33 +56,33 @@ class LevelQueries {
   // Its end is told later, also when the process cannot be started.
   // Of the queues of one print server so many are read together; those that come while it is read
   // wait for the next turn, which is when their deadline begins.
-  void begin(const Prober::Assignment& assignment);
+  void begin(const Assignment& assignment);
 
   // Kills it. Its end is not told.
-  void stop(Prober::Id id);
+  void stop(Assignment::Id id);
 
  private:
   class StartedQuery;  // a program, from its start to its end
 
   // The queues of a print server that are to be read.
   struct Server {
-    std::vector<Prober::Assignment> waiting = {};
-    std::vector<std::optional<Prober::Assignment>> asked = {};  // none: it was stopped
+    std::vector<Assignment> waiting = {};
+    std::vector<std::optional<Assignment>> asked = {};  // none: it was stopped
     std::shared_ptr<Query> query = {};
   };
 
-  [[nodiscard]] std::shared_ptr<Query> queryFor(const Prober::Assignment& assignment);
+  [[nodiscard]] std::shared_ptr<Query> queryFor(const Assignment& assignment);
   void run(const std::shared_ptr<Query>& query, std::function<void(const LevelsEnding&)> onEnd);
   void readQueuesSoon(const std::string& server);
   void readQueues(const std::string& server);
   void takeQueues(const std::string& server, const LevelsEnding& ending);
-  bool stopQueue(Prober::Id id);
+  bool stopQueue(Assignment::Id id);
 
   boost::asio::io_context& mContext;
   Commands mCommands;
   OnEnd mOnEnd;
   std::unique_ptr<QueryServer> mServer;
-  std::map<Prober::Id, std::shared_ptr<Query>> mRunning;
+  std::map<Assignment::Id, std::shared_ptr<Query>> mRunning;
   std::map<std::string, Server> mPrintServers;  // by HOST:PORT
   std::shared_ptr<void> mIsThere = std::make_shared<char>();
 };

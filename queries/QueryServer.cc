@@ -1,4 +1,4 @@
-#include "monitoring/QueryServer.h"
+#include "queries/QueryServer.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -10,7 +10,7 @@
 #include <chrono>
 #include <utility>
 
-#include "monitoring/QueryEnvironment.h"
+#include "queries/QueryEnvironment.h"
 #include "system/HandedDescriptor.h"
 #include "system/Pipe.h"
 

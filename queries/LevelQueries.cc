@@ -1,4 +1,4 @@
-#include "monitoring/LevelQueries.h"
+#include "queries/LevelQueries.h"
 
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -24,10 +24,10 @@
 
 #include "links/ConnectedQuery.h"
 #include "links/DeviceUri.h"
-#include "monitoring/Query.h"
-#include "monitoring/QueryEnvironment.h"
-#include "monitoring/QueryServer.h"
-#include "monitoring/ServedQuery.h"
+#include "queries/Query.h"
+#include "queries/QueryEnvironment.h"
+#include "queries/QueryServer.h"
+#include "queries/ServedQuery.h"
 #include "queue/QueueUri.h"
 #include "system/FileDescriptor.h"
 #include "system/Pipe.h"
@@ -180,7 +180,7 @@ LevelQueries::~LevelQueries() {
   }
 }
 
-std::shared_ptr<Query> LevelQueries::queryFor(const Prober::Assignment& assignment) {
+std::shared_ptr<Query> LevelQueries::queryFor(const Assignment& assignment) {
   const auto uri = parseDeviceUri(assignment.uri);
   if (mServer && uri && uri->scheme == "socket") {
     const auto deadline = static_cast<std::uint32_t>(assignment.deadline.count());
@@ -191,7 +191,7 @@ std::shared_ptr<Query> LevelQueries::queryFor(const Prober::Assignment& assignme
                                         assignment.deadline + kGrace);
 }
 
-void LevelQueries::begin(const Prober::Assignment& assignment) {
+void LevelQueries::begin(const Assignment& assignment) {
   if (const auto queue = parseQueueUri(assignment.uri); queue && assignment.isQueue) {
     mPrintServers[queue->server].waiting.push_back(assignment);
     return readQueuesSoon(queue->server);
@@ -234,10 +234,10 @@ void LevelQueries::readQueues(const std::string& server) {
     mPrintServers.erase(found);
     return;
   }
-  const Prober::Assignment first = one.waiting.front();
+  const Assignment first = one.waiting.front();
   std::string uris;
   one.asked.clear();
-  std::erase_if(one.waiting, [&](const Prober::Assignment& queue) {
+  std::erase_if(one.waiting, [&](const Assignment& queue) {
     if (queue.deadline != first.deadline || one.asked.size() == kMostQueuesAtOnce) return false;
     uris += (uris.empty() ? "" : " ") + queue.uri;
     one.asked.emplace_back(queue);
@@ -279,7 +279,7 @@ void LevelQueries::takeQueues(const std::string& server, const LevelsEnding& end
   readQueues(server);
 }
 
-void LevelQueries::stop(Prober::Id id) {
+void LevelQueries::stop(Assignment::Id id) {
   if (stopQueue(id)) return;
   const auto found = mRunning.find(id);
   if (found == mRunning.end()) return;
@@ -288,7 +288,7 @@ void LevelQueries::stop(Prober::Id id) {
 }
 
 // Returns whether it was one. A process that reads others as well goes on.
-bool LevelQueries::stopQueue(Prober::Id id) {
+bool LevelQueries::stopQueue(Assignment::Id id) {
   for (auto& [name, server] : mPrintServers) {
     if (std::erase_if(server.waiting, [id](const auto& one) { return one.id == id; }) > 0)
       return true;

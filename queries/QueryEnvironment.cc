@@ -1,4 +1,4 @@
-#include "monitoring/QueryEnvironment.h"
+#include "queries/QueryEnvironment.h"
 
 #include "system/Process.h"
 

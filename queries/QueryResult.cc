@@ -1,4 +1,4 @@
-#include "monitoring/QueryResult.h"
+#include "queries/QueryResult.h"
 
 #include <fmt/format.h>
 

@@ -1,4 +1,4 @@
-#include "monitoring/ServedQuery.h"
+#include "queries/ServedQuery.h"
 
 #include <fcntl.h>
 #include <fmt/format.h>

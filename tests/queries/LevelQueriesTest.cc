@@ -11,7 +11,7 @@
 #include <map>
 #include <optional>
 
-#include "monitoring/LevelQueries.h"
+#include "queries/LevelQueries.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/TextFile.h"
 
@@ -31,14 +31,14 @@ class LevelQueriesTest : public ::testing::Test {
   }
 
   static LevelQueries::Commands commandOf(const std::string& program) {
-    return {[program](const Prober::Assignment&) { return std::vector<std::string>{program}; }};
+    return {[program](const Assignment&) { return std::vector<std::string>{program}; }};
   }
 
   // What comes of a query by such a program, whose deadline is a second.
   QueryResult resultOf(const std::string& program) {
     std::optional<QueryResult> result;
     boost::asio::io_context context;
-    LevelQueries queries(context, commandOf(program), [&](Prober::Id id, QueryResult ended) {
+    LevelQueries queries(context, commandOf(program), [&](Assignment::Id id, QueryResult ended) {
       EXPECT_EQ(id, 7U);
       result = std::move(ended);
     });
@@ -124,7 +124,7 @@ TEST_F(LevelQueriesTest, EndWithTheirOwner) {
     boost::asio::io_context context;
     LevelQueries queries(
         context, commandOf(program("echo $$ >" + said.string() + "; exec sleep 60")),
-        [](Prober::Id, const QueryResult&) { ADD_FAILURE() << "an end was told"; });
+        [](Assignment::Id, const QueryResult&) { ADD_FAILURE() << "an end was told"; });
     queries.begin({1, "a", {}, seconds(60)});
     queries.begin({2, "b", {}, seconds(60)});
     queries.stop(2);
@@ -152,17 +152,17 @@ class QueuesOfAServer : public LevelQueriesTest {
       done)");
   }
 
-  static Prober::Assignment queue(Prober::Id id, const std::string& uri) {
+  static Assignment queue(Assignment::Id id, const std::string& uri) {
     return {id, "ipp://" + uri, {}, seconds(1), true};
   }
 
   LevelQueries::OnEnd onEnd() {
-    return [this](Prober::Id id, const QueryResult& result) {
+    return [this](Assignment::Id id, const QueryResult& result) {
       EXPECT_TRUE(results.emplace(id, result).second) << id << " was told twice";
     };
   }
 
-  std::map<Prober::Id, QueryResult> results;
+  std::map<Assignment::Id, QueryResult> results;
   boost::asio::io_context context;
 };
 
@@ -179,7 +179,7 @@ TEST_F(QueuesOfAServer, AreReadTogether) {
   context.restart();
   context.run_for(seconds(10));
   ASSERT_EQ(results.size(), 5U);
-  for (const Prober::Id id : {1U, 3U, 4U, 5U}) {
+  for (const Assignment::Id id : {1U, 3U, 4U, 5U}) {
     EXPECT_EQ(results[id].outcome, Outcome::kNothingReceived) << results[id].what;
   }
   EXPECT_EQ(results[2].outcome, Outcome::kUnreachable);
@@ -227,9 +227,9 @@ TEST_F(QueuesOfAServer, HaveOneDeadline) {
 
 TEST_F(QueuesOfAServer, AreStoppedOneByOne) {
   LevelQueries queries(context, commandOf(reader("sleep 0.5")), onEnd());
-  for (const Prober::Id id : {1U, 2U}) queries.begin(queue(id, "server/printers/a"));
+  for (const Assignment::Id id : {1U, 2U}) queries.begin(queue(id, "server/printers/a"));
   context.run_for(std::chrono::milliseconds(100));
-  for (const Prober::Id id : {3U, 4U}) queries.begin(queue(id, "server/printers/b"));
+  for (const Assignment::Id id : {3U, 4U}) queries.begin(queue(id, "server/printers/b"));
   queries.stop(1);
   queries.stop(3);
   context.run_for(seconds(10));
@@ -249,7 +249,7 @@ TEST_F(QueuesOfAServer, AreStoppedOneByOne) {
 
 TEST_F(QueuesOfAServer, AreNotReadWithoutEnd) {
   LevelQueries queries(context, commandOf(reader()), onEnd());
-  for (Prober::Id id = 1; id <= LevelQueries::kMostQueuesAtOnce + 1; ++id) {
+  for (Assignment::Id id = 1; id <= LevelQueries::kMostQueuesAtOnce + 1; ++id) {
     queries.begin(queue(id, "server/printers/a"));
   }
   context.run_for(seconds(10));

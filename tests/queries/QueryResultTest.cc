@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "monitoring/QueryResult.h"
+#include "queries/QueryResult.h"
 
 namespace moxsupply::testing {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <boost/asio/awaitable.hpp>
 
-#include "monitoring/QueryResult.h"
+#include "queries/QueryResult.h"
 
 namespace moxsupply {
 

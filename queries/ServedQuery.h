@@ -8,8 +8,8 @@
 
 #include "links/ConnectedQuery.h"
 #include "links/TcpLink.h"
-#include "monitoring/Query.h"
-#include "monitoring/QueryServer.h"
+#include "queries/Query.h"
+#include "queries/QueryServer.h"
 
 namespace moxsupply {
 
