@@ -1,3 +1,4 @@
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -8,6 +9,8 @@
 #include <functional>
 
 #include "filter/PublishedMarkers.h"
+#include "system/FileDescriptor.h"
+#include "system/Substitute.h"
 #include "tests/support/CapturedErrors.h"
 #include "tests/support/FilterProcess.h"
 #include "tests/support/TemporaryFolder.h"
@@ -96,6 +99,17 @@ TEST_F(MarkersOfAQueue, HaveTheirLevelsPublishedAloneWhenNothingElseHasChanged) 
   EXPECT_THAT(report(kOtherListLines, kMessage), ElementsAre(kOtherListLines[1]));
   EXPECT_THAT(report(kOtherListLines, kMessage), IsEmpty());
   EXPECT_THAT(report(), ElementsAre(kListLines[1]));
+}
+
+TEST_F(MarkersOfAQueue, ArePublishedAgainWhereTheyCouldNotBeSent) {
+  report();
+  {
+    const FileDescriptor full(::open("/dev/full", O_WRONLY | O_CLOEXEC));
+    const Substitute errors(STDERR_FILENO, full.get());
+    markers().publishLists(kOtherListLines);
+  }
+  EXPECT_THAT(report(kOtherListLines, kMessage),
+              ElementsAre(kOtherListLines[0], kOtherListLines[1]));
 }
 
 // The age of the levels is that of the last publication.

@@ -1,5 +1,6 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <string>
@@ -38,6 +39,25 @@ TEST(Substitute, GivesThePlaceBack) {
   const auto ending = process.wait();
   EXPECT_EQ(ending.result, "");
   EXPECT_EQ(ending.written, bytesOf("outside"));
+}
+
+// What is written afterwards is not for the substitute.
+TEST(Substitute, LeavesThePlaceEmptyThatItCannotGiveBack) {
+  FilterProcess process(BackChannel::kClosed, [] {
+    const FileDescriptor file = memoryFile("");
+    {
+      const Substitute substitute(STDOUT_FILENO, file.get());
+      rlimit limit{};
+      ::getrlimit(RLIMIT_NOFILE, &limit);
+      limit.rlim_cur = 0;
+      ::setrlimit(RLIMIT_NOFILE, &limit);
+    }
+    static_cast<void>(writeAll(STDOUT_FILENO, "for nobody"));
+    return readFile(file.get(), 64).value();
+  });
+  const auto ending = process.wait();
+  EXPECT_EQ(ending.result, "");
+  EXPECT_TRUE(ending.written.empty());
 }
 
 TEST(Substitute, LeavesAPlaceEmptyThatWasEmpty) {
