@@ -272,8 +272,8 @@ void printTables(const Results& results) {
   row("a later one", [](const Case& one) { return !one.isFirst; });
 
   const auto line = [](const ToldOfCartridges& told, std::string_view what) {
-    return fmt::format("{} told once of {}, never of {}, more often of {}.", what, told.once, told.never,
-                       told.moreOften);
+    return fmt::format("{} told once of {}, never of {}, more often of {}.", what, told.once,
+                       told.never, told.moreOften);
   };
   fmt::print(
       "\nReplacements: {} cartridges, {} not seen as new by the level alone, {} falsely seen.\n"
