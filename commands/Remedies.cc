@@ -15,6 +15,7 @@ std::string enableCommand(const Remedy& remedy, std::string_view type) {
   if (remedy.timeout != 0) command += fmt::format(" --timeout {}", remedy.timeout);
   if (remedy.deadline != 0) command += fmt::format(" --deadline {}", remedy.deadline);
   if (remedy.lowLevel != 0) command += fmt::format(" --low {}", remedy.lowLevel);
+  if (!remedy.afterJobs) command += " --no-after-jobs";
   return command;
 }
 

@@ -33,6 +33,7 @@ struct Known {
   std::uint32_t timeout = PpdSettings().timeout;    // seconds
   std::uint32_t deadline = PpdSettings().deadline;  // seconds
   int lowLevel = kLowLevel;                         // percent
+  bool afterJobs = true;                            // it is asked again after print jobs
 
   // When the command filter gives the query up, to have the time to say so.
   [[nodiscard]] milliseconds queryTime() const {
@@ -46,7 +47,8 @@ Known knownOf(const OpenQueue& open) {
   if (!ppd) return {};
   const auto settings = queueSettings(*ppd, "", open.queue.deviceUri);
   if (!settings) return {};
-  return {settings->kind, settings->timeout, settings->deadline, settings->lowLevel};
+  return {settings->kind, settings->timeout, settings->deadline, settings->lowLevel,
+          !hasSupplyReports(open.ppd) || asksAfterJobs(open.ppd)};
 }
 
 Finding good(std::string what) { return {.what = std::move(what)}; }
@@ -63,7 +65,8 @@ Remedy enabling(const PrintQueue& queue, const Known& known, PrinterKind kind) {
           .type = typedKind(kind),
           .timeout = known.timeout == usual.timeout ? 0 : known.timeout,
           .deadline = known.deadline == usual.deadline ? 0 : known.deadline,
-          .lowLevel = known.lowLevel == usual.lowLevel ? 0 : known.lowLevel};
+          .lowLevel = known.lowLevel == usual.lowLevel ? 0 : known.lowLevel,
+          .afterJobs = known.afterJobs};
 }
 
 // `kind`: none asks as both, and waits for a printer that is asleep.
@@ -301,8 +304,10 @@ Finding checkThroughQueue(OpenQueue& open, const std::optional<Asked>& asked) {
     finding.what = translated(
         "the printer answers when it is asked directly, but not in the time that the queue gives "
         "it");
-    finding.remedy =
-        enabling(open.queue, {.kind = known.kind, .lowLevel = known.lowLevel}, *known.kind);
+    Known withUsualTimes = known;
+    withUsualTimes.timeout = usual.timeout;
+    withUsualTimes.deadline = usual.deadline;
+    finding.remedy = enabling(open.queue, withUsualTimes, *known.kind);
   } else {
     finding.what =
         translated("the printer answers when it is asked directly, but not when the queue asks it");

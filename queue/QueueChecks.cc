@@ -83,6 +83,7 @@ std::optional<Finding> checkMemory(const OpenQueue& open) {
                                    "away"));
   finding.remedy.type = typedKind(remembered->second.kind);
   if (remembered->second.low != kLowLevel) finding.remedy.lowLevel = remembered->second.low;
+  finding.remedy.afterJobs = remembered->second.afterJobs;
   return finding;
 }
 

@@ -25,6 +25,7 @@ struct Remedy {
   std::uint32_t timeout = 0;   // seconds for each read; 0: the usual
   std::uint32_t deadline = 0;  // seconds for everything; 0: the usual
   int lowLevel = 0;            // percent; 0: the usual
+  bool afterJobs = true;       // the queue reports after print jobs too
 };
 
 // Why something did not work, for people: what happened, and what they can try.

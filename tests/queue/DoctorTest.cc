@@ -360,6 +360,16 @@ TEST_F(Doctor, NamesThePrinterThatIsNoInkjetPrinter) {
   expectNothingWrong();
 }
 
+TEST_F(Doctor, LeavesAQueueThatDoesNotAskAfterJobsLikeThat) {
+  const SimulatedPrinter printer(port(), kGoodPrinter());
+  enable({"--type", "inkjet", "--no-after-jobs"});
+  EXPECT_EQ(faultOf().command,
+            "sudo moxsupply enable " + queue() + " --type laser --no-after-jobs");
+  addQueue(server(), queue(), port().uri(), postScriptDriver());
+  EXPECT_EQ(faultOf().command,
+            "sudo moxsupply enable " + queue() + " --type laser --no-after-jobs");
+}
+
 // What it shows is the last report's where there was one, and only then that is said.
 TEST_F(Doctor, NamesAPortThatIsRefused) {
   constexpr const char* kOld = "The levels that the queue shows are those of its last report.";
