@@ -82,6 +82,22 @@ TEST_F(ASlowServer, LetsClientsThatHungUpGoFirst) {
   for (const FileDescriptor& client : here) EXPECT_EQ(receiveAnswer(client).status, 200);
 }
 
+TEST_F(ASlowServer, HasThePlacesAgainOfClientsThatWereAnswered) {
+  for (const FileDescriptor& client : clients(kPlaces - 1)) {
+    mContext.run_for(50ms);
+    EXPECT_EQ(receiveAnswer(client).status, 200);
+  }
+  mContext.run_for(50ms);
+  const auto idle = connections(mPort, kPlaces - 1, getting("/"));
+  mContext.run_for(500ms);
+  ASSERT_EQ(mAsked, 2 * (kPlaces - 1));
+  for (const FileDescriptor& client : idle) {
+    EXPECT_EQ(writeAll(client.get(), getting("/", "Connection: close\r\n")), 0);
+  }
+  mContext.run_for(500ms);
+  EXPECT_EQ(mAsked, 3 * (kPlaces - 1));
+}
+
 // No more descriptors than there are now, for as long as it lives.
 class NoMoreDescriptors {
  public:
