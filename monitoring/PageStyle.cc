@@ -46,7 +46,7 @@ h1 { font-size: 1.7rem; letter-spacing: -.015em; font-weight: 650; }
 .symbol { display: inline-grid; place-items: center; width: 1.35em; height: 1.35em; flex: none;
   border-radius: 50%; font-size: .82rem; font-weight: 700; line-height: 1;
   color: var(--card); background: var(--tone); }
-.zero .symbol { background: var(--edge); }
+.zero .symbol { background: var(--quiet); }
 .needs { --tone: var(--needs); } .silent { --tone: var(--silent); } .low { --tone: var(--low); }
 .new { --tone: var(--new); } .fine { --tone: var(--fine); }
 

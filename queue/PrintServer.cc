@@ -198,6 +198,12 @@ void take(PrintQueue& queue, ipp_attribute_t* attribute) {
   }
 }
 
+// To the print server, job 0 of a queue is the one that is printing, whoever's it is.
+Result<> isNumberOfAJob(int id) {
+  if (id > 0) return {};
+  return failure(fmt::format("{} is no number of a job", id));
+}
+
 // Keeps the connection from waiting for ever.
 int giveUp(http_t* /*http*/, void* /*data*/) { return 0; }
 
@@ -400,6 +406,7 @@ Result<PrintJob> PrintServer::job(const std::string& queue, int id) {
 }
 
 Result<> PrintServer::cancelJob(const std::string& queue, int id, const std::string& user) {
+  if (auto numbered = isNumberOfAJob(id); !numbered) return numbered;
   Ipp request = requestAbout(queue, id, IPP_OP_CANCEL_JOB, user);
   const Ipp answer(cupsDoRequest(mHttp.get(), request.release(), "/jobs/"));
   if (succeeded()) return {};
@@ -407,6 +414,7 @@ Result<> PrintServer::cancelJob(const std::string& queue, int id, const std::str
 }
 
 Result<> PrintServer::purgeJob(const std::string& queue, int id) {
+  if (auto numbered = isNumberOfAJob(id); !numbered) return numbered;
   Ipp request = requestAbout(queue, id, IPP_OP_CANCEL_JOB, cupsUser());
   ippAddBoolean(request.get(), IPP_TAG_OPERATION, "purge-job", 1);
   const Ipp answer(cupsDoRequest(mHttp.get(), request.release(), "/jobs/"));

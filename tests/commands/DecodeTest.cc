@@ -182,6 +182,65 @@ TEST_F(Decode, SkipsTheFieldsOfASupplyWhereTheDecoderSkipsThem) {
                                    Not(HasSubstr("Current Level"))));
 }
 
+// What it calls a field, where it stands, what the module makes of it, and the number.
+struct FieldInWords {
+  const char* words;
+  const char* key;
+  const char* value;
+};
+
+void expectInWords(const std::string& text, const std::vector<FieldInWords>& fields) {
+  const std::size_t decodedAt = text.rfind("  Decoded:\n");
+  ASSERT_NE(decodedAt, std::string::npos);
+  const std::string explained = text.substr(0, decodedAt);
+  const std::string decoded = text.substr(decodedAt);
+  for (const auto& [words, key, value] : fields) {
+    EXPECT_THAT(explained, HasSubstr(std::string("  ") + words + ": " + value + '\n'));
+    EXPECT_THAT(decoded, HasSubstr(std::string("  ") + key + ": " + value + '\n'));
+  }
+}
+
+TEST_F(Decode, CallsEachFieldOfAModelRecordByWordsForWhatTheModuleMakesOfIt) {
+  const auto decodedTranscript = [&](const std::string& name) {
+    return decode(transcript::asText(readTranscriptOf(name))).output;
+  };
+  expectInWords(decodedTranscript("laser-levels-in-record"),
+                {{"record type", "Toner Prediction", "1"},
+                 {"supply location, of type 1 only", "Supply Location", "1"},
+                 {"supply number", "Supply ID", "1"},
+                 {"first page count", "Page Count First", "1200"},
+                 {"current page count", "Page Count Current", "5342"},
+                 {"current page level", "Page Level Current", "1820"},
+                 {"previous page level", "Page Level Previous", "1821"},
+                 {"number of levels: the maximum level", "Levels Count", "200"},
+                 {"current transition: the current level", "Current Transition", "90"},
+                 {"toner type", "Toner Type", "2"},
+                 {"part number", "Toner PartNumber", "\"TONER-BLACK-8K\""},
+                 {"toner capacity", "Toner Capacity", "8000"},
+                 {"last level, light", "Last Level Light", "310"},
+                 {"last level, dark", "Last Level Dark", "870"},
+                 {"light gradation", "Light Gradiation", "12"},
+                 {"dark gradation", "Dark Gradiation", "34"},
+                 {"current Vantor value", "Current Vantor", "512"}});
+  expectInWords(decodedTranscript("laser-several-packets-pages"),
+                {{"record type", "Toner Prediction", "2"},
+                 {"supply location", "Supply Location", "3"},
+                 {"supply count: the maximum level", "Supply Count", "3000"},
+                 {"current supply count: the current level", "Current Supply Count", "450"},
+                 {"capacity in pages", "Pages Capacity", "3000"}});
+  const Session dots = {"Laser",
+                        "usb",
+                        2,
+                        {{Event::kSent, 0ms, kDeviceQuery},
+                         {Event::kReceived, 1ms, deviceReply(suppliesRecord({supply(1, {})}))},
+                         {Event::kSent, 0ms, kSuppliesQuery},
+                         {Event::kReceived, 1ms, queryReply(dotCountRecord({{1, 9000, 4711}}))}}};
+  expectInWords(decode(transcript::asText({dots})).output,
+                {{"record type", "Toner Prediction", "3"},
+                 {"maximum dot count: the maximum level", "Max Dot Count", "9000"},
+                 {"current dot count: the current level", "Current Dot Count", "4711"}});
+}
+
 // A later packet of the answer to the supplies query, at 300, is read at 44.
 TEST_F(Decode, TellsWhereAPacketIsReadModulo256) {
   Bytes reply = hex("A5 01 29 70 E0 07 02");

@@ -1,4 +1,6 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 
 #include <boost/asio/io_context.hpp>
@@ -78,6 +80,65 @@ TEST_F(ASlowServer, LetsClientsThatHungUpGoFirst) {
   mContext.run_for(1s);
   EXPECT_EQ(mAsked, kPlaces - 1);
   for (const FileDescriptor& client : here) EXPECT_EQ(receiveAnswer(client).status, 200);
+}
+
+TEST_F(ASlowServer, HasThePlacesAgainOfClientsThatWereAnswered) {
+  for (const FileDescriptor& client : clients(kPlaces - 1)) {
+    mContext.run_for(50ms);
+    EXPECT_EQ(receiveAnswer(client).status, 200);
+  }
+  mContext.run_for(50ms);
+  const auto idle = connections(mPort, kPlaces - 1, getting("/"));
+  mContext.run_for(500ms);
+  ASSERT_EQ(mAsked, 2 * (kPlaces - 1));
+  for (const FileDescriptor& client : idle) {
+    EXPECT_EQ(writeAll(client.get(), getting("/", "Connection: close\r\n")), 0);
+  }
+  mContext.run_for(500ms);
+  EXPECT_EQ(mAsked, 3 * (kPlaces - 1));
+}
+
+// No more descriptors than there are now, for as long as it lives.
+class NoMoreDescriptors {
+ public:
+  NoMoreDescriptors() {
+    ::getrlimit(RLIMIT_NOFILE, &mBefore);
+    const int next = FileDescriptor(::open("/dev/null", O_RDONLY | O_CLOEXEC)).get();
+    const rlimit few = {.rlim_cur = static_cast<rlim_t>(next), .rlim_max = mBefore.rlim_max};
+    ::setrlimit(RLIMIT_NOFILE, &few);
+  }
+  ~NoMoreDescriptors() { ::setrlimit(RLIMIT_NOFILE, &mBefore); }
+  NoMoreDescriptors(const NoMoreDescriptors&) = delete;
+  NoMoreDescriptors& operator=(const NoMoreDescriptors&) = delete;
+  NoMoreDescriptors(NoMoreDescriptors&&) = delete;
+  NoMoreDescriptors& operator=(NoMoreDescriptors&&) = delete;
+
+ private:
+  rlimit mBefore{};
+};
+
+TEST_F(ASlowServer, WaitsForDescriptorsWithoutTryingAllTheTime) {
+  const auto here = clients(1);
+  std::size_t steps = 0;
+  {
+    const NoMoreDescriptors none;
+    steps = mContext.run_for(500ms);
+  }
+  EXPECT_LE(steps, 50U);
+  EXPECT_EQ(mAsked, 0U);
+  mContext.run_for(500ms);
+  EXPECT_EQ(receiveAnswer(here.front()).status, 200);
+}
+
+TEST_F(ASlowServer, LetsAnIdleClientGoForOneThatNeedsItsDescriptor) {
+  const auto idle = connections(mPort, 1, getting("/"));
+  mContext.run_for(500ms);
+  ASSERT_EQ(mAsked, 1U);
+  const auto next = clients(1);
+  const NoMoreDescriptors none;
+  mContext.run_for(1s);
+  EXPECT_EQ(mAsked, 2U);
+  EXPECT_EQ(receiveAnswer(next.front()).status, 200);
 }
 
 }  // namespace

@@ -516,11 +516,14 @@ TEST(TheExporter, CountsTheTimeThatItsQueriesTake) {
   const SimulatedPrinter printer("laser-mono-toner", {"wake=700"});
   const ExporterProcess exporter(listOf({printer.uri()}, "laser"));
   const HttpAnswer answer = get(exporter.port(), probeOf(printer.uri()));
-  const std::string metrics = get(exporter.port(), "/metrics").body;
-  const std::string name = "\nnpa_exporter_query_duration_seconds_sum ";
-  const double sum = std::stod(metrics.substr(metrics.find(name) + name.size()));
+  const auto valueOf = [](const std::string& metrics, const std::string& name) {
+    return std::stod(metrics.substr(metrics.find('\n' + name + ' ') + name.size() + 2));
+  };
+  const double sum =
+      valueOf(get(exporter.port(), "/metrics").body, "npa_exporter_query_duration_seconds_sum");
   EXPECT_GE(sum, 0.7);
   EXPECT_LE(sum, answer.time.count() + 0.001);
+  EXPECT_DOUBLE_EQ(valueOf(answer.body, "npa_probe_duration_seconds"), sum);
 }
 
 TEST(TheExporter, EndsAtASignalWithItsQueries) {

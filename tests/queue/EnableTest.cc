@@ -97,6 +97,23 @@ class Enable : public QueueTest {
   [[nodiscard]] Ran disable() const { return server().moxsupply({"disable", queue()}); }
 };
 
+TEST_F(Enable, SaysWhenThePrinterIsAskedAndHowToHaveItAsked) {
+  addQueue(server(), queue(), port().uri(), postScriptDriver());
+  const auto told = [this](const std::string& when) {
+    return queue() + " reports its supplies from now on, " + when +
+           ".\n"
+           "Ask it: moxsupply refresh " +
+           queue() +
+           "\n"
+           "Have all queues asked every night, also those that nobody prints on: sudo systemctl "
+           "enable --now moxsupply-refresh.timer\n";
+  };
+  EXPECT_EQ(enable("laser").output, told("after print jobs and whenever it is asked to"));
+  ASSERT_EQ(disable().exitStatus, 0);
+  EXPECT_EQ(server().moxsupply({"enable", queue(), "--type", "laser", "--no-after-jobs"}).output,
+            told("whenever it is asked to"));
+}
+
 TEST_F(Enable, AgainChangesNothing) {
   addEnabledQueue("laser");
   const auto written = fs::last_write_time(server().folder() / "etc/ppd" / (queue() + ".ppd"));
