@@ -169,7 +169,7 @@ class Exporter::Parts {
 
   // Has the prober do what it wants to do now, once what goes on at present is over.
   void moveOn() {
-    if (mIsHeld || std::exchange(mIsMoving, true)) return;
+    if (mIsHeld || mIsMoving) return;
     asio::post(mContext, [this] {
       mIsMoving = false;
       mProber.proceed(Clock::now());
@@ -178,6 +178,7 @@ class Exporter::Parts {
         if (!error) moveOn();
       });
     });
+    mIsMoving = true;
   }
 
   void take(PrinterList list) {
