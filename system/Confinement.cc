@@ -18,6 +18,7 @@
 #include <memory>
 #include <new>
 #include <span>
+#include <tuple>
 
 #include "system/ConfinementMeans.h"
 #include "system/MemoryFile.h"
@@ -100,20 +101,36 @@ void allowAll(const Filter& filter) {
   add(filter, SCMP_ACT_ERRNO(ENOSYS), SCMP_SYS(clone3));
 }
 
+using Program = std::vector<sock_filter>;
+
+Program programOf(const Filter& filter) {
+  const FileDescriptor file = memoryFile("");
+  if (!file || ::seccomp_export_bpf(filter.get(), file.get()) != 0) throw std::bad_alloc();
+  const auto size = static_cast<std::size_t>(::lseek(file.get(), 0, SEEK_END));
+  Program program(size / sizeof(sock_filter));
+  const auto count = ::pread(file.get(), program.data(), size, 0);
+  if (count != static_cast<ssize_t>(size)) throw std::bad_alloc();
+  return program;
+}
+
+bool areEqual(const Program& one, const Program& other) {
+  return std::ranges::equal(one, other, [](const sock_filter& a, const sock_filter& b) {
+    return std::tie(a.code, a.jt, a.jf, a.k) == std::tie(b.code, b.jt, b.jf, b.k);
+  });
+}
+
 // The program that the kernel runs before each call. Whoever cannot make it asks nobody: without
 // it, nothing would keep a query in.
-std::vector<sock_filter> callFilter() {
+Program callFilter() {
   const Filter filter(::seccomp_init(SCMP_ACT_ERRNO(EPERM)));
   if (!filter) throw std::bad_alloc();
   allowAll(filter);
   constexpr std::uint32_t kAsATree = 2;  // and not one call after the other
   ::seccomp_attr_set(filter.get(), SCMP_FLTATR_CTL_OPTIMIZE, kAsATree);
-  const FileDescriptor file = memoryFile("");
-  if (!file || ::seccomp_export_bpf(filter.get(), file.get()) != 0) throw std::bad_alloc();
-  const auto size = static_cast<std::size_t>(::lseek(file.get(), 0, SEEK_END));
-  std::vector<sock_filter> program(size / sizeof(sock_filter));
-  const auto count = ::pread(file.get(), program.data(), size, 0);
-  if (count != static_cast<ssize_t>(size)) throw std::bad_alloc();
+  // The library leaves out what it has no memory for, and does not say so: twice it is never the
+  // same.
+  Program program = programOf(filter);
+  if (!areEqual(program, programOf(filter))) throw std::bad_alloc();
   return program;
 }
 
