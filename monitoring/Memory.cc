@@ -8,6 +8,7 @@
 #include <cmath>
 #include <condition_variable>
 #include <deque>
+#include <exception>
 #include <mutex>
 #include <new>
 #include <optional>
@@ -26,6 +27,10 @@ using Clock = Keeper::Clock;
 constexpr std::size_t kRestoredAtOnce = 100;  // readings
 constexpr std::size_t kKeptAtOnce = 1'000;
 constexpr std::chrono::seconds kPatienceAtTheEnd(5);
+
+std::string readingsInWords(std::size_t count) {
+  return count == 1 ? "reading" : fmt::format("{} readings", count);
+}
 
 }  // namespace
 
@@ -75,6 +80,9 @@ class Memory::Work {
     mTold = last;
     mNews.notify_one();
   }
+
+  // How many readings it could not keep. It has ended.
+  [[nodiscard]] std::size_t lost() const { return mWaiting.size() + mKeeping.size(); }
 
   // Returns whether it has ended by then.
   bool endBy(Clock::time_point end) {
@@ -127,12 +135,15 @@ class Memory::Work {
 
   void keepAtTheEnd() {
     constexpr int kMostTries = 3;
-    const auto keepAll = [this] {
-      keepWhatWaits();
-      const auto noted = mKeeper.note(Clock::now());
-      if (!noted) tell(noted.error().what);
-    };
-    for (int i = 0; i < kMostTries && !asFarAsMemoryGoes(keepAll); ++i) {
+    bool isDone = false;
+    for (int i = 0; i < kMostTries && !isDone; ++i) {
+      asFarAsMemoryGoes([&] {
+        keepWhatWaits();
+        const auto noted = mKeeper.note(Clock::now());
+        if (!noted) tell(noted.error().what);
+        const std::lock_guard lock(mMutex);
+        isDone = noted && !hasSomethingToKeep();
+      });
     }
   }
 
@@ -360,6 +371,12 @@ Memory::~Memory() {
   // A thread that waits for a lock cannot be ended, but with its process, which has nothing else to
   // do any more.
   if (!mWork->endBy(Clock::now() + kPatienceAtTheEnd)) ::_exit(0);
+  try {
+    const std::size_t lost = mWork->lost();
+    if (lost > 0) mHooks.log(fmt::format("the last {} could not be kept", readingsInWords(lost)));
+  } catch (const std::exception&) {
+    // Nobody can be told, either.
+  }
 }
 
 void Memory::setList(const std::vector<std::string>& uris) {
