@@ -27,8 +27,9 @@ struct FailedRun {
   }
 };
 
-// A JSON value ends in a destructor that allocates, and lets no exception out.
-bool diedInADestructor(const FailedRun& run);
+// Whether it died in libcups, which reads PPD files and keeps what is its own without looking
+// whether it got memory: that comes first where the stack at its end leaves the C library.
+bool diedInLibcups(const FailedRun& run);
 
 std::set<std::string> linesOfText(const std::string& text);
 

@@ -150,7 +150,7 @@ TEST_P(EveryFailureOfTheExporter, LeavesLevelsTrue) {
   };
   int diedThere = 0;
   const auto judge = [&diedThere](const FailedRun& run, const FailedRun& undisturbed) {
-    if (diedInADestructor(run)) {
+    if (diedInLibcups(run)) {
       ++diedThere;
       return;
     }
