@@ -5,8 +5,11 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstdlib>
+#include <exception>
 #include <filesystem>
 #include <memory>
+#include <new>
 #include <string>
 #include <utility>
 
@@ -101,7 +104,23 @@ std::string storeFor(const ExporterOptions& options) {
   return fs::absolute(*path).string();
 }
 
+// A library may have no memory where it lets no exception out, as a JSON value in its destructor:
+// that ends this program as it would elsewhere, with a line, and not with a signal.
+void sayThatMemoryRanOut() {
+  std::set_terminate([] {
+    try {
+      if (const auto failed = std::current_exception()) std::rethrow_exception(failed);
+    } catch (const std::bad_alloc& error) {
+      std::_Exit(complainOfEnd(error));
+    } catch (...) {
+      // a mistake of ours
+    }
+    std::abort();
+  });
+}
+
 int runExporter(const ExporterOptions& options) {
+  sayThatMemoryRanOut();
   ListFile file(options.list);
   auto list = file.read();
   if (!list) return complain(kCommand, list.error());
@@ -208,8 +227,9 @@ Command exporterCommand() {
           "There is neither a password nor encryption: leave it on this machine, or put a reverse\n"
           "proxy before it.\n"
           "\n"
-          "Exit status: 0 after SIGINT or SIGTERM; 1 the address cannot be listened on; 2 the\n"
-          "arguments or the list are wrong.\n",
+          "Exit status: 0 after SIGINT or SIGTERM; 1 the address cannot be listened on, or memory "
+          "or\n"
+          "descriptors have run out; 2 the arguments or the list are wrong.\n",
       .options = {argument("LIST", options->list, "file with the list of printers"),
                   listenAddress(options->listen,
                                 "where to listen (127.0.0.1:9871); port 0 is any free one, IPv6\n"

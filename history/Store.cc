@@ -151,6 +151,8 @@ std::string whyUnusable(const SQLite::Exception& error, int systemError) {
     case SQLITE_LOCKED:
       return fmt::format("is locked by another program, for more than {} seconds",
                          kLongestWait / 1000);
+    case SQLITE_NOMEM:
+      return "cannot be used: out of memory";
     case SQLITE_FULL:
       return "cannot grow: there is no room left";
     case SQLITE_READONLY:

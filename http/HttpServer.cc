@@ -13,7 +13,6 @@
 #include <boost/asio/experimental/awaitable_operators.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
-#include <boost/asio/post.hpp>
 #include <boost/asio/redirect_error.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/use_awaitable.hpp>
@@ -21,6 +20,7 @@
 #include <deque>
 #include <exception>
 #include <list>
+#include <new>
 #include <tuple>
 #include <utility>
 
@@ -50,24 +50,18 @@ class Turns {
  public:
   explicit Turns(asio::io_context& context) : mContext(context) {}
 
-  // A turn, for as long as it lives.
+  // A turn, for as long as it lives. What gives it on is made at its beginning, when there may be
+  // no memory for it; at its end, nobody would have a turn any more.
   class Turn {
    public:
-    explicit Turn(Turns& turns) : mTurns(turns) {}
-    ~Turn() {
-      try {
-        mTurns.giveOn();
-      } catch (...) {
-        std::terminate();  // or nobody would have a turn any more
-      }
+    explicit Turn(Turns& turns) try : mOver(turns.mContext, Timer::time_point::max()) {
+      mOver.async_wait([&turns](const error_code& /*over*/) { turns.giveOn(); });
+    } catch (...) {
+      turns.giveOn();
     }
-    Turn(const Turn&) = delete;
-    Turn& operator=(const Turn&) = delete;
-    Turn(Turn&&) = delete;
-    Turn& operator=(Turn&&) = delete;
 
    private:
-    Turns& mTurns;
+    Timer mOver;  // its own end ends the wait
   };
 
   // To be waited for before a Turn is made.
@@ -75,18 +69,21 @@ class Turns {
     if (!std::exchange(mIsTaken, true)) co_return;
     Timer mine(mContext, Timer::time_point::max());
     mWaiting.push_back(&mine);
-    error_code ignored;
-    co_await mine.async_wait(asio::redirect_error(use_awaitable, ignored));
+    try {
+      error_code ignored;
+      co_await mine.async_wait(asio::redirect_error(use_awaitable, ignored));
+    } catch (...) {
+      std::erase(mWaiting, &mine);
+      throw;
+    }
   }
 
  private:
   void giveOn() {
-    asio::post(mContext, [this] {
-      mIsTaken = !mWaiting.empty();
-      if (!mIsTaken) return;
-      mWaiting.front()->cancel();
-      mWaiting.pop_front();
-    });
+    mIsTaken = !mWaiting.empty();
+    if (!mIsTaken) return;
+    mWaiting.front()->cancel();
+    mWaiting.pop_front();
   }
 
   asio::io_context& mContext;
@@ -140,7 +137,12 @@ class HttpServer::Connections : public std::enable_shared_from_this<Connections>
     mListener.non_blocking(true);
   }
 
-  void begin() { asio::co_spawn(mContext, acceptAll(shared_from_this()), asio::detached); }
+  // What ends it, but for its own close, ends the whole: nobody would be heard any more.
+  void begin() {
+    asio::co_spawn(mContext, acceptAll(shared_from_this()), [](const std::exception_ptr& failed) {
+      if (failed) std::rethrow_exception(failed);
+    });
+  }
 
   void close() {
     error_code ignored;
@@ -176,33 +178,52 @@ class HttpServer::Connections : public std::enable_shared_from_this<Connections>
 
   awaitable<void> acceptAll(Self self) {
     while (mListener.is_open()) {
-      error_code error;
-      tcp::socket socket =
-          co_await mListener.async_accept(asio::redirect_error(use_awaitable, error));
-      if (error == asio::error::no_descriptors || error == asio::error::no_memory ||
-          error == asio::error::no_buffer_space) {
-        makeRoom();
-        Timer pause(mContext, std::chrono::milliseconds(100));
-        co_await pause.async_wait(asio::redirect_error(use_awaitable, error));
-        continue;
+      bool hasRoom = false;
+      try {
+        hasRoom = co_await acceptSome(self);
+      } catch (const std::bad_alloc&) {
+        // There may be memory again once there are fewer clients.
       }
-      if (error) continue;
-      if (mAll.size() >= mMostConnections) makeRoom();
-      take(self, std::move(socket));
-      // As many as have a place come in before any of them has its turn.
-      for (std::size_t count = 1; count < kMostAtOnce && mAll.size() < mMostConnections; ++count) {
-        tcp::socket next = mListener.accept(error);
-        if (error) break;
-        take(self, std::move(next));
-      }
+      if (hasRoom) continue;
+      makeRoom();
+      error_code ignored;
+      Timer pause(mContext, std::chrono::milliseconds(100));
+      co_await pause.async_wait(asio::redirect_error(use_awaitable, ignored));
     }
+  }
+
+  // Returns whether the system had room for the next.
+  awaitable<bool> acceptSome(Self self) {
+    error_code error;
+    tcp::socket socket =
+        co_await mListener.async_accept(asio::redirect_error(use_awaitable, error));
+    if (error == asio::error::no_descriptors || error == asio::error::no_memory ||
+        error == asio::error::no_buffer_space) {
+      co_return false;
+    }
+    if (error) co_return true;
+    if (mAll.size() >= mMostConnections) makeRoom();
+    take(self, std::move(socket));
+    // As many as have a place come in before any of them has its turn.
+    for (std::size_t count = 1; count < kMostAtOnce && mAll.size() < mMostConnections; ++count) {
+      tcp::socket next = mListener.accept(error);
+      if (error) break;
+      take(self, std::move(next));
+    }
+    co_return true;
   }
 
   void take(const Self& self, tcp::socket socket) {
     // A program that this one starts would keep it open. (The library has no accept that says so.)
     ::fcntl(socket.native_handle(), F_SETFD, FD_CLOEXEC);
-    mAll.push_back(std::make_shared<Connection>(std::move(socket)));
-    asio::co_spawn(mContext, serve(self, mAll.back()), asio::detached);
+    const auto connection = std::make_shared<Connection>(std::move(socket));
+    mAll.push_back(connection);
+    try {
+      asio::co_spawn(mContext, serve(self, connection), asio::detached);
+    } catch (...) {
+      mAll.remove(connection);
+      throw;
+    }
   }
 
   // Who has hung up goes first, though it may still listen; otherwise who wants nothing now,

@@ -1,11 +1,12 @@
 #include "monitoring/Exporter.h"
 
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <boost/asio/io_context.hpp>
+#include <boost/asio/posix/stream_descriptor.hpp>
 #include <boost/asio/post.hpp>
-#include <boost/asio/signal_set.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <csignal>
 #include <functional>
@@ -25,12 +26,14 @@
 #include "monitoring/Memory.h"
 #include "monitoring/Site.h"
 #include "system/Listener.h"
+#include "system/StopSignals.h"
 
 namespace moxsupply {
 
 namespace {
 
 namespace asio = boost::asio;
+using asio::posix::stream_descriptor;
 using boost::system::error_code;
 using Clock = std::chrono::steady_clock;
 
@@ -67,7 +70,7 @@ Moment nowInTheWorld() {
 class Exporter::Parts {
  public:
   Parts(const ExporterSettings& settings, ListFile file, PrinterList list, FileDescriptor listener)
-      : mSignals(mContext, SIGINT, SIGTERM, SIGHUP),
+      : mSignalled(mContext, ::dup(mSignals.descriptor())),
         mNextMove(mContext),
         mNextLook(mContext),
         mNoLongerForStore(mContext),
@@ -118,9 +121,10 @@ class Exporter::Parts {
 
  private:
   void awaitSignal() {
-    mSignals.async_wait([this](const error_code& error, int signal) {
-      if (error || signal != SIGHUP) return mContext.stop();
-      takeWhatWasRead(mFile.readAgain());
+    mSignalled.async_wait(stream_descriptor::wait_read, [this](const error_code& error) {
+      const int signal = error ? SIGTERM : mSignals.take();
+      if (signal == SIGINT || signal == SIGTERM) return mContext.stop();
+      if (signal == SIGHUP) takeWhatWasRead(mFile.readAgain());
       awaitSignal();
     });
   }
@@ -165,7 +169,7 @@ class Exporter::Parts {
 
   // Has the prober do what it wants to do now, once what goes on at present is over.
   void moveOn() {
-    if (mIsHeld || std::exchange(mIsMoving, true)) return;
+    if (mIsHeld || mIsMoving) return;
     asio::post(mContext, [this] {
       mIsMoving = false;
       mProber.proceed(Clock::now());
@@ -174,6 +178,7 @@ class Exporter::Parts {
         if (!error) moveOn();
       });
     });
+    mIsMoving = true;
   }
 
   void take(PrinterList list) {
@@ -250,8 +255,10 @@ class Exporter::Parts {
                           shownUri(queue.listed.target), shownUri(twin->second)));
   }
 
+  // (The library's own look at signals does without what the system refuses to it, and hears none.)
+  StopSignals mSignals{SIGHUP};
   asio::io_context mContext{1};  // one thread
-  asio::signal_set mSignals;
+  stream_descriptor mSignalled;
   asio::steady_timer mNextMove;
   asio::steady_timer mNextLook;
   asio::steady_timer mNoLongerForStore;

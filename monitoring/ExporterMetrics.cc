@@ -1,19 +1,18 @@
 #include "monitoring/ExporterMetrics.h"
 
+#include <dirent.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
-#include <filesystem>
 #include <fstream>
-#include <iterator>
+#include <limits>
+#include <memory>
 
 #include "renderings/SupplyMetrics.h"
 
 namespace moxsupply {
 
 namespace {
-
-namespace fs = std::filesystem;
 
 // Seconds: a printer that answers, one that is slow, one whose kind must be found out, the
 // deadline.
@@ -35,18 +34,27 @@ double processorTime() {
   return seconds(usage.ru_utime) + seconds(usage.ru_stime);
 }
 
+constexpr double kUnknown = std::numeric_limits<double>::quiet_NaN();
+
 double residentMemory() {
   std::ifstream pages("/proc/self/statm");
   double total = 0;
   double resident = 0;
-  pages >> total >> resident;
+  if (!(pages >> total >> resident)) return kUnknown;
   return resident * static_cast<double>(::sysconf(_SC_PAGESIZE));
 }
 
+struct CloseFolder {
+  void operator()(DIR* folder) const { ::closedir(folder); }
+};
+
+// (The standard library's way through a folder ends the program where there is no memory.)
 double openDescriptors() {
-  std::error_code error;
-  const fs::directory_iterator folder("/proc/self/fd", error);
-  return static_cast<double>(std::distance(begin(folder), end(folder))) - 1;  // the folder's own
+  const std::unique_ptr<DIR, CloseFolder> folder(::opendir("/proc/self/fd"));
+  if (!folder) return kUnknown;
+  double count = -3;  // itself, the one that it is in, and its own descriptor
+  while (::readdir(folder.get()) != nullptr) ++count;
+  return count;
 }
 
 double mostDescriptors() {

@@ -4,6 +4,7 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <climits>
 #include <string>
 
@@ -12,6 +13,14 @@
 namespace moxsupply {
 
 namespace {
+
+// Calls again what a signal has ended early.
+template <typename Call>
+auto uninterrupted(Call call) {
+  auto result = call();
+  while (result < 0 && errno == EINTR) result = call();
+  return result;
+}
 
 std::string asLine(std::string_view text) {
   constexpr std::string_view kBegin = "moxsupply exporter: ";
@@ -37,8 +46,10 @@ void Log::line(std::string_view text) {
 
 bool Log::tryToWrite(std::string_view text) {
   pollfd writable = {.fd = STDERR_FILENO, .events = POLLOUT, .revents = 0};
-  if (::poll(&writable, 1, 0) != 1 || (writable.revents & POLLOUT) == 0) return false;
-  return ::write(STDERR_FILENO, text.data(), text.size()) == static_cast<ssize_t>(text.size());
+  if (uninterrupted([&] { return ::poll(&writable, 1, 0); }) != 1) return false;
+  if ((writable.revents & POLLOUT) == 0) return false;
+  return uninterrupted([&] { return ::write(STDERR_FILENO, text.data(), text.size()); }) ==
+         static_cast<ssize_t>(text.size());
 }
 
 }  // namespace moxsupply

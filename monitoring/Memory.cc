@@ -8,6 +8,7 @@
 #include <cmath>
 #include <condition_variable>
 #include <deque>
+#include <exception>
 #include <mutex>
 #include <new>
 #include <optional>
@@ -26,6 +27,10 @@ using Clock = Keeper::Clock;
 constexpr std::size_t kRestoredAtOnce = 100;  // readings
 constexpr std::size_t kKeptAtOnce = 1'000;
 constexpr std::chrono::seconds kPatienceAtTheEnd(5);
+
+std::string readingsInWords(std::size_t count) {
+  return count == 1 ? "reading" : fmt::format("{} readings", count);
+}
 
 }  // namespace
 
@@ -76,6 +81,9 @@ class Memory::Work {
     mNews.notify_one();
   }
 
+  // How many readings it could not keep. It has ended.
+  [[nodiscard]] std::size_t lost() const { return mWaiting.size() + mKeeping.size(); }
+
   // Returns whether it has ended by then.
   bool endBy(Clock::time_point end) {
     std::unique_lock lock(mMutex);
@@ -89,7 +97,7 @@ class Memory::Work {
 
   void run() {
     while (awaitWork()) {
-      asFarAsMemoryGoes([this] {
+      const bool hasMemory = asFarAsMemoryGoes([this] {
         takeLists();
         if (Clock::now() >= mNextTry) {
           const std::string problem = loadLasts();
@@ -98,28 +106,44 @@ class Memory::Work {
         }
         recallOne();
       });
+      if (!hasMemory) {
+        asFarAsMemoryGoes([this] { tell("there is too little memory to remember readings"); });
+      }
     }
-    asFarAsMemoryGoes([this] {
-      keepWhatWaits();
-      const auto noted = mKeeper.note(Clock::now());
-      if (!noted) tell(noted.error().what);
-    });
+    keepAtTheEnd();
     const std::lock_guard lock(mMutex);
     mHasEnded = true;
     mEnd.notify_one();
   }
 
   // An exception that leaves a thread ends its process, and what the exporter remembers is not
-  // worth that. Where memory has run out, it may be there again a little later.
+  // worth that. Where memory has run out, it may be there again a little later: what was to be done
+  // is still to be done then. Returns whether there was enough.
   template <typename Action>
-  void asFarAsMemoryGoes(Action action) {
+  bool asFarAsMemoryGoes(Action action) {
     try {
       action();
+      return true;
     } catch (const std::bad_alloc&) {
       constexpr std::chrono::milliseconds kPause(100);
       std::unique_lock lock(mMutex);
       mNextTry = Clock::now() + kTryAgainAfter;
       mNews.wait_for(lock, kPause, [this] { return mIsOver.load(); });
+      return false;
+    }
+  }
+
+  void keepAtTheEnd() {
+    constexpr int kMostTries = 3;
+    bool isDone = false;
+    for (int i = 0; i < kMostTries && !isDone; ++i) {
+      asFarAsMemoryGoes([&] {
+        keepWhatWaits();
+        const auto noted = mKeeper.note(Clock::now());
+        if (!noted) tell(noted.error().what);
+        const std::lock_guard lock(mMutex);
+        isDone = noted && !hasSomethingToKeep();
+      });
     }
   }
 
@@ -143,22 +167,15 @@ class Memory::Work {
 
   void takeLists() {
     const std::lock_guard lock(mMutex);
-    for (const auto& list : mLists) {
-      mToLoad.insert(mToLoad.end(), list.begin(), list.end());
+    for (; !mLists.empty(); mLists.pop_front()) {
+      mToLoad.insert(mToLoad.end(), mLists.front().begin(), mLists.front().end());
       mIsLoading = true;
     }
-    mLists.clear();
   }
 
   // The levels of all printers come before anything else. Returns why not all could be read.
   std::string loadLasts() {
     std::string problem;
-    std::vector<Keeper::Last> some;
-    const auto restore = [&] {
-      post([restored = std::exchange(some, {})](Memory& memory) {
-        memory.mHooks.restored(restored);
-      });
-    };
     for (; !mToLoad.empty() && !mIsOver; mToLoad.pop_front()) {
       hurry();
       auto last = mKeeper.last(mToLoad.front());
@@ -171,13 +188,19 @@ class Memory::Work {
       }
       if (*last) {
         mToRecall.push_back(mToLoad.front());
-        some.push_back(**std::move(last));
+        mFound.push_back(**std::move(last));
       }
-      if (some.size() == kRestoredAtOnce || mIsHurried) restore();
+      if (mFound.size() == kRestoredAtOnce || mIsHurried) restoreFound();
     }
-    restore();
-    if (std::exchange(mIsLoading, false)) post([](Memory& memory) { memory.mHooks.loaded(); });
+    restoreFound();
+    if (mIsLoading) post([](Memory& memory) { memory.mHooks.loaded(); });
+    mIsLoading = false;
     return problem;
+  }
+
+  void restoreFound() {
+    post([found = mFound](Memory& memory) { memory.mHooks.restored(found); });
+    mFound.clear();
   }
 
   // Once also where there is nothing to keep, so that it is told early that nothing can be.
@@ -190,31 +213,24 @@ class Memory::Work {
 
   // While it is locked.
   [[nodiscard]] bool hasSomethingToKeep() const {
-    return !mWaiting.empty() || !mSilences.empty() || mTold;
+    return !mWaiting.empty() || !mKeeping.empty() || !mSilences.empty() || !mNoting.empty() ||
+           mTold;
   }
 
   void keepWhatWaits() {
-    std::vector<Reading> some;
+    bool isFull = false;
     do {
-      some.clear();
-      {
-        const std::lock_guard lock(mMutex);
-        while (!mWaiting.empty() && some.size() < kKeptAtOnce) {
-          some.push_back(std::move(mWaiting.front()));
-          mWaiting.pop_front();
-        }
-      }
-      const auto changed = mKeeper.keep(some, Clock::now());
+      takeWhatWaits();
+      isFull = mKeeping.size() == kKeptAtOnce;
+      const auto changed = mKeeper.keep(mKeeping, Clock::now());
       if (!changed) {
-        const std::lock_guard lock(mMutex);
-        mWaiting.insert(mWaiting.begin(), some.begin(), some.end());
-        while (mWaiting.size() > kMostWaiting) mWaiting.pop_front();
         mNextTry = Clock::now() + kTryAgainAfter;
         return tell(changed.error().what);
       }
+      mKeeping.clear();
       // Who has something new comes before those whose turn it is.
       mToRecall.insert(mToRecall.begin(), changed->begin(), changed->end());
-    } while (some.size() == kKeptAtOnce);
+    } while (isFull);
     if (Clock::now() >= mKeeper.nextNote()) {
       if (const auto noted = mKeeper.note(Clock::now()); !noted) return tell(noted.error().what);
     }
@@ -226,6 +242,14 @@ class Memory::Work {
     tellNotices();
   }
 
+  // What could not be kept the last time is still there, and comes before what waits.
+  void takeWhatWaits() {
+    const std::lock_guard lock(mMutex);
+    for (; !mWaiting.empty() && mKeeping.size() < kKeptAtOnce; mWaiting.pop_front()) {
+      mKeeping.push_back(std::move(mWaiting.front()));
+    }
+  }
+
   // Whom somebody waits for comes first. It may be there already, which does no harm.
   void hurry() {
     const std::lock_guard lock(mMutex);
@@ -235,24 +259,24 @@ class Memory::Work {
   }
 
   Result<> noteSilences() {
-    std::deque<std::pair<std::string, bool>> silences;
     std::optional<std::int64_t> told;
     {
       const std::lock_guard lock(mMutex);
-      silences.swap(mSilences);
-      told.swap(mTold);
+      for (; !mSilences.empty(); mSilences.pop_front()) {
+        mNoting.push_back(std::move(mSilences.front()));
+      }
+      while (mNoting.size() > kMostWaiting) mNoting.pop_front();
+      told = mTold;
     }
     Result<> noted;
     if (told) noted = mKeeper.told(*told);
-    while (noted && !silences.empty()) {
-      noted = mKeeper.noteSilence(silences.front().first, silences.front().second, now());
-      if (noted) silences.pop_front();
+    for (; noted && !mNoting.empty(); mNoting.pop_front()) {
+      noted = mKeeper.noteSilence(mNoting.front().first, mNoting.front().second, now());
+      if (!noted) break;
     }
-    if (noted) return noted;
     const std::lock_guard lock(mMutex);
-    mSilences.insert(mSilences.begin(), silences.begin(), silences.end());
-    if (!mTold) mTold = told;  // once more does no harm
-    mNextTry = Clock::now() + kTryAgainAfter;
+    if (noted && mTold == told) mTold.reset();  // once more does no harm
+    if (!noted) mNextTry = Clock::now() + kTryAgainAfter;
     return noted;
   }
 
@@ -262,10 +286,11 @@ class Memory::Work {
     if (!notices) return tellOfReading(notices.error().what);
     const auto mark = notices->empty() ? std::pair<std::size_t, std::int64_t>()
                                        : std::pair(notices->size(), notices->back().id);
-    if (std::exchange(mNoticesTold, mark) == mark) return;
+    if (mNoticesTold == mark) return;
     post([shared = std::make_shared<std::vector<Notice>>(*std::move(notices))](Memory& memory) {
       memory.mHooks.notices(std::move(*shared));
     });
+    mNoticesTold = mark;
   }
 
   static Moment now() {
@@ -274,13 +299,19 @@ class Memory::Work {
 
   void recallOne() {
     if (mToRecall.empty()) return;
-    const std::string printer = std::move(mToRecall.front());
+    // Without memory for this one, the others need not wait for it.
+    mToRecall.push_back(mToRecall.front());
     mToRecall.pop_front();
+    const std::string printer = mToRecall.back();
     auto remembered = mKeeper.recall(printer, now(), [this] { return mIsOver.load(); });
-    if (!remembered) return tellOfReading(remembered.error().what);
-    if (!*remembered) return;
+    if (!remembered) {
+      mToRecall.pop_back();
+      return tellOfReading(remembered.error().what);
+    }
+    if (!*remembered) return mToRecall.pop_back();
     post([printer, recalled = std::make_shared<RememberedPrinter>(**std::move(remembered))](
              Memory& memory) { memory.keepInMind(printer, std::move(*recalled)); });
+    mToRecall.pop_back();
     tellNotices();
   }
 
@@ -290,15 +321,17 @@ class Memory::Work {
 
   // Whether something can be kept.
   void tell(const std::string& problem) {
-    if (std::exchange(mProblem, problem) == problem) return;
+    if (mProblem == problem) return;
     post([problem](Memory& memory) { memory.setProblem(problem); });
+    mProblem = problem;
   }
 
   // Where nothing can be kept, either, that has been told.
   void tellOfReading(const std::string& problem) {
     if (problem.empty() || !mProblem.empty()) return;
-    if (std::exchange(mReadingProblem, problem) == problem) return;
+    if (mReadingProblem == problem) return;
     post([problem](Memory& memory) { memory.mHooks.log(problem); });
+    mReadingProblem = problem;
   }
 
   Memory& mMemory;
@@ -316,7 +349,10 @@ class Memory::Work {
 
   Keeper mKeeper;  // these are the second thread's
   std::deque<std::string> mToLoad;
+  std::vector<Keeper::Last> mFound;  // not restored yet
   std::deque<std::string> mToRecall;
+  std::vector<Reading> mKeeping;  // not kept yet, nor noted
+  std::deque<std::pair<std::string, bool>> mNoting;
   bool mIsLoading = false;
   bool mHasTried = false;
   bool mIsHurried = false;
@@ -335,6 +371,12 @@ Memory::~Memory() {
   // A thread that waits for a lock cannot be ended, but with its process, which has nothing else to
   // do any more.
   if (!mWork->endBy(Clock::now() + kPatienceAtTheEnd)) ::_exit(0);
+  try {
+    const std::size_t lost = mWork->lost();
+    if (lost > 0) mHooks.log(fmt::format("the last {} could not be kept", readingsInWords(lost)));
+  } catch (const std::exception&) {
+    // Nobody can be told, either.
+  }
 }
 
 void Memory::setList(const std::vector<std::string>& uris) {

@@ -86,10 +86,7 @@ bool Prober::want(std::string_view target, Urgency urgency, Clock::time_point no
   const bool isCounted = urgency == Urgency::kSomebodyWaits;
   if (entry.printer.isPending) {
     if (isCounted) ++mShared;
-    if (entry.place && urgency < entry.place->urgency) {
-      dequeue(entry);
-      enqueue(found->second, entry, urgency);
-    }
+    if (entry.place && urgency < entry.place->urgency) enqueue(found->second, entry, urgency);
     return true;
   }
   const bool mayBeAsked = urgency == Urgency::kOnPurpose || now >= entry.printer.notBefore;
@@ -102,10 +99,13 @@ bool Prober::want(std::string_view target, Urgency urgency, Clock::time_point no
   return true;
 }
 
+// In its lane, where it may have a place already. Without memory for another, nothing has changed.
 void Prober::enqueue(Id id, Entry& entry, Urgency urgency) {
-  entry.place = Place{urgency, !entry.printer.last, mNextNumber++, id};
+  const Place place = {urgency, !entry.printer.last, mNextNumber++, id};
+  mQueues.at(entry.lane).insert(place);
+  dequeue(entry);
+  entry.place = place;
   entry.printer.isPending = true;
-  mQueues.at(entry.lane).insert(*entry.place);
 }
 
 void Prober::dequeue(Entry& entry) {

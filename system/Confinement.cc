@@ -9,6 +9,7 @@
 #include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -16,6 +17,9 @@
 #include <cerrno>
 #include <cstdint>
 #include <memory>
+#include <new>
+#include <span>
+#include <tuple>
 
 #include "system/ConfinementMeans.h"
 #include "system/MemoryFile.h"
@@ -55,12 +59,20 @@ using Filter = std::unique_ptr<void, FreeFilter>;
 
 constexpr std::uint64_t kAllBits = ~std::uint64_t{0};
 
+// Without one of its rules, a filter would refuse for good what a query cannot do without.
+void add(const Filter& filter, std::uint32_t action, int call,
+         std::span<const scmp_arg_cmp> conditions = {}) {
+  const int error = ::seccomp_rule_add_array(
+      filter.get(), action, call, static_cast<unsigned>(conditions.size()), conditions.data());
+  if (error == -ENOMEM) throw std::bad_alloc();
+}
+
 // Where these bits of an argument, counted from 0, have this value.
 void allowWhere(const Filter& filter, int call, unsigned argument, std::uint64_t bits,
                 std::uint64_t value) {
   const scmp_arg_cmp condition = {
       .arg = argument, .op = SCMP_CMP_MASKED_EQ, .datum_a = bits, .datum_b = value};
-  ::seccomp_rule_add_array(filter.get(), SCMP_ACT_ALLOW, call, 1, &condition);
+  add(filter, SCMP_ACT_ALLOW, call, {&condition, 1});
 }
 
 void allowWithoutCode(const Filter& filter, int call) { allowWhere(filter, call, 2, PROT_EXEC, 0); }
@@ -68,9 +80,7 @@ void allowWithoutCode(const Filter& filter, int call) { allowWhere(filter, call,
 // (A call that this machine's kind has not is left out.)
 void allowAll(const Filter& filter) {
   const std::uint32_t machine = ::seccomp_arch_native();
-  for (const int call : kCalls) {
-    ::seccomp_rule_add_array(filter.get(), SCMP_ACT_ALLOW, call, 0, nullptr);
-  }
+  for (const int call : kCalls) add(filter, SCMP_ACT_ALLOW, call);
   for (const int call : {SCMP_SYS(fcntl), SCMP_SYS(fcntl64)}) {
     for (const int command : kFcntls) {
       allowWhere(filter, call, 1, kAllBits, static_cast<std::uint64_t>(command));
@@ -81,7 +91,7 @@ void allowAll(const Filter& filter) {
   // What the mmap of i386 and of s390x is to do stands in memory, where no filter can look. i386
   // has the other one; s390x cannot do without.
   if (machine == SCMP_ARCH_S390X) {
-    ::seccomp_rule_add_array(filter.get(), SCMP_ACT_ALLOW, SCMP_SYS(mmap), 0, nullptr);
+    add(filter, SCMP_ACT_ALLOW, SCMP_SYS(mmap));
   } else if (machine != SCMP_ARCH_X86) {
     allowWithoutCode(filter, SCMP_SYS(mmap));
   }
@@ -89,22 +99,59 @@ void allowAll(const Filter& filter) {
   // clone where there is none. On s390x the stack stands before the flags.
   const unsigned flags = machine == SCMP_ARCH_S390X ? 1 : 0;
   allowWhere(filter, SCMP_SYS(clone), flags, CLONE_THREAD, CLONE_THREAD);
-  ::seccomp_rule_add_array(filter.get(), SCMP_ACT_ERRNO(ENOSYS), SCMP_SYS(clone3), 0, nullptr);
+  add(filter, SCMP_ACT_ERRNO(ENOSYS), SCMP_SYS(clone3));
 }
 
-// The program that the kernel runs before each call.
-std::vector<sock_filter> callFilter() {
+using Program = std::vector<sock_filter>;
+
+Program programOf(const Filter& filter) {
+  const FileDescriptor file = memoryFile("");
+  if (!file || ::seccomp_export_bpf(filter.get(), file.get()) != 0) throw std::bad_alloc();
+  const auto size = static_cast<std::size_t>(::lseek(file.get(), 0, SEEK_END));
+  Program program(size / sizeof(sock_filter));
+  const auto count = ::pread(file.get(), program.data(), size, 0);
+  if (count != static_cast<ssize_t>(size)) throw std::bad_alloc();
+  return program;
+}
+
+bool areEqual(const Program& one, const Program& other) {
+  return std::ranges::equal(one, other, [](const sock_filter& a, const sock_filter& b) {
+    return std::tie(a.code, a.jt, a.jf, a.k) == std::tie(b.code, b.jt, b.jf, b.k);
+  });
+}
+
+// While it lives, this process may use so much processor time, and ends with more. (Without memory
+// the library may go round in circles.)
+class Bounded {
+ public:
+  Bounded() { set(2); }
+  ~Bounded() { set(0); }
+  Bounded(const Bounded&) = delete;
+  Bounded& operator=(const Bounded&) = delete;
+  Bounded(Bounded&&) = delete;
+  Bounded& operator=(Bounded&&) = delete;
+
+ private:
+  static void set(time_t seconds) {
+    const itimerval limit = {.it_interval = {}, .it_value = {.tv_sec = seconds, .tv_usec = 0}};
+    ::setitimer(ITIMER_VIRTUAL, &limit, nullptr);
+  }
+};
+
+// The program that the kernel runs before each call. Whoever cannot make it asks nobody: without
+// it, nothing would keep a query in.
+Program callFilter() {
+  const Bounded time;
   const Filter filter(::seccomp_init(SCMP_ACT_ERRNO(EPERM)));
-  if (!filter) return {};
+  if (!filter) throw std::bad_alloc();
   allowAll(filter);
   constexpr std::uint32_t kAsATree = 2;  // and not one call after the other
   ::seccomp_attr_set(filter.get(), SCMP_FLTATR_CTL_OPTIMIZE, kAsATree);
-  const FileDescriptor file = memoryFile("");
-  if (!file || ::seccomp_export_bpf(filter.get(), file.get()) != 0) return {};
-  const auto size = static_cast<std::size_t>(::lseek(file.get(), 0, SEEK_END));
-  std::vector<sock_filter> program(size / sizeof(sock_filter));
-  const auto count = ::pread(file.get(), program.data(), size, 0);
-  return count == static_cast<ssize_t>(size) ? program : std::vector<sock_filter>();
+  // The library leaves out what it has no memory for, and does not say so: twice it is never the
+  // same.
+  Program program = programOf(filter);
+  if (!areEqual(program, programOf(filter))) throw std::bad_alloc();
+  return program;
 }
 
 // What this kernel's Landlock can refuse of files, a bit each: 13 kinds at first, and links between
@@ -137,7 +184,6 @@ Confinement::Confinement() {
 void Confinement::enter() const {
   if (!isInForce()) return;
   giveUpFiles();
-  if (mCalls.empty()) return;
   const sock_fprog program = {.len = static_cast<unsigned short>(mCalls.size()),
                               .filter = const_cast<sock_filter*>(mCalls.data())};
   ::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program);

@@ -21,7 +21,8 @@ class Confinement {
   // Confines this process as Landlock does, and from nothing else.
   static void giveUpFiles();
 
-  // Makes what `enter` gives to the kernel: once, in the process whose copies are to go in.
+  // Makes what `enter` gives to the kernel: once, in the process whose copies are to go in. Throws
+  // std::bad_alloc without memory, or a file in it, for all of it.
   Confinement();
 
   // Confines this process, which must have one thread, as far as the kernel has the means.

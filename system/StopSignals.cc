@@ -4,26 +4,16 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <csignal>
 #include <system_error>
 
 namespace moxsupply {
 
-namespace {
-
-sigset_t stopSignals() {
-  sigset_t signals;
-  ::sigemptyset(&signals);
-  for (const int number : {SIGINT, SIGTERM}) ::sigaddset(&signals, number);
-  return signals;
-}
-
-}  // namespace
-
-StopSignals::StopSignals() {
-  const sigset_t signals = stopSignals();
-  ::sigprocmask(SIG_BLOCK, &signals, nullptr);
-  mDescriptor = FileDescriptor(::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK));
+StopSignals::StopSignals(std::initializer_list<int> others) {
+  ::sigemptyset(&mSignals);
+  for (const int number : {SIGINT, SIGTERM}) ::sigaddset(&mSignals, number);
+  for (const int number : others) ::sigaddset(&mSignals, number);
+  ::sigprocmask(SIG_BLOCK, &mSignals, nullptr);
+  mDescriptor = FileDescriptor(::signalfd(-1, &mSignals, SFD_CLOEXEC | SFD_NONBLOCK));
   if (!mDescriptor) throw std::system_error(errno, std::generic_category(), "signalfd");
 }
 
@@ -33,9 +23,6 @@ int StopSignals::take() const {
   return static_cast<int>(info.ssi_signo);
 }
 
-void StopSignals::letThrough() const {
-  const sigset_t signals = stopSignals();
-  ::sigprocmask(SIG_UNBLOCK, &signals, nullptr);
-}
+void StopSignals::letThrough() const { ::sigprocmask(SIG_UNBLOCK, &mSignals, nullptr); }
 
 }  // namespace moxsupply

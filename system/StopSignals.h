@@ -1,14 +1,18 @@
 #pragma once
 
+#include <csignal>
+#include <initializer_list>
+
 #include "system/FileDescriptor.h"
 
 namespace moxsupply {
 
-// SIGINT and SIGTERM, read from a descriptor instead of ending the process. A signal that is
-// blocked is kept even when the process ignores it, as what shells start in the background does.
+// SIGINT and SIGTERM, read from a descriptor instead of ending the process, and others that are
+// wanted with them. A signal that is blocked is kept even when the process ignores it, as what
+// shells start in the background does. To be made before other threads, which block them as well.
 class StopSignals {
  public:
-  StopSignals();
+  explicit StopSignals(std::initializer_list<int> others = {});
 
   // Readable once one has come.
   [[nodiscard]] int descriptor() const { return mDescriptor.get(); }
@@ -20,6 +24,7 @@ class StopSignals {
   void letThrough() const;
 
  private:
+  sigset_t mSignals{};
   FileDescriptor mDescriptor;
 };
 

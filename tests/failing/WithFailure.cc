@@ -6,7 +6,7 @@
 //     NUMBER         which of them, all processes of the program together; 0: none
 //     FILE           takes how many there were, and the name of the call that has failed
 // It ends as the program does, with 128 and the signal's number where a signal ended it, once every
-// process that came from it has ended.
+// process that came from it has ended. SIGTERM is passed on to the program.
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <linux/seccomp.h>
@@ -29,6 +29,7 @@
 #include <filesystem>
 #include <fstream>
 #include <new>
+#include <set>
 #include <span>
 #include <string>
 #include <string_view>
@@ -77,6 +78,17 @@ void letGoOfProgramsDescriptors() {
   }
 }
 
+volatile std::sig_atomic_t theProgram = 0;
+
+void passOn(int signal) { ::kill(theProgram, signal); }
+
+void passSignalsOnTo(pid_t process) {
+  theProgram = process;
+  struct sigaction action {};
+  action.sa_handler = &passOn;
+  ::sigaction(SIGTERM, &action, nullptr);
+}
+
 int shellStatusOf(pid_t process) {
   int status = 0;
   while (::waitpid(process, &status, 0) < 0 && errno == EINTR) {
@@ -94,6 +106,7 @@ Outcome runWithAllocation(FailurePoint& point, int file, char** command) {
   const pid_t process = ::fork();
   if (process < 0) giveUp("fork");
   if (process == 0) become(command);
+  passSignalsOnTo(process);
   letGoOfProgramsDescriptors();
   // Processes that nobody waits for come to this one, and are waited for as well.
   ::prctl(PR_SET_CHILD_SUBREAPER, 1);
@@ -114,6 +127,7 @@ struct Listener {
 void askAbout(std::span<const FailingCall> calls, Listener& listener) {
   scmp_filter_ctx filter = seccomp_init(SCMP_ACT_ALLOW);
   seccomp_rule_add_array(filter, SCMP_ACT_NOTIFY, SCMP_SYS(prctl), 0, nullptr);
+  seccomp_rule_add_array(filter, SCMP_ACT_NOTIFY, SCMP_SYS(execve), 0, nullptr);
   for (const FailingCall& call : calls) {
     seccomp_rule_add_array(filter, SCMP_ACT_NOTIFY, call.number, 0, nullptr);
   }
@@ -149,11 +163,11 @@ bool readsMemoryFile(const seccomp_notif& asked) {
   return file.starts_with("/memfd:");
 }
 
-// Answers the kernel until no process is left. What is called before the program's main is the
-// loader's.
-std::string decide(int listener, FailurePoint& point, std::span<const FailingCall> calls) {
+// Answers the kernel until no process is left. `loading`: the process of the program. What any
+// process calls from its execve until its main begins is the loader's.
+std::string decide(int listener, FailurePoint& point, std::span<const FailingCall> calls,
+                   std::set<std::uint32_t> loading) {
   std::string failed;
-  bool hasBegun = false;
   for (pollfd question = {.fd = listener, .events = POLLIN, .revents = 0};;) {
     if (::poll(&question, 1, -1) < 0) continue;
     if ((question.revents & POLLIN) == 0) break;
@@ -163,11 +177,14 @@ std::string decide(int listener, FailurePoint& point, std::span<const FailingCal
         .id = asked.id, .val = 0, .error = 0, .flags = SECCOMP_USER_NOTIF_FLAG_CONTINUE};
     const auto call = std::ranges::find(calls, asked.data.nr, &FailingCall::number);
     if (asked.data.nr == SCMP_SYS(prctl) && asked.data.args[0] == kMainBegins) {
-      hasBegun = true;
-    } else if (hasBegun && call != calls.end() && !readsMemoryFile(asked) && point.isReached()) {
+      loading.erase(asked.pid);
+    } else if (call != calls.end() && !loading.contains(asked.pid) && !readsMemoryFile(asked) &&
+               point.isReached()) {
       failed = nameOf(asked.data.nr);
       answer.flags = 0;
       answer.error = -call->error;
+    } else if (asked.data.nr == SCMP_SYS(execve)) {
+      loading.insert(asked.pid);
     }
     ::ioctl(listener, SECCOMP_IOCTL_NOTIF_SEND, &answer);
   }
@@ -184,11 +201,12 @@ Outcome runWithCall(FailurePoint& point, std::span<const FailingCall> calls, cha
     ::execvp(command[0], command);
     std::_Exit(kCannotRun);
   }
+  passSignalsOnTo(process);
   letGoOfProgramsDescriptors();
   const int listener = takenFrom(process, handed);
   if (listener < 0) giveUp("pidfd_getfd");
   Outcome outcome;
-  outcome.failed = decide(listener, point, calls);
+  outcome.failed = decide(listener, point, calls, {static_cast<std::uint32_t>(process)});
   outcome.status = shellStatusOf(process);
   return outcome;
 }

@@ -454,7 +454,10 @@ TEST(QueryWithoutMemory, OfAnInkjetIsUndecodable) {
   EXPECT_EQ(filter.wait().result, "-4\n0 " + kInkjetReport);
 }
 
-// Without the model-family record the supplies table stands alone, and the full level is missing.
+// The model-family record only fills in what the supplies table lacks: whatever goes wrong on the
+// way to it is passed over, memory that its decoder does not get as well, and the query succeeds
+// with the table alone. A level that the table lacks counts as 0 in the report, as it does from a
+// printer that has no such record. A host that is to know better watches its memory (AskAsFilter).
 TEST(QueryWithoutMemory, OfALaserIsUndecodableOrWithoutTheModelFamilyRecord) {
   const auto answerWith = [](int percentage) {
     return "0 " + json(fmt::format(R"({{

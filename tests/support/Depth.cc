@@ -1,5 +1,6 @@
 #include "tests/support/Depth.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <string_view>
 
@@ -21,6 +22,16 @@ std::size_t cutEvery() { return isFull() ? 1 : 8; }
 std::uint64_t randomPrinters() { return isFull() ? 50'000 : 5'000; }
 
 std::uint64_t failEvery() { return isFull() ? 1 : 41; }
+
+std::uint64_t failingExporters(std::uint64_t all) {
+  return isFull() ? all : std::min<std::uint64_t>(all, 16);
+}
+
+std::optional<std::uint64_t> onlyFailure() {
+  const char* number = std::getenv("MOXSUPPLY_FAILURE");
+  if (number == nullptr) return std::nullopt;
+  return std::strtoull(number, nullptr, 10);
+}
 
 int killedWriters() {
   if (const char* many = std::getenv("MOXSUPPLY_KILLS")) return std::atoi(many);

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 
 // How many the tests try of what is too much for an ordinary run. MOXSUPPLY_TEST_DEPTH=full in the
 // environment has them try all.
@@ -28,5 +29,12 @@ int killedWriters();
 // Of the allocations and the system calls of a program every one fails; in an ordinary run, and in
 // a slow build, every 41st.
 std::uint64_t failEvery();
+
+// Of so many that can fail of an exporter, which takes longer, each has a run; in an ordinary run
+// 16 have one.
+std::uint64_t failingExporters(std::uint64_t all);
+
+// MOXSUPPLY_FAILURE in the environment has any run try the failure of this number alone.
+std::optional<std::uint64_t> onlyFailure();
 
 }  // namespace moxsupply::testing

@@ -69,6 +69,15 @@ TEST(StopSignals, EndTheProcessAgainOnceTheyAreLetThrough) {
             fmt::format("ended by {}", SIGTERM));
 }
 
+TEST(StopSignals, AreOthersAsWellWhereTheseAreWanted) {
+  EXPECT_EQ(inAnotherProcess([] {
+              const StopSignals signals{SIGHUP};
+              ::raise(SIGHUP);
+              return std::to_string(signals.take());
+            }),
+            std::to_string(SIGHUP));
+}
+
 TEST(StopSignals, AreNoOthers) {
   EXPECT_EQ(inAnotherProcess([]() -> std::string {
               const StopSignals signals;
