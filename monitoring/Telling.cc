@@ -24,9 +24,19 @@ void Telling::setNotices(std::vector<Notice> notices, const Instant& now) {
 
 void Telling::plan(const Instant& now) {
   mNext = Clock::time_point::max();
-  if (mIsTelling) return;
-  const auto wait = untilDigest(mNotices, mEvery, now.moment);
-  if (wait) mNext = std::max(now.time + *wait, mNotBefore);
+  if (mIsTelling || mNotices.empty()) return;
+  // What the world's clock shows may be set while they wait.
+  std::map<std::int64_t, Clock::time_point> due;
+  for (const Notice& notice : mNotices) {
+    const auto known = mDue.find(notice.id);
+    const auto time = known == mDue.end()
+                          ? now.time + untilDigest({notice}, mEvery, now.moment).value()
+                          : known->second;
+    due.emplace(notice.id, time);
+    mNext = std::min(mNext, time);
+  }
+  mDue = std::move(due);
+  mNext = std::max(mNext, mNotBefore);
 }
 
 void Telling::proceed(const Instant& now) {

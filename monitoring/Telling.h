@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -44,6 +45,7 @@ class Telling {
   bool mIsTelling = false;
   std::int64_t mLast = 0;  // of those that are being told
   std::int64_t mTold = 0;
+  std::map<std::int64_t, Clock::time_point> mDue;  // when those that wait are to be told
   bool mHasFailed = false;
   Clock::time_point mNotBefore = Clock::time_point::min();
   Clock::time_point mNext = Clock::time_point::max();
