@@ -76,6 +76,7 @@ constexpr const char* kReadingsOfOne =
     "SELECT id FROM readings WHERE time BETWEEN ? AND ? AND printer = ? ORDER BY time";
 constexpr const char* kPrinters = "SELECT id FROM printers ORDER BY name";
 constexpr const char* kNoteAnswer = "UPDATE printers SET answered = ? WHERE name = ?";
+constexpr const char* kNoteNoAnswer = "UPDATE printers SET answered = NULL WHERE id = ?";
 constexpr const char* kAnswer = "SELECT answered FROM printers WHERE name = ?";
 constexpr const char* kSetTold = "UPDATE printers SET told = ? WHERE name = ?";
 constexpr const char* kTold = "SELECT told FROM printers WHERE name = ?";
@@ -436,6 +437,7 @@ Result<Store::Added> Store::File::add(const Reading& reading) {
   }
   if (!baseOfNext) delta = deltaOf(reading.json, {});
   static_cast<void>(query(kAddReading, *printer, time, baseOfNext, Blob{delta}).next());
+  static_cast<void>(query(kNoteNoAnswer, *printer).next());
   return Added::kYes;
 }
 
@@ -461,7 +463,9 @@ std::size_t Store::File::takeOutAfter(const std::string& printer, Moment moment)
   const auto id = printerOfName(printer);
   if (!id) return 0;
   static_cast<void>(query(kTakeOutAfter, *id, asNumber(moment)).next());
-  return static_cast<std::size_t>(mDatabase.getChanges());
+  const auto count = static_cast<std::size_t>(mDatabase.getChanges());
+  static_cast<void>(query(kNoteNoAnswer, *id).next());
+  return count;
 }
 
 std::optional<Moment> Store::File::momentOf(const char* text, const std::string& printer) {

@@ -62,8 +62,8 @@ class Store {
   // Takes the readings of a printer out that are after a moment. Returns how many there were.
   [[nodiscard]] Result<std::size_t> takeOutAfter(const std::string& printer, Moment moment);
 
-  // Notes when a printer answered the same as its last reading, and tells it. Nothing: it was not
-  // noted, or there is no such printer.
+  // Notes when a printer answered the same as its last reading, until there is another one, and
+  // tells it. Nothing: it was not noted, or there is no such printer.
   [[nodiscard]] Result<> noteAnswer(const std::string& printer, Moment moment);
   [[nodiscard]] Result<std::optional<Moment>> answer(const std::string& printer);
 

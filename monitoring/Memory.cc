@@ -1,18 +1,15 @@
 #include "monitoring/Memory.h"
 
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
 #include <cmath>
-#include <condition_variable>
 #include <deque>
 #include <exception>
 #include <mutex>
 #include <new>
 #include <optional>
-#include <thread>
 #include <utility>
 
 #include "history/PrinterName.h"
@@ -22,11 +19,9 @@ namespace moxsupply {
 
 namespace {
 
-using Clock = Keeper::Clock;
-
 constexpr std::size_t kRestoredAtOnce = 100;  // readings
 constexpr std::size_t kKeptAtOnce = 1'000;
-constexpr std::chrono::seconds kPatienceAtTheEnd(5);
+constexpr std::chrono::milliseconds kPauseWithoutMemory(100);
 
 std::string readingsInWords(std::size_t count) {
   return count == 1 ? "reading" : fmt::format("{} readings", count);
@@ -39,28 +34,17 @@ class Memory::Work {
   Work(std::string path, Memory& memory)
       : mMemory(memory),
         mKeeper(std::move(path),
-                memory.mHooks.notices ? Keeper::Notices::kYes : Keeper::Notices::kNo),
-        mThread([this] { run(); }) {}
-
-  // It has ended.
-  ~Work() { mThread.join(); }
-
-  Work(const Work&) = delete;
-  Work& operator=(const Work&) = delete;
-  Work(Work&&) = delete;
-  Work& operator=(Work&&) = delete;
+                memory.mHooks.notices ? Keeper::Notices::kYes : Keeper::Notices::kNo) {}
 
   void load(std::vector<std::string> printers) {
     const std::lock_guard lock(mMutex);
     mLists.push_back(std::move(printers));
-    mNews.notify_one();
   }
 
   void keep(Reading reading) {
     const std::lock_guard lock(mMutex);
     if (mWaiting.size() == kMostWaiting) mWaiting.pop_front();
     mWaiting.push_back(std::move(reading));
-    mNews.notify_one();
   }
 
   void loadFirst(std::string printer) {
@@ -72,74 +56,49 @@ class Memory::Work {
     const std::lock_guard lock(mMutex);
     if (mSilences.size() == kMostWaiting) mSilences.pop_front();
     mSilences.emplace_back(std::move(printer), isSilent);
-    mNews.notify_one();
   }
 
   void told(std::int64_t last) {
     const std::lock_guard lock(mMutex);
     mTold = last;
-    mNews.notify_one();
   }
 
-  // How many readings it could not keep. It has ended.
+  void giveUp() { mIsOver = true; }
+
+  // How many readings could not be kept, once the second thread is over.
   [[nodiscard]] std::size_t lost() const { return mWaiting.size() + mKeeping.size(); }
 
-  // Returns whether it has ended by then.
-  bool endBy(Clock::time_point end) {
-    std::unique_lock lock(mMutex);
-    mIsOver = true;
-    mNews.notify_one();
-    return mEnd.wait_until(lock, end, [this] { return mHasEnded; });
-  }
-
- private:
   // ---- In the second thread.
 
-  void run() {
-    while (awaitWork()) {
-      const bool hasMemory = asFarAsMemoryGoes([this] {
-        takeLists();
-        if (Clock::now() >= mNextTry) {
-          const std::string problem = loadLasts();
-          if (isTimeToKeep()) keepWhatWaits();
-          tellOfReading(problem);
-        }
-        recallOne();
-      });
-      if (!hasMemory) {
-        asFarAsMemoryGoes([this] { tell("there is too little memory to remember readings"); });
+  void proceed(const Instant& now) {
+    const bool hasMemory = asFarAsMemoryGoes(now, [&] {
+      takeLists();
+      if (now.time >= mNextTry) {
+        const std::string problem = loadLasts(now);
+        if (isTimeToKeep(now)) keepWhatWaits(now);
+        tellOfReading(problem);
       }
+      recallOne(now);
+    });
+    if (!hasMemory) {
+      asFarAsMemoryGoes(now, [this] { tell("there is too little memory to remember readings"); });
     }
-    keepAtTheEnd();
+  }
+
+  Clock::time_point nextMove() {
     const std::lock_guard lock(mMutex);
-    mHasEnded = true;
-    mEnd.notify_one();
+    if (!mLists.empty() || !mToRecall.empty()) return mNotBefore;
+    if (hasSomethingToKeep() || !mToLoad.empty() || !mProblem.empty()) return mNextTry;
+    return std::max(mKeeper.nextNote(), mNextTry);
   }
 
-  // An exception that leaves a thread ends its process, and what the exporter remembers is not
-  // worth that. Where memory has run out, it may be there again a little later: what was to be done
-  // is still to be done then. Returns whether there was enough.
-  template <typename Action>
-  bool asFarAsMemoryGoes(Action action) {
-    try {
-      action();
-      return true;
-    } catch (const std::bad_alloc&) {
-      constexpr std::chrono::milliseconds kPause(100);
-      std::unique_lock lock(mMutex);
-      mNextTry = Clock::now() + kTryAgainAfter;
-      mNews.wait_for(lock, kPause, [this] { return mIsOver.load(); });
-      return false;
-    }
-  }
-
-  void keepAtTheEnd() {
+  void finish(const Instant& now) {
     constexpr int kMostTries = 3;
     bool isDone = false;
     for (int i = 0; i < kMostTries && !isDone; ++i) {
-      asFarAsMemoryGoes([&] {
-        keepWhatWaits();
-        const auto noted = mKeeper.note(Clock::now());
+      asFarAsMemoryGoes(now, [&] {
+        keepWhatWaits(now);
+        const auto noted = mKeeper.note(now.time);
         if (!noted) tell(noted.error().what);
         const std::lock_guard lock(mMutex);
         isDone = noted && !hasSomethingToKeep();
@@ -147,22 +106,20 @@ class Memory::Work {
     }
   }
 
-  // Returns whether there is more to do than to end.
-  bool awaitWork() {
-    std::unique_lock lock(mMutex);
-    const auto next = [this] {
-      if (mIsOver || !mLists.empty() || !mToRecall.empty()) return Clock::time_point::min();
-      if (hasSomethingToKeep() || !mToLoad.empty() || !mProblem.empty()) return mNextTry;
-      return std::max(mKeeper.nextNote(), mNextTry);
-    };
-    for (auto time = next(); time > Clock::now(); time = next()) {
-      if (time == Clock::time_point::max()) {
-        mNews.wait(lock);
-      } else {
-        mNews.wait_until(lock, time);
-      }
+ private:
+  // An exception that leaves a thread ends its process, and what the exporter remembers is not
+  // worth that. Where memory has run out, it may be there again a little later: what was to be done
+  // is still to be done then. Returns whether there was enough.
+  template <typename Action>
+  bool asFarAsMemoryGoes(const Instant& now, Action action) {
+    try {
+      action();
+      return true;
+    } catch (const std::bad_alloc&) {
+      mNextTry = now.time + kTryAgainAfter;
+      mNotBefore = now.time + kPauseWithoutMemory;
+      return false;
     }
-    return !mIsOver;
   }
 
   void takeLists() {
@@ -174,14 +131,14 @@ class Memory::Work {
   }
 
   // The levels of all printers come before anything else. Returns why not all could be read.
-  std::string loadLasts() {
+  std::string loadLasts(const Instant& now) {
     std::string problem;
     for (; !mToLoad.empty() && !mIsOver; mToLoad.pop_front()) {
       hurry();
       auto last = mKeeper.last(mToLoad.front());
       if (!last) {
         problem = last.error().what;
-        mNextTry = Clock::now() + kTryAgainAfter;
+        mNextTry = now.time + kTryAgainAfter;
         mToLoad.push_back(mToLoad.front());  // the others need not wait for this one
         mToLoad.pop_front();
         break;
@@ -193,20 +150,22 @@ class Memory::Work {
       if (mFound.size() == kRestoredAtOnce || mIsHurried) restoreFound();
     }
     restoreFound();
-    if (mIsLoading) post([](Memory& memory) { memory.mHooks.loaded(); });
+    if (mIsLoading) post([](Memory& memory, auto&) { memory.mHooks.loaded(); });
     mIsLoading = false;
     return problem;
   }
 
   void restoreFound() {
-    post([found = mFound](Memory& memory) { memory.mHooks.restored(found); });
+    post([found = mFound](Memory& memory, const Instant& then) {
+      memory.mHooks.restored(found, then);
+    });
     mFound.clear();
   }
 
   // Once also where there is nothing to keep, so that it is told early that nothing can be.
-  bool isTimeToKeep() {
+  bool isTimeToKeep(const Instant& now) {
     const bool isFirst = !std::exchange(mHasTried, true);
-    if (isFirst || !mProblem.empty() || Clock::now() >= mKeeper.nextNote()) return true;
+    if (isFirst || !mProblem.empty() || now.time >= mKeeper.nextNote()) return true;
     const std::lock_guard lock(mMutex);
     return hasSomethingToKeep();
   }
@@ -217,28 +176,28 @@ class Memory::Work {
            mTold;
   }
 
-  void keepWhatWaits() {
+  void keepWhatWaits(const Instant& now) {
     bool isFull = false;
     do {
       takeWhatWaits();
       isFull = mKeeping.size() == kKeptAtOnce;
-      const auto changed = mKeeper.keep(mKeeping, Clock::now());
+      const auto changed = mKeeper.keep(mKeeping, now.time);
       if (!changed) {
-        mNextTry = Clock::now() + kTryAgainAfter;
+        mNextTry = now.time + kTryAgainAfter;
         return tell(changed.error().what);
       }
       mKeeping.clear();
       // Who has something new comes before those whose turn it is.
       mToRecall.insert(mToRecall.begin(), changed->begin(), changed->end());
     } while (isFull);
-    if (Clock::now() >= mKeeper.nextNote()) {
-      if (const auto noted = mKeeper.note(Clock::now()); !noted) return tell(noted.error().what);
+    if (now.time >= mKeeper.nextNote()) {
+      if (const auto noted = mKeeper.note(now.time); !noted) return tell(noted.error().what);
     }
     tell({});
     if (const std::string remark = mKeeper.takeRemark(); !remark.empty()) {
-      post([remark](Memory& memory) { memory.mHooks.log(remark); });
+      post([remark](Memory& memory, auto&) { memory.mHooks.log(remark); });
     }
-    if (const auto noted = noteSilences(); !noted) return tell(noted.error().what);
+    if (const auto noted = noteSilences(now); !noted) return tell(noted.error().what);
     tellNotices();
   }
 
@@ -258,7 +217,7 @@ class Memory::Work {
     mHurried.clear();
   }
 
-  Result<> noteSilences() {
+  Result<> noteSilences(const Instant& now) {
     std::optional<std::int64_t> told;
     {
       const std::lock_guard lock(mMutex);
@@ -271,12 +230,12 @@ class Memory::Work {
     Result<> noted;
     if (told) noted = mKeeper.told(*told);
     for (; noted && !mNoting.empty(); mNoting.pop_front()) {
-      noted = mKeeper.noteSilence(mNoting.front().first, mNoting.front().second, now());
+      noted = mKeeper.noteSilence(mNoting.front().first, mNoting.front().second, now.moment);
       if (!noted) break;
     }
     const std::lock_guard lock(mMutex);
     if (noted && mTold == told) mTold.reset();  // once more does no harm
-    if (!noted) mNextTry = Clock::now() + kTryAgainAfter;
+    if (!noted) mNextTry = now.time + kTryAgainAfter;
     return noted;
   }
 
@@ -287,42 +246,38 @@ class Memory::Work {
     const auto mark = notices->empty() ? std::pair<std::size_t, std::int64_t>()
                                        : std::pair(notices->size(), notices->back().id);
     if (mNoticesTold == mark) return;
-    post([shared = std::make_shared<std::vector<Notice>>(*std::move(notices))](Memory& memory) {
-      memory.mHooks.notices(std::move(*shared));
-    });
+    post([shared = std::make_shared<std::vector<Notice>>(*std::move(notices))](
+             Memory& memory, auto&) { memory.mHooks.notices(std::move(*shared)); });
     mNoticesTold = mark;
   }
 
-  static Moment now() {
-    return std::chrono::floor<std::chrono::milliseconds>(std::chrono::system_clock::now());
-  }
-
-  void recallOne() {
+  void recallOne(const Instant& now) {
     if (mToRecall.empty()) return;
     // Without memory for this one, the others need not wait for it.
     mToRecall.push_back(mToRecall.front());
     mToRecall.pop_front();
     const std::string printer = mToRecall.back();
-    auto remembered = mKeeper.recall(printer, now(), [this] { return mIsOver.load(); });
+    auto remembered = mKeeper.recall(printer, now.moment, [this] { return mIsOver.load(); });
     if (!remembered) {
       mToRecall.pop_back();
       return tellOfReading(remembered.error().what);
     }
     if (!*remembered) return mToRecall.pop_back();
     post([printer, recalled = std::make_shared<RememberedPrinter>(**std::move(remembered))](
-             Memory& memory) { memory.keepInMind(printer, std::move(*recalled)); });
+             Memory& memory, auto&) { memory.keepInMind(printer, std::move(*recalled)); });
     mToRecall.pop_back();
     tellNotices();
   }
 
-  void post(std::function<void(Memory&)> what) {
-    mMemory.mHooks.post([memory = &mMemory, what = std::move(what)] { what(*memory); });
+  void post(std::function<void(Memory&, const Instant&)> what) {
+    mMemory.mHooks.post(
+        [memory = &mMemory, what = std::move(what)](const Instant& then) { what(*memory, then); });
   }
 
   // Whether something can be kept.
   void tell(const std::string& problem) {
     if (mProblem == problem) return;
-    post([problem](Memory& memory) { memory.setProblem(problem); });
+    post([problem](Memory& memory, auto&) { memory.setProblem(problem); });
     mProblem = problem;
   }
 
@@ -330,22 +285,19 @@ class Memory::Work {
   void tellOfReading(const std::string& problem) {
     if (problem.empty() || !mProblem.empty()) return;
     if (mReadingProblem == problem) return;
-    post([problem](Memory& memory) { memory.mHooks.log(problem); });
+    post([problem](Memory& memory, auto&) { memory.mHooks.log(problem); });
     mReadingProblem = problem;
   }
 
   Memory& mMemory;
 
   std::mutex mMutex;  // of these
-  std::condition_variable mNews;
-  std::condition_variable mEnd;
   std::deque<std::vector<std::string>> mLists;
   std::deque<Reading> mWaiting;
   std::deque<std::string> mHurried;
   std::deque<std::pair<std::string, bool>> mSilences;
   std::optional<std::int64_t> mTold;
   std::atomic<bool> mIsOver = false;
-  bool mHasEnded = false;
 
   Keeper mKeeper;  // these are the second thread's
   std::deque<std::string> mToLoad;
@@ -356,21 +308,17 @@ class Memory::Work {
   bool mIsLoading = false;
   bool mHasTried = false;
   bool mIsHurried = false;
-  std::pair<std::size_t, std::int64_t> mNoticesTold = {};  // how many, and the last one
-  Clock::time_point mNextTry = Clock::time_point::min();
+  std::pair<std::size_t, std::int64_t> mNoticesTold = {};   // how many, and the last one
+  Clock::time_point mNextTry = Clock::time_point::min();    // of the store
+  Clock::time_point mNotBefore = Clock::time_point::min();  // of anything
   std::string mProblem;
   std::string mReadingProblem;
-
-  std::thread mThread;  // begins when all the rest is there
 };
 
 Memory::Memory(std::string path, Hooks hooks)
     : mHooks(std::move(hooks)), mWork(std::make_unique<Work>(std::move(path), *this)) {}
 
 Memory::~Memory() {
-  // A thread that waits for a lock cannot be ended, but with its process, which has nothing else to
-  // do any more.
-  if (!mWork->endBy(Clock::now() + kPatienceAtTheEnd)) ::_exit(0);
   try {
     const std::size_t lost = mWork->lost();
     if (lost > 0) mHooks.log(fmt::format("the last {} could not be kept", readingsInWords(lost)));
@@ -390,6 +338,7 @@ void Memory::setList(const std::vector<std::string>& uris) {
   mNames = std::move(names);
   std::erase_if(mRemembered, [this](const auto& one) { return !mNames.contains(one.first); });
   mWork->load(std::move(added));
+  mHooks.wake();
 }
 
 void Memory::take(const ListedPrinter& printer, const Supplies& supplies, Moment moment) {
@@ -398,6 +347,7 @@ void Memory::take(const ListedPrinter& printer, const Supplies& supplies, Moment
   reading->labels = printer.labels;
   reading->json = asJson(*reading);
   mWork->keep(*std::move(reading));
+  mHooks.wake();
 }
 
 void Memory::restoreFirst(const std::string& uri) {
@@ -406,10 +356,20 @@ void Memory::restoreFirst(const std::string& uri) {
 
 void Memory::takeSilence(const ListedPrinter& printer, bool isSilent) {
   auto name = printerName(printer.uri);
-  if (name && mHooks.notices) mWork->noteSilence(*std::move(name), isSilent);
+  if (!name || !mHooks.notices) return;
+  mWork->noteSilence(*std::move(name), isSilent);
+  mHooks.wake();
 }
 
-void Memory::told(std::int64_t last) { mWork->told(last); }
+void Memory::told(std::int64_t last) {
+  mWork->told(last);
+  mHooks.wake();
+}
+
+void Memory::hurryToTheEnd() { mWork->giveUp(); }
+void Memory::proceed(const Instant& now) { mWork->proceed(now); }
+Memory::Clock::time_point Memory::nextMove() { return mWork->nextMove(); }
+void Memory::finish(const Instant& now) { mWork->finish(now); }
 
 void Memory::keepInMind(const std::string& printer, RememberedPrinter remembered) {
   if (mNames.contains(printer)) mRemembered.insert_or_assign(printer, std::move(remembered));

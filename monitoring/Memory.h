@@ -12,6 +12,7 @@
 
 #include "history/Moment.h"
 #include "history/Orders.h"
+#include "monitoring/Instant.h"
 #include "monitoring/Keeper.h"
 #include "monitoring/PrinterList.h"
 #include "monitoring/RememberedPrinter.h"
@@ -21,8 +22,8 @@
 namespace moxsupply {
 
 // What is remembered of the printers in the list, and how more comes to it. Whoever holds it is not
-// kept waiting: a second thread deals with the store (see Keeper), and has what it found there told
-// in the first.
+// kept waiting: a second thread (MemoryThread) deals with the store (see Keeper), and has what it
+// found there told in the first.
 //
 // Where the store cannot be used, that is told once; readings wait until it can, a bounded number.
 class Memory {
@@ -30,15 +31,23 @@ class Memory {
   // At most so many readings wait for the store. Of more, the first ones are lost.
   static constexpr std::size_t kMostWaiting = 20'000;
 
+  using Clock = Keeper::Clock;
+
   // From try to try, while the store cannot be used.
   static constexpr std::chrono::seconds kTryAgainAfter{60};
 
-  struct Hooks {
-    // Has this done in the first thread; called in the second.
-    std::function<void(std::function<void()>)> post;
+  // What is done in the first thread, when it is.
+  using News = std::function<void(const Instant&)>;
 
-    // All these in the first.
-    std::function<void(const std::vector<Keeper::Last>&)> restored;  // the last readings of some
+  struct Hooks {
+    // The second thread has something to do before its `nextMove`; called in the first.
+    std::function<void()> wake;
+
+    // Has this done in the first thread; called in the second.
+    std::function<void(News)> post;
+
+    // All these in the first. The last readings of some:
+    std::function<void(const std::vector<Keeper::Last>&, const Instant&)> restored;
     std::function<void()> loaded;  // all that there is has been restored, of a list
     std::function<void(const std::string&)> log;
 
@@ -48,14 +57,14 @@ class Memory {
   };
 
   Memory(std::string path, Hooks hooks);
-
-  // Keeps what waits, if the store lets it within five seconds.
   ~Memory();
 
   Memory(const Memory&) = delete;
   Memory& operator=(const Memory&) = delete;
   Memory(Memory&&) = delete;
   Memory& operator=(Memory&&) = delete;
+
+  // ---- In the first thread.
 
   // Has what is remembered of printers restored that were not in the list before; what is known of
   // those that are not in it any more is let go.
@@ -86,6 +95,18 @@ class Memory {
 
   // Why nothing is kept at present, in one harmless line; empty when all is well.
   [[nodiscard]] const std::string& problem() const { return mProblem; }
+
+  // What takes long ends early; there is no more to do but `finish`.
+  void hurryToTheEnd();
+
+  // ---- In the second thread. Waits for the store, and for nothing else.
+
+  // Does some of what there is to do. To be called at `nextMove` at the latest.
+  void proceed(const Instant& now);
+  [[nodiscard]] Clock::time_point nextMove();
+
+  // Keeps what waits.
+  void finish(const Instant& now);
 
  private:
   class Work;  // the second thread's

@@ -4,7 +4,6 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/posix/stream_descriptor.hpp>
@@ -15,6 +14,8 @@
 #include <utility>
 
 #include "monitoring/Digest.h"
+#include "monitoring/Instant.h"
+#include "monitoring/Telling.h"
 #include "system/FileDescriptor.h"
 #include "system/MemoryFile.h"
 #include "system/Process.h"
@@ -27,20 +28,16 @@ namespace asio = boost::asio;
 using asio::posix::stream_descriptor;
 using boost::system::error_code;
 
-constexpr std::chrono::seconds kTryAgainAfter(60);
-
 // Whose notices they are: those of the exporter on this machine.
 std::string nameOfThisMachine() {
   std::array<char, 256> name{};
   return ::gethostname(name.data(), name.size() - 1) == 0 ? name.data() : "";
 }
 
-Moment now() {
-  return std::chrono::floor<std::chrono::milliseconds>(std::chrono::system_clock::now());
-}
-
-std::string inWords(const Process& process) {
+// Empty where it has worked.
+std::string whyNotTold(const Process& process) {
   const auto status = process.shellStatus();
+  if (status == 0) return {};
   return status ? fmt::format("ended with {}", *status) : "took too long, and was ended";
 }
 
@@ -51,34 +48,33 @@ class Notifier::Parts {
   Parts(asio::io_context& context, Settings settings, std::function<void(std::int64_t)> told,
         std::function<void(const std::string&)> log)
       : mSettings(std::move(settings)),
-        mTell(std::move(told)),
-        mLog(std::move(log)),
-        mNextTime(context),
+        mTelling(mSettings.every,
+                 {.tell = [this](const std::vector<Notice>& notices) { begin(notices); },
+                  .told = std::move(told),
+                  .log = std::move(log)}),
+        mNextMove(context),
         mPatience(context),
         mEnd(context) {}
 
   void setNotices(std::vector<Notice> notices) {
-    // Of these somebody has been told, though that is not noted yet.
-    std::erase_if(notices, [this](const Notice& notice) { return notice.id <= mTold; });
-    mNotices = std::move(notices);
-    if (!mProcess) plan();
+    mTelling.setNotices(std::move(notices), Instant::now());
+    awaitNextMove();
   }
 
  private:
-  void plan() {
-    mNextTime.cancel();
-    const auto wait = untilDigest(mNotices, mSettings.every, now());
-    if (!wait) return;
-    mNextTime.expires_at(std::max(std::chrono::steady_clock::now() + *wait, mNotBefore));
-    mNextTime.async_wait([this](const error_code& error) {
-      if (!error && !mProcess && !mNotices.empty()) begin();
+  void awaitNextMove() {
+    mNextMove.expires_at(mTelling.nextMove());
+    mNextMove.async_wait([this](const error_code& error) {
+      if (error) return;
+      mTelling.proceed(Instant::now());
+      awaitNextMove();
     });
   }
 
-  void begin() {
-    mLast = mNotices.back().id;
-    if (const int error = start(digestOf(mNotices, nameOfThisMachine(), now())); error != 0) {
-      return fail(fmt::format("cannot be started: {}", std::strerror(error)));
+  void begin(const std::vector<Notice>& notices) {
+    const Instant now = Instant::now();
+    if (const int error = start(digestOf(notices, nameOfThisMachine(), now.moment)); error != 0) {
+      return mTelling.ended(fmt::format("cannot be started: {}", std::strerror(error)), now);
     }
     mPatience.expires_after(mSettings.patience);
     mPatience.async_wait([this](const error_code& error) {
@@ -89,14 +85,10 @@ class Notifier::Parts {
       mPatience.cancel();
       mEnd.close();
       if (!error) mProcess->wait();
-      const bool hasWorked = mProcess->shellStatus() == 0;
-      const std::string how = inWords(*mProcess);
+      const std::string why = whyNotTold(*mProcess);
       mProcess.reset();  // kills it, and what it has left of its group
-      if (!hasWorked) return fail(how);
-      mHasFailed = false;
-      mTold = mLast;
-      mTell(mTold);
-      setNotices(std::exchange(mNotices, {}));
+      mTelling.ended(why, Instant::now());
+      awaitNextMove();
     });
   }
 
@@ -117,27 +109,12 @@ class Notifier::Parts {
     return 0;
   }
 
-  void fail(const std::string& how) {
-    if (!std::exchange(mHasFailed, true)) {
-      mLog(fmt::format("the command of --notify {}; it is tried again until it works", how));
-    }
-    const auto pause = std::min(mSettings.every, kTryAgainAfter);
-    mNotBefore = std::chrono::steady_clock::now() + pause;
-    plan();
-  }
-
   Settings mSettings;
-  std::function<void(std::int64_t)> mTell;
-  std::function<void(const std::string&)> mLog;
-  asio::steady_timer mNextTime;
+  Telling mTelling;
+  asio::steady_timer mNextMove;
   asio::steady_timer mPatience;
   stream_descriptor mEnd;
   std::optional<Process> mProcess;
-  std::vector<Notice> mNotices;
-  std::int64_t mLast = 0;  // of the digest that is being told
-  std::int64_t mTold = 0;
-  bool mHasFailed = false;
-  std::chrono::steady_clock::time_point mNotBefore = std::chrono::steady_clock::time_point::min();
 };
 
 Notifier::Notifier(asio::io_context& context, Settings settings,

@@ -9,7 +9,6 @@
 
 #include "history/OrdersCsv.h"
 #include "history/PrinterName.h"
-#include "history/RememberedPrinters.h"
 #include "http/Gzip.h"
 #include "links/DeviceUri.h"
 #include "monitoring/OrdersPage.h"
@@ -88,7 +87,7 @@ void Site::setListProblem(std::string problem) {
 }
 
 HttpServer::Reply Site::answer(const HttpRequest& request, Clock::time_point arrived,
-                               Clock::time_point now, bool isLast) {
+                               const Instant& now, bool isLast) {
   const bool isForm = request.path == "/ask";
   if (isForm && request.method != HttpRequest::Method::kPost) {
     return {notAllowed("Only POST is understood here.", "POST"), {}};
@@ -130,7 +129,7 @@ bool Site::isFromElsewhere(const HttpRequest& request) const {
 }
 
 HttpServer::Reply Site::probe(const HttpRequest& request, Clock::time_point arrived,
-                              Clock::time_point now, bool isLast) {
+                              const Instant& now, bool isLast) {
   const std::string target = request.parameter("target");
   if (request.count("target") != 1 || target.empty()) {
     return {lineOfText(400, "Which printer? /probe?target=TARGET asks one of the list."), {}};
@@ -141,7 +140,7 @@ HttpServer::Reply Site::probe(const HttpRequest& request, Clock::time_point arri
   // After a start many are due at once, and each has an answer from before.
   const auto urgency =
       printer->isRestored ? Prober::Urgency::kInTheBackground : Prober::Urgency::kSomebodyWaits;
-  if (mayAsk && mProber.want(target, urgency, now) && !printer->isRestored) {
+  if (mayAsk && mProber.want(target, urgency, now.time) && !printer->isRestored) {
     // A query is over at its deadline, and takes a moment to say so.
     const milliseconds longest = mDeadline + milliseconds(500);
     const auto until = arrived + std::min(timeFor(request).value_or(longest), longest);
@@ -152,15 +151,14 @@ HttpServer::Reply Site::probe(const HttpRequest& request, Clock::time_point arri
   if (printer->last) {
     last = {printer->last->result.outcome, printer->last->duration};
   } else if (isLast) {
-    last = {Outcome::kDeadline, std::chrono::round<milliseconds>(now - arrived)};
+    last = {Outcome::kDeadline, std::chrono::round<milliseconds>(now.time - arrived)};
   }
   std::optional<AgedSupplies> aged;
   if (printer->reading) {
-    const auto age = std::chrono::round<milliseconds>(now - printer->reading->time);
+    const auto age = std::chrono::round<milliseconds>(now.time - printer->reading->time);
     aged = {printer->reading->supplies, age, {}};
     if (mMemory != nullptr) {
-      aged->remembered =
-          mMemory->metricsOf(printer->listed, std::chrono::system_clock::now(), mDeliveryDays);
+      aged->remembered = mMemory->metricsOf(printer->listed, now.moment, mDeliveryDays);
     }
   }
   return {answerWith(kMetrics, metricsText(supplyMetrics(aged, last)), request), {}};
@@ -168,7 +166,7 @@ HttpServer::Reply Site::probe(const HttpRequest& request, Clock::time_point arri
 
 // Has one printer be asked, whenever it was the last time. The page names printers without the
 // passwords that targets may have.
-HttpAnswer Site::ask(const HttpRequest& request, Clock::time_point now) {
+HttpAnswer Site::ask(const HttpRequest& request, const Instant& now) {
   if (isFromElsewhere(request)) {
     return lineOfText(403, "Only the exporter's own page has printers asked.");
   }
@@ -179,7 +177,7 @@ HttpAnswer Site::ask(const HttpRequest& request, Clock::time_point now) {
   if (request.count("target") != 1 || target.empty()) return lineOfText(400, "Which printer?");
   const Prober::Printer* printer = findShown(target);
   if (printer == nullptr) return notInTheList(target);
-  mProber.want(printer->listed.target, Prober::Urgency::kOnPurpose, now);
+  mProber.want(printer->listed.target, Prober::Urgency::kOnPurpose, now.time);
   mPages.clear();
   HttpAnswer answer = lineOfText(303, "The printer is being asked.");
   const bool isFromItsPage = request.parameter("from") == "printer";
@@ -205,8 +203,8 @@ const Prober::Printer* Site::findShown(const std::string& target) const {
   return found == all.end() ? nullptr : *found;
 }
 
-PageMemory Site::remembered() const {
-  PageMemory memory = {momentOrNow({}), mMemory != nullptr};
+PageMemory Site::rememberedAt(Moment moment) const {
+  PageMemory memory = {moment, mMemory != nullptr};
   if (mMemory == nullptr) return memory;
   memory.problem = mMemory->problem();
   memory.find = [this](const ListedPrinter& printer) { return mMemory->find(printer); };
@@ -225,19 +223,19 @@ HttpAnswer Site::page(std::string_view type, std::string parameters, const HttpR
   return answer;
 }
 
-HttpAnswer Site::allPrinters(const HttpRequest& request, Clock::time_point now) {
-  if (!isFromElsewhere(request)) wantAll(now);
+HttpAnswer Site::allPrinters(const HttpRequest& request, const Instant& now) {
+  if (!isFromElsewhere(request)) wantAll(now.time);
   const PageView view = viewOf(request);
   return page(
       kHtml,
       fmt::format("/ {} {} {} {}", view.isByPlace, view.isRefreshing, view.number, view.find),
-      request, now, [&] {
-        return moxsupply::page(mProber.printers(), view, mListProblem, mToken.text(), remembered(),
-                               now);
+      request, now.time, [&] {
+        return moxsupply::page(mProber.printers(), view, mListProblem, mToken.text(),
+                               rememberedAt(now.moment), now.time);
       });
 }
 
-HttpAnswer Site::onePrinter(const HttpRequest& request, Clock::time_point now) {
+HttpAnswer Site::onePrinter(const HttpRequest& request, const Instant& now) {
   const std::string target = request.parameter("target");
   if (request.count("target") != 1 || target.empty()) {
     return lineOfText(400, "Which printer? /printer?target=TARGET shows one of the list.");
@@ -248,8 +246,9 @@ HttpAnswer Site::onePrinter(const HttpRequest& request, Clock::time_point now) {
                                        "are, with links to a page for each.",
                                        forTerminal(shownUri(target))));
   }
-  return page(kHtml, "/printer " + target, request, now,
-              [&] { return printerPage(*printer, mToken.text(), remembered(), now); });
+  return page(kHtml, "/printer " + target, request, now.time, [&] {
+    return printerPage(*printer, mToken.text(), rememberedAt(now.moment), now.time);
+  });
 }
 
 // How far orders look ahead; nothing for what is no such time.
@@ -261,11 +260,11 @@ std::optional<std::chrono::days> Site::daysIn(const HttpRequest& request) const 
   return std::chrono::days(*days);
 }
 
-HttpAnswer Site::orders(const HttpRequest& request, Clock::time_point now) {
+HttpAnswer Site::orders(const HttpRequest& request, const Instant& now) {
   const auto within = daysIn(request);
   if (!within) return wrongDays();
-  return page(kHtml, fmt::format("/orders {}", within->count()), request, now, [&] {
-    const PageMemory memory = remembered();
+  return page(kHtml, fmt::format("/orders {}", within->count()), request, now.time, [&] {
+    const PageMemory memory = rememberedAt(now.moment);
     std::map<std::string, const ListedPrinter*, std::less<>> listed;
     std::size_t unknown = 0;
     for (const Prober::Printer* printer : mProber.printers()) {
@@ -284,10 +283,10 @@ HttpAnswer Site::orders(const HttpRequest& request, Clock::time_point now) {
 }
 
 // A file can say neither that nothing is remembered nor that it may not be all.
-HttpAnswer Site::ordersCsv(const HttpRequest& request, Clock::time_point now) {
+HttpAnswer Site::ordersCsv(const HttpRequest& request, const Instant& now) {
   const auto within = daysIn(request);
   if (!within) return wrongDays();
-  const PageMemory memory = remembered();
+  const PageMemory memory = rememberedAt(now.moment);
   if (!memory.isKept) {
     return lineOfText(404, "Nothing is remembered here (--no-store), so nobody knows what to buy.");
   }
@@ -296,7 +295,7 @@ HttpAnswer Site::ordersCsv(const HttpRequest& request, Clock::time_point now) {
         503, fmt::format("What printers tell is not remembered at present: {}", memory.problem));
   }
   return page("text/csv; charset=utf-8; header=present",
-              fmt::format("/orders.csv {}", within->count()), request, now,
+              fmt::format("/orders.csv {}", within->count()), request, now.time,
               [&] { return asCsv(mMemory->orders(memory.now, *within).list); });
 }
 

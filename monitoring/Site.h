@@ -12,6 +12,7 @@
 #include "http/Http.h"
 #include "http/HttpServer.h"
 #include "monitoring/ExporterMetrics.h"
+#include "monitoring/Instant.h"
 #include "monitoring/Memory.h"
 #include "monitoring/PageMemory.h"
 #include "monitoring/PageToken.h"
@@ -31,7 +32,7 @@ class Site {
 
   // As HttpServer::OnRequest.
   [[nodiscard]] HttpServer::Reply answer(const HttpRequest& request, Clock::time_point arrived,
-                                         Clock::time_point now, bool isLast);
+                                         const Instant& now, bool isLast);
 
   // As HttpServer::IsUrgent.
   [[nodiscard]] static bool isUrgent(const HttpRequest& request);
@@ -51,13 +52,13 @@ class Site {
   static constexpr std::size_t kMostKept = 8;
 
   [[nodiscard]] HttpServer::Reply probe(const HttpRequest& request, Clock::time_point arrived,
-                                        Clock::time_point now, bool isLast);
-  [[nodiscard]] HttpAnswer ask(const HttpRequest& request, Clock::time_point now);
+                                        const Instant& now, bool isLast);
+  [[nodiscard]] HttpAnswer ask(const HttpRequest& request, const Instant& now);
   void wantAll(Clock::time_point now);
-  [[nodiscard]] HttpAnswer allPrinters(const HttpRequest& request, Clock::time_point now);
-  [[nodiscard]] HttpAnswer onePrinter(const HttpRequest& request, Clock::time_point now);
-  [[nodiscard]] HttpAnswer orders(const HttpRequest& request, Clock::time_point now);
-  [[nodiscard]] HttpAnswer ordersCsv(const HttpRequest& request, Clock::time_point now);
+  [[nodiscard]] HttpAnswer allPrinters(const HttpRequest& request, const Instant& now);
+  [[nodiscard]] HttpAnswer onePrinter(const HttpRequest& request, const Instant& now);
+  [[nodiscard]] HttpAnswer orders(const HttpRequest& request, const Instant& now);
+  [[nodiscard]] HttpAnswer ordersCsv(const HttpRequest& request, const Instant& now);
   [[nodiscard]] std::optional<std::chrono::days> daysIn(const HttpRequest& request) const;
 
   // A page that was made within the last second, or else is made now. `parameters`: all that it
@@ -68,7 +69,7 @@ class Site {
 
   // A printer by its target as the list writes it, or as pages show it.
   [[nodiscard]] const Prober::Printer* findShown(const std::string& target) const;
-  [[nodiscard]] PageMemory remembered() const;
+  [[nodiscard]] PageMemory rememberedAt(Moment moment) const;
   [[nodiscard]] bool isFromElsewhere(const HttpRequest& request) const;
 
   Prober& mProber;

@@ -124,6 +124,20 @@ TEST_F(AKeeper, TakesReadingsOfTheFutureOutAndSaysSoOnce) {
   EXPECT_EQ(mKeeper.takeRemark(), "");
 }
 
+// What was noted when the clock was wrong would have it younger than it is, until that time comes.
+TEST_F(AKeeper, ForgetsWhenAReadingBeforeWasAnswered) {
+  keep(mBegin, 50);
+  keep(mBegin + 20h, 50);
+  EXPECT_TRUE(mKeeper.note(mNow));
+  keep(mBegin + 6h, 49);  // the clock was set right
+  EXPECT_EQ(answered(), mBegin + 6h);
+  keep(mBegin + 26h, 49);
+  EXPECT_TRUE(mKeeper.note(mNow));
+  keep(mBegin + 10h, 49);
+  EXPECT_TRUE(mKeeper.note(mNow));
+  EXPECT_EQ(answered(), mBegin + 10h);
+}
+
 TEST_F(AKeeper, TakesSeveralReadingsOfAPrinterInTheirOrder) {
   const std::vector<Reading> some = {readingAt(mBegin, 50), readingAt(mBegin + 1s, 50),
                                      readingAt(mBegin + 2s, 49), readingAt(mBegin + 3s, 50)};
