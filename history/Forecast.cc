@@ -49,7 +49,7 @@ constexpr double kMostForRate = 2;
 // A time left that is twice as long, and longer than some days, is so much less likely before
 // anything is seen: 2 to the power of this. It makes intervals right for short times and for long
 // ones alike, where as likely would make the short ones too long.
-constexpr double kShortIsLikelier = 0.5;
+constexpr double kShortIsLikelier = 0.8;
 constexpr double kShort = 3;  // days
 
 // The part of the probability before the likely moment, which is a little later than the middle:
@@ -65,7 +65,7 @@ constexpr double kLikely = 0.57;
 constexpr std::size_t kParts = 200;
 constexpr std::size_t kLeastWithin = 110;
 constexpr std::size_t kMostWithin = 170;
-constexpr double kWorth = 2.2;
+constexpr double kWorth = 2.6;
 
 constexpr std::chrono::days kLeastHistory(7);
 
@@ -196,16 +196,27 @@ Rate Estimate::rate() const {
 // Where levels are rounded or jitter, when a new one came tells more than which one it is.
 Position Estimate::position() const {
   const auto& plateaus = current().plateaus;
-  Position position = {plateaus.back().level, started(), square(mStep) / 12.0};
+  const Descent::Plateau& now = plateaus.back();
+  Position position = {now.level, started(), square(mStep) / 12.0};
   if (plateaus.size() > 1) {
     const Descent::Plateau& before = plateaus[plateaus.size() - 2];
     position.points = current().passages.back().level;
     // It passed there some time between two readings.
-    const double passing = mWeek.usualDays(before.to, plateaus.back().from) * mRate.points;
-    const double most = before.level - plateaus.back().level + mStep;
+    const double passing = mWeek.usualDays(before.to, now.from) * mRate.points;
+    const double most = before.level - now.level + mStep;
     position.variance = square(std::min(passing, most)) / 12;
   }
+  const double next = now.level - mStep / 2.0;  // the passage that was not seen yet
   const double end = mShownEmptyAt + mStep / 2.0;
+  if (next > end) {
+    // However long it was there, less was used than is left before the next passage. When that is
+    // due, it is somewhere in the second half.
+    constexpr double kMostUsed = 0.75;
+    const double most = position.points - next;
+    const double usual = mWeek.usualDays(position.at, now.to) * mRate.points;
+    const double used = std::min(usual, kMostUsed * most);
+    position = {position.points - used, now.to, position.variance + square(used) / 12};
+  }
   position.points = std::max(mStep / 4.0, position.points - end);
   return position;
 }
