@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <cmath>
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
@@ -32,8 +33,14 @@ class DailyReadings {
                     SupplyStatus status = SupplyStatus::kCorrect) {
     ReadSupply supply = madeReadSupply({.supply = {.level = level}});
     supply.status = status;
+    if (mPagesADay) supply.pages.printed = mPrinted += *mPagesADay;
     if (status == SupplyStatus::kMissing) supply.level = tl::unexpected(NoLevel::kMissing);
     mLives.take({moment, {}, "socket://192.0.2.7", {}, {supply}});
+    return *this;
+  }
+  // Readings from now on tell so many pages more than the one before.
+  DailyReadings& withPages(std::uint32_t aDay) {
+    mPagesADay = aDay;
     return *this;
   }
   DailyReadings& daily(int count, const std::function<std::optional<int>(int)>& level) {
@@ -49,10 +56,16 @@ class DailyReadings {
  private:
   PrinterLives mLives;
   int mDays = 0;
+  std::optional<std::uint32_t> mPagesADay;
+  std::uint32_t mPrinted = 0;
 };
 
 double daysLeft(const Forecast& forecast) {
   return daysBetween(forecast.asOf, forecast.emptyAt.value().likely);
+}
+
+double widthOf(const Forecast& forecast) {
+  return daysBetween(forecast.emptyAt->earliest, forecast.emptyAt->latest) / daysLeft(forecast);
 }
 
 void expectOrder(const Forecast& forecast) {
@@ -226,6 +239,40 @@ TEST(Forecast, KnowsThatTheNextLevelWasNotSeenYet) {
   EXPECT_LT(daysLeft(unknown.daily(9, [](int) { return std::nullopt; }).forecast()), 0.7 * before);
 }
 
+// Quarters, one in twenty days, of which the last one is shown for eleven days.
+const auto quarters = [](int day) { return 25 * ((99 - day * 5 / 4) / 25 + 1); };
+constexpr int kDaysOfQuarters = 72;
+
+TEST(Forecast, KnowsByPagesWhereInAStepTheLevelIs) {
+  ASSERT_EQ(quarters(kDaysOfQuarters - 1), 25);
+  const auto after = [](std::uint32_t pages) {
+    return DailyReadings()
+        .withPages(50)
+        .daily(kDaysOfQuarters - 11, quarters)
+        .withPages(pages)
+        .daily(11, [](int) { return 25; })
+        .forecast();
+  };
+  // A quarter is a thousand pages. Nothing of the last one was used, half of it, or nearly all.
+  EXPECT_GT(daysLeft(after(0)), 1.3 * daysLeft(after(50)));
+  EXPECT_GT(daysLeft(after(50)), 2 * daysLeft(after(88)));
+  expectOrder(after(200));  // more than all
+
+  const Forecast without = DailyReadings().daily(kDaysOfQuarters, quarters).forecast();
+  EXPECT_LT(widthOf(after(50)), 0.8 * widthOf(without));
+}
+
+TEST(Forecast, LeavesPagesOutThatAreNotToldOfAllReadings) {
+  const Forecast without = DailyReadings().daily(kDaysOfQuarters, quarters).forecast();
+  const Forecast late = DailyReadings()
+                            .daily(3, quarters)
+                            .withPages(50)
+                            .daily(kDaysOfQuarters - 3, [](int day) { return quarters(day + 3); })
+                            .forecast();
+  EXPECT_EQ(late.emptyAt->likely, without.emptyAt->likely);
+  EXPECT_EQ(late.emptyAt->latest, without.emptyAt->latest);
+}
+
 TEST(Forecast, OfALastStepThatIsDueIsAnyDay) {
   // Ten points in ten days, and the last ten take twenty-two so far.
   const auto tens = [](int day) { return std::max(10, 100 - 10 * ((day + 9) / 10)); };
@@ -273,10 +320,6 @@ TEST(Forecast, IsWiderWhereUseIsUneven) {
     return daysBetween(forecast.emptyAt->earliest, forecast.emptyAt->latest) / daysLeft(forecast);
   };
   EXPECT_LT(width(even), width(uneven));
-}
-
-double widthOf(const Forecast& forecast) {
-  return daysBetween(forecast.emptyAt->earliest, forecast.emptyAt->latest) / daysLeft(forecast);
 }
 
 TEST(Forecast, IsTheSurerTheMoreEvenlyASupplyWasUsed) {
@@ -333,7 +376,8 @@ TEST(Forecast, HoldsTheTruthInEightOfTenCasesOnSimulatedPrinters) {
     DailyReadings readings;
     for (const SimulatedCartridge& cartridge : simulatedHouse(3, number).cartridges) {
       for (std::size_t i = 0; i < cartridge.shown.size(); ++i) {
-        const auto& [time, level] = cartridge.shown[i];
+        const HouseTime time = cartridge.shown[i].time;
+        const int level = cartridge.shown[i].level;
         readings.at(time, level);
         if (!cartridge.emptyAt || level == 0 || i % 10 != 0) continue;
         const double rest = daysBetween(time, *cartridge.emptyAt);
