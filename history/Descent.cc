@@ -1,6 +1,7 @@
 #include "history/Descent.h"
 
 #include <algorithm>
+#include <cmath>
 #include <numeric>
 
 #include "history/LevelStep.h"
@@ -65,6 +66,30 @@ int stepBehindJitter(const std::vector<CartridgeLife>& lives) {
   return 1;
 }
 
+// How many pages were printed at a moment between two readings.
+double pagesAt(const CartridgeLife& life, double at, Moment zero) {
+  const auto after = std::ranges::lower_bound(
+      life.levels, at, {}, [&](const LevelAt& level) { return daysBetween(zero, level.moment); });
+  if (after == life.levels.begin()) return static_cast<double>(*after->printed);
+  const auto before = after - 1;
+  if (after == life.levels.end()) return static_cast<double>(*before->printed);
+  const double from = daysBetween(zero, before->moment);
+  const double to = daysBetween(zero, after->moment);
+  const double part = to > from ? (at - from) / (to - from) : 1;
+  return *before->printed + part * (static_cast<double>(*after->printed) - *before->printed);
+}
+
+Descent descentThrough(const std::vector<Descent::Passage>& readings) {
+  Descent descent;
+  descent.plateaus = plateausOf(readings);
+  for (std::size_t i = 1; i < descent.plateaus.size(); ++i) {
+    const Descent::Plateau& upper = descent.plateaus[i - 1];
+    const Descent::Plateau& lower = descent.plateaus[i];
+    descent.passages.push_back({(upper.to + lower.from) / 2, (upper.level + lower.level) / 2});
+  }
+  return descent;
+}
+
 }  // namespace
 
 int stepOf(const std::vector<CartridgeLife>& lives) {
@@ -77,14 +102,62 @@ int stepOf(const std::vector<CartridgeLife>& lives) {
 }
 
 Descent descentOf(const CartridgeLife& life, int step, Moment zero) {
-  Descent descent;
-  descent.plateaus = plateausOf(withoutRises(life.levels, step, zero));
-  for (std::size_t i = 1; i < descent.plateaus.size(); ++i) {
-    const Descent::Plateau& upper = descent.plateaus[i - 1];
-    const Descent::Plateau& lower = descent.plateaus[i];
-    descent.passages.push_back({(upper.to + lower.from) / 2, (upper.level + lower.level) / 2});
+  return descentThrough(withoutRises(life.levels, step, zero));
+}
+
+bool tellsPages(const CartridgeLife& life) {
+  return std::ranges::all_of(life.levels,
+                             [](const LevelAt& level) { return level.printed.has_value(); });
+}
+
+double pagesBetween(const CartridgeLife& life, double from, double to, Moment zero) {
+  return pagesAt(life, to, zero) - pagesAt(life, from, zero);
+}
+
+std::optional<double> pointsAPage(const std::vector<CartridgeLife>& lives,
+                                  const std::vector<Descent>& descents, Moment zero) {
+  double points = 0;
+  double pages = 0;
+  auto descent = descents.begin();
+  for (const CartridgeLife& life : lives) {
+    if (life.levels.empty()) continue;
+    const auto& passages = (descent++)->passages;
+    if (passages.size() < 2 || !tellsPages(life)) continue;
+    points += passages.front().level - passages.back().level;
+    pages += pagesBetween(life, passages.front().at, passages.back().at, zero);
   }
-  return descent;
+  return pages > 0 && points > 0 ? std::optional(points / pages) : std::nullopt;
+}
+
+Descent byPages(const Descent& descent, const CartridgeLife& life, int step, double pointsAPage,
+                Moment zero) {
+  if (!tellsPages(life)) return descent;
+  struct Known {
+    double level;
+    double pages;
+  };
+  std::vector<Known> known;
+  if (descent.passages.empty()) {
+    known.push_back(
+        {descent.plateaus.front().level, static_cast<double>(*life.levels.front().printed)});
+  }
+  for (const Descent::Passage& passage : descent.passages) {
+    known.push_back({passage.level, pagesAt(life, passage.at, zero)});
+  }
+  const double next = descent.plateaus.back().level - step / 2.0;
+  std::vector<Descent::Passage> readings;
+  std::size_t last = 0;  // known
+  for (const LevelAt& level : life.levels) {
+    const auto pages = static_cast<double>(*level.printed);
+    while (last + 1 < known.size() && known[last + 1].pages <= pages) ++last;
+    double left = known[last].level - (pages - known[last].pages) * pointsAPage;
+    if (pages > known[last].pages && last + 1 < known.size()) {
+      const double part = (pages - known[last].pages) / (known[last + 1].pages - known[last].pages);
+      left = known[last].level - part * (known[last].level - known[last + 1].level);
+    }
+    readings.push_back({daysBetween(zero, level.moment), std::round(std::max(left, next))});
+  }
+  return descentThrough(readings);
 }
 
 }  // namespace moxsupply

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <vector>
 
 #include "history/Lives.h"
@@ -32,5 +33,22 @@ struct Descent {
 
 // The descent of a life that has levels.
 [[nodiscard]] Descent descentOf(const CartridgeLife& life, int step, Moment zero);
+
+// Whether all readings of a life with a level tell pages.
+[[nodiscard]] bool tellsPages(const CartridgeLife& life);
+
+// How many pages a life whose readings tell them printed between two times.
+[[nodiscard]] double pagesBetween(const CartridgeLife& life, double from, double to, Moment zero);
+
+// What a page takes, in points, by all passages of a supply that tells pages; nothing where it does
+// not, or has not had two passages with a page between them.
+[[nodiscard]] std::optional<double> pointsAPage(const std::vector<CartridgeLife>& lives,
+                                                const std::vector<Descent>& descents, Moment zero);
+
+// The same descent in steps of a point: between two passages the level goes down with the pages,
+// and after the last one by so many points a page, until the next passage would be. A life whose
+// readings do not all tell pages stays as it is.
+[[nodiscard]] Descent byPages(const Descent& descent, const CartridgeLife& life, int step,
+                              double pointsAPage, Moment zero);
 
 }  // namespace moxsupply

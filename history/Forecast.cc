@@ -49,7 +49,7 @@ constexpr double kMostForRate = 2;
 // A time left that is twice as long, and longer than some days, is so much less likely before
 // anything is seen: 2 to the power of this. It makes intervals right for short times and for long
 // ones alike, where as likely would make the short ones too long.
-constexpr double kShortIsLikelier = 0.5;
+constexpr double kShortIsLikelier = 0.8;
 constexpr double kShort = 3;  // days
 
 // The part of the probability before the likely moment, which is a little later than the middle:
@@ -65,7 +65,7 @@ constexpr double kLikely = 0.57;
 constexpr std::size_t kParts = 200;
 constexpr std::size_t kLeastWithin = 110;
 constexpr std::size_t kMostWithin = 170;
-constexpr double kWorth = 2.2;
+constexpr double kWorth = 2.6;
 
 constexpr std::chrono::days kLeastHistory(7);
 
@@ -96,7 +96,7 @@ class Estimate {
   Estimate(const SupplyLives& supply, int shownEmptyAt)
       : mZero(supply.lives.back().end),
         mStep(stepOf(supply.lives)),
-        mShownEmptyAt(shownEmptyAt),
+        mEnd(shownEmptyAt + mStep / 2.0),
         mDescents(descentsOf(supply.lives)),
         mWeek(mDescents, mZero),
         mRate(rate()) {}
@@ -105,7 +105,7 @@ class Estimate {
   [[nodiscard]] double pointsADay() const { return mRate.points; }
 
  private:
-  [[nodiscard]] std::vector<Descent> descentsOf(const std::vector<CartridgeLife>& lives) const;
+  [[nodiscard]] std::vector<Descent> descentsOf(const std::vector<CartridgeLife>& lives);
   [[nodiscard]] std::vector<Use> uses() const;
   [[nodiscard]] Rate rate() const;
   [[nodiscard]] Position position() const;
@@ -117,17 +117,41 @@ class Estimate {
 
   Moment mZero;
   int mStep;
-  int mShownEmptyAt;
+  double mEnd;             // the passage to the level at which the printer calls a cartridge empty
+  double mOffByPages = 0;  // of what is left, the standard deviation where pages tell it
   std::vector<Descent> mDescents;  // of the lives that have levels, the last one is now
   Week mWeek;
   Rate mRate;
 };
 
-std::vector<Descent> Estimate::descentsOf(const std::vector<CartridgeLife>& lives) const {
+std::vector<Descent> Estimate::descentsOf(const std::vector<CartridgeLife>& lives) {
   std::vector<Descent> descents;
   for (const CartridgeLife& life : lives) {
     if (!life.levels.empty()) descents.push_back(descentOf(life, mStep, mZero));
   }
+  const bool isByPages = mStep > 1 && tellsPages(lives.back());
+  const auto points = isByPages ? pointsAPage(lives, descents, mZero) : std::nullopt;
+  if (!points) return descents;
+  const Descent now = descents.back();
+  auto descent = descents.begin();
+  for (const CartridgeLife& life : lives) {
+    if (life.levels.empty()) continue;
+    *descent = byPages(*descent, life, mStep, *points, mZero);
+    ++descent;
+  }
+  // Pages take more or less than others, and when the last step was passed is known as well as
+  // readings are close.
+  constexpr double kOfPages = 0.25;
+  double seen = now.plateaus.back().level;
+  double passing = mStep;
+  if (!now.passages.empty()) {
+    seen = now.passages.back().level;
+    const double before = now.plateaus[now.plateaus.size() - 2].to;
+    passing = *points * pagesBetween(lives.back(), before, now.plateaus.back().from, mZero);
+  }
+  mOffByPages = std::hypot(kOfPages * (seen - descents.back().plateaus.back().level),
+                           passing / std::sqrt(12.0));
+  mStep = 1;
   return descents;
 }
 
@@ -196,17 +220,28 @@ Rate Estimate::rate() const {
 // Where levels are rounded or jitter, when a new one came tells more than which one it is.
 Position Estimate::position() const {
   const auto& plateaus = current().plateaus;
-  Position position = {plateaus.back().level, started(), square(mStep) / 12.0};
+  const Descent::Plateau& now = plateaus.back();
+  Position position = {now.level, started(), square(mStep) / 12.0};
   if (plateaus.size() > 1) {
     const Descent::Plateau& before = plateaus[plateaus.size() - 2];
     position.points = current().passages.back().level;
     // It passed there some time between two readings.
-    const double passing = mWeek.usualDays(before.to, plateaus.back().from) * mRate.points;
-    const double most = before.level - plateaus.back().level + mStep;
+    const double passing = mWeek.usualDays(before.to, now.from) * mRate.points;
+    const double most = before.level - now.level + mStep;
     position.variance = square(std::min(passing, most)) / 12;
   }
-  const double end = mShownEmptyAt + mStep / 2.0;
-  position.points = std::max(mStep / 4.0, position.points - end);
+  const double next = now.level - mStep / 2.0;  // the passage that was not seen yet
+  if (next > mEnd) {
+    // However long it was there, less was used than is left before the next passage. When that is
+    // due, it is somewhere in the second half.
+    constexpr double kMostUsed = 0.75;
+    const double most = position.points - next;
+    const double usual = mWeek.usualDays(position.at, now.to) * mRate.points;
+    const double used = std::min(usual, kMostUsed * most);
+    position = {position.points - used, now.to, position.variance + square(used) / 12};
+  }
+  position.variance += square(mOffByPages);
+  position.points = std::max({mStep / 4.0, mOffByPages, position.points - mEnd});
   return position;
 }
 

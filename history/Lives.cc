@@ -16,7 +16,7 @@ std::vector<SupplyEvent> PrinterLives::take(const Reading& reading) {
     if (!supply.part.empty()) lives.part = supply.part;
     CartridgeLife& life = lives.lives.back();
     life.end = reading.moment;
-    if (supply.level) life.levels.push_back({reading.moment, *supply.level});
+    if (supply.level) life.levels.push_back({reading.moment, *supply.level, supply.pages.printed});
   }
   for (const SupplyEvent& event : events) {
     CartridgeLife& life = mSupplies.at(event.supply).lives.back();

@@ -16,6 +16,7 @@ namespace moxsupply {
 struct LevelAt {
   Moment moment;
   int level = 0;
+  std::optional<std::uint32_t> printed = {};  // pages since it went in, where the printer tells
 };
 
 // One cartridge, from the first reading of it to the last before another one was seen in its place.

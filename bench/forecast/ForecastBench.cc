@@ -54,6 +54,7 @@ struct Case {
   double lastsDays = 0;  // this cartridge, from its first reading
   double rest = 0;       // days
   std::optional<Told> forecast;
+  std::optional<Told> byPages;  // the same where the printer tells none
   std::optional<Told> sinceReplacement;
   std::optional<Told> overSevenDays;
 };
@@ -138,6 +139,7 @@ std::array<std::optional<std::size_t>, kBands.size()> drawn(const SimulatedCartr
 
 void tryHouse(const House& house, std::mt19937_64& lots, Results& results) {
   PrinterLives lives;
+  PrinterLives withPages;
   Reading reading;
   reading.supplies.resize(1);
   ReadSupply& supply = reading.supplies.front();
@@ -152,7 +154,12 @@ void tryHouse(const House& house, std::mt19937_64& lots, Results& results) {
     for (std::size_t i = 0; i < cartridge.shown.size(); ++i) {
       reading.moment = cartridge.shown[i].time;
       supply.level = cartridge.shown[i].level;
+      supply.pages.printed = std::nullopt;
       const auto events = lives.take(reading);
+      if (house.tellsPages) {
+        supply.pages.printed = cartridge.shown[i].printed;
+        withPages.take(reading);
+      }
       ofCartridge.insert(ofCartridge.end(), events.begin(), events.end());
       const bool isReplaced = std::ranges::count(events, Event::kReplaced, &SupplyEvent::event) > 0;
       // A new one may be seen as such at its second reading.
@@ -174,6 +181,7 @@ void tryHouse(const House& house, std::mt19937_64& lots, Results& results) {
              .lastsDays = daysBetween(cartridge.shown.front().time, *cartridge.emptyAt),
              .rest = daysBetween(reading.moment, *cartridge.emptyAt),
              .forecast = told(forecast),
+             .byPages = told(house.tellsPages ? forecastOf(withPages.supplies().at(1)) : forecast),
              .sinceReplacement = sinceReplacement(levels),
              .overSevenDays = overSevenDays(levels)});
       }
@@ -238,6 +246,7 @@ void printTables(const Results& results) {
   };
   printHeading("all printers");
   row("forecast", all);
+  printRow("the same, a third telling pages", results, &Case::byPages, true, all);
   printRow("the rate since the replacement", results, &Case::sinceReplacement, false, all);
   printRow("a straight line over seven days", results, &Case::overSevenDays, false, all);
 
@@ -258,6 +267,16 @@ void printTables(const Results& results) {
   row("jitter after rounding",
       [](const Case& one) { return one.house->jitter == Jitter::kBehindRounding; });
   row("shaken below 20 %", [](const Case& one) { return one.house->isShaken; });
+
+  printHeading("printers that tell pages");
+  const auto tells = [](const Case& one) { return one.house->tellsPages; };
+  row("without these", tells);
+  printRow("forecast by them", results, &Case::byPages, true, tells);
+  for (const int step : kSteps) {
+    const auto ofStep = [=](const Case& one) { return tells(one) && one.house->step == step; };
+    row(fmt::format("step {}, without", step), ofStep);
+    printRow(fmt::format("step {}", step), results, &Case::byPages, true, ofStep);
+  }
 
   printHeading("a cartridge lasts");
   constexpr std::array<double, 4> kLasts = {0, 40, 120, 10000};

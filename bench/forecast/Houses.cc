@@ -212,6 +212,12 @@ House simulatedHouse(std::uint64_t seed, std::uint64_t number) {
   // People buy cartridges for 10 days to 10 months of their own use.
   const double capacity = std::max(100.0, house.pagesADay * chance.magnitude(10, 300));
 
+  // Drawn apart, so that a house is the same whether or not it tells pages.
+  constexpr std::uint64_t kOfPages = 0x7061676573;
+  Chance ofPages(seed ^ kOfPages, number);
+  house.tellsPages = ofPages.happens(1.0 / 3);
+  double coverage = 1;  // of a page by toner or ink, beside the usual
+
   int day = chance.whole(0, 364);
   const int most = chance.whole(1, 4);
   for (int life = 0; life < most && day < kMostDays - 1; ++life) {
@@ -221,17 +227,25 @@ House simulatedHouse(std::uint64_t seed, std::uint64_t number) {
     const double replacedAt = chance.happens(0.2) ? chance.between(2, 15) : -1;
     const double shakenAt = house.isShaken ? chance.between(4, 19) : -1;
     double gained = 0;
+    double printed = 0;
     int silentUntil = -1;
     bool isOver = false;
     for (; !isOver && day < kMostDays; ++day) {
+      coverage *= std::exp(0.02 * ofPages.normal() - 0.01 * std::log(coverage));
+      const double ofToday = coverage * ofPages.gamma(0.3);
+      const auto printForAnHour = [&] {
+        const double usual = pages[static_cast<std::size_t>(day)] / 10;
+        left -= usual * perPage;
+        printed += usual / ofToday;
+      };
       const std::chrono::sys_days midnight = kBeginning + days(day);
       const auto weekday = std::chrono::weekday(midnight).c_encoding();
       const bool isOff = schedule.isOffAtWeekends && (weekday == 0 || weekday == 6);
       if (chance.happens(schedule.silenceADay)) silentUntil = day + chance.whole(2, 20);
       for (int hour = 0; !isOver && hour < 24; ++hour) {
         const bool isWorking = hour >= firstHour && hour < firstHour + 10;
-        if (isWorking) left -= pages[static_cast<std::size_t>(day)] / 10 * perPage;
-        if (firstHour < 0 && hour == 0) left -= pages[static_cast<std::size_t>(day)] / 10 * perPage;
+        if (isWorking) printForAnHour();
+        if (firstHour < 0 && hour == 0) printForAnHour();
         if (gained == 0 && left < shakenAt && left > 0) gained = chance.between(3, 15);
         if (!schedule.isHourly && hour != schedule.hour) continue;
         const int level = shown(left + gained, house, chance);
@@ -239,7 +253,9 @@ House simulatedHouse(std::uint64_t seed, std::uint64_t number) {
         const bool isRead = !isOff && day >= silentUntil && !chance.happens(schedule.lost);
         const bool isNew = cartridge.shown.empty() || cartridge.shown.back().level != level ||
                            now - cartridge.shown.back().time >= days(1);
-        if (isRead && isNew) cartridge.shown.push_back({now, level});
+        if (isRead && isNew) {
+          cartridge.shown.push_back({now, level, static_cast<std::uint32_t>(printed)});
+        }
         if (level == 0) cartridge.emptyAt = now;
         isOver = level == 0 || left + gained < replacedAt;
       }

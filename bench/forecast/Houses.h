@@ -16,7 +16,8 @@ using HouseTime = std::chrono::sys_time<std::chrono::hours>;
 // A level that a simulated printer showed when it was read.
 struct ShownLevel {
   HouseTime time;
-  int level = 0;  // percent
+  int level = 0;              // percent
+  std::uint32_t printed = 0;  // pages since this cartridge went in
 };
 
 // One cartridge in a simulated printer.
@@ -60,6 +61,7 @@ struct House {
   Rounding rounding = Rounding::kNearest;
   Jitter jitter = Jitter::kNone;
   bool isShaken = false;
+  bool tellsPages = false;
   std::vector<SimulatedCartridge> cartridges;
 };
 

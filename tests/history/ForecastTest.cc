@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <cmath>
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
@@ -32,11 +33,17 @@ class DailyReadings {
                     SupplyStatus status = SupplyStatus::kCorrect) {
     ReadSupply supply = madeReadSupply({.supply = {.level = level}});
     supply.status = status;
+    if (mPagesADay) supply.pages.printed = mPrinted += *mPagesADay;
     if (status == SupplyStatus::kMissing) supply.level = tl::unexpected(NoLevel::kMissing);
     mLives.take({moment, {}, "socket://192.0.2.7", {}, {supply}});
     return *this;
   }
-  DailyReadings& daily(int count, const std::function<int(int)>& level) {
+  // Readings from now on tell so many pages more than the one before.
+  DailyReadings& withPages(std::uint32_t aDay) {
+    mPagesADay = aDay;
+    return *this;
+  }
+  DailyReadings& daily(int count, const std::function<std::optional<int>(int)>& level) {
     for (int i = 0; i < count; ++i) day(level(i));
     return *this;
   }
@@ -49,10 +56,16 @@ class DailyReadings {
  private:
   PrinterLives mLives;
   int mDays = 0;
+  std::optional<std::uint32_t> mPagesADay;
+  std::uint32_t mPrinted = 0;
 };
 
 double daysLeft(const Forecast& forecast) {
   return daysBetween(forecast.asOf, forecast.emptyAt.value().likely);
+}
+
+double widthOf(const Forecast& forecast) {
+  return daysBetween(forecast.emptyAt->earliest, forecast.emptyAt->latest) / daysLeft(forecast);
 }
 
 void expectOrder(const Forecast& forecast) {
@@ -213,6 +226,61 @@ TEST(Forecast, KnowsWhenARoundedLevelChanged) {
   EXPECT_NEAR(leftAfter(47) - leftAfter(55), 8, 3.5);
 }
 
+TEST(Forecast, KnowsThatTheNextLevelWasNotSeenYet) {
+  DailyReadings readings;
+  readings.daily(41, [](int day) { return 100 - 2 * day; });
+  const double before = daysLeft(readings.forecast());
+  ASSERT_NEAR(before, 10, 2);
+  // Nobody printed for nine days, so that not much less is left than before.
+  DailyReadings pause = readings;
+  EXPECT_GT(daysLeft(pause.daily(9, [](int) { return 20; }).forecast()), 0.9 * before);
+  // Where nobody knows whether anybody did, it may be nearly empty.
+  DailyReadings unknown = readings;
+  EXPECT_LT(daysLeft(unknown.daily(9, [](int) { return std::nullopt; }).forecast()), 0.7 * before);
+}
+
+// Quarters, one in twenty days, of which the last one is shown for eleven days.
+const auto quarters = [](int day) { return 25 * ((99 - day * 5 / 4) / 25 + 1); };
+constexpr int kDaysOfQuarters = 72;
+
+TEST(Forecast, KnowsByPagesWhereInAStepTheLevelIs) {
+  ASSERT_EQ(quarters(kDaysOfQuarters - 1), 25);
+  const auto after = [](std::uint32_t pages) {
+    return DailyReadings()
+        .withPages(50)
+        .daily(kDaysOfQuarters - 11, quarters)
+        .withPages(pages)
+        .daily(11, [](int) { return 25; })
+        .forecast();
+  };
+  // A quarter is a thousand pages. Nothing of the last one was used, half of it, or nearly all.
+  EXPECT_GT(daysLeft(after(0)), 1.3 * daysLeft(after(50)));
+  EXPECT_GT(daysLeft(after(50)), 2 * daysLeft(after(88)));
+  expectOrder(after(200));  // more than all
+
+  const Forecast without = DailyReadings().daily(kDaysOfQuarters, quarters).forecast();
+  EXPECT_LT(widthOf(after(50)), 0.8 * widthOf(without));
+}
+
+TEST(Forecast, LeavesPagesOutThatAreNotToldOfAllReadings) {
+  const Forecast without = DailyReadings().daily(kDaysOfQuarters, quarters).forecast();
+  const Forecast late = DailyReadings()
+                            .daily(3, quarters)
+                            .withPages(50)
+                            .daily(kDaysOfQuarters - 3, [](int day) { return quarters(day + 3); })
+                            .forecast();
+  EXPECT_EQ(late.emptyAt->likely, without.emptyAt->likely);
+  EXPECT_EQ(late.emptyAt->latest, without.emptyAt->latest);
+}
+
+TEST(Forecast, OfALastStepThatIsDueIsAnyDay) {
+  // Ten points in ten days, and the last ten take twenty-two so far.
+  const auto tens = [](int day) { return std::max(10, 100 - 10 * ((day + 9) / 10)); };
+  const Forecast forecast = DailyReadings().daily(103, tens).forecast();
+  EXPECT_EQ(forecast.level, 10);
+  EXPECT_LT(forecast.emptyAt->earliest, forecast.asOf + hours(6));
+}
+
 TEST(Forecast, IsNotMovedMuchByJitter) {
   const std::vector<int> jitter = {0, 3, -3, 1, -2, 2, -1, 3, -3, 0};
   const auto smooth = [](int day) { return 100 - day; };
@@ -254,10 +322,6 @@ TEST(Forecast, IsWiderWhereUseIsUneven) {
   EXPECT_LT(width(even), width(uneven));
 }
 
-double widthOf(const Forecast& forecast) {
-  return daysBetween(forecast.emptyAt->earliest, forecast.emptyAt->latest) / daysLeft(forecast);
-}
-
 TEST(Forecast, IsTheSurerTheMoreEvenlyASupplyWasUsed) {
   // The longer it was as even as this, the narrower.
   const auto even = [](int count) {
@@ -270,7 +334,7 @@ TEST(Forecast, IsSurerWhereThatCostsLittle) {
   const Forecast known = DailyReadings().daily(61, [](int day) { return 100 - day; }).forecast();
   const Forecast unknown =
       DailyReadings().daily(25, [](int day) { return day < 9 ? 50 : 25; }).forecast();
-  EXPECT_LT(widthOf(unknown), 2 * widthOf(known));
+  EXPECT_LT(widthOf(unknown), 3 * widthOf(known));
 }
 
 TEST(Forecast, IsNotMovedByJitterBehindRounding) {
@@ -312,7 +376,8 @@ TEST(Forecast, HoldsTheTruthInEightOfTenCasesOnSimulatedPrinters) {
     DailyReadings readings;
     for (const SimulatedCartridge& cartridge : simulatedHouse(3, number).cartridges) {
       for (std::size_t i = 0; i < cartridge.shown.size(); ++i) {
-        const auto& [time, level] = cartridge.shown[i];
+        const HouseTime time = cartridge.shown[i].time;
+        const int level = cartridge.shown[i].level;
         readings.at(time, level);
         if (!cartridge.emptyAt || level == 0 || i % 10 != 0) continue;
         const double rest = daysBetween(time, *cartridge.emptyAt);
