@@ -35,6 +35,19 @@ int complainOfEnd(const std::exception& error) noexcept {
   return isOutOfMemory || (refused != nullptr && !isOfFiles) ? kExitFailed : kExitMisuse;
 }
 
+void sayWhenMemoryRunsOut() noexcept {
+  std::set_terminate([] {
+    try {
+      if (const auto failed = std::current_exception()) std::rethrow_exception(failed);
+    } catch (const std::bad_alloc& error) {
+      std::_Exit(complainOfEnd(error));
+    } catch (...) {
+      // a mistake of ours
+    }
+    std::abort();
+  });
+}
+
 bool wantsColor(Coloring when) {
   if (when != Coloring::kAuto) return when == Coloring::kAlways;
   const char* terminal = std::getenv("TERM");

@@ -55,6 +55,10 @@ int complain(std::string_view command, const Problem& problem);
 // refuses a thread. Allocates nothing.
 int complainOfEnd(const std::exception& error) noexcept;
 
+// From now on this program ends with that line, and not with a signal, also where a library has no
+// memory and lets no exception out: a JSON value, say, in its destructor.
+void sayWhenMemoryRunsOut() noexcept;
+
 // Whether to colour standard output.
 [[nodiscard]] bool wantsColor(Coloring when);
 

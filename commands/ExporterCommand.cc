@@ -5,11 +5,8 @@
 
 #include <algorithm>
 #include <csignal>
-#include <cstdlib>
-#include <exception>
 #include <filesystem>
 #include <memory>
-#include <new>
 #include <string>
 #include <utility>
 
@@ -104,23 +101,7 @@ std::string storeFor(const ExporterOptions& options) {
   return fs::absolute(*path).string();
 }
 
-// A library may have no memory where it lets no exception out, as a JSON value in its destructor:
-// that ends this program as it would elsewhere, with a line, and not with a signal.
-void sayThatMemoryRanOut() {
-  std::set_terminate([] {
-    try {
-      if (const auto failed = std::current_exception()) std::rethrow_exception(failed);
-    } catch (const std::bad_alloc& error) {
-      std::_Exit(complainOfEnd(error));
-    } catch (...) {
-      // a mistake of ours
-    }
-    std::abort();
-  });
-}
-
 int runExporter(const ExporterOptions& options) {
-  sayThatMemoryRanOut();
   ListFile file(options.list);
   auto list = file.read();
   if (!list) return complain(kCommand, list.error());

@@ -15,6 +15,7 @@
 // finds it, and speaks in its name.
 int main(int argc, char** argv) try {
   using namespace moxsupply;
+  sayWhenMemoryRunsOut();
   // The terminal's characters; but the names of supplies are labels, which no language changes.
   std::setlocale(LC_CTYPE, "");
 

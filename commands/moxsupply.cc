@@ -15,6 +15,7 @@
 
 int main(int argc, char** argv) try {
   using namespace moxsupply;
+  sayWhenMemoryRunsOut();
   std::setlocale(LC_CTYPE, "");     // what the terminal can show
   std::setlocale(LC_MESSAGES, "");  // the language of the supplies' names
 

@@ -2,6 +2,7 @@
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -420,6 +421,14 @@ TEST_F(StoreInAFile, StaysAsItIsWhereItIsDamaged) {
   }
   write(mPath, whole);
   EXPECT_EQ(wrongWith(written().check()), "");
+}
+
+TEST_F(StoreInAFile, IsNotDamagedWhereMemoryRunsOut) {
+  Store store = written();
+  const auto former = ::sqlite3_hard_heap_limit64(1);
+  const auto given = store.forEachLast({}, [](const Reading&) -> Result<> { return {}; });
+  ::sqlite3_hard_heap_limit64(former);
+  EXPECT_THAT(wrongWith(given), EndsWith("cannot be used: out of memory"));
 }
 
 TEST_F(StoreInAFile, WaitsForALock) {

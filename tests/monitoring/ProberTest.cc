@@ -2,10 +2,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <functional>
+#include <new>
 #include <utility>
 
 #include "monitoring/Prober.h"
+#include "tests/support/Allocations.h"
 
 namespace moxsupply::testing {
 namespace {
@@ -115,6 +118,33 @@ class ProberTest : public ::testing::Test {
                  .answered = [](const Prober::Printer&) {},
                  .released = [this](const std::string& target) { released.push_back(target); }}};
 };
+
+// Whether it is somebody's first or has a lower place already.
+TEST_F(ProberTest, AsksWhomItHadNoMemoryFor) {
+  for (const bool isFirst : {true, false}) {
+    bool hasFailed = true;
+    for (std::size_t nth = 1; hasFailed; ++nth) {
+      int begun = 0;
+      Prober one({}, {.begin = [&begun](const Assignment& /*query*/) { ++begun; },
+                      .stop = {},
+                      .answered = {},
+                      .released = {}});
+      one.setList(listOf({"office"}));
+      if (!isFirst) one.want("office", kInTheBackground, now);
+      {
+        const FailingAllocation allocation(nth);
+        try {
+          one.want("office", kSomebodyWaits, now);
+        } catch (const std::bad_alloc&) {
+        }
+        hasFailed = allocation.hasFailed();
+      }
+      EXPECT_TRUE(one.want("office", kSomebodyWaits, now));
+      one.proceed(now);
+      EXPECT_EQ(begun, 1) << nth;
+    }
+  }
+}
 
 TEST_F(ProberTest, AsksNobodyOfItself) {
   use({"a", "b"});
