@@ -19,6 +19,7 @@
 #include <memory>
 #include <new>
 #include <span>
+#include <system_error>
 #include <tuple>
 
 #include "system/ConfinementMeans.h"
@@ -106,7 +107,8 @@ using Program = std::vector<sock_filter>;
 
 Program programOf(const Filter& filter) {
   const FileDescriptor file = memoryFile("");
-  if (!file || ::seccomp_export_bpf(filter.get(), file.get()) != 0) throw std::bad_alloc();
+  if (!file) throw std::system_error(errno, std::generic_category(), "memfd_create");
+  if (::seccomp_export_bpf(filter.get(), file.get()) != 0) throw std::bad_alloc();
   const auto size = static_cast<std::size_t>(::lseek(file.get(), 0, SEEK_END));
   Program program(size / sizeof(sock_filter));
   const auto count = ::pread(file.get(), program.data(), size, 0);

@@ -22,7 +22,7 @@ class Confinement {
   static void giveUpFiles();
 
   // Makes what `enter` gives to the kernel: once, in the process whose copies are to go in. Throws
-  // std::bad_alloc without memory, or a file in it, for all of it.
+  // std::bad_alloc without memory for all of it, std::system_error without a file in memory.
   Confinement();
 
   // Confines this process, which must have one thread, as far as the kernel has the means.
