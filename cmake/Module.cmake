@@ -5,7 +5,7 @@ add_library(moxsupply-objects OBJECT)
 target_include_directories(moxsupply-objects PUBLIC "${PROJECT_SOURCE_DIR}")
 target_link_libraries(moxsupply-objects
   PUBLIC Cups::Cups
-  PRIVATE moxsupply-warnings utf8cpp)
+  PRIVATE moxsupply-warnings utf8::cpp)
 set_target_properties(moxsupply-objects PROPERTIES POSITION_INDEPENDENT_CODE ON)
 
 foreach(room IN ITEMS values channel npa front resources)

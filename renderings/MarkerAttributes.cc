@@ -233,7 +233,7 @@ std::string cutToRoom(const std::string& name, std::size_t room) {
 }
 
 // Inside the quotes, as the print server takes a value apart.
-std::string quoted(std::string_view value) {
+std::string inQuotes(std::string_view value) {
   std::string text = "'";
   for (const char c : value) {
     if (c == '\\' || c == '\'') text += '\\';
@@ -244,7 +244,7 @@ std::string quoted(std::string_view value) {
 
 template <typename Values>
 std::string lineOf(std::string_view key, const Values& values) {
-  return fmt::format("ATTR: {}={}\n", key, quoted(fmt::format("{}", fmt::join(values, ","))));
+  return fmt::format("ATTR: {}={}\n", key, inQuotes(fmt::format("{}", fmt::join(values, ","))));
 }
 
 }  // namespace
@@ -362,7 +362,7 @@ std::string markerMessageLine(const std::string& message) {
   constexpr std::size_t kLongestMessage = 255;  // for the print server; an IPP text holds 1023
   return message.empty() ? "ATTR: marker-message=\n"
                          : fmt::format("ATTR: marker-message={}\n",
-                                       quoted(publishable(message, kLongestMessage)));
+                                       inQuotes(publishable(message, kLongestMessage)));
 }
 
 }  // namespace moxsupply

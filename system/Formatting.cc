@@ -14,8 +14,7 @@ template FMT_API auto decimal_point_impl(locale_ref) -> char;
 template FMT_API auto dragonbox::to_decimal(float x) noexcept -> dragonbox::decimal_fp<float>;
 template FMT_API auto dragonbox::to_decimal(double x) noexcept -> dragonbox::decimal_fp<double>;
 template FMT_API void buffer<char>::append(const char*, const char*);
-template FMT_API void vformat_to(buffer<char>&, string_view,
-                                 basic_format_args<FMT_BUFFER_CONTEXT(char)>, locale_ref);
+template FMT_API void vformat_to(buffer<char>&, string_view, format_args, locale_ref);
 
 }  // namespace detail
 FMT_END_NAMESPACE
