@@ -4,32 +4,18 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <charconv>
-#include <cstdlib>
 #include <iostream>
 #include <nlohmann/json.hpp>
 #include <optional>
-#include <stdexcept>
 #include <string_view>
 
 #include "tests/property/ModelJson.h"
+#include "tests/support/Depth.h"
 #include "tests/support/DictionaryJson.h"
 
 namespace moxsupply::testing {
 
 namespace {
-
-std::optional<std::uint64_t> numberFromEnvironment(const char* variable) {
-  const char* value = std::getenv(variable);
-  if (value == nullptr || *value == '\0') return std::nullopt;
-  const std::string_view text = value;
-  std::uint64_t number = 0;
-  const auto read = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (read.ec != std::errc() || read.ptr != text.data() + text.size()) {
-    throw std::invalid_argument(fmt::format("{}={}: no number", variable, text));
-  }
-  return number;
-}
 
 // The members of `object` that `other` has not.
 Json without(const Json& object, const Json& other) {

@@ -1,6 +1,10 @@
 #include "tests/support/Depth.h"
 
+#include <fmt/format.h>
+
+#include <charconv>
 #include <cstdlib>
+#include <stdexcept>
 #include <string_view>
 
 namespace moxsupply::testing {
@@ -25,6 +29,22 @@ std::uint64_t failEvery() { return isFull() ? 1 : 41; }
 int killedWriters() {
   if (const char* many = std::getenv("MOXSUPPLY_KILLS")) return std::atoi(many);
   return isFull() ? 1000 : 200;
+}
+
+std::size_t fleetOfADay() { return isFull() ? 1000 : 50; }
+
+std::size_t fleetOfAMonth() { return isFull() ? 1000 : 20; }
+
+std::optional<std::uint64_t> numberFromEnvironment(const char* variable) {
+  const char* value = std::getenv(variable);
+  if (value == nullptr || *value == '\0') return std::nullopt;
+  const std::string_view text = value;
+  std::uint64_t number = 0;
+  const auto read = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (read.ec != std::errc() || read.ptr != text.data() + text.size()) {
+    throw std::invalid_argument(fmt::format("{}={}: no number", variable, text));
+  }
+  return number;
 }
 
 }  // namespace moxsupply::testing

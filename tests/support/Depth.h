@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 
 // How many the tests try of what is too much for an ordinary run. MOXSUPPLY_TEST_DEPTH=full in the
 // environment has them try all.
@@ -24,6 +25,15 @@ std::uint64_t randomPrinters();
 // Writers of a store that are killed: 1,000; in an ordinary run, and in a slow build, 200.
 // MOXSUPPLY_KILLS in the environment has any run kill so many.
 int killedWriters();
+
+// Printers of a simulated day, and of a simulated month: 1,000; in an ordinary run, and in a slow
+// build, 50 and 20.
+std::size_t fleetOfADay();
+std::size_t fleetOfAMonth();
+
+// The number in a variable of the environment; nothing where there is none. Throws where it is no
+// number.
+std::optional<std::uint64_t> numberFromEnvironment(const char* variable);
 
 // Of the allocations and the system calls of a program every one fails; in an ordinary run, and in
 // a slow build, every 41st.
