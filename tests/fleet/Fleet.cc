@@ -5,7 +5,6 @@
 #include <sqlite3.h>
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <filesystem>
 #include <iterator>
@@ -32,6 +31,12 @@ constexpr hours kDigestEvery(24);
 constexpr hours kDay(24);
 constexpr std::size_t kAnswerOneOf = 30;  // scrapes, where not every one is answered
 constexpr std::size_t kMostFailures = 20;
+
+// The bounds on what is needed at the end of a day, of a month at most.
+constexpr std::size_t kFewBytes = 1'000'000;
+constexpr std::size_t kMostBytesOfOne = 10'000;      // in memory, of one printer
+constexpr std::size_t kMostBytesKeptOfOne = 10'000;  // in the store
+constexpr std::size_t kFewDescriptors = 3;           // of a store that another one has locked
 
 // What may pass between what is due and its scrape, with all that a fleet begins at once.
 constexpr minutes kSoon(4);
@@ -685,6 +690,14 @@ void Fleet::lookAtDay(int day) {
   figures.bytesOfStore = std::filesystem::file_size(mStore, ignored);
   figures.readings = mLedger.kept();
   mFigures.days.push_back(figures);
+  const std::size_t printers = mPrinters.size();
+  if (figures.bytes > kFewBytes + printers * kMostBytesOfOne) fail("it needs too much memory");
+  if (figures.bytesOfStore > kFewBytes + printers * kMostBytesKeptOfOne) {
+    fail("the store is too large");
+  }
+  if (figures.descriptors > mFigures.days.front().descriptors + kFewDescriptors) {
+    fail("descriptors stay open");
+  }
   const bool isLast = day + 1 == mSettings.days;
   // What the store did not take may wait for a minute.
   const bool isQuiet = !mLock && !hadTroubleSince(mTime.time());

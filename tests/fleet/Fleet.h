@@ -108,15 +108,15 @@ class Fleet {
 
   // ---- Its queries.
   void begin(const Assignment& query);
-  void checkBeginning(std::size_t printer, const Assignment& query);
+  void checkBeginning(std::size_t i, const Assignment& query);
   void end(Prober::Id id, std::uint64_t number, const OfficePrinter::Answer& answer);
   void end(Prober::Id id);
 
   // ---- Its clients.
-  void scrape(std::size_t printer);
-  void probe(std::size_t printer, Time arrived, bool isLast);
-  void takeLevels(std::size_t printer, const std::string& metrics);
-  void askNow(std::size_t printer);
+  void scrape(std::size_t i);
+  void probe(std::size_t i, Time arrived, bool isLast);
+  void takeLevels(std::size_t i, const std::string& metrics);
+  void askNow(std::size_t i);
   [[nodiscard]] std::string get(const std::string& path);
   void released(const std::string& target);
 

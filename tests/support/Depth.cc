@@ -40,7 +40,7 @@ std::uint64_t randomPrinters() { return isFull() ? 50'000 : 5'000; }
 std::uint64_t failEvery() { return isFull() ? 1 : 41; }
 
 std::uint64_t failingExporters(std::uint64_t all) {
-  return isFull() ? all : std::min<std::uint64_t>(all, 16);
+  return std::min(all, numberFromEnvironment("MOXSUPPLY_FAILURES").value_or(isFull() ? 500 : 16));
 }
 
 std::optional<std::uint64_t> onlyFailure() { return numberFromEnvironment("MOXSUPPLY_FAILURE"); }
@@ -52,6 +52,6 @@ int killedWriters() {
 
 std::size_t fleetOfADay() { return isFull() ? 1000 : 50; }
 
-std::size_t fleetOfAMonth() { return isFull() ? 1000 : 20; }
+std::size_t fleetOfAMonth() { return isFull() ? 200 : 20; }
 
 }  // namespace moxsupply::testing

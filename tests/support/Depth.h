@@ -26,8 +26,8 @@ std::uint64_t randomPrinters();
 // MOXSUPPLY_KILLS in the environment has any run kill so many.
 int killedWriters();
 
-// Printers of a simulated day, and of a simulated month: 1,000; in an ordinary run, and in a slow
-// build, 50 and 20.
+// Printers of a simulated day and of a simulated month: 1,000 and 200; in an ordinary run, and in a
+// slow build, 50 and 20.
 std::size_t fleetOfADay();
 std::size_t fleetOfAMonth();
 
@@ -39,8 +39,8 @@ std::optional<std::uint64_t> numberFromEnvironment(const char* variable);
 // a slow build, every 41st.
 std::uint64_t failEvery();
 
-// Of so many that can fail of an exporter, which takes longer, each has a run; in an ordinary run
-// 16 have one.
+// How many failures of so many that an exporter can meet are tried, a run each: 500; in an ordinary
+// run, and in a slow build, 16. MOXSUPPLY_FAILURES in the environment has any run try so many.
 std::uint64_t failingExporters(std::uint64_t all);
 
 // MOXSUPPLY_FAILURE in the environment has any run try the failure of this number alone.
