@@ -78,7 +78,8 @@ std::unique_ptr<Recording> Recording::forNobody() {
 }
 
 Recording::Recording(std::string path, FileDescriptor file, Redact redact)
-    : mPath(std::move(path)), mFile(std::move(file)), mRedact(redact) {
+    // Where standard output was closed, the file may have the number that becomes the printer's.
+    : mPath(std::move(path)), mFile(aboveFilterDescriptors(std::move(file))), mRedact(redact) {
   std::string text = transcript::headerLine();
   if (mRedact == Redact::kYes) {
     text += transcript::commentLine("Serial numbers are left out: zeros stand in their place.");

@@ -9,6 +9,7 @@
 #include <boost/asio/steady_timer.hpp>
 #include <csignal>
 #include <functional>
+#include <system_error>
 #include <utility>
 
 #include "http/HttpServer.h"
@@ -105,7 +106,8 @@ class Exporter::Parts {
 
   void awaitSignal() {
     mSignalled.async_wait(stream_descriptor::wait_read, [this](const error_code& error) {
-      const int signal = error ? SIGTERM : mSignals.take();
+      if (error) throw std::system_error(error, "waiting for signals");
+      const int signal = mSignals.take();
       if (signal == SIGINT || signal == SIGTERM) return mContext.stop();
       if (signal == SIGHUP) takeWhatWasRead(mFile.readAgain());
       awaitSignal();

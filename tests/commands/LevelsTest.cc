@@ -497,6 +497,15 @@ TEST(LevelsWhileTheyWait, ShowThatSomethingGoesOnOnATerminal) {
       << shown.output;
 }
 
+// What is opened first then has the number of standard output, in whose place the printer comes.
+TEST(LevelsWithoutStandardOutput, PrintNothing) {
+  const SimulatedPrinter printer("inkjet-lantern-photo-inks");
+  const Ran ran = run({"sh", "-c", "exec \"$@\" >&-", "sh", MOXSUPPLY_PROGRAM, "levels",
+                       printer.uri(), "--deadline", "20"});
+  EXPECT_EQ(ran.exitStatus, 2);
+  EXPECT_EQ(printer.paper(), "");
+}
+
 // Neither what is shown, nor what everybody sees of processes.
 class UriWithAPassword : public ::testing::Test {
  protected:
