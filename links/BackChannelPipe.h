@@ -18,7 +18,7 @@ class BackChannelPipe {
   BackChannelPipe();
 
   // Whether there were descriptors for it. If not, the back channel is what it was.
-  explicit operator bool() const { return mAnswers.writeEnd && mWake; }
+  explicit operator bool() const { return mAnswers.writeEnd && mWake && mBackChannel.isInPlace(); }
 
   // What the back channel was before; -1 when it was closed.
   [[nodiscard]] int former() const { return mBackChannel.former(); }

@@ -10,9 +10,9 @@ namespace moxsupply {
 class Substitute {
  public:
   Substitute(int place, int substitute)
-      : mPlace(place), mFormer(aboveFilterDescriptors(FileDescriptor(::dup(place)))) {
-    ::dup2(substitute, place);
-  }
+      : mPlace(place),
+        mFormer(aboveFilterDescriptors(FileDescriptor(::dup(place)))),
+        mIsInPlace(::dup2(substitute, place) >= 0) {}
   // Rather nothing than the substitute: what is written afterwards is not for it.
   ~Substitute() {
     if (!mFormer || ::dup2(mFormer.get(), mPlace) < 0) ::close(mPlace);
@@ -22,12 +22,16 @@ class Substitute {
   Substitute(Substitute&&) = delete;
   Substitute& operator=(Substitute&&) = delete;
 
+  // Otherwise what stood in the place before still does.
+  [[nodiscard]] bool isInPlace() const { return mIsInPlace; }
+
   // What stood in the place before; -1 when nothing did.
   [[nodiscard]] int former() const { return mFormer.get(); }
 
  private:
   int mPlace;
   FileDescriptor mFormer;
+  bool mIsInPlace;
 };
 
 }  // namespace moxsupply

@@ -49,16 +49,11 @@ void EveryFailure::addResult(FailedRun& run, const std::string& name) const {
   std::ifstream(pathOf(name)) >> run.counted >> run.call;
 }
 
-void EveryFailure::forEach(const RunOnce& runOnce, const Judge& judge) {
-  forEach(runOnce, judge, [](std::uint64_t /*counted*/) { return Sample{failEvery()}; });
-}
-
-void EveryFailure::forEach(const RunOnce& runOnce, const Judge& judge,
-                           const std::function<Sample(std::uint64_t counted)>& sampleOf) {
+void EveryFailure::forEach(const RunOnce& runOnce, const Judge& judge, int atOnce) {
   const FailedRun undisturbed = runOnce(0);
   ASSERT_GT(undisturbed.counted, 0U);
   ASSERT_EQ(undisturbed.exitStatus, 0) << undisturbed.errors;
-  const Sample sample = sampleOf(undisturbed.counted);
+  const std::uint64_t every = undisturbed.counted / failuresTried(undisturbed.counted);
   const auto only = onlyFailure();
   const std::uint64_t last = only.value_or(undisturbed.counted);
 
@@ -66,8 +61,7 @@ void EveryFailure::forEach(const RunOnce& runOnce, const Judge& judge,
   std::mutex mutex;
   std::atomic<std::uint64_t> next = only.value_or(1);
   const auto work = [&] {
-    for (auto number = next.fetch_add(sample.every); number <= last;
-         number = next.fetch_add(sample.every)) {
+    for (auto number = next.fetch_add(every); number <= last; number = next.fetch_add(every)) {
       const FailedRun run = runOnce(number);
       const std::lock_guard lock(mutex);
       SCOPED_TRACE(fmt::format("{}, MOXSUPPLY_FAILURE={} ({}): {} {}", GetParam(), number, run.call,
@@ -78,7 +72,7 @@ void EveryFailure::forEach(const RunOnce& runOnce, const Judge& judge,
     }
   };
   std::vector<std::thread> others;
-  for (int i = 1; i < sample.atOnce; ++i) others.emplace_back(work);
+  for (int i = 1; i < atOnce; ++i) others.emplace_back(work);
   work();
   for (std::thread& other : others) other.join();
 

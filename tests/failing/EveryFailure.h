@@ -46,18 +46,11 @@ class EveryFailure : public ::testing::TestWithParam<const char*> {
                                   const std::string& name = "result") const;
   void addResult(FailedRun& run, const std::string& name = "result") const;
 
-  // Which failures are tried: all, or a sample; and how many runs go on at once.
-  struct Sample {
-    std::uint64_t every = 1;
-    int atOnce = 1;
-  };
-
   // Says how the runs ended. Judges those that differ from one without a failure, which is 0.
   using RunOnce = std::function<FailedRun(std::uint64_t number)>;
   using Judge = std::function<void(const FailedRun& run, const FailedRun& undisturbed)>;
-  static void forEach(const RunOnce& runOnce, const Judge& judge);
-  static void forEach(const RunOnce& runOnce, const Judge& judge,
-                      const std::function<Sample(std::uint64_t counted)>& sampleOf);
+  // So many runs go on at once.
+  static void forEach(const RunOnce& runOnce, const Judge& judge, int atOnce = 1);
 
  private:
   TemporaryFolder mFolder;

@@ -71,8 +71,7 @@ TEST_P(EveryFailure, LeavesLevelsTrue) {
       }
     };
     // Most of a run's time is waited.
-    forEach(runOnce, judge,
-            [](std::uint64_t /*counted*/) { return Sample{.every = failEvery(), .atOnce = 8}; });
+    forEach(runOnce, judge, 8);
     EXPECT_EQ(printer.paper(), "");
   }
 }

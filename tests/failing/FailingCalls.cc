@@ -89,7 +89,7 @@ constexpr auto kRefused = std::to_array<FailingCall>({
     {SCMP_SYS(setsockopt), ENOBUFS},
     {SCMP_SYS(shutdown), ENOTCONN},
     // memory
-    {SCMP_SYS(brk), ENOMEM},
+    // (Not brk, without which the C library may die in an allocation instead of failing it.)
     {SCMP_SYS(mmap), ENOMEM},
     {SCMP_SYS(mremap), ENOMEM},
     {SCMP_SYS(mprotect), ENOMEM},

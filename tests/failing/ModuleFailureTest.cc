@@ -41,8 +41,8 @@ class EveryFailureOfTheModule : public EveryFailure {
     return run;
   }
 
-  // They are few, but each waits two seconds for what a printer might have to add.
-  static Sample each(std::uint64_t /*counted*/) { return {.every = 1, .atOnce = 16}; }
+  // Each waits two seconds for what a printer might have to add.
+  static constexpr int kAtOnce = 16;
 
   // Whatever fails, the host hears of it, or the levels are those of the printer.
   static void expectTruth(const FailedRun& run, const std::set<std::string>& answers) {
@@ -65,7 +65,7 @@ TEST_P(EveryFailureOfTheModule, LeavesTheLevelsOfAnInkjetTrue) {
       [](const FailedRun& run, const FailedRun& undisturbed) {
         expectTruth(run, {undisturbed.errors});
       },
-      each);
+      kAtOnce);
 }
 
 // The second answer only fills in what the first lacks: whatever goes wrong in its exchange is
@@ -92,7 +92,7 @@ TEST_P(EveryFailureOfTheModule, LeavesTheLevelsOfALaserTrueOrWithoutTheSecondAns
             EXPECT_EQ(undisturbed.errors, whole);
             expectTruth(run, {whole, withoutTheSecond});
           },
-          each);
+          kAtOnce);
 }
 
 }  // namespace

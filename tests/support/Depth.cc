@@ -37,10 +37,9 @@ std::size_t cutEvery() { return isFull() ? 1 : 8; }
 
 std::uint64_t randomPrinters() { return isFull() ? 50'000 : 5'000; }
 
-std::uint64_t failEvery() { return isFull() ? 1 : 41; }
-
-std::uint64_t failingExporters(std::uint64_t all) {
-  return std::min(all, numberFromEnvironment("MOXSUPPLY_FAILURES").value_or(isFull() ? 500 : 16));
+std::uint64_t failuresTried(std::uint64_t all) {
+  return std::clamp<std::uint64_t>(numberFromEnvironment("MOXSUPPLY_FAILURES").value_or(16), 1,
+                                   all);
 }
 
 std::optional<std::uint64_t> onlyFailure() { return numberFromEnvironment("MOXSUPPLY_FAILURE"); }

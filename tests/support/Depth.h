@@ -35,13 +35,9 @@ std::size_t fleetOfAMonth();
 // number.
 std::optional<std::uint64_t> numberFromEnvironment(const char* variable);
 
-// Of the allocations and the system calls of a program every one fails; in an ordinary run, and in
-// a slow build, every 41st.
-std::uint64_t failEvery();
-
-// How many failures of so many that an exporter can meet are tried, a run each: 500; in an ordinary
-// run, and in a slow build, 16. MOXSUPPLY_FAILURES in the environment has any run try so many.
-std::uint64_t failingExporters(std::uint64_t all);
+// How many of the failures that a program can meet are tried, a run each: 16 of each kind, or as
+// many as MOXSUPPLY_FAILURES in the environment says.
+std::uint64_t failuresTried(std::uint64_t all);
 
 // MOXSUPPLY_FAILURE in the environment has any run try the failure of this number alone.
 std::optional<std::uint64_t> onlyFailure();

@@ -29,6 +29,16 @@ TEST(Substitute, StandsInItsPlaceForAsLongAsItLives) {
   EXPECT_EQ(process.wait().result, "inside");
 }
 
+TEST(Substitute, SaysWhetherItIsInItsPlace) {
+  FilterProcess process(BackChannel::kClosed, [] {
+    const FileDescriptor file = memoryFile("");
+    const bool isThere = Substitute(STDOUT_FILENO, file.get()).isInPlace();
+    const bool isNothingThere = Substitute(STDOUT_FILENO, -1).isInPlace();
+    return std::string(isThere ? "yes " : "no ") + (isNothingThere ? "yes" : "no");
+  });
+  EXPECT_EQ(process.wait().result, "yes no");
+}
+
 TEST(Substitute, GivesThePlaceBack) {
   FilterProcess process(BackChannel::kClosed, [] {
     const FileDescriptor file = memoryFile("");
