@@ -28,6 +28,15 @@ void* operator new(std::size_t bytes) {
   return head + 1;
 }
 
+// (A sanitizer has one of its own, whose memory is not to be released by ours.)
+void* operator new(std::size_t bytes, const std::nothrow_t& /*tag*/) noexcept {
+  try {
+    return ::operator new(bytes);
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
+
 void operator delete(void* memory) noexcept {
   if (memory == nullptr) return;
   Head* head = static_cast<Head*>(memory) - 1;

@@ -24,6 +24,15 @@ void* operator new(std::size_t size) {
   return memory;
 }
 
+// (A sanitizer has one of its own, whose memory is not to be released by ours.)
+void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
+  try {
+    return ::operator new(size);
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
+
 void operator delete(void* memory) noexcept {
   if (memory != nullptr) ++gReleased;
   std::free(memory);
