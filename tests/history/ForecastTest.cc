@@ -239,6 +239,18 @@ TEST(Forecast, KnowsThatTheNextLevelWasNotSeenYet) {
   EXPECT_LT(daysLeft(unknown.daily(9, [](int) { return std::nullopt; }).forecast()), 0.7 * before);
 }
 
+// Two points a day, shown in steps of twenty; then a cartridge that shows its forty for so long.
+TEST(Forecast, TakesALevelThatIsDueForOneInTheSecondHalfOfItsStep) {
+  const auto after = [](int shown) {
+    const auto twenties = [](int day) { return 100 - (2 * day + 10) / 20 * 20; };
+    DailyReadings readings;
+    for (int earlier = 0; earlier < 3; ++earlier) readings.daily(48, twenties);
+    return daysLeft(readings.daily(25, twenties).daily(shown, [](int) { return 40; }).forecast());
+  };
+  EXPECT_GT(after(0), after(7) + 4);
+  EXPECT_LT(after(8), after(10) + 0.7);
+}
+
 // Quarters, one in twenty days, of which the last one is shown for eleven days.
 const auto quarters = [](int day) { return 25 * ((99 - day * 5 / 4) / 25 + 1); };
 constexpr int kDaysOfQuarters = 72;
