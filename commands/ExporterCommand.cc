@@ -208,9 +208,8 @@ Command exporterCommand() {
           "There is neither a password nor encryption: leave it on this machine, or put a reverse\n"
           "proxy before it.\n"
           "\n"
-          "Exit status: 0 after SIGINT or SIGTERM; 1 the address cannot be listened on, or memory "
-          "or\n"
-          "descriptors have run out; 2 the arguments or the list are wrong.\n",
+          "Exit status: 0 after SIGINT or SIGTERM; 1 the address cannot be listened on, or memory\n"
+          "or descriptors have run out; 2 the arguments or the list are wrong.\n",
       .options = {argument("LIST", options->list, "file with the list of printers"),
                   listenAddress(options->listen,
                                 "where to listen (127.0.0.1:9871); port 0 is any free one, IPv6\n"

@@ -124,14 +124,14 @@ bool areEqual(const Program& one, const Program& other) {
 
 // While it lives, this process may use so much processor time, and ends with more. (Without memory
 // the library may go round in circles.)
-class Bounded {
+class ProcessorTimeLimit {
  public:
-  Bounded() { set(2); }
-  ~Bounded() { set(0); }
-  Bounded(const Bounded&) = delete;
-  Bounded& operator=(const Bounded&) = delete;
-  Bounded(Bounded&&) = delete;
-  Bounded& operator=(Bounded&&) = delete;
+  ProcessorTimeLimit() { set(2); }
+  ~ProcessorTimeLimit() { set(0); }
+  ProcessorTimeLimit(const ProcessorTimeLimit&) = delete;
+  ProcessorTimeLimit& operator=(const ProcessorTimeLimit&) = delete;
+  ProcessorTimeLimit(ProcessorTimeLimit&&) = delete;
+  ProcessorTimeLimit& operator=(ProcessorTimeLimit&&) = delete;
 
  private:
   static void set(time_t seconds) {
@@ -143,7 +143,7 @@ class Bounded {
 // The program that the kernel runs before each call. Whoever cannot make it asks nobody: without
 // it, nothing would keep a query in.
 Program callFilter() {
-  const Bounded time;
+  const ProcessorTimeLimit limit;
   const Filter filter(::seccomp_init(SCMP_ACT_ERRNO(EPERM)));
   if (!filter) throw std::bad_alloc();
   allowAll(filter);
