@@ -54,6 +54,11 @@ class Fleet {
  private:
   using Time = VirtualTime::Time;
 
+  static constexpr Prober::Limits kLimits = {};  // as they are shipped
+  static constexpr std::chrono::hours kDigestEvery{24};
+  static constexpr std::chrono::hours kDay{24};
+  static constexpr std::size_t kMostFailures = 20;
+
   struct Running {  // a query
     std::uint64_t number;
     std::size_t printer;
@@ -108,14 +113,12 @@ class Fleet {
 
   // ---- Its queries.
   void begin(const Assignment& query);
-  void checkBeginning(std::size_t i, const Assignment& query);
   void end(Prober::Id id, std::uint64_t number, const OfficePrinter::Answer& answer);
   void end(Prober::Id id);
 
   // ---- Its clients.
   void scrape(std::size_t i);
   void probe(std::size_t i, Time arrived, bool isLast);
-  void takeLevels(std::size_t i, const std::string& metrics);
   void askNow(std::size_t i);
   [[nodiscard]] std::string get(const std::string& path);
   void released(const std::string& target);
@@ -123,7 +126,6 @@ class Fleet {
   // ---- Its command.
   void tell(const std::vector<Notice>& notices);
   void take(const std::string& digest);
-  void takeEvent(const Told& told);
 
   // ---- What happens.
   void planDay(bool hasTroubles);
@@ -134,7 +136,11 @@ class Fleet {
   void lockStore(std::chrono::minutes time);
   void setClockWrong(std::chrono::nanoseconds by);
 
-  // ---- What is looked at.
+  // ---- What is looked at (FleetChecks).
+  void checkBeginning(std::size_t i, const Assignment& query);
+  void takeLevels(std::size_t i, const std::string& metrics);
+  void takeEvent(const Told& told);
+  [[nodiscard]] static std::chrono::milliseconds intervalOf(const OfficePrinter& printer);
   void lookAtDay(int day);
   void compareStore();
   void compareAfterStart(bool isKilled);
