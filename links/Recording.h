@@ -63,7 +63,7 @@ class Recording {
   void write(const std::string& line);
 
   const std::string mPath;
-  const FileDescriptor mFile;
+  const FileDescriptor mFile;  // empty: it is kept by nobody
   const Redact mRedact;
 
   mutable std::mutex mMutex;  // of all below
