@@ -1,6 +1,7 @@
-// The processor time of one query of a laser printer on the network, in three ways and in turn:
+// The processor time of one query of a laser printer on the network, in four ways and in turn:
 // a bare connection in this process, with the same requests and reads and nothing decoded; a
-// process that is forked for it, as the exporter does it; a program that is started for it.
+// process of the exporter's that has had others before; one that is forked for it; a program that
+// is started for it.
 //   query-costs URI MONITORING PROGRAM [ROUNDS]   the last two: moxsupply-monitoring and moxsupply
 #include <fcntl.h>
 #include <fmt/core.h>
@@ -13,6 +14,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <span>
 #include <stdexcept>
 #include <string>
@@ -65,17 +67,18 @@ void askBarely(const NetworkAddress& address) {
   exchange(link.get(), kModel);
 }
 
-void askForked(const std::string& uri, const NetworkAddress& address, int requests) {
-  Pipe ends = makePacketPair();
-  const std::string request = QueryRequest{uri, PrinterKind::kLaser, 30}.text();
-  check(handOver(requests, request, ends.writeEnd.get()) == 0, "no query server");
-  ends.writeEnd = FileDescriptor();
-  while (const auto message = takeOver(ends.readEnd.get(), kLongestQueryWord)) {
+std::string requestFor(const std::string& uri) {
+  return QueryRequest{.uri = uri, .kind = PrinterKind::kLaser, .deadline = 30}.text();
+}
+
+// Makes the connection that the process at the other end wants, and hears it out.
+void serve(const FileDescriptor& process, const NetworkAddress& address) {
+  while (const auto message = takeOver(process.get(), kLongestQueryWord)) {
     switch (QueryWord(message->text.front())) {
       case QueryWord::kConnect: {
         const FileDescriptor link = socketFor(address, 0);
         check(connectTo(address, link) == 0, "connect");
-        check(handOver(ends.readEnd.get(), "+", link.get()) == 0, "hand over");
+        check(handOver(process.get(), "+", link.get()) == 0, "hand over");
         break;
       }
       case QueryWord::kLastPart:
@@ -85,6 +88,21 @@ void askForked(const std::string& uri, const NetworkAddress& address, int reques
     }
   }
   throw std::runtime_error("a query ended without a result");
+}
+
+// Returns its process, which waits for the next.
+FileDescriptor askForked(const std::string& uri, const NetworkAddress& address, int requests) {
+  Pipe ends = makePacketPair();
+  check(handOver(requests, requestFor(uri), ends.writeEnd.get()) == 0, "no query server");
+  ends.writeEnd = FileDescriptor();
+  serve(ends.readEnd, address);
+  return std::move(ends.readEnd);
+}
+
+void askAgain(const std::string& uri, const NetworkAddress& address,
+              const FileDescriptor& process) {
+  check(handOver(process.get(), requestFor(uri), -1) == 0, "no process");
+  serve(process, address);
 }
 
 void askByProgram(const std::string& uri, const std::string& program) {
@@ -112,37 +130,60 @@ Seconds ownTime() {
   return sum;
 }
 
+// A process from which queries are forked.
+struct Server {
+  explicit Server(const std::string& monitoring)
+      : process(
+            Process::start({.program = monitoring,
+                            .arguments = {monitoring, "query-server"},
+                            .environment = environmentWith({"LC_ALL=C.UTF-8", "LD_BIND_NOW=1"}),
+                            .descriptors = {requests.writeEnd.get(), nowhere.get(), nowhere.get()}})
+                .value()) {}
+
+  FileDescriptor nowhere{
+      aboveFilterDescriptors(FileDescriptor(::open("/dev/null", O_RDWR | O_CLOEXEC)))};
+  Pipe requests = makePacketPair();
+  Process process;
+};
+
 int run(std::span<char*> arguments) {
   const std::string uri = arguments[1];
   const std::string program = arguments[3];
   const int rounds = arguments.size() > 4 ? std::atoi(arguments[4]) : 1000;
   const auto addresses = addressesOf(parseDeviceUri(uri).value());
   const NetworkAddress& address = addresses.value().front();
-  Pipe requests = makePacketPair();
-  const FileDescriptor nowhere(
-      aboveFilterDescriptors(FileDescriptor(::open("/dev/null", O_RDWR | O_CLOEXEC))));
-  const Process server =
-      Process::start({.program = arguments[2],
-                      .arguments = {arguments[2], "query-server"},
-                      .environment = environmentWith({"LC_ALL=C.UTF-8", "LD_BIND_NOW=1"}),
-                      .descriptors = {requests.writeEnd.get(), nowhere.get(), nowhere.get()}})
-          .value();
-  askForked(uri, address, requests.readEnd.get());  // it is there
+  const Server forking(arguments[2]);
+  const Server serving(arguments[2]);
+  askForked(uri, address, forking.requests.readEnd.get());  // it is there
+  const FileDescriptor process = askForked(uri, address, serving.requests.readEnd.get());
 
-  std::array<Seconds, 3> times{};
-  const Seconds serverBefore = testing::processorTime(server.pid());
-  for (int round = 0; round < rounds; ++round) {
-    const std::array<Seconds, 4> marks = {
-        ownTime(), (askBarely(address), ownTime()),
-        (askForked(uri, address, requests.readEnd.get()), ownTime()),
-        (askByProgram(uri, program), ownTime())};
-    for (std::size_t i = 0; i < times.size(); ++i) times.at(i) += marks.at(i + 1) - marks.at(i);
+  struct Way {
+    const char* name;
+    std::function<void()> ask;
+    const Server* server;  // what it does is this way's, too
+    Seconds time{};
+  };
+  std::array<Way, 4> ways = {{
+      {"bare connection", [&] { askBarely(address); }, nullptr},
+      {"process used again", [&] { askAgain(uri, address, process); }, &serving},
+      {"forked process", [&] { askForked(uri, address, forking.requests.readEnd.get()); },
+       &forking},
+      {"program", [&] { askByProgram(uri, program); }, nullptr},
+  }};
+  for (Way& way : ways) {
+    if (way.server != nullptr) way.time -= testing::processorTime(way.server->process.pid());
   }
-  times[1] += testing::processorTime(server.pid()) - serverBefore;
-  constexpr std::array kWays = {"bare connection", "forked query", "program"};
-  for (std::size_t i = 0; i < times.size(); ++i) {
-    fmt::print("{:16} {:7.0f} us  {:6.1f} times a bare connection\n", kWays.at(i),
-               1e6 * times.at(i).count() / rounds, times.at(i) / times[0]);
+  for (int round = 0; round < rounds; ++round) {
+    for (Way& way : ways) {
+      const Seconds before = ownTime();
+      way.ask();
+      way.time += ownTime() - before;
+    }
+  }
+  for (Way& way : ways) {
+    if (way.server != nullptr) way.time += testing::processorTime(way.server->process.pid());
+    fmt::print("{:18} {:7.0f} us  {:6.1f} times a bare connection\n", way.name,
+               1e6 * way.time.count() / rounds, way.time / ways.front().time);
   }
   return 0;
 }

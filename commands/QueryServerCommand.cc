@@ -7,6 +7,7 @@
 #include "commands/LevelsCommand.h"
 #include "commands/PrinterOptions.h"
 #include "links/ConnectedQuery.h"
+#include "links/DeviceUri.h"
 #include "system/Confinement.h"
 #include "system/ForkServer.h"
 #include "text/Written.h"
@@ -19,26 +20,42 @@ constexpr std::string_view kCommand = "query-server";
 
 Written failed(const Problem& problem) { return {kExitFailed, {}, complaint("levels", problem)}; }
 
-// In the process of a query.
-Written ask(const QueryRequest& wanted, const ConnectedQuery& query,
-            const Confinement& confinement) {
+Written ask(const QueryRequest& wanted, const ConnectedQuery& query) {
   PrinterOptions options = {.printer = wanted.uri, .kind = wanted.kind};
   options.deadline = options.connection = wanted.deadline;
   auto request = supplyRequest(options, nullptr);
   if (!request) return failed(request.error());
-  if (const auto said = query.sayWhere(request->uri); !said) return failed(said.error());
   request->connect = [&](const DeviceUri& /*uri*/) { return query.connect(); };
-  confinement.enter();
   return levelsForPrograms(*std::move(request));
+}
+
+void find(const QueryRequest& wanted, const ConnectedQuery& query) {
+  const auto said = parseDeviceUri(wanted.uri).and_then([&](const DeviceUri& uri) {
+    return query.sayWhere(uri);
+  });
+  if (!said) query.finish(packed(failed(said.error())));
+}
+
+// In a process of its own: what it is asked, one after the other. Where names can be looked up no
+// printer is heard, and where one is, nothing can be looked up.
+void serve(const std::string& first, const ConnectedQuery& query, const Confinement& confinement) {
+  auto wanted = QueryRequest::from(first);
+  if (!wanted) return;
+  const QueryTask task = wanted->task;
+  if (task == QueryTask::kAsk) confinement.enter();
+  for (; wanted && wanted->task == task; wanted = query.next()) {
+    if (task == QueryTask::kFind) {
+      find(*wanted, query);
+    } else {
+      query.finish(packed(ask(*wanted, query)));
+    }
+  }
 }
 
 int runQueryServer() {
   const Confinement confinement;
-  serveForks(STDIN_FILENO, [&](const std::string& text, FileDescriptor socket) {
-    const ConnectedQuery query(std::move(socket));
-    if (const auto wanted = QueryRequest::from(text)) {
-      query.finish(packed(ask(*wanted, query, confinement)));
-    }
+  serveForks(STDIN_FILENO, [&](const std::string& first, FileDescriptor socket) {
+    serve(first, ConnectedQuery(std::move(socket)), confinement);
   });
   return 0;
 }
@@ -49,7 +66,7 @@ Command queryServerCommand() {
   return {
       .name = kCommand,
       .usage = "moxsupply query-server",
-      .about = "Ask printers, each in a process of its own that is forked from this one.",
+      .about = "Ask printers, side by side in processes that are forked from this one.",
       .run = runQueryServer,
   };
 }

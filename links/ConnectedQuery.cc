@@ -1,13 +1,13 @@
 #include "links/ConnectedQuery.h"
 
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <sstream>
 
 #include "links/TcpLink.h"
 #include "supplies/Words.h"
+#include "system/ForkServer.h"
 #include "system/HandedDescriptor.h"
 #include "text/Decimal.h"
 
@@ -15,6 +15,8 @@ namespace moxsupply {
 
 namespace {
 
+constexpr std::string_view kFind = "find";
+constexpr std::string_view kAsk = "ask";
 constexpr std::string_view kUnknown = "-";
 
 // Where nobody listens any more, SIGPIPE ends this process.
@@ -26,15 +28,19 @@ void say(const FileDescriptor& socket, QueryWord word, std::string_view rest) {
 }  // namespace
 
 std::string QueryRequest::text() const {
-  return fmt::format("{} {} {}", kind ? wordOf(*kind) : kUnknown, deadline, uri);
+  return fmt::format("{} {} {} {}", task == QueryTask::kFind ? kFind : kAsk,
+                     kind ? wordOf(*kind) : kUnknown, deadline, uri);
 }
 
 std::optional<QueryRequest> QueryRequest::from(const std::string& text) {
   std::istringstream words(text);
+  std::string task;
   std::string kind;
   std::string deadline;
   QueryRequest request;
-  if (!(words >> kind >> deadline >> request.uri)) return std::nullopt;
+  if (!(words >> task >> kind >> deadline >> request.uri)) return std::nullopt;
+  if (task != kFind && task != kAsk) return std::nullopt;
+  request.task = task == kFind ? QueryTask::kFind : QueryTask::kAsk;
   request.kind = meaningIn(kPrinterKinds, kind);
   const auto seconds = decimal(deadline);
   if (!seconds || (!request.kind && kind != kUnknown)) return std::nullopt;
@@ -66,7 +72,11 @@ void ConnectedQuery::finish(std::string_view result) const {
     result.remove_prefix(kPartSize);
   }
   say(mSocket, QueryWord::kLastPart, result);
-  ::_exit(0);
+}
+
+std::optional<QueryRequest> ConnectedQuery::next() const {
+  const auto handed = takeOver(mSocket.get(), kLongestForkRequest);
+  return handed ? QueryRequest::from(handed->text) : std::nullopt;
 }
 
 }  // namespace moxsupply

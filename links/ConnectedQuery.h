@@ -14,12 +14,18 @@
 
 namespace moxsupply {
 
+// What such a process is asked for.
+enum class QueryTask : std::uint8_t {
+  kFind,  // the addresses of a printer's host
+  kAsk,   // the printer's supplies
+};
+
 // What a query says to whoever connects for it, over a pair of packet sockets: the first byte of a
 // message. To each kConnect it gets one byte back with a connection (HandedDescriptor), or none any
 // more.
 enum class QueryWord : std::uint8_t {
-  kAddresses = 'A',  // behind it, the printer's: NetworkAddress upon NetworkAddress
-  kConnect = 'C',    // to one of them
+  kAddresses = 'A',  // behind it, the host's: NetworkAddress upon NetworkAddress
+  kConnect = 'C',    // to the printer
   kPart = 'P',       // of what came out, behind it
   kLastPart = 'R',   // with which it is whole
 };
@@ -35,30 +41,33 @@ constexpr std::size_t kMostAddresses = 16;
 
 // Which printer is to be asked, and how.
 struct QueryRequest {
-  std::string uri;
-  std::optional<PrinterKind> kind;  // none: it is to be found out
-  std::uint32_t deadline = 0;       // seconds for everything
+  QueryTask task = QueryTask::kAsk;
+  std::string uri = {};
+  std::optional<PrinterKind> kind = {};  // none: it is to be found out
+  std::uint32_t deadline = 0;            // seconds for everything
 
   // As one process hands it to another.
   [[nodiscard]] std::string text() const;
   [[nodiscard]] static std::optional<QueryRequest> from(const std::string& text);
 };
 
-// A query in a process that makes no connections itself: whoever holds the other end of its socket
-// hands it one for each that it needs.
+// Queries in a process that makes no connections itself: whoever holds the other end of its socket
+// hands it one for each that it needs. One query after the other, until that end is closed.
 class ConnectedQuery {
  public:
   explicit ConnectedQuery(FileDescriptor socket) : mSocket(std::move(socket)) {}
 
-  // Looks up where the printer is, and says so, before anything was heard of it: afterwards nobody
-  // listens to that any more. Blocks, as long as the name servers take.
+  // Looks up where the host is, and says so. Blocks, as long as the name servers take.
   [[nodiscard]] Result<> sayWhere(const DeviceUri& uri) const;
 
-  // The next connection to it. When none comes about, the other end is gone.
+  // The next connection to the printer. When none comes about, the other end is gone.
   [[nodiscard]] Result<FileDescriptor> connect() const;
 
-  // Says what came out, and ends this process.
-  [[noreturn]] void finish(std::string_view result) const;
+  // Says what came out.
+  void finish(std::string_view result) const;
+
+  // What is to be done next. Blocks; nothing when nobody asks any more.
+  [[nodiscard]] std::optional<QueryRequest> next() const;
 
  private:
   FileDescriptor mSocket;

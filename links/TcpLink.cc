@@ -20,6 +20,24 @@ struct FreeAddresses {
   void operator()(addrinfo* addresses) const { ::freeaddrinfo(addresses); }
 };
 
+// Returns 0, or what getaddrinfo says.
+int lookUp(const DeviceUri& uri, int flags, std::vector<NetworkAddress>& addresses) {
+  addrinfo wanted{};
+  wanted.ai_socktype = SOCK_STREAM;
+  wanted.ai_flags = flags;
+  addrinfo* list = nullptr;
+  const int error =
+      ::getaddrinfo(uri.host.c_str(), std::to_string(uri.port).c_str(), &wanted, &list);
+  if (error != 0) return error;
+  const std::unique_ptr<addrinfo, FreeAddresses> owner(list);
+  for (const addrinfo* one = list; one != nullptr; one = one->ai_next) {
+    NetworkAddress& address = addresses.emplace_back();
+    std::memcpy(&address.address, one->ai_addr, one->ai_addrlen);
+    address.size = one->ai_addrlen;
+  }
+  return 0;
+}
+
 std::string adviceFor(int error) {
   switch (error) {
     case ECONNREFUSED:
@@ -39,25 +57,19 @@ std::string adviceFor(int error) {
 }  // namespace
 
 Result<std::vector<NetworkAddress>> addressesOf(const DeviceUri& uri) {
-  addrinfo wanted{};
-  wanted.ai_socktype = SOCK_STREAM;
-  wanted.ai_flags = AI_NUMERICSERV;
-  addrinfo* list = nullptr;
-  const int lookup =
-      ::getaddrinfo(uri.host.c_str(), std::to_string(uri.port).c_str(), &wanted, &list);
-  if (lookup != 0) {
-    return failure(translated("cannot find the host \"{}\": {}", forTerminal(uri.host),
-                              ::gai_strerror(lookup)),
-                   translated("Is the name right? The printer's numeric address works too."));
-  }
-  const std::unique_ptr<addrinfo, FreeAddresses> owner(list);
   std::vector<NetworkAddress> addresses;
-  for (const addrinfo* one = list; one != nullptr; one = one->ai_next) {
-    NetworkAddress& address = addresses.emplace_back();
-    std::memcpy(&address.address, one->ai_addr, one->ai_addrlen);
-    address.size = one->ai_addrlen;
+  if (const int error = lookUp(uri, AI_NUMERICSERV, addresses); error != 0) {
+    return failure(
+        translated("cannot find the host \"{}\": {}", forTerminal(uri.host), ::gai_strerror(error)),
+        translated("Is the name right? The printer's numeric address works too."));
   }
   return addresses;
+}
+
+std::optional<NetworkAddress> numericAddressOf(const DeviceUri& uri) {
+  std::vector<NetworkAddress> addresses;
+  const int error = lookUp(uri, AI_NUMERICSERV | AI_NUMERICHOST, addresses);
+  return error == 0 ? std::optional(addresses.front()) : std::nullopt;
 }
 
 FileDescriptor socketFor(const NetworkAddress& address, int kind) {

@@ -2,6 +2,7 @@
 
 #include <sys/socket.h>
 
+#include <optional>
 #include <vector>
 
 #include "links/DeviceUri.h"
@@ -18,6 +19,9 @@ struct NetworkAddress {
 
 // The addresses of `uri.host`, with `uri.port`. Blocks, as long as the name servers take.
 [[nodiscard]] Result<std::vector<NetworkAddress>> addressesOf(const DeviceUri& uri);
+
+// The address of a host that is given as one. Does not block.
+[[nodiscard]] std::optional<NetworkAddress> numericAddressOf(const DeviceUri& uri);
 
 // A socket for such a connection, that is not connected; empty where there is none (errno says
 // why). `kind`: SOCK_NONBLOCK or 0.

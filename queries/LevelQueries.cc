@@ -184,8 +184,9 @@ std::shared_ptr<Query> LevelQueries::queryFor(const Assignment& assignment) {
   const auto uri = parseDeviceUri(assignment.uri);
   if (mServer && uri && uri->scheme == "socket") {
     const auto deadline = static_cast<std::uint32_t>(assignment.deadline.count());
-    return std::make_shared<ServedQuery>(mContext, *mServer,
-                                         QueryRequest{assignment.uri, assignment.kind, deadline});
+    return std::make_shared<ServedQuery>(
+        mContext, *mServer,
+        QueryRequest{.uri = assignment.uri, .kind = assignment.kind, .deadline = deadline});
   }
   return std::make_shared<StartedQuery>(mContext, mCommands.commandFor(assignment), assignment.uri,
                                         assignment.deadline + kGrace);

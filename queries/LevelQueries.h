@@ -21,8 +21,9 @@ namespace moxsupply {
 class Query;
 class QueryServer;
 
-// Queries, each a process: the module asks a printer on descriptors 1 and 3 of its process, of
-// which there is one pair only, and what a printer or a print server sends is decoded apart.
+// Queries that are under way, each in a process: the module asks a printer on descriptors 1 and 3
+// of its process, of which there is one pair only, and what a printer or a print server sends is
+// decoded apart.
 class LevelQueries {
  public:
   using OnEnd = std::function<void(Assignment::Id, QueryResult)>;
@@ -33,15 +34,15 @@ class LevelQueries {
     // others see arguments, and passwords in them.
     std::function<std::vector<std::string>(const Assignment&)> commandFor;
 
-    // The one from which queries of printers on the network are forked instead (QueryServer); empty
-    // starts a program for them, too.
+    // The one whose copies ask printers on the network instead (QueryServer); empty starts a
+    // program for them, too.
     std::vector<std::string> server = {};
   };
 
   // Of one print server, in one process and over one connection.
   static constexpr std::size_t kMostQueuesAtOnce = 64;
 
-  // A program that has not ended a second after its deadline is killed, and what was forked at its
+  // A program that has not ended a second after its deadline is killed, and such a copy at its
   // deadline.
   LevelQueries(boost::asio::io_context& context, Commands commands, OnEnd onEnd);
 

@@ -1,8 +1,10 @@
 #include "queries/QueryServer.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/redirect_error.hpp>
 #include <boost/asio/use_awaitable.hpp>
@@ -20,7 +22,7 @@ namespace asio = boost::asio;
 using asio::posix::stream_descriptor;
 
 QueryServer::QueryServer(asio::io_context& context, std::vector<std::string> command)
-    : mCommand(std::move(command)), mRequests(context) {
+    : mContext(context), mCommand(std::move(command)), mRequests(context) {
   static_cast<void>(start());  // what stands in its way is told to the first query
 }
 
@@ -30,7 +32,40 @@ QueryServer::~QueryServer() {
   mProcess.waitFor(std::chrono::seconds(1));  // it ends its queries first
 }
 
-asio::awaitable<int> QueryServer::begin(std::string request, FileDescriptor socket) {
+asio::awaitable<tl::expected<QueryProcess, int>> QueryServer::begin(QueryRequest request) {
+  if (isGone()) mIdle.clear();  // or they may not have ended yet
+  const std::string text = request.text();
+  while (true) {
+    const auto idle = std::ranges::find(mIdle, request.task, &QueryProcess::task);
+    if (idle == mIdle.end()) break;
+    QueryProcess process = std::move(*idle);
+    mIdle.erase(idle);
+    ++process.queries;
+    if (handOver(process.socket.native_handle(), text, -1) == 0) co_return process;
+  }
+  Pipe ends = makePacketPair();
+  if (!ends) co_return tl::unexpected(errno);
+  QueryProcess process = {.socket = stream_descriptor(mContext, ends.readEnd.release()),
+                          .task = request.task};
+  process.socket.non_blocking(true);
+  const int error = co_await fork(text, std::move(ends.writeEnd));
+  if (error != 0) co_return tl::unexpected(error);
+  co_return process;
+}
+
+void QueryServer::takeBack(QueryProcess process) {
+  const bool isWelcome = process.queries < kMostQueries && mIdle.size() < kMostIdle;
+  if (isWelcome) mIdle.push_back(std::move(process));
+}
+
+bool QueryServer::isGone() {
+  if (!mRequests.is_open()) return true;
+  pollfd requests = {.fd = mRequests.native_handle(), .events = 0, .revents = 0};
+  return ::poll(&requests, 1, 0) > 0;
+}
+
+// Returns 0, or the errno of what went wrong.
+asio::awaitable<int> QueryServer::fork(std::string request, FileDescriptor socket) {
   bool isNew = false;
   while (true) {
     if (!mRequests.is_open()) {

@@ -2,18 +2,33 @@
 
 #include <boost/asio/awaitable.hpp>
 #include <boost/asio/posix/stream_descriptor.hpp>
+#include <cstddef>
 #include <string>
+#include <tl/expected.hpp>
 #include <vector>
 
+#include "links/ConnectedQuery.h"
 #include "system/FileDescriptor.h"
 #include "system/Process.h"
 
 namespace moxsupply {
 
-// The process from which queries are forked (ForkServer). One that is gone is started again by the
-// next query; those that came from it have ended with it.
+// A process that has one query after the other, of whichever printers.
+struct QueryProcess {
+  boost::asio::posix::stream_descriptor socket;  // to talk with it
+  QueryTask task;
+  int queries = 1;  // that it has had
+};
+
+// The process from which those of queries are forked (ForkServer), and those that wait for their
+// next. When it is gone they have ended with it, and it is started again by the next query.
 class QueryServer {
  public:
+  // Few queries run at the same time but where many printers are asked at once. No process has more
+  // queries than so many: what one leaks, or who might take it over, has an end.
+  static constexpr std::size_t kMostIdle = 8;
+  static constexpr int kMostQueries = 100;
+
   // `command` starts it, with the requests on its standard input.
   QueryServer(boost::asio::io_context& context, std::vector<std::string> command);
 
@@ -25,15 +40,22 @@ class QueryServer {
   QueryServer(QueryServer&&) = delete;
   QueryServer& operator=(QueryServer&&) = delete;
 
-  // Has it fork a query, which talks over `socket`. Returns 0, or the errno of what went wrong.
-  boost::asio::awaitable<int> begin(std::string request, FileDescriptor socket);
+  // Has a process begin a query: one that waits for it, or a new one. On failure the errno.
+  boost::asio::awaitable<tl::expected<QueryProcess, int>> begin(QueryRequest request);
+
+  // Takes back one whose query has gone well, for another one.
+  void takeBack(QueryProcess process);
 
  private:
   [[nodiscard]] int start();
+  [[nodiscard]] bool isGone();
+  boost::asio::awaitable<int> fork(std::string request, FileDescriptor socket);
 
+  boost::asio::io_context& mContext;
   std::vector<std::string> mCommand;
   boost::asio::posix::stream_descriptor mRequests;
   Process mProcess;
+  std::vector<QueryProcess> mIdle;
 };
 
 }  // namespace moxsupply

@@ -16,7 +16,6 @@
 
 #include "links/DeviceUri.h"
 #include "system/HandedDescriptor.h"
-#include "system/Pipe.h"
 #include "text/Written.h"
 
 namespace moxsupply {
@@ -38,11 +37,7 @@ constexpr int kMostConnections = 4;
 }  // namespace
 
 ServedQuery::ServedQuery(asio::io_context& context, QueryServer& server, QueryRequest request)
-    : mServer(server),
-      mRequest(std::move(request)),
-      mTime(context),
-      mSocket(context),
-      mLink(context) {}
+    : mServer(server), mRequest(std::move(request)), mTime(context), mLink(context) {}
 
 awaitable<LevelsEnding> ServedQuery::run() {
   const auto begun = Clock::now();
@@ -65,58 +60,79 @@ void ServedQuery::stop() {
   mTime.cancel();
 }
 
-// Kills its process, if it still runs.
+// Kills its process, if it still has one.
 void ServedQuery::end() {
   error_code ignored;
-  mSocket.close(ignored);
+  if (mProcess) mProcess->socket.close(ignored);
   mLink.close(ignored);
 }
 
-// Hears what it says, until it has said all.
 awaitable<void> ServedQuery::talk() {
-  Pipe ends = makePacketPair();
-  int error = ends ? 0 : errno;
-  if (error == 0) {
-    mSocket.assign(ends.readEnd.release());
-    mSocket.non_blocking(true);
-    error = co_await mServer.begin(mRequest.text(), std::move(ends.writeEnd));
+  if (const auto address = numericAddressOf(parseDeviceUri(mRequest.uri).value())) {
+    mAddresses.push_back(*address);
+  } else {
+    co_await have(QueryTask::kFind);
   }
-  if (error != 0) {
-    mResult = packed({127, {}, fmt::format("cannot be started: {}", std::strerror(error))});
-    co_return;
+  if (!mAddresses.empty()) co_await have(QueryTask::kAsk);
+}
+
+// Has a process do it. One that did it well is given back; one that died while it waited tells
+// nothing of the printer.
+awaitable<void> ServedQuery::have(QueryTask task) {
+  mRequest.task = task;
+  bool isDone = false;
+  do {
+    auto process = co_await mServer.begin(mRequest);
+    if (!process) {
+      mResult =
+          packed({127, {}, fmt::format("cannot be started: {}", std::strerror(process.error()))});
+      co_return;
+    }
+    if (isStopped) co_return;
+    mProcess = *std::move(process);
+    mHasSpoken = false;
+    isDone = co_await hear();
+  } while (!isDone && !mHasSpoken && mProcess->queries > 1 && mProcess->socket.is_open());
+  if (isDone && mProcess->socket.is_open()) {
+    mServer.takeBack(*std::exchange(mProcess, std::nullopt));
   }
-  while (mSocket.is_open()) {
-    const auto message = takeOver(mSocket.native_handle(), kLongestQueryWord);
+}
+
+// Hears what it says, until it has said all. Returns whether it has, and it was no failure.
+awaitable<bool> ServedQuery::hear() {
+  while (mProcess->socket.is_open()) {
+    const auto message = takeOver(mProcess->socket.native_handle(), kLongestQueryWord);
     if (!message) {
-      if (errno != EAGAIN) co_return;  // it is gone
+      if (errno != EAGAIN) co_return false;  // it is gone
       error_code ignored;
-      co_await mSocket.async_wait(stream_descriptor::wait_read,
-                                  asio::redirect_error(use_awaitable, ignored));
+      co_await mProcess->socket.async_wait(stream_descriptor::wait_read,
+                                           asio::redirect_error(use_awaitable, ignored));
       continue;
     }
+    mHasSpoken = true;
     const std::string_view rest = std::string_view(message->text).substr(1);
     switch (QueryWord(message->text.front())) {
       case QueryWord::kAddresses:
-        if (!takeAddresses(rest)) co_return;
-        break;
+        co_return takeAddresses(rest);
       case QueryWord::kConnect:
-        if (!co_await connect()) co_return;
+        if (!co_await connect()) co_return false;
         break;
       case QueryWord::kPart:
         mResult += rest;
         if (mResult.size() <= kMostBytesOfQuery) break;
         mEnding.isCut = true;
-        co_return;
+        co_return false;
       case QueryWord::kLastPart:
         mResult += rest;
-        co_return;
+        co_return unpacked(mResult).value_or(Written()).exitStatus == 0;
       default:
-        co_return;
+        co_return false;
     }
   }
+  co_return false;
 }
 
-// They come once, before the first connection: what a printer says has no part in them.
+// They come before a printer is asked: what one says has no part in them.
 bool ServedQuery::takeAddresses(std::string_view bytes) {
   const std::size_t count = bytes.size() / sizeof(NetworkAddress);
   if (!mAddresses.empty() || count == 0 || count > kMostAddresses) return false;
@@ -134,7 +150,7 @@ awaitable<bool> ServedQuery::connect() {
     if (error == 0) {
       const int link = mLink.native_handle();
       ::fcntl(link, F_SETFL, 0);  // a query waits in its reads
-      error = handOver(mSocket.native_handle(), "+", link);
+      error = handOver(mProcess->socket.native_handle(), "+", link);
       mLink.close();
       co_return error == 0;
     }

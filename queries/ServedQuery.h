@@ -3,6 +3,8 @@
 #include <boost/asio/awaitable.hpp>
 #include <boost/asio/posix/stream_descriptor.hpp>
 #include <boost/asio/steady_timer.hpp>
+#include <optional>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -13,8 +15,8 @@
 
 namespace moxsupply {
 
-// A query of a printer on the network, in a process that is forked for it and may not connect
-// (ConnectedQuery): the connections that it needs are made here, and handed over.
+// A query of a printer on the network, in a process that may not connect (ConnectedQuery): the
+// connections that it needs are made here, and handed over. A name is looked up by another process.
 class ServedQuery : public Query {
  public:
   // `server` must outlive it.
@@ -25,6 +27,8 @@ class ServedQuery : public Query {
 
  private:
   boost::asio::awaitable<void> talk();
+  boost::asio::awaitable<void> have(QueryTask task);
+  boost::asio::awaitable<bool> hear();
   boost::asio::awaitable<bool> connect();
   boost::asio::awaitable<int> connectTo(const NetworkAddress& address);
   boost::asio::awaitable<void> awaitTime();
@@ -34,7 +38,8 @@ class ServedQuery : public Query {
   QueryServer& mServer;
   QueryRequest mRequest;
   boost::asio::steady_timer mTime;  // cancelled, it is over at once
-  boost::asio::posix::stream_descriptor mSocket;
+  std::optional<QueryProcess> mProcess;
+  bool mHasSpoken = false;
   boost::asio::posix::stream_descriptor mLink;  // while it is being made
   std::vector<NetworkAddress> mAddresses;
   int mConnections = 0;

@@ -21,13 +21,18 @@ std::string word(const FileDescriptor& socket) {
 TEST(AQueryRequest, ComesAsItWasSent) {
   for (const auto kind : {std::optional(PrinterKind::kLaser), std::optional(PrinterKind::kInkjet),
                           std::optional<PrinterKind>()}) {
-    const auto request = QueryRequest::from(QueryRequest{"socket://192.0.2.7", kind, 30}.text());
-    ASSERT_TRUE(request);
-    EXPECT_EQ(request->uri, "socket://192.0.2.7");
-    EXPECT_EQ(request->kind, kind);
-    EXPECT_EQ(request->deadline, 30U);
+    for (const auto task : {QueryTask::kFind, QueryTask::kAsk}) {
+      const auto request =
+          QueryRequest::from(QueryRequest{task, "socket://192.0.2.7", kind, 30}.text());
+      ASSERT_TRUE(request);
+      EXPECT_EQ(request->task, task);
+      EXPECT_EQ(request->uri, "socket://192.0.2.7");
+      EXPECT_EQ(request->kind, kind);
+      EXPECT_EQ(request->deadline, 30U);
+    }
   }
-  for (const char* wrong : {"", "Laser", "Laser 30", "Matrix 30 socket://a", "- x socket://a"}) {
+  for (const char* wrong : {"", "ask", "ask Laser", "ask Laser 30", "ask Matrix 30 socket://a",
+                            "ask - x socket://a", "seek - 30 socket://a", "- 30 socket://a"}) {
     EXPECT_FALSE(QueryRequest::from(wrong)) << wrong;
   }
 }
@@ -78,6 +83,30 @@ TEST(AConnectedQuery, SaysLongResultsInParts) {
   EXPECT_EQ(part.front(), static_cast<char>(QueryWord::kLastPart));
   EXPECT_EQ(heard, longText);
   EXPECT_EQ(word(ends.readEnd), "the end");
+}
+
+TEST(AConnectedQuery, TakesOneAfterTheOtherUntilNobodyAsks) {
+  Pipe ends = makePacketPair();
+  const ConnectedQuery query(std::move(ends.writeEnd));
+  const QueryRequest wanted = {QueryTask::kAsk, "socket://192.0.2.7", PrinterKind::kLaser, 30};
+  ASSERT_EQ(handOver(ends.readEnd.get(), wanted.text(), -1), 0);
+  const auto next = query.next();
+  ASSERT_TRUE(next);
+  EXPECT_EQ(next->text(), wanted.text());
+  ASSERT_EQ(handOver(ends.readEnd.get(), "what is no request", -1), 0);
+  EXPECT_FALSE(query.next());
+  ends.readEnd = FileDescriptor();
+  EXPECT_FALSE(query.next());
+}
+
+TEST(AnAddress, OfAHostThatIsGivenAsOneIsNotLookedUp) {
+  for (const char* numeric : {"socket://192.0.2.7", "socket://[::1]:9101"}) {
+    const auto uri = parseDeviceUri(numeric).value();
+    const auto address = numericAddressOf(uri);
+    ASSERT_TRUE(address) << numeric;
+    EXPECT_EQ(address->size, addressesOf(uri).value().front().size);
+  }
+  EXPECT_FALSE(numericAddressOf(parseDeviceUri("socket://localhost").value()));
 }
 
 TEST(WhatACommandHasWritten, ComesAsItWasSent) {

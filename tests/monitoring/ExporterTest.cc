@@ -618,8 +618,107 @@ TEST(TheExporter, StartsAnotherQueryServerWhenItsOwnHasDied) {
   EXPECT_THAT(get(exporter.port(), probeOf(printer.uri())).body,
               HasSubstr("npa_probe_success 1\n"));
   EXPECT_NE(exporter.queryServer(), server);
+  EXPECT_TRUE(exporter.awaitQueries(1));  // the last, which waits for another
+  // That of requests, and that of the process that waits; no client's.
+  EXPECT_EQ(socketsAmong(descriptorsOf(exporter.queryServer())), 2U);
+}
+
+// ---- Processes that have one query after the other.
+
+std::string levelsIn(const std::string& metrics) {
+  std::istringstream lines(metrics);
+  std::string levels;
+  for (std::string line; std::getline(lines, line);) {
+    if (line.starts_with("npa_supply_level_ratio{")) levels += line + '\n';
+  }
+  return levels;
+}
+
+TEST(TheExporter, AsksOnePrinterAfterTheOtherInOneProcess) {
+  const SimulatedPrinter laser("laser-colour-full");
+  const SimulatedPrinter inkjet("inkjet-lantern-four-cartridges");
+  nlohmann::json list = nlohmann::json::parse(listOf({laser.uri()}, "laser"));
+  list.push_back(nlohmann::json::parse(listOf({inkjet.uri()}, "inkjet")).front());
+  const ExporterProcess exporter(list.dump(), {"--min-interval=1"});
+  const std::string first = levelsIn(get(exporter.port(), probeOf(laser.uri())).body);
+  EXPECT_THAT(first, HasSubstr("{supply=\"10\"}"));
+  ASSERT_TRUE(exporter.awaitQueries(1));
+  const pid_t process = exporter.queries().front();
+  EXPECT_THAT(get(exporter.port(), probeOf(inkjet.uri())).body, HasSubstr("npa_probe_success 1\n"));
+  std::this_thread::sleep_for(std::chrono::milliseconds(1100));
+  EXPECT_EQ(levelsIn(get(exporter.port(), probeOf(laser.uri())).body), first);
+  exporter.awaitMetric("npa_exporter_queries_total{status=\"success\"} 3");
+  EXPECT_EQ(exporter.queries(), std::vector{process});
+  EXPECT_EQ(socketsAmong(descriptorsOf(process)), 1U) << "of a printer that is done with";
+}
+
+TEST(TheExporter, HasNoOtherQueryInAProcessWhoseQueryFailed) {
+  const SimulatedPrinter printer("laser-mono-toner", {"cut"});
+  const ExporterProcess exporter(listOf({printer.uri()}, "laser"));
+  EXPECT_THAT(get(exporter.port(), probeOf(printer.uri())).body,
+              HasSubstr("npa_probe_success 0\n"));
   EXPECT_TRUE(exporter.awaitQueries(0));
-  EXPECT_EQ(socketsAmong(descriptorsOf(exporter.queryServer())), 1U) << "a client's, too";
+}
+
+TEST(TheExporter, TakesAnotherProcessWhenOneThatWaitsHasDied) {
+  const SimulatedPrinter one("laser-mono-toner");
+  const SimulatedPrinter other("laser-mono-toner");
+  const ExporterProcess exporter(listOf({one.uri(), other.uri()}, "laser"));
+  get(exporter.port(), probeOf(one.uri()));
+  ASSERT_TRUE(exporter.awaitQueries(1));
+  ::kill(exporter.queries().front(), SIGKILL);
+  ASSERT_TRUE(exporter.awaitQueries(0));
+  EXPECT_THAT(get(exporter.port(), probeOf(other.uri())).body, HasSubstr("npa_probe_success 1\n"));
+}
+
+TEST(TheExporter, TakesAnotherProcessWhenTheServerOfThoseThatWaitHasDied) {
+  const SimulatedPrinter one("laser-mono-toner");
+  const SimulatedPrinter other("laser-mono-toner");
+  const ExporterProcess exporter(listOf({one.uri(), other.uri()}, "laser"));
+  get(exporter.port(), probeOf(one.uri()));
+  ASSERT_TRUE(exporter.awaitQueries(1));
+  const pid_t server = exporter.queryServer();
+  ::kill(server, SIGKILL);
+  ASSERT_TRUE(endsSoon(server));
+  EXPECT_THAT(get(exporter.port(), probeOf(other.uri())).body, HasSubstr("npa_probe_success 1\n"));
+}
+
+TEST(TheExporter, LooksUpNamesInAProcessThatHearsNoPrinter) {
+  const SimulatedPrinter printer("laser-mono-toner");
+  std::string named = printer.uri();
+  named.replace(named.find("127.0.0.1"), 9, "localhost");
+  const ExporterProcess exporter(listOf({named}, "laser"), {"--min-interval=1"});
+  EXPECT_THAT(get(exporter.port(), probeOf(named)).body, HasSubstr("npa_probe_success 1\n"));
+  ASSERT_TRUE(exporter.awaitQueries(2));
+  const std::vector<pid_t> processes = exporter.queries();
+  const auto isConfined = [](pid_t one) { return statusOf(one, "Seccomp") == "2"; };
+  if (MOXSUPPLY_SLOW_BUILD == 0) {  // a sanitizer needs doors
+    EXPECT_EQ(std::ranges::count_if(processes, isConfined), 1);
+  }
+  std::this_thread::sleep_for(std::chrono::milliseconds(1100));
+  EXPECT_THAT(get(exporter.port(), probeOf(named)).body, HasSubstr("npa_probe_success 1\n"));
+  exporter.awaitMetric("npa_exporter_queries_total{status=\"success\"} 2");
+  EXPECT_EQ(exporter.queries(), processes);
+}
+
+TEST(TheExporter, KeepsFewProcessesThatWait) {
+  std::vector<std::unique_ptr<SimulatedPrinter>> printers;
+  std::vector<std::string> targets;
+  for (int i = 0; i < 12; ++i) {
+    const std::vector<std::string> asleep = {"wake=500"};  // until all are being asked
+    printers.push_back(std::make_unique<SimulatedPrinter>("laser-mono-toner", asleep));
+    targets.push_back(printers.back()->uri());
+  }
+  const ExporterProcess exporter(listOf(targets, "laser"));
+  std::vector<std::future<HttpAnswer>> answers;
+  for (const std::string& target : targets) {
+    answers.push_back(getLater(exporter.port(), probeOf(target)));
+  }
+  EXPECT_TRUE(exporter.awaitQueries(12));
+  for (auto& answer : answers) {
+    EXPECT_THAT(answer.get().body, HasSubstr("npa_probe_success 1\n"));
+  }
+  EXPECT_TRUE(exporter.awaitQueries(8));
 }
 
 TEST(TheExporter, GivesUpAPrinterThatTakesNoConnection) {
