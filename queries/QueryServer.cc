@@ -23,6 +23,7 @@ using asio::posix::stream_descriptor;
 
 QueryServer::QueryServer(asio::io_context& context, std::vector<std::string> command)
     : mContext(context), mCommand(std::move(command)), mRequests(context) {
+  mIdle.reserve(kMostIdle);
   static_cast<void>(start());  // what stands in its way is told to the first query
 }
 

@@ -9,6 +9,8 @@
 #include <csignal>
 #include <fstream>
 #include <future>
+#include <memory>
+#include <nlohmann/json.hpp>
 #include <set>
 #include <sstream>
 #include <thread>

@@ -1,5 +1,6 @@
 // How long a process is used again.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <boost/asio/io_context.hpp>
 #include <optional>
