@@ -713,6 +713,7 @@ TEST(TheExporter, KeepsFewProcessesThatWait) {
   }
   const ExporterProcess exporter(listOf(targets, "laser"));
   std::vector<std::future<HttpAnswer>> answers;
+  answers.reserve(targets.size());
   for (const std::string& target : targets) {
     answers.push_back(getLater(exporter.port(), probeOf(target)));
   }
