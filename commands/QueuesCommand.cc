@@ -21,6 +21,7 @@
 #include "renderings/SupplyJson.h"
 #include "renderings/SupplyTable.h"
 #include "supplies/Attention.h"
+#include "text/Age.h"
 #include "text/Columns.h"
 #include "text/TerminalText.h"
 #include "text/Translated.h"
@@ -66,22 +67,6 @@ KnownQueue known(PrintServer& server, PrintQueue queue, const EnabledQueues& ena
 
 // ---- For people
 
-std::string ageInWords(std::optional<seconds> age) {
-  if (!age) return "-";
-  const auto wholes = [&](seconds unit) { return static_cast<std::size_t>(*age / unit); };
-  if (const auto count = wholes(std::chrono::days(1)); count > 0) {
-    return translatedCount(count, "{} day", "{} days", count);
-  }
-  if (const auto count = wholes(std::chrono::hours(1)); count > 0) {
-    return translatedCount(count, "{} hour", "{} hours", count);
-  }
-  if (const auto count = wholes(std::chrono::minutes(1)); count > 0) {
-    return translatedCount(count, "{} minute", "{} minutes", count);
-  }
-  // Translators: the age of levels, in the place of "5 minutes".
-  return translated("now");
-}
-
 // What needs somebody, or else that nothing does.
 std::string inWords(const KnownQueue& known) {
   if (known.supplies.list.empty()) {
@@ -101,7 +86,7 @@ std::string table(const std::vector<KnownQueue>& queues) {
       {translated("QUEUE"), translated("AGE"), translated("SUPPLIES")}};
   for (const KnownQueue& known : queues) {
     rows.push_back({cutToColumns(forTerminal(known.queue.name), kMostNameColumns),
-                    ageInWords(known.age), inWords(known)});
+                    known.age ? ageInWords(*known.age) : "-", inWords(known)});
   }
   const auto widthOf = [&rows](std::size_t column) {
     int width = 0;

@@ -212,6 +212,35 @@ TEST_F(Refresh, IsNoSuccessWhenSomebodyTakesItOutOfTheList) {
   EXPECT_TRUE(ran.errors.starts_with("moxsupply refresh: ")) << ran.errors;
 }
 
+// A report that is ours and gone was not made, whatever the queue shows.
+TEST_F(Refresh, IsNoSuccessWhenItIsGoneBeforeItsTurn) {
+  addEnabledQueue("laser");
+  ASSERT_EQ(server().run({"cupsdisable", "--hold", queue()}).exitStatus, 0);
+  Ran ran;
+  std::thread refreshing([&] { ran = refresh(); });
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  while (allJobs().empty() && std::chrono::steady_clock::now() < end) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  }
+  EXPECT_EQ(server().run({"cancel", "-a", "-x", queue()}).exitStatus, 0);
+  refreshing.join();
+  EXPECT_EQ(ran.exitStatus, 2);
+  EXPECT_EQ(ran.output, "");
+  EXPECT_TRUE(ran.errors.starts_with("moxsupply refresh: cannot look at job ")) << ran.errors;
+}
+
+// It would ask the printer when nobody waits for it any more.
+TEST_F(Refresh, TakesBackWhatDidNotComeToItByTheDeadline) {
+  addEnabledQueue("laser");
+  ASSERT_EQ(server().run({"cupsdisable", "--hold", queue()}).exitStatus, 0);
+  const Ran ran = server().moxsupply({"refresh", queue(), "--deadline", "1"});
+  EXPECT_EQ(ran.exitStatus, 1);
+  EXPECT_TRUE(ran.errors.starts_with("moxsupply refresh: \"" + queue() +
+                                     "\" did not come to it by the deadline\n"))
+      << ran.errors;
+  EXPECT_EQ(server().run({"lpstat", "-o", queue()}).output, "");
+}
+
 // They would pile up, one each time, on a queue that is set up wrongly.
 TEST_F(Refresh, TakesAStoppedReportBack) {
   const SimulatedPrinter printer(port(), laserPrinter({{"Black Toner", 50}}));
