@@ -76,7 +76,8 @@ TEST(Descent, FindsAStepBehindJitter) {
   between[4] = 75;
   EXPECT_EQ(stepOf({lifeOf(between)}), 1);
   EXPECT_EQ(stepOf({lifeOf(jittered), lifeOf(between)}), 1);
-  EXPECT_EQ(stepOf({lifeOf({80, 77, 83, 68, 72, 61, 57})}), 1);
+  const std::vector<int> nine(jittered.begin(), jittered.end() - 1);
+  EXPECT_EQ(stepOf({lifeOf(nine)}), 1);
   EXPECT_EQ(stepOf({lifeOf({83, 82, 81, 80, 79, 79, 78, 78, 77, 77, 77})}), 1);
 }
 

@@ -74,5 +74,17 @@ TEST_F(ATelling, IsAtOnceWhereSomethingIsUrgent) {
   EXPECT_THAT(mTold, ElementsAre(2));
 }
 
+// Two commands at once would tell the same twice.
+TEST_F(ATelling, IsOverBeforeTheNextOneBegins) {
+  come(/*isUrgent=*/true);
+  pass(1min);
+  come(/*isUrgent=*/true);
+  pass(1h);
+  EXPECT_THAT(mTold, ElementsAre(1));
+  mTelling.ended({}, mNow);
+  pass(1min);
+  EXPECT_THAT(mTold, ElementsAre(1, 1));
+}
+
 }  // namespace
 }  // namespace moxsupply::testing

@@ -597,5 +597,14 @@ TEST_F(DoctorOfAll, ExaminesSeveralQueuesAtOnce) {
   }
 }
 
+TEST_F(Doctor, PassesOnWhatTheBackendSays) {
+  server().addBackend(
+      "cable", "#!/bin/sh\n[ $# -gt 0 ] || exit 0\necho 'ERROR: It is loose' >&2\nsleep 2\n");
+  addQueue(server(), queue(), "cable://office", postScriptDriver());
+  ASSERT_EQ(server().moxsupply({"enable", queue(), "--type", "laser"}).exitStatus, 0);
+  const std::string output = diagnose().output;
+  EXPECT_NE(output.find(" The CUPS backend says: It is loose\n"), std::string::npos) << output;
+}
+
 }  // namespace
 }  // namespace moxsupply::testing

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <thread>
@@ -84,6 +85,19 @@ TEST_F(Queues, AreAListForTheExporter) {
               Json::parse(fmt::format(R"({{"name":"{}","printer_type":"laser"}})", queue())));
   }
   EXPECT_EQ(count, 1) << ran.output;
+}
+
+// Nothing tells yet what its printer has, but something asks.
+TEST_F(Queues, AreInTheListBeforeTheirFirstReport) {
+  moxsupply::testing::addQueue(server(), "asked", "usb://Example/Printer", postScriptDriver());
+  ASSERT_EQ(server().moxsupply({"enable", "asked", "--type", "laser"}).exitStatus, 0);
+  const Ran ran = server().moxsupply({"queues", "--format", "list"});
+  EXPECT_EQ(ran.exitStatus, 0) << ran.errors;
+  const Json list = Json::parse(ran.output);
+  EXPECT_EQ(std::ranges::count_if(
+                list, [](const Json& group) { return group["labels"]["name"] == "asked"; }),
+            1)
+      << ran.output;
 }
 
 TEST_F(Queues, ShowNoPasswords) {

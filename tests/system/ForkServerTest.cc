@@ -1,7 +1,9 @@
 // A process from which others are forked: what reaches them, what does not, and how they end.
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <unistd.h>
 
+#include <array>
 #include <chrono>
 #include <csignal>
 #include <stdexcept>
@@ -85,6 +87,21 @@ TEST_F(ForkServerTest, KillsWhatIsNotWantedAnyMore) {
   EXPECT_TRUE(hasChildrenSoon(1));
   socket = FileDescriptor();
   EXPECT_TRUE(hasChildrenSoon(0));
+}
+
+TEST_F(ForkServerTest, KillsNoOtherThanThat) {
+  std::array<FileDescriptor, 3> sockets;
+  for (FileDescriptor& socket : sockets) {
+    socket = begin("sleep");
+    EXPECT_EQ(hear(socket), "asleep");
+  }
+  EXPECT_TRUE(hasChildrenSoon(3));
+  sockets[1] = FileDescriptor();
+  EXPECT_TRUE(hasChildrenSoon(2));
+  for (const std::size_t other : {0U, 2U}) {
+    pollfd end = {.fd = sockets.at(other).get(), .events = POLLIN, .revents = 0};
+    EXPECT_EQ(::poll(&end, 1, 0), 0) << other;
+  }
 }
 
 TEST_F(ForkServerTest, OutlivesThem) {
