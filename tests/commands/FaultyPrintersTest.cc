@@ -36,7 +36,7 @@ std::vector<std::string> levels(const SimulatedPrinter& printer, std::vector<std
 
 struct Meeting {
   const char* fault;
-  int exitStatus;  // of a query with a timeout of 1 and a deadline of 2 seconds
+  int exitStatus;  // of a query whose every read, and all of it, has 2 seconds
 };
 
 void PrintTo(const Meeting& meeting, std::ostream* out) { *out << meeting.fault; }
@@ -56,7 +56,7 @@ INSTANTIATE_TEST_SUITE_P(
 // Directly, and at the same time through the real socket backend.
 TEST_P(Fault, EndsByTheDeadline) {
   const SimulatedPrinter printer("laser-mono-toner", {GetParam().fault});
-  std::vector<std::string> options = {"--type", "laser", "--timeout", "1", "--deadline", "2"};
+  std::vector<std::string> options = {"--type", "laser", "--timeout", "2", "--deadline", "2"};
   const auto start = Clock::now();
   std::list<FilterProcess> both;
   both.emplace_back(BackChannel::kClosed, levels(printer, options),
