@@ -9,6 +9,7 @@
 #include "json/AsciiJson.h"
 #include "links/DeviceUri.h"
 #include "text/HarmlessText.h"
+#include "text/ShownUri.h"
 
 namespace moxsupply::fuzzing {
 
@@ -39,7 +40,7 @@ void promiseTarget(const ListedPrinter& printer) {
 void promiseWords(const ListedPrinter& printer) {
   promise(!printer.name.empty(), "a printer has a name");
   for (const std::string& words : {printer.name, printer.place}) {
-    const bool isTarget = words == printer.target;  // which may be longer
+    const bool isTarget = words == shownUri(printer.target);  // which may be longer
     promise(isTarget || harmlessLine(words, 120) == words, "words for people are harmless");
   }
 }
