@@ -662,27 +662,42 @@ TEST(TheExporter, HasNoOtherQueryInAProcessWhoseQueryFailed) {
   EXPECT_TRUE(exporter.awaitQueries(0));
 }
 
-TEST(TheExporter, TakesAnotherProcessWhenOneThatWaitsHasDied) {
-  const SimulatedPrinter one("laser-mono-toner");
-  const SimulatedPrinter other("laser-mono-toner");
-  const ExporterProcess exporter(listOf({one.uri(), other.uri()}, "laser"));
-  get(exporter.port(), probeOf(one.uri()));
-  ASSERT_TRUE(exporter.awaitQueries(1));
-  ::kill(exporter.queries().front(), SIGKILL);
+// It waits since it has asked one printer, and may be asked for another.
+class AProcessThatWaits : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    get(exporter.port(), probeOf(one.uri()));
+    ASSERT_TRUE(exporter.awaitQueries(1));
+    process = exporter.queries().front();
+  }
+
+  [[nodiscard]] std::string probeOfAnother() const { return probeOf(other.uri()); }
+
+  const SimulatedPrinter one{"laser-mono-toner"};
+  const SimulatedPrinter other{"laser-mono-toner"};
+  const ExporterProcess exporter{listOf({one.uri(), other.uri()}, "laser")};
+  pid_t process = -1;
+};
+
+TEST_F(AProcessThatWaits, IsNotMissedWhenItHasDied) {
+  ::kill(process, SIGKILL);
   ASSERT_TRUE(exporter.awaitQueries(0));
-  EXPECT_THAT(get(exporter.port(), probeOf(other.uri())).body, HasSubstr("npa_probe_success 1\n"));
+  EXPECT_THAT(get(exporter.port(), probeOfAnother()).body, HasSubstr("npa_probe_success 1\n"));
 }
 
-TEST(TheExporter, TakesAnotherProcessWhenTheServerOfThoseThatWaitHasDied) {
-  const SimulatedPrinter one("laser-mono-toner");
-  const SimulatedPrinter other("laser-mono-toner");
-  const ExporterProcess exporter(listOf({one.uri(), other.uri()}, "laser"));
-  get(exporter.port(), probeOf(one.uri()));
-  ASSERT_TRUE(exporter.awaitQueries(1));
+TEST_F(AProcessThatWaits, IsNotMissedWhenItDiesBeforeItSaysAnything) {
+  ::kill(process, SIGSTOP);
+  auto answer = getLater(exporter.port(), probeOfAnother());
+  exporter.awaitMetric("npa_exporter_queries_running 1");
+  ::kill(process, SIGKILL);
+  EXPECT_THAT(answer.get().body, HasSubstr("npa_probe_success 1\n"));
+}
+
+TEST_F(AProcessThatWaits, IsNotMissedWhenItsServerHasDied) {
   const pid_t server = exporter.queryServer();
   ::kill(server, SIGKILL);
   ASSERT_TRUE(endsSoon(server));
-  EXPECT_THAT(get(exporter.port(), probeOf(other.uri())).body, HasSubstr("npa_probe_success 1\n"));
+  EXPECT_THAT(get(exporter.port(), probeOfAnother()).body, HasSubstr("npa_probe_success 1\n"));
 }
 
 TEST(TheExporter, LooksUpNamesInAProcessThatHearsNoPrinter) {

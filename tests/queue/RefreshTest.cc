@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <chrono>
 #include <fstream>
+#include <functional>
+#include <future>
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <string>
@@ -48,6 +50,13 @@ class Refresh : public QueueTest {
   }
 
   [[nodiscard]] Ran refresh() const { return server().moxsupply({"refresh", queue()}); }
+
+  // What comes of one during which that is done.
+  [[nodiscard]] Ran whileRefreshing(const std::function<void()>& act) const {
+    auto refreshing = std::async(std::launch::async, [&] { return refresh(); });
+    act();
+    return refreshing.get();
+  }
 };
 
 TEST_F(Refresh, ShowsWhatThePrinterHasJustReported) {
@@ -187,11 +196,10 @@ TEST_F(Refresh, IsNoSuccessWhenSomebodyCancelsIt) {
     ASSERT_EQ(refresh().exitStatus, 0);
   }
   const SimulatedPrinter printer(port(), {}, silence());
-  Ran ran;
-  std::thread refreshing([&] { ran = refresh(); });
-  std::this_thread::sleep_for(std::chrono::milliseconds(500));  // it is asking by now
-  EXPECT_EQ(server().run({"cancel", "-a", queue()}).exitStatus, 0);
-  refreshing.join();
+  const Ran ran = whileRefreshing([&] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));  // it is asking by now
+    EXPECT_EQ(server().run({"cancel", "-a", queue()}).exitStatus, 0);
+  });
   EXPECT_EQ(ran.exitStatus, 1);
   EXPECT_EQ(ran.output, "");
   EXPECT_EQ(ran.errors.find("moxsupply refresh: the report of \"" + queue() + "\" was cancelled\n"),
@@ -202,11 +210,10 @@ TEST_F(Refresh, IsNoSuccessWhenSomebodyCancelsIt) {
 TEST_F(Refresh, IsNoSuccessWhenSomebodyTakesItOutOfTheList) {
   addEnabledQueue("laser");
   const SimulatedPrinter printer(port(), {}, silence());
-  Ran ran;
-  std::thread refreshing([&] { ran = refresh(); });
-  std::this_thread::sleep_for(std::chrono::milliseconds(500));  // it is asking by now
-  EXPECT_EQ(server().run({"cancel", "-a", "-x", queue()}).exitStatus, 0);
-  refreshing.join();
+  const Ran ran = whileRefreshing([&] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));  // it is asking by now
+    EXPECT_EQ(server().run({"cancel", "-a", "-x", queue()}).exitStatus, 0);
+  });
   EXPECT_NE(ran.exitStatus, 0);
   EXPECT_EQ(ran.output, "");
   EXPECT_TRUE(ran.errors.starts_with("moxsupply refresh: ")) << ran.errors;
@@ -216,14 +223,13 @@ TEST_F(Refresh, IsNoSuccessWhenSomebodyTakesItOutOfTheList) {
 TEST_F(Refresh, IsNoSuccessWhenItIsGoneBeforeItsTurn) {
   addEnabledQueue("laser");
   ASSERT_EQ(server().run({"cupsdisable", "--hold", queue()}).exitStatus, 0);
-  Ran ran;
-  std::thread refreshing([&] { ran = refresh(); });
-  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-  while (allJobs().empty() && std::chrono::steady_clock::now() < end) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
-  }
-  EXPECT_EQ(server().run({"cancel", "-a", "-x", queue()}).exitStatus, 0);
-  refreshing.join();
+  const Ran ran = whileRefreshing([&] {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (allJobs().empty() && std::chrono::steady_clock::now() < end) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    EXPECT_EQ(server().run({"cancel", "-a", "-x", queue()}).exitStatus, 0);
+  });
   EXPECT_EQ(ran.exitStatus, 2);
   EXPECT_EQ(ran.output, "");
   EXPECT_TRUE(ran.errors.starts_with("moxsupply refresh: cannot look at job ")) << ran.errors;
