@@ -21,12 +21,13 @@ struct QueryProcess {
 };
 
 // The process from which those of queries are forked (ForkServer), and those that wait for their
-// next. When it is gone they have ended with it, and it is started again by the next query.
+// next. When it is gone all of them end with it, and the next query starts it again.
 class QueryServer {
  public:
-  // Few queries run at the same time but where many printers are asked at once. No process has more
-  // queries than so many: what one leaks, or who might take it over, has an end.
+  // Processes that wait for their next query: few run at once but where many printers are new.
   static constexpr std::size_t kMostIdle = 8;
+
+  // Queries of a process: what it leaks, and who may have taken it over, goes with it.
   static constexpr int kMostQueries = 100;
 
   // `command` starts it, with the requests on its standard input.
