@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cerrno>
+#include <climits>
 #include <ctime>
 
 #include "system/FilterDescriptors.h"
@@ -24,6 +25,11 @@ BackChannelPipe::BackChannelPipe()
       mAnswers(makePipe(Blocking::kNo)),
       mBackChannel(kBackChannel, mAnswers.readEnd.get()) {
   mAnswers.readEnd = FileDescriptor();
+}
+
+bool BackChannelPipe::hold(std::span<const std::uint8_t> bytes) const {
+  return bytes.size() <= PIPE_BUF &&
+         ::write(mAnswers.writeEnd.get(), bytes.data(), bytes.size()) > 0;
 }
 
 bool BackChannelPipe::deliver(std::span<const std::uint8_t> bytes) {

@@ -32,10 +32,12 @@ constexpr std::chrono::seconds kMayBeAsleepAfter(3);
 
 QueryWatch::QueryWatch(std::string waitingFor, const Deadlines& deadlines,
                        std::function<void(const QueryWatch&)> onDeadline)
-    : mDeadlines(deadlines), mOnDeadline(std::move(onDeadline)), mWake(makePipe(Blocking::kNo)) {
-  if (!mWake) throw std::system_error(errno, std::generic_category(), "cannot make a pipe");
+    : mDeadlines(deadlines), mOnDeadline(std::move(onDeadline)) {
   mProgress.waitingFor(std::move(waitingFor));
-  if (mOnDeadline) mThread = std::thread([this] { watch(); });
+  if (!mOnDeadline) return;
+  mWake = makePipe(Blocking::kNo);
+  if (!mWake) throw std::system_error(errno, std::generic_category(), "cannot make a pipe");
+  mThread = std::thread([this] { watch(); });
 }
 
 QueryWatch::~QueryWatch() {
@@ -47,7 +49,7 @@ void QueryWatch::isConnecting(std::string waitingFor) {
   const std::lock_guard lock(mMutex);
   mConnectingTo = waitingFor;
   mProgress.waitingFor(std::move(waitingFor));
-  static_cast<void>(writeAll(mWake.writeEnd.get(), "."));
+  if (mWake) static_cast<void>(writeAll(mWake.writeEnd.get(), "."));
 }
 
 void QueryWatch::isAsking(std::string waitingFor) {
@@ -65,7 +67,7 @@ std::optional<QueryWatch::Clock::time_point> QueryWatch::connectedAt() const {
 void QueryWatch::listenTo(FileDescriptor messages) {
   const std::lock_guard lock(mMutex);
   mMessages = std::move(messages);
-  static_cast<void>(writeAll(mWake.writeEnd.get(), "."));
+  if (mWake) static_cast<void>(writeAll(mWake.writeEnd.get(), "."));
 }
 
 std::string QueryWatch::backendMessage() const {

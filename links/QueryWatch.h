@@ -62,7 +62,7 @@ class QueryWatch {
   const Clock::time_point mStart = Clock::now();
   Deadlines mDeadlines;
   std::function<void(const QueryWatch&)> mOnDeadline;
-  Pipe mWake;  // a byte: look again; the end: stop
+  Pipe mWake;  // of the watching thread, if there is one. A byte: look again; the end: stop
 
   mutable std::mutex mMutex;  // of all below
   ProgressLine mProgress;

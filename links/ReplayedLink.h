@@ -38,6 +38,7 @@ class ReplayedLink {
   };
 
   bool take(std::span<const std::uint8_t> request);
+  bool isThere();
   void play();
   bool awaitRequest(std::size_t number);
 
@@ -53,7 +54,7 @@ class ReplayedLink {
 
   CaughtOutput mOutput;
   BackChannelPipe mAnswers;
-  std::thread mThread;
+  std::thread mThread;  // none where all is there from the beginning
 };
 
 }  // namespace moxsupply
