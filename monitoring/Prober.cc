@@ -157,11 +157,12 @@ void Prober::ended(Id id, QueryResult result, Clock::time_point now) {
   if (result.hasSucceeded()) {
     printer.failures = 0;
     printer.notBefore = begun + intervalOf(printer);
-    printer.reading = {*result.supplies, now - result.age};
     // To find out what it is takes long once; the next time that is known.
     const bool wasKnown = entry.askedAs.has_value();
     printer.kind = result.supplies->kind;
     entry.isSlow = wasKnown && duration >= kSlow;
+    printer.reading = {*std::exchange(result.supplies, std::nullopt), now - result.age};
+    printer.reading->supplies.list.shrink_to_fit();  // it stays for hours
   } else {
     ++printer.failures;
     printer.notBefore = now + backoff(printer);

@@ -53,7 +53,7 @@ class Prober {
 
   // What was the last attempt to read a printer.
   struct Attempt {
-    QueryResult result;
+    QueryResult result;  // without supplies: those of a success are its reading
     std::chrono::milliseconds duration{};
     Clock::time_point end;
   };
