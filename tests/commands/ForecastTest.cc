@@ -234,6 +234,24 @@ TEST_F(OrdersCommand, TakesTheTime) {
   EXPECT_EQ(lines[0]["by"], forecast[0]["emptyAt"]["earliest"]);
 }
 
+TEST_F(OrdersCommand, LooksTwoWeeksAheadWhereItIsNotTold) {
+  for (int day = 1; day <= 40; ++day) read(kHall, day, {{101 - day}});
+  // On how many days there is something to order.
+  const auto days = [&](const std::vector<std::string>& within) {
+    std::size_t count = 0;
+    for (int day = 45; day < 60; ++day) {
+      std::vector<std::string> arguments = {"--at", dayOf2026(day)};
+      arguments.insert(arguments.end(), within.begin(), within.end());
+      count += linesOf("orders", arguments).size();
+    }
+    return count;
+  };
+  const std::size_t told = days({"--within", "14"});
+  EXPECT_EQ(days({}), told);
+  EXPECT_EQ(days({"--within", "13"}), told - 1);
+  EXPECT_EQ(days({"--within", "15"}), told + 1);
+}
+
 TEST_F(OrdersCommand, SaysHowManyPrintersAreSilent) {
   read(kHall, 1, {{0}});
   read(kOffice, 50, {{0}});
