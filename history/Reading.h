@@ -20,12 +20,14 @@ struct ReadSupply : Supply {
   std::uint32_t number = 0;  // from 1
 };
 
+using ReadingLabels = std::map<std::string, std::string, std::less<>>;
+
 // What one printer answered at one moment.
 struct Reading {
   Moment moment;
   std::string time;     // the moment as it was written
   std::string printer;  // its name, see printerName
-  std::map<std::string, std::string, std::less<>> labels;
+  ReadingLabels labels;
   std::vector<ReadSupply> supplies;
 
   // All of it as one line of JSON without the line's end, with what is not understood here and with
@@ -46,9 +48,9 @@ constexpr std::size_t kLongestReading = 1U << 20U;
 [[nodiscard]] Result<Reading> readingAgain(std::string json);
 
 // What the printer at a device URI answered at a moment: its supplies, by their numbers in its
-// report. Nothing where that is no device URI.
+// report. `labels`: what a list says of it. Nothing where that is no device URI.
 [[nodiscard]] std::optional<Reading> readingOf(std::string_view uri, const Supplies& supplies,
-                                               Moment moment);
+                                               Moment moment, const ReadingLabels& labels = {});
 
 // The JSON of a reading that comes from no line.
 [[nodiscard]] std::string asJson(const Reading& reading);

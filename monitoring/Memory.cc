@@ -342,10 +342,8 @@ void Memory::setList(const std::vector<std::string>& uris) {
 }
 
 void Memory::take(const ListedPrinter& printer, const Supplies& supplies, Moment moment) {
-  auto reading = readingOf(printer.uri, supplies, moment);
+  auto reading = readingOf(printer.uri, supplies, moment, printer.labels);
   if (!reading) return;
-  reading->labels = printer.labels;
-  reading->json = asJson(*reading);
   mWork->keep(*std::move(reading));
   mHooks.wake();
 }

@@ -248,9 +248,9 @@ void Fleet::end(Prober::Id id, std::uint64_t number, const OfficePrinter::Answer
     known.told = answer.result.supplies;
     known.toldAt = now.time - answer.result.age;
     known.maySurprise = known.isForgotten = known.isAgeUnsure = false;
-    auto reading =
-        readingOf(mPrinters[i].target(), *known.told, answer.result.moment.value_or(now.moment));
-    reading->labels = mMonitor->prober().find(mPrinters[i].target())->listed.labels;
+    const auto reading =
+        readingOf(mPrinters[i].target(), *known.told, answer.result.moment.value_or(now.moment),
+                  mMonitor->prober().find(mPrinters[i].target())->listed.labels);
     mLedger.take(*reading, answer.shown, now);
   } else {
     ++known.failures;

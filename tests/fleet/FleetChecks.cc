@@ -37,7 +37,7 @@ std::size_t openDescriptors() {
 }
 
 std::string jsonOf(const OfficePrinter& printer, const Supplies& supplies) {
-  return asJson(readingOf(printer.target(), supplies, {}).value());
+  return readingOf(printer.target(), supplies, {}).value().json;
 }
 
 // The value behind a name and a blank, at the beginning of a line.
