@@ -213,6 +213,18 @@ TEST_F(History, ShowsTablesThatATerminalMayHave) {
   }
 }
 
+TEST_F(History, HasTwoBlanksBehindANameThatIsTooLongForItsColumn) {
+  Json here = kFirst;
+  here["printer"] = "socket://a-printer-with-a-long-name:9101";
+  Json replaced = here;
+  replaced["time"] = "2026-11-22T08:00:00Z";
+  here["supplies"][0]["serial"] = "A";
+  replaced["supplies"][0]["serial"] = "B";
+  expectAdded({here, replaced});
+  const Ran ran = history({"events", "--store", mStore, "--format", "table"});
+  EXPECT_THAT(ran.output, HasSubstr("long-name:9101    1  replaced  "));
+}
+
 TEST_F(History, IsKeptWhereTheServiceOrTheUserHasItsState) {
   write(mFile, kFirst.dump());
   const std::string folder = mFolder.path();

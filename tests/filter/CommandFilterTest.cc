@@ -478,6 +478,7 @@ TEST_F(CommandFilter, SendsTheLoopBackRequestOnlyOverANetwork) {
 TEST_F(CommandFilter, DropsWhatLiesOnACableBeforeItAsks) {
   setUri("usb://Example/Small");
   FilterProcess filter = startAfter(R"(sleep 0.3; exec "$@")", kReportLevels);
+  filter.send(Bytes(5000, 0));  // more than one read takes
   filter.send(tonerAt(99));
   EXPECT_EQ(finishWithReply(filter, tonerAt(5)).exitStatus, 0);
   EXPECT_THAT(mQueue.numbers("marker-levels"), ElementsAre(5));
