@@ -23,7 +23,7 @@ class BackChannelPipe {
   // What the back channel was before; -1 when it was closed.
   [[nodiscard]] int former() const { return mBackChannel.former(); }
 
-  // Puts bytes there at once, if there is room for all of them: for 4096 there is at first.
+  // Puts at most 4096 bytes there, all at once or none. Returns whether they are there.
   [[nodiscard]] bool hold(std::span<const std::uint8_t> bytes) const;
 
   // For the thread that fills it. Each returns false once `stop` was called.

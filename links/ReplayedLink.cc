@@ -19,7 +19,7 @@ ReplayedLink::ReplayedLink(const transcript::Session& query)
     if (operation.event == Event::kFailed && !mRequests.empty()) mRequests.back().fails = true;
   }
   if (!mAnswers) throw std::system_error(errno, std::generic_category(), "a pipe");
-  if (isThere()) {
+  if (putAll()) {
     mAnswers.hangUp();
   } else {
     mThread = std::thread([this] { play(); });
@@ -51,9 +51,9 @@ bool ReplayedLink::take(std::span<const std::uint8_t> request) {
   return !fails;
 }
 
-// Puts all that came there from the beginning, where that is one piece upon nothing: it takes no
-// thread that waits until it is read. Returns whether that is done.
-bool ReplayedLink::isThere() {
+// Has all that came lie there before anybody reads, where that is one piece for which no request is
+// awaited: that takes no thread. Returns whether it does.
+bool ReplayedLink::putAll() {
   if (mQuery.operations.size() != 1) return false;
   const Operation& only = mQuery.operations.front();
   return only.event == Event::kReceived && mPace.pauseBefore(only).count() == 0 &&

@@ -38,7 +38,7 @@ class ReplayedLink {
   };
 
   bool take(std::span<const std::uint8_t> request);
-  bool isThere();
+  bool putAll();
   void play();
   bool awaitRequest(std::size_t number);
 
