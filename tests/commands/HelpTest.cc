@@ -1,7 +1,6 @@
-// What `--help` says, whole, as it is kept in tests/data/help. After a change of it:
-//   for command in levels check ...; do
-//     build/bin/moxsupply $command --help >tests/data/help/$command.txt
-//   done
+// What `--help` says, whole, as it is kept in tests/data/help. After a change, of `levels` say:
+//   build/bin/moxsupply levels --help >tests/data/help/levels.txt
+// What it says without a command is kept as moxsupply.txt.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -39,6 +38,14 @@ TEST(Help, IsWhatIsKept) {
   for (const std::string& command : commands) {
     EXPECT_EQ(run({MOXSUPPLY_PROGRAM, command, "--help"}).output, kept(command)) << command;
   }
+}
+
+TEST(Help, IsThatOfTheCommandThatItNames) {
+  const Ran help = run({MOXSUPPLY_PROGRAM, "help", "levels"});
+  EXPECT_EQ(help.exitStatus, 0);
+  EXPECT_EQ(help.output, run({MOXSUPPLY_PROGRAM, "levels", "--help"}).output);
+  EXPECT_EQ(run({MOXSUPPLY_PROGRAM, "help"}).output, run({MOXSUPPLY_PROGRAM, "--help"}).output);
+  EXPECT_EQ(run({MOXSUPPLY_PROGRAM, "help", "nonsense"}).exitStatus, 2);
 }
 
 }  // namespace

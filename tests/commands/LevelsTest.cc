@@ -676,14 +676,6 @@ TEST(LevelsOfAHost, AreThoseOfItsPort9100OrTheOneThatIsGiven) {
   EXPECT_THAT(none.errors, ::testing::HasSubstr("127.77.1.1 port 9100"));
 }
 
-TEST(Help, IsThatOfTheCommandThatItNames) {
-  const Ran help = run({MOXSUPPLY_PROGRAM, "help", "levels"});
-  EXPECT_EQ(help.exitStatus, 0);
-  EXPECT_EQ(help.output, run({MOXSUPPLY_PROGRAM, "levels", "--help"}).output);
-  EXPECT_EQ(run({MOXSUPPLY_PROGRAM, "help"}).output, run({MOXSUPPLY_PROGRAM, "--help"}).output);
-  EXPECT_EQ(run({MOXSUPPLY_PROGRAM, "help", "nonsense"}).exitStatus, 2);
-}
-
 // Where a document is taken, what asks for supplies would come out on paper.
 TEST(LevelsOfAPrinter, ThatIsReachedByAPrintProtocolAreNotAskedFor) {
   const SilentPort port;

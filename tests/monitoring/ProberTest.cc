@@ -197,6 +197,7 @@ TEST_F(ProberTest, RestoresNothingOfWhomItHasAsked) {
   ASSERT_TRUE(want("b"));
   for (const char* target : {"a", "b"}) prober.restore(target, Supplies(), now, now);
   EXPECT_EQ(prober.find("a")->reading->supplies.list.at(0).level, 7);
+  EXPECT_FALSE(prober.find("a")->last->result.supplies);  // once is enough
   EXPECT_EQ(prober.find("b")->reading, std::nullopt);
 }
 
