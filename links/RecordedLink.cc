@@ -2,10 +2,13 @@
 
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
+#include <memory>
 #include <new>
-#include <vector>
+#include <span>
 
 #include "transcript/Transcript.h"
 
@@ -50,16 +53,18 @@ bool RecordedLink::passOn(std::span<const std::uint8_t> request) {
 void RecordedLink::relayAnswers() {
   const int link = mAnswers.former();
   if (link < 0) mAnswers.hangUp();  // there is no back channel
-  std::vector<std::uint8_t> buffer(transcript::kMostBytesOfOperation);
+  // So much seldom comes at once: what is never written to takes no memory.
+  using Buffer = std::array<std::uint8_t, transcript::kMostBytesOfOperation>;
+  const auto buffer = std::make_unique_for_overwrite<Buffer>();
   while (mAnswers.awaitInput(link)) {
-    const ssize_t count = ::read(link, buffer.data(), buffer.size());
+    const ssize_t count = ::read(link, buffer->data(), buffer->size());
     if (count < 0 && (errno == EAGAIN || errno == EINTR)) continue;
     if (count <= 0) {
       mRecording.ended();
       mAnswers.hangUp();
       return;
     }
-    const auto piece = std::span(buffer).first(static_cast<std::size_t>(count));
+    const auto piece = std::span(*buffer).first(static_cast<std::size_t>(count));
     mRecording.received(piece);
     if (!mAnswers.deliver(piece)) return;
   }
