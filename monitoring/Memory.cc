@@ -263,8 +263,8 @@ class Memory::Work {
       return tellOfReading(remembered.error().what);
     }
     if (!*remembered) return mToRecall.pop_back();
-    post([printer, recalled = std::make_shared<RememberedPrinter>(**std::move(remembered))](
-             Memory& memory, auto&) { memory.keepInMind(printer, std::move(*recalled)); });
+    post([printer, recalled = std::make_shared<const RememberedPrinter>(**std::move(remembered))](
+             Memory& memory, auto&) { memory.keepInMind(printer, recalled); });
     mToRecall.pop_back();
     tellNotices();
   }
@@ -327,16 +327,21 @@ Memory::~Memory() {
   }
 }
 
-void Memory::setList(const std::vector<std::string>& uris) {
-  std::set<std::string> names;
+void Memory::setList(const PrinterList& list) {
+  std::map<std::string, Known> listed;
   std::vector<std::string> added;
-  for (const std::string& uri : uris) {
-    auto name = printerName(uri);
-    if (!name || !names.insert(*name).second) continue;
-    if (!mNames.contains(*name)) added.push_back(*std::move(name));
+  for (const ListedPrinter& printer : list) {
+    const auto name = printerName(printer.uri);
+    if (!name || !listed.emplace(*name, Known{printer.target}).second) continue;
+    if (!mPrinters.contains(*name)) added.push_back(*name);
   }
-  mNames = std::move(names);
-  std::erase_if(mRemembered, [this](const auto& one) { return !mNames.contains(one.first); });
+  for (auto& [name, printer] : mPrinters) {
+    const auto still = listed.find(name);
+    if (still == listed.end()) continue;
+    still->second.isSilent = printer.isSilent;
+    still->second.remembered = std::move(printer.remembered);
+  }
+  mPrinters = std::move(listed);
   mWork->load(std::move(added));
   mHooks.wake();
 }
@@ -355,8 +360,16 @@ void Memory::restoreFirst(const std::string& uri) {
 void Memory::takeSilence(const ListedPrinter& printer, bool isSilent) {
   auto name = printerName(printer.uri);
   if (!name || !mHooks.notices) return;
+  const auto found = mPrinters.find(*name);
+  if (found == mPrinters.end() || found->second.isSilent == isSilent) return;
+  found->second.isSilent = isSilent;
   mWork->noteSilence(*std::move(name), isSilent);
   mHooks.wake();
+}
+
+const std::string* Memory::targetOf(const std::string& name) const {
+  const auto found = mPrinters.find(name);
+  return found == mPrinters.end() ? nullptr : &found->second.target;
 }
 
 void Memory::told(std::int64_t last) {
@@ -369,8 +382,10 @@ void Memory::proceed(const Instant& now) { mWork->proceed(now); }
 Memory::Clock::time_point Memory::nextMove() { return mWork->nextMove(); }
 void Memory::finish(const Instant& now) { mWork->finish(now); }
 
-void Memory::keepInMind(const std::string& printer, RememberedPrinter remembered) {
-  if (mNames.contains(printer)) mRemembered.insert_or_assign(printer, std::move(remembered));
+void Memory::keepInMind(const std::string& printer,
+                        std::shared_ptr<const RememberedPrinter> remembered) {
+  const auto found = mPrinters.find(printer);
+  if (found != mPrinters.end()) found->second.remembered = std::move(remembered);
 }
 
 void Memory::setProblem(const std::string& problem) {
@@ -384,8 +399,8 @@ void Memory::setProblem(const std::string& problem) {
 
 const RememberedPrinter* Memory::find(const ListedPrinter& printer) const {
   const auto name = printerName(printer.uri);
-  const auto found = name ? mRemembered.find(*name) : mRemembered.end();
-  return found == mRemembered.end() ? nullptr : &found->second;
+  const auto found = name ? mPrinters.find(*name) : mPrinters.end();
+  return found == mPrinters.end() ? nullptr : found->second.remembered.get();
 }
 
 RememberedSupplies Memory::metricsOf(const ListedPrinter& printer, Moment at,
@@ -397,13 +412,14 @@ RememberedSupplies Memory::metricsOf(const ListedPrinter& printer, Moment at,
   const RememberedPrinter* remembered = find(printer);
   if (remembered == nullptr) return metrics;
   const bool isSilent = between(remembered->prospects.asOf, at) >= kSilent;
-  for (const Prospect& supply : remembered->prospects.supplies) {
+  for (std::size_t i = 0; i < remembered->prospects.supplies.size(); ++i) {
+    const Prospect& supply = remembered->prospects.supplies[i];
     RememberedSupplies::OfSupply& told = metrics.supplies[supply.supply];
     told.part = supply.part;
     if (const auto& emptyAt = supply.forecast.emptyAt) {
       told.emptyAt = {seconds(emptyAt->likely), seconds(emptyAt->earliest)};
     }
-    told.isLow = remembered->low.contains(supply.supply);
+    told.isLow = remembered->cartridges.at(i).hasBecomeLow;
     told.isNeeded = !isSilent && neededBy(supply, at, within);
   }
   for (const auto& word : kEventWords) {
@@ -415,8 +431,10 @@ RememberedSupplies Memory::metricsOf(const ListedPrinter& printer, Moment at,
 
 Orders Memory::orders(Moment at, std::chrono::days within) const {
   std::vector<PrinterProspects> all;
-  all.reserve(mRemembered.size());
-  for (const auto& [name, printer] : mRemembered) all.push_back(printer.prospects);
+  all.reserve(mPrinters.size());
+  for (const auto& [name, printer] : mPrinters) {
+    if (printer.remembered) all.push_back(printer.remembered->prospects);
+  }
   return ordersFor(all, at, within);
 }
 

@@ -6,7 +6,7 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <set>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -68,7 +68,7 @@ class Memory {
 
   // Has what is remembered of printers restored that were not in the list before; what is known of
   // those that are not in it any more is let go.
-  void setList(const std::vector<std::string>& uris);
+  void setList(const PrinterList& list);
 
   // A printer of the list has answered.
   void take(const ListedPrinter& printer, const Supplies& supplies, Moment moment);
@@ -76,8 +76,11 @@ class Memory {
   // Has this printer restored before others, since somebody wants to know of it.
   void restoreFirst(const std::string& uri);
 
-  // A printer of the list has fallen silent, or answers again.
+  // Whether a printer of the list is silent. What has not changed since the last time is not noted.
   void takeSilence(const ListedPrinter& printer, bool isSilent);
+
+  // The target of the printer of the list that has this name. Null where there is none.
+  [[nodiscard]] const std::string* targetOf(const std::string& name) const;
 
   // Somebody has been told, up to and with this notice.
   void told(std::int64_t last);
@@ -111,12 +114,18 @@ class Memory {
  private:
   class Work;  // the second thread's
 
-  void keepInMind(const std::string& printer, RememberedPrinter remembered);
+  // A printer of the list.
+  struct Known {
+    std::string target;
+    std::optional<bool> isSilent = {};  // as it was noted last
+    std::shared_ptr<const RememberedPrinter> remembered = {};
+  };
+
+  void keepInMind(const std::string& printer, std::shared_ptr<const RememberedPrinter> remembered);
   void setProblem(const std::string& problem);
 
   Hooks mHooks;
-  std::set<std::string> mNames;  // of the printers in the list
-  std::map<std::string, RememberedPrinter> mRemembered;
+  std::map<std::string, Known> mPrinters;  // by name
   std::string mProblem;
   std::unique_ptr<Work> mWork;
 };

@@ -35,7 +35,8 @@ Monitor::Monitor(const Settings& settings, Hooks hooks, Clock::time_point now)
       mProber(settings.limits,
               {.begin = mHooks.begin,
                .stop = mHooks.stop,
-               .answered = [this](const Prober::Printer& printer) { noteEnd(printer); },
+               .answered = [this](const auto& printer,
+                                  const auto& result) { noteEnd(printer, result); },
                .released = mHooks.released}),
       mMemory(memoryIn(settings.store)),
       mSite(mProber, mMetrics, HostNames(settings.address, settings.hosts),
@@ -57,11 +58,11 @@ std::unique_ptr<Memory> Monitor::memoryIn(const std::string& store) {
 
 void Monitor::restore(const std::vector<Keeper::Last>& lasts, const Instant& now) {
   for (const Keeper::Last& last : lasts) {
-    const auto target = mTargets.find(last.reading.printer);
+    const std::string* target = mMemory->targetOf(last.reading.printer);
     auto supplies = suppliesIn(last.reading);
-    if (target == mTargets.end() || !supplies) continue;
+    if (target == nullptr || !supplies) continue;
     const auto age = std::max(between(last.answered, now.moment), std::chrono::microseconds(0));
-    mProber.restore(target->second, *std::move(supplies), now.time - age, now.time);
+    mProber.restore(*target, *std::move(supplies), now.time - age, now.time);
   }
 }
 
@@ -104,52 +105,40 @@ void Monitor::take(Result<PrinterList> list) {
 void Monitor::takeList(PrinterList list) {
   mMetrics.listTaken(list.size());
   mPrinters.clear();
-  for (const ListedPrinter& one : list) {
-    if (!one.isQueue) mPrinters.emplace(identityOf(one.uri), one.target);
+  if (std::ranges::any_of(list, &ListedPrinter::isQueue)) {
+    for (const ListedPrinter& one : list) {
+      if (!one.isQueue) mPrinters.emplace(identityOf(one.uri), one.target);
+    }
   }
   mNamedTwice.clear();
-  mTargets.clear();
-  std::vector<std::string> uris;
-  for (const ListedPrinter& one : list) {
-    if (auto name = printerName(one.uri)) mTargets.emplace(*std::move(name), one.target);
-    uris.push_back(one.uri);
-  }
+  if (mMemory) mMemory->setList(list);
   mProber.setList(std::move(list));
-  if (mMemory) mMemory->setList(uris);
-  const auto isGone = [this](const std::string& target) { return mProber.find(target) == nullptr; };
-  std::erase_if(mToldSilent, [&](const auto& told) { return isGone(told.first); });
-  std::erase_if(mSilent, isGone);
+  std::erase_if(mSilent,
+                [this](const std::string& target) { return mProber.find(target) == nullptr; });
 }
 
-void Monitor::noteEnd(const Prober::Printer& printer) {
+void Monitor::noteEnd(const Prober::Printer& printer, const QueryResult& result) {
   const Prober::Attempt& last = *printer.last;
   const std::string& target = printer.listed.target;
-  mMetrics.queryEnded(last.result.outcome, last.duration);
-  noteSilence(printer.listed, !last.result.hasSucceeded());
-  if (last.result.hasSucceeded()) {
+  mMetrics.queryEnded(last.outcome, last.duration);
+  if (mMemory) mMemory->takeSilence(printer.listed, !result.hasSucceeded());
+  if (result.hasSucceeded()) {
     if (mSilent.erase(target) > 0) mHooks.log(fmt::format("{}: answers again", shownUri(target)));
-    noteDevice(printer);
-    if (mMemory) mMemory->take(printer.listed, printer.reading->supplies, *last.result.moment);
+    noteDevice(target, result.device);
+    if (mMemory) mMemory->take(printer.listed, printer.reading->supplies, *result.moment);
   } else if (mSilent.insert(target).second) {
     mHooks.log(fmt::format("{}: {}; it is asked less and less often until it answers",
-                           shownUri(target), last.result.what));
+                           shownUri(target), last.what));
   }
-}
-
-// Of what has not changed since this program was started, nothing is said.
-void Monitor::noteSilence(const ListedPrinter& printer, bool isSilent) {
-  if (!mMemory) return;
-  const auto [told, isFirst] = mToldSilent.emplace(printer.target, isSilent);
-  if (!isFirst && std::exchange(told->second, isSilent) == isSilent) return;
-  mMemory->takeSilence(printer, isSilent);
 }
 
 // A printer that stands in the list beside its queue is asked, and shown twice.
-void Monitor::noteDevice(const Prober::Printer& queue) {
-  const auto twin = mPrinters.find(identityOf(queue.last->result.device));
-  if (twin == mPrinters.end() || !mNamedTwice.insert(queue.listed.target).second) return;
+void Monitor::noteDevice(const std::string& queue, const std::string& device) {
+  if (device.empty()) return;
+  const auto twin = mPrinters.find(identityOf(device));
+  if (twin == mPrinters.end() || !mNamedTwice.insert(queue).second) return;
   mHooks.log(fmt::format("{} prints to {}, which stands in the list as well: take one of them out",
-                         shownUri(queue.listed.target), shownUri(twin->second)));
+                         shownUri(queue), shownUri(twin->second)));
 }
 
 }  // namespace moxsupply

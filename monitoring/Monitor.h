@@ -75,17 +75,15 @@ class Monitor {
   std::unique_ptr<Memory> memoryIn(const std::string& store);
   void restore(const std::vector<Keeper::Last>& lasts, const Instant& now);
   void takeList(PrinterList list);
-  void noteEnd(const Prober::Printer& printer);
-  void noteSilence(const ListedPrinter& printer, bool isSilent);
-  void noteDevice(const Prober::Printer& queue);
+  void noteEnd(const Prober::Printer& printer, const QueryResult& result);
+  void noteDevice(const std::string& queue, const std::string& device);
 
   Hooks mHooks;
   ExporterMetrics mMetrics;
-  std::set<std::string> mSilent;                              // targets that failed the last time
-  std::map<std::string, bool> mToldSilent;                    // targets, as the memory was told
-  std::map<std::string, std::string, std::less<>> mPrinters;  // targets by identity, no queues
-  std::map<std::string, std::string, std::less<>> mTargets;   // by the name that is remembered
-  std::set<std::string> mNamedTwice;                          // queues of which it was said
+  std::set<std::string> mSilent;  // targets that failed the last time
+  // Targets by identity, no queues; only where there are queues, which may print to them.
+  std::map<std::string, std::string, std::less<>> mPrinters;
+  std::set<std::string> mNamedTwice;  // queues of which it was said
   Prober mProber;
   std::unique_ptr<Memory> mMemory;
   std::optional<Clock::time_point> mHeldUntil;  // nobody is asked yet

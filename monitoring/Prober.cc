@@ -57,7 +57,7 @@ void Prober::restore(std::string_view target, Supplies supplies, Clock::time_poi
   if (printer.last || entry.begun) return;
   printer.kind = supplies.kind;
   printer.notBefore = time + intervalOf(printer);
-  printer.last = {{Outcome::kSuccess, std::nullopt, {}, {}}, {}, time};
+  printer.last = {Outcome::kSuccess, {}, {}, {}, time};
   printer.reading = {std::move(supplies), time};
   printer.isRestored = true;
   if (!entry.place || entry.place->urgency == Urgency::kOnPurpose) return;
@@ -168,8 +168,8 @@ void Prober::ended(Id id, QueryResult result, Clock::time_point now) {
     printer.notBefore = now + backoff(printer);
     if (mayBeOfAnotherKind(result.outcome)) printer.kind.reset();
   }
-  printer.last = {std::move(result), duration, now};
-  mHooks.answered(printer);
+  printer.last = {result.outcome, result.what, result.advice, duration, now};
+  mHooks.answered(printer, result);
   mHooks.released(printer.listed.target);
 }
 

@@ -51,9 +51,11 @@ class Prober {
   // server is asked, and no printer.
   static constexpr std::chrono::minutes kQueueInterval{15};
 
-  // What was the last attempt to read a printer.
+  // What was the last attempt to read a printer. The supplies of a success are its reading.
   struct Attempt {
-    QueryResult result;  // without supplies: those of a success are its reading
+    Outcome outcome = Outcome::kInternal;
+    std::string what;  // as in QueryResult
+    std::string advice;
     std::chrono::milliseconds duration{};
     Clock::time_point end;
   };
@@ -76,9 +78,10 @@ class Prober {
   };
 
   struct Hooks {
-    std::function<void(const Assignment&)> begin;      // its end is told with `ended`
-    std::function<void(Id)> stop;                      // at once; its end is not told
-    std::function<void(const Printer&)> answered;      // an attempt has ended
+    std::function<void(const Assignment&)> begin;  // its end is told with `ended`
+    std::function<void(Id)> stop;                  // at once; its end is not told
+    // An attempt has ended, with this; its supplies, if there are some, are the printer's reading.
+    std::function<void(const Printer&, const QueryResult&)> answered;
     std::function<void(const std::string&)> released;  // nobody need wait for this target longer
   };
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <deque>
+#include <map>
 #include <utility>
 
 #include "history/Lives.h"
@@ -72,9 +73,11 @@ class Recollection {
     if (!mLast) return std::nullopt;
     RememberedPrinter printer;
     printer.prospects = prospectsOf(*mLast, mLives);
+    printer.cartridges.reserve(printer.prospects.supplies.size());
     for (const Prospect& supply : printer.prospects.supplies) {
-      printer.curves.emplace(supply.supply, mCurves.at(supply.supply).curve());
-      if (mLives.supplies().at(supply.supply).lives.back().lowAt) printer.low.insert(supply.supply);
+      printer.cartridges.push_back(
+          {mCurves.at(supply.supply).curve(),
+           mLives.supplies().at(supply.supply).lives.back().lowAt.has_value()});
     }
     printer.events.assign(mEvents.begin(), mEvents.end());
     printer.eventCounts = mCounts;

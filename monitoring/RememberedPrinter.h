@@ -4,9 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <map>
 #include <optional>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -32,6 +30,12 @@ struct Curve {
   std::vector<Point> points;  // the first and the last reading are among them
 };
 
+// What is remembered of a toner or ink besides its prospect.
+struct RememberedCartridge {
+  Curve curve;
+  bool hasBecomeLow = false;
+};
+
 struct RememberedEvent {
   Moment moment;
   std::uint32_t supply = 0;  // its number
@@ -43,10 +47,9 @@ struct RememberedEvent {
 struct RememberedPrinter {
   static constexpr std::size_t kMostEvents = 30;
 
-  PrinterProspects prospects;             // of the toners and inks of its last reading
-  std::map<std::uint32_t, Curve> curves;  // of these
-  std::set<std::uint32_t> low;            // those whose cartridge has become low
-  std::vector<RememberedEvent> events;    // the newest first, at most kMostEvents
+  PrinterProspects prospects;                   // of the toners and inks of its last reading
+  std::vector<RememberedCartridge> cartridges;  // these, in the same order
+  std::vector<RememberedEvent> events;          // the newest first, at most kMostEvents
   std::array<std::uint64_t, kEventWords.size()> eventCounts =
       {};  // of all, in the order of kEventWords
 };

@@ -74,13 +74,13 @@ std::string span(Clock::time_point from, Clock::time_point to) {
 
 // Why the last attempt failed, and what to try.
 std::string failureOf(const Printer& printer, Clock::time_point now) {
-  const QueryResult& result = printer.last->result;
-  std::string html = fmt::format("<p><b>No answer:</b> {}. {}</p>\n", escaped(result.what, kWhole),
-                                 escaped(result.advice, kWhole));
+  const Prober::Attempt& last = *printer.last;
+  std::string html = fmt::format("<p><b>No answer:</b> {}. {}</p>\n", escaped(last.what, kWhole),
+                                 escaped(last.advice, kWhole));
   if (!printer.isPending && printer.notBefore > now) {
     html +=
         fmt::format("<p class=quiet>Asked {} ago; it is asked again in {} at the earliest.</p>\n",
-                    span(printer.last->end, now), span(now, printer.notBefore));
+                    span(last.end, now), span(now, printer.notBefore));
   }
   return html;
 }
@@ -161,9 +161,10 @@ const Prospect* prospectOf(const RememberedPrinter* remembered, std::uint32_t nu
 }
 
 const Curve* curveOf(const RememberedPrinter* remembered, std::uint32_t number) {
-  if (remembered == nullptr) return nullptr;
-  const auto found = remembered->curves.find(number);
-  return found == remembered->curves.end() ? nullptr : &found->second;
+  const Prospect* prospect = prospectOf(remembered, number);
+  if (prospect == nullptr) return nullptr;
+  const auto place = prospect - remembered->prospects.supplies.data();
+  return &remembered->cartridges.at(static_cast<std::size_t>(place)).curve;
 }
 
 }  // namespace

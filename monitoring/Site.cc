@@ -149,7 +149,7 @@ HttpServer::Reply Site::probe(const HttpRequest& request, Clock::time_point arri
 
   LastProbe last;
   if (printer->last) {
-    last = {printer->last->result.outcome, printer->last->duration};
+    last = {printer->last->outcome, printer->last->duration};
   } else if (isLast) {
     last = {Outcome::kDeadline, std::chrono::round<milliseconds>(now.time - arrived)};
   }

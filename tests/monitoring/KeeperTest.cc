@@ -167,10 +167,11 @@ TEST_F(AKeeper, RecallsWhatThereIs) {
   EXPECT_EQ(printer.events[1].event, Event::kReplaced);
   EXPECT_EQ(printer.events[2].event, Event::kLow);
   EXPECT_EQ(printer.eventCounts, (std::array<std::uint64_t, 6>{0, 1, 0, 0, 2, 0}));
-  EXPECT_THAT(printer.low, ElementsAre(1));
+  ASSERT_EQ(printer.cartridges.size(), 1U);
+  EXPECT_TRUE(printer.cartridges[0].hasBecomeLow);
   const std::vector<Curve::Point> points = {{0, 95}, {24 * 3600, 9}};
-  EXPECT_EQ(printer.curves.at(1).points, points);
-  EXPECT_EQ(printer.curves.at(1).begin, mBegin + 200 * 24h);
+  EXPECT_EQ(printer.cartridges[0].curve.points, points);
+  EXPECT_EQ(printer.cartridges[0].curve.begin, mBegin + 200 * 24h);
   EXPECT_EQ(mKeeper.recall("socket://192.0.2.7", mBegin, [] { return true; }).value(),
             std::nullopt);
 }
@@ -271,7 +272,7 @@ TEST_F(AKeeperOfNotices, TellsWhoFallsSilentAndWhoIsBack) {
 TEST_F(AKeeper, ThinsALongCurveEvenly) {
   for (int day = 0; day < 600; ++day) keep(mBegin + day * 24h, 100 - day / 6);
   const auto printer = mKeeper.recall("socket://192.0.2.7", mBegin, kNobodyWaits).value().value();
-  const std::vector<Curve::Point>& points = printer.curves.at(1).points;
+  const std::vector<Curve::Point>& points = printer.cartridges.at(0).curve.points;
   ASSERT_EQ(points.size(), Curve::kMostPoints);
   EXPECT_EQ(points.front(), (Curve::Point{0, 100}));
   EXPECT_EQ(points.back(), (Curve::Point{599 * 24 * 3600, 1}));

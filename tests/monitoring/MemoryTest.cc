@@ -32,7 +32,7 @@ TEST(Memory, WaitsALittleWhereThereIsTooLittleMemory) {
                        .restored = [](const auto&, const Instant&) {},
                        .loaded = [] {},
                        .log = [](const std::string&) {}});
-  memory.setList({hall});
+  memory.setList({{.target = hall, .uri = hall, .kind = {}, .name = "Hall", .place = ""}});
   const Instant now = Instant::now();
   memory.proceed(now);
   EXPECT_GT(memory.nextMove(), now.time);

@@ -31,7 +31,7 @@ Printer printerWith(const std::string& name, std::vector<Supply> supplies) {
   Printer printer;
   printer.listed = {"target-of-" + name, "socket://" + name, {}, name, ""};
   const Supplies read{PrinterKind::kLaser, "", std::move(supplies)};
-  printer.last = {{Outcome::kSuccess, read, {}, {}}, milliseconds(50), kNow};
+  printer.last = {Outcome::kSuccess, {}, {}, milliseconds(50), kNow};
   printer.reading = {read, kNow - seconds(12)};
   return printer;
 }
@@ -39,8 +39,7 @@ Printer printerWith(const std::string& name, std::vector<Supply> supplies) {
 Printer silentPrinter(const std::string& name) {
   Printer printer;
   printer.listed = {name, name, {}, name, ""};
-  printer.last = {{Outcome::kUnreachable, std::nullopt, "cannot be found", "Is it there?"},
-                  milliseconds(50),
+  printer.last = {Outcome::kUnreachable, "cannot be found", "Is it there?", milliseconds(50),
                   kNow - seconds(5)};
   printer.failures = 1;
   printer.notBefore = kNow + seconds(25);
@@ -227,7 +226,7 @@ TEST(ThePage, ShowsTheLifeOfEachCartridge) {
   remembered.prospects.supplies = {
       madeProspect(1, DaysLeft{12, 9, 20}),
       madeProspect(2, std::nullopt, "this cartridge's level was never known")};
-  remembered.curves.emplace(1, dailyCurve({100, 80, 62}));
+  remembered.cartridges = {{dailyCurve({100, 80, 62})}, {dailyCurve({std::nullopt})}};
   const std::string html = pageOf({printer}, {}, {}, memoryOf(remembered));
   EXPECT_TRUE(inOrder(
       html, {"Cyan Toner", "62 %", "<svg class=\"curve cyan\" role=img", "M0 0l60 6 60 5",
@@ -275,11 +274,12 @@ TEST(ThePage, EscapesAllTextFromElsewhere) {
   const std::string hostile = "<script>alert('1')</script>\"&\x1B[2J\xff" + kTurn;
   Printer printer = printerWith(hostile, {toner(hostile, 5), toner(hostile, 0)});
   printer.listed = {hostile, hostile, {}, hostile + "name", hostile};
-  printer.last->result = {Outcome::kUnreachable, std::nullopt, hostile, hostile};
+  printer.last->what = printer.last->advice = hostile;
   printer.failures = 1;
   printer.reading->supplies.list.front().part = hostile;
   RememberedPrinter remembered;
   remembered.prospects.supplies = {madeProspect(1, std::nullopt, hostile)};
+  remembered.cartridges.resize(1);
   remembered.prospects.supplies[0].part = hostile;
   for (const bool isByPlace : {false, true}) {
     PageView view;
@@ -334,14 +334,13 @@ TEST(ThePage, HasABoundOnItsSize) {
   for (std::uint32_t number = 1; number <= 255; ++number) {
     remembered.prospects.supplies.push_back(
         madeProspect(number, std::nullopt, "it is the wrong cartridge for this printer or place"));
-    remembered.curves.emplace(number, dailyCurve(levels));
+    remembered.cartridges.push_back({dailyCurve(levels)});
   }
   std::deque<Printer> printers;
   for (int i = 0; i < 1000; ++i) {
     Printer printer = printerWith("p", std::vector<Supply>(255, supply));
     printer.listed = {std::string(512, '"'), "", {}, longest, longest};
-    printer.last->result = {Outcome::kUnreachable, std::nullopt, std::string(300, '"'),
-                            std::string(300, '"')};
+    printer.last->what = printer.last->advice = std::string(300, '"');
     printer.failures = 1;
     printers.push_back(std::move(printer));
   }

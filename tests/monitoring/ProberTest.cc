@@ -115,7 +115,7 @@ class ProberTest : public ::testing::Test {
                      [this](Prober::Id id) {
                        std::erase_if(running, [id](const auto& one) { return one.query.id == id; });
                      },
-                 .answered = [](const Prober::Printer&) {},
+                 .answered = [](const Prober::Printer&, const QueryResult&) {},
                  .released = [this](const std::string& target) { released.push_back(target); }}};
 };
 
@@ -158,7 +158,7 @@ TEST_F(ProberTest, AsksAgainWhenItWouldHaveWithoutARestart) {
   prober.restore("b", *success().supplies, now - seconds(40), now);
   prober.restore("c", *success().supplies, now, now);
   EXPECT_EQ(prober.find("a")->reading->time, now - seconds(10));
-  EXPECT_TRUE(prober.find("a")->last->result.hasSucceeded());
+  EXPECT_EQ(prober.find("a")->last->outcome, Outcome::kSuccess);
   EXPECT_FALSE(want("a"));
   EXPECT_TRUE(want("b"));
   EXPECT_TRUE(prober.find("b")->isRestored);
@@ -197,7 +197,6 @@ TEST_F(ProberTest, RestoresNothingOfWhomItHasAsked) {
   ASSERT_TRUE(want("b"));
   for (const char* target : {"a", "b"}) prober.restore(target, Supplies(), now, now);
   EXPECT_EQ(prober.find("a")->reading->supplies.list.at(0).level, 7);
-  EXPECT_FALSE(prober.find("a")->last->result.supplies);  // once is enough
   EXPECT_EQ(prober.find("b")->reading, std::nullopt);
 }
 
@@ -310,7 +309,7 @@ TEST_F(ProberTest, KeepsTheLastReadingOfAPrinterThatFellSilent) {
   pass(seconds(30));
   ask("a", silence());
   const Prober::Printer& printer = *prober.find("a");
-  EXPECT_EQ(printer.last->result.outcome, Outcome::kUnreachable);
+  EXPECT_EQ(printer.last->outcome, Outcome::kUnreachable);
   EXPECT_EQ(printer.reading->supplies.list.at(0).level, 40);
   EXPECT_EQ(now - printer.reading->time, seconds(30));
 }
@@ -486,13 +485,14 @@ TEST_F(ProberTest, HasPatienceAlsoWithThoseThatAreMovedBetweenTheLanes) {
 }
 
 TEST_F(ProberTest, HasNoMorePatienceThanItIsTold) {
-  Prober hasty({.deadline = seconds(5)}, {.begin =
-                                              [this](const Assignment& query) {
-                                                running.push_back({query, now});
-                                              },
-                                          .stop = [](Prober::Id) {},
-                                          .answered = [](const Prober::Printer&) {},
-                                          .released = [](const std::string&) {}});
+  Prober hasty({.deadline = seconds(5)},
+               {.begin =
+                    [this](const Assignment& query) {
+                      running.push_back({query, now});
+                    },
+                .stop = [](Prober::Id) {},
+                .answered = [](const Prober::Printer&, const QueryResult&) {},
+                .released = [](const std::string&) {}});
   hasty.setList(listOf({"a"}));
   for (int i = 0; i < 2; ++i) {
     hasty.want("a", kSomebodyWaits, now);
